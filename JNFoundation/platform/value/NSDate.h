@@ -1,0 +1,35 @@
+#pragma once
+
+#include <JNFoundation/platform/value/Value.h>
+
+namespace JNFoundation {
+
+/// The class of dates: instants, in seconds with fractions. They live inside Value, so there are no
+/// objects of this class.
+/// Threads: any.
+class NSDate : public NSObject {
+ public:
+  using Superclass = NSObject;
+  static const Class classObject;
+  const Class& class_() const noexcept override { return classObject; }
+
+  /// Seconds from 1970-01-01 to 2001-01-01, both 00:00:00 UTC.
+  static constexpr NSTimeInterval timeIntervalBetween1970AndReferenceDate = 978307200;
+
+  static Value dateWithTimeIntervalSince1970(NSTimeInterval seconds) noexcept {
+    return Value::dateWithTimeIntervalSince1970(seconds);
+  }
+  static Value dateWithTimeIntervalSinceReferenceDate(NSTimeInterval seconds) noexcept {
+    return Value::dateWithTimeIntervalSince1970(seconds + timeIntervalBetween1970AndReferenceDate);
+  }
+  /// Now, by the system's clock.
+  static Value date() noexcept;
+  static Value dateWithTimeIntervalSinceNow(NSTimeInterval seconds) noexcept;
+  static Value distantPast() noexcept;
+  static Value distantFuture() noexcept;
+
+ protected:
+  NSDate() = default;
+};
+
+}  // namespace JNFoundation

@@ -1,0 +1,123 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+
+#include <JNFoundation/platform/value/Class.h>
+#include <JNFoundation/platform/value/Ref.h>
+#include <JNFoundation/platform/value/SEL.h>
+#include <JNFoundation/platform/value/Types.h>
+
+namespace JNFoundation {
+
+class NSString;
+class Value;
+
+/// The root of every class: identity, life, equality, text, and key-value access by name.
+///
+/// Objects live on the heap and are shared through `Ref`; the count is atomic, so the last reference
+/// may go on any thread. Destruction never nests deeply, however long a chain of objects is.
+/// Threads: counting is safe everywhere; the rest is up to the class.
+class NSObject {
+ public:
+  static const Class classObject;
+
+  NSObject(const NSObject&) = delete;
+  NSObject& operator=(const NSObject&) = delete;
+
+  /// The class of the object itself, which may be a descendant of the static type.
+  virtual const Class& class_() const noexcept { return classObject; }
+
+  /// Equality by value; the default is identity. Objects that are equal have equal hashes.
+  virtual bool isEqual(const Value& other) const;
+  virtual std::size_t hash() const;
+
+  /// Text for people and logs; the default is "<Class: 0xaddress>".
+  virtual Ref<NSString> description() const;
+
+  /// An immutable copy; an immutable object, and by default every object, is its own copy.
+  virtual Value copy() const;
+
+  /// A mutable copy. Fails: raises NSInvalidArgumentException where the class has no mutable form.
+  virtual Value mutableCopy() const;
+
+  /// Whether `performSelector` would find an operation declared for the selector.
+  virtual bool respondsToSelector(SEL selector) const;
+
+  /// The value of the property of that name: its getter is searched as getKey, key, isKey, _key among
+  /// the declared operations. Fails: see `valueForUndefinedKey`.
+  virtual Value valueForKey(const Ref<NSString>& key) const;
+
+  /// Writes the property of that name through setKey: or _setKey:.
+  /// Fails: see `setValueForUndefinedKey`; null for a number goes to `setNilValueForKey`.
+  virtual void setValueForKey(const Value& value, const Ref<NSString>& key);
+
+  /// What a read of an unknown key comes to. Fails: raises NSUndefinedKeyException by default.
+  virtual Value valueForUndefinedKey(const Ref<NSString>& key) const;
+  virtual void setValueForUndefinedKey(const Value& value, const Ref<NSString>& key);
+
+  /// What null for a property of a number type comes to. Fails: raises NSInvalidArgumentException by
+  /// default.
+  virtual void setNilValueForKey(const Ref<NSString>& key);
+
+  void retain() const noexcept { _references.fetch_add(1, std::memory_order_relaxed); }
+  void release() const noexcept {
+    if (_references.fetch_sub(1, std::memory_order_release) == 1) destroy();
+  }
+
+  /// How many strong references there are at this instant; for tests and diagnosis only.
+  std::uint32_t retainCount() const noexcept { return _references.load(std::memory_order_relaxed); }
+
+ protected:
+#if JN_COUNT_OBJECTS
+  NSObject() noexcept;
+#else
+  NSObject() noexcept = default;
+#endif
+  virtual ~NSObject();
+
+ private:
+  friend class SideRecordAccess;
+
+  void destroy() const noexcept;
+
+  /// 1 at birth: `makeObject` adopts that reference.
+  mutable std::atomic<std::uint32_t> _references{1};
+  /// The number of the record that holds weak references, associated objects and the lock; 0 while
+  /// the object never had any.
+  mutable std::atomic<std::uint32_t> _sideRecord{0};
+};
+
+namespace impl {
+
+inline void retainObject(const NSObject* object) noexcept { object->retain(); }
+inline void releaseObject(const NSObject* object) noexcept { object->release(); }
+
+/// Constructors are protected so that objects are born on the heap only; a class derived from T on the
+/// spot may call them.
+template <class T>
+class Concrete final : public T {
+ public:
+  template <class... Arguments>
+  explicit Concrete(Arguments&&... arguments) : T(std::forward<Arguments>(arguments)...) {}
+};
+
+#if JN_COUNT_OBJECTS
+/// How many objects are alive. Only in builds that count them.
+std::int64_t liveObjectCount() noexcept;
+#endif
+
+}  // namespace impl
+
+/// A new object of class T, built with T's constructor.
+template <class T, class... Arguments>
+Ref<T> makeObject(Arguments&&... arguments) {
+  if constexpr (std::is_final_v<T>) {
+    return Ref<T>::adopt(new T(std::forward<Arguments>(arguments)...));
+  } else {
+    return Ref<T>::adopt(new impl::Concrete<T>(std::forward<Arguments>(arguments)...));
+  }
+}
+
+}  // namespace JNFoundation

@@ -1,0 +1,140 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include <JNFoundation/platform/value/FormatArgument.h>
+#include <JNFoundation/platform/value/NSObject.h>
+#include <JNFoundation/platform/value/Value.h>
+
+namespace JNFoundation {
+
+class NSArray;
+
+/// Immutable Unicode text, kept as well-formed UTF-8 behind the object's header in one allocation.
+///
+/// Lengths and positions count code points. Ill-formed UTF-8 is mended on the way in: each maximal
+/// ill-formed sequence becomes U+FFFD. NUL is a character like any other.
+/// A parameter of type `const Ref<NSString>&` accepts C++ text.
+/// Threads: any; a string never changes.
+class NSString final : public NSObject {
+ public:
+  using Superclass = NSObject;
+  static const Class classObject;
+  const Class& class_() const noexcept override;
+
+  static Ref<NSString> string();
+  static Ref<NSString> stringWithString(const Ref<NSString>& other) { return other; }
+
+  /// Mends ill-formed UTF-8. Fails: raises NSInvalidArgumentException beyond 4 GiB.
+  static Ref<NSString> fromText(std::string_view text);
+
+  /// Returns: null for a null pointer and for ill-formed UTF-8.
+  static Ref<NSString> stringWithUTF8String(const char* text);
+
+  /// Formats as the platform does: %@ takes any value, %s text, %p an address, %d %i %u %x %o %c %ld
+  /// %lu %lld %llu %zu integers, %f %e %g floating point, %% a percent sign; flags, width and precision
+  /// as in C. The arguments know their types, so the length letters are read and ignored.
+  /// An argument of the wrong kind or a missing one reads as 0 or "(null)".
+  template <class... Arguments>
+  static Ref<NSString> stringWithFormat(std::string_view format, const Arguments&... arguments) {
+    const FormatArgument list[] = {FormatArgument(arguments)..., FormatArgument(nullptr)};
+    return fromText(formatText(format, {list, sizeof...(arguments)}));
+  }
+
+  /// The one string of that content that recurring keys share: attribute names, keys of records.
+  /// It is never released, so intern only what comes from a model or from code, never input.
+  static Ref<NSString> interned(std::string_view text);
+
+  /// The interned string of that content. Returns: null if nobody interned it.
+  static NSString* internedIfPresent(std::string_view text) noexcept;
+
+  /// The bytes, well-formed, borrowed from the string.
+  std::string_view utf8() const noexcept { return {text(), _size}; }
+  operator std::string_view() const noexcept { return utf8(); }
+  /// The bytes with a NUL behind them.
+  const char* UTF8String() const noexcept { return text(); }
+  std::string toStdString() const { return std::string(utf8()); }
+
+  /// The number of code points.
+  NSUInteger length() const noexcept { return _length; }
+  /// Fails: raises NSRangeException outside 0 to length-1.
+  char32_t characterAtIndex(NSUInteger index) const;
+
+  // Numbers are read from the longest numeric prefix; text without one is 0.
+  NSInteger integerValue() const;
+  std::int32_t intValue() const;
+  std::int64_t longLongValue() const { return integerValue(); }
+  double doubleValue() const;
+  float floatValue() const;
+  bool boolValue() const;
+
+  /// Returns: false for null.
+  bool isEqualToString(const Ref<NSString>& other) const noexcept;
+  /// Code point by code point. Fails: raises NSInvalidArgumentException for null.
+  NSComparisonResult compare(const Ref<NSString>& other) const;
+  NSComparisonResult caseInsensitiveCompare(const Ref<NSString>& other) const;
+  NSComparisonResult localizedCompare(const Ref<NSString>& other) const;
+  NSComparisonResult localizedCaseInsensitiveCompare(const Ref<NSString>& other) const;
+  NSComparisonResult localizedStandardCompare(const Ref<NSString>& other) const;
+
+  bool hasPrefix(std::string_view prefix) const noexcept;
+  bool hasSuffix(std::string_view suffix) const noexcept;
+  bool containsString(std::string_view part) const noexcept;
+
+  Ref<NSString> uppercaseString() const;
+  Ref<NSString> lowercaseString() const;
+  Ref<NSString> capitalizedString() const;
+  Ref<NSString> stringByAppendingString(const Ref<NSString>& other) const;
+  /// Both count code points. Fail: raise NSRangeException past the end.
+  Ref<NSString> substringToIndex(NSUInteger index) const;
+  Ref<NSString> substringFromIndex(NSUInteger index) const;
+  /// Without white space and line ends at either end.
+  Ref<NSString> stringByTrimmingWhitespace() const;
+  /// The pieces between the separators, empty ones included, at least one.
+  Ref<NSArray> componentsSeparatedByString(std::string_view separator) const;
+
+  bool isEqual(const Value& other) const override;
+  std::size_t hash() const override { return static_cast<std::size_t>(contentHash()); }
+  Ref<NSString> description() const override;
+
+  /// Mixed once, then kept. Never 0.
+  std::uint64_t contentHash() const noexcept {
+    const std::uint64_t known = _hash.load(std::memory_order_relaxed);
+    return known != 0 ? known : computeHash();
+  }
+  /// Equality with another string of the library, quickly.
+  bool hasContentOf(const NSString& other) const noexcept {
+    return this == &other || (_size == other._size && contentHash() == other.contentHash() &&
+                              utf8() == other.utf8());
+  }
+  bool isInterned() const noexcept { return _interned; }
+
+  /// Strings are allocated with their text behind them.
+  static void operator delete(void* memory) noexcept;
+
+ private:
+  NSString(std::uint32_t size, std::uint32_t length) noexcept : _size(size), _length(length) {}
+  static void* operator new(std::size_t, void* memory) noexcept { return memory; }
+
+  static Ref<NSString> make(std::string_view wellFormed, std::size_t length);
+  const char* text() const noexcept { return reinterpret_cast<const char*>(this + 1); }
+  std::uint64_t computeHash() const noexcept;
+
+  mutable std::atomic<std::uint64_t> _hash{0};
+  std::uint32_t _size;
+  std::uint32_t _length : 31;
+  std::uint32_t _interned : 1 = 0;
+};
+
+inline bool Value::isString() const noexcept {
+  return _kind == Kind::Object && _object->class_().isSubclassOf(NSString::classObject);
+}
+
+inline namespace literals {
+
+/// An interned string: "name"_s is one object however often it is written.
+Ref<NSString> operator""_s(const char* text, std::size_t size);
+
+}  // namespace literals
+}  // namespace JNFoundation

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <functional>
+#include <string_view>
+
+namespace JNFoundation {
+
+/// The name of an operation, keywords and colons included, e.g. "mapValue:toObject:filter:".
+/// Equal names are one selector, so comparing and hashing cost nothing. A null selector names none.
+/// Threads: any.
+class SEL {
+ public:
+  constexpr SEL() noexcept = default;
+  constexpr SEL(std::nullptr_t) noexcept {}
+
+  /// The selector of that name; an empty name gives the null selector.
+  SEL(std::string_view name);
+  SEL(const char* name) : SEL(std::string_view(name)) {}
+
+  /// Returns: empty text for the null selector. Lives as long as the process.
+  std::string_view name() const noexcept;
+
+  /// How many arguments the name announces: its colons.
+  std::size_t argumentCount() const noexcept;
+
+  explicit operator bool() const noexcept { return _name != nullptr; }
+  friend bool operator==(SEL, SEL) noexcept = default;
+
+ private:
+  friend struct std::hash<SEL>;
+  const void* _name = nullptr;
+};
+
+SEL NSSelectorFromString(std::string_view name);
+std::string_view NSStringFromSelector(SEL selector) noexcept;
+
+}  // namespace JNFoundation
+
+template <>
+struct std::hash<JNFoundation::SEL> {
+  std::size_t operator()(JNFoundation::SEL selector) const noexcept {
+    return std::hash<const void*>()(selector._name);
+  }
+};

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+#include <limits>
+
+/// The scalar types and constants that every floor shares.
+namespace JNFoundation {
+
+using NSInteger = std::int64_t;
+using NSUInteger = std::uint64_t;
+
+/// Seconds, fractions included.
+using NSTimeInterval = double;
+
+/// "No such index": greater than every valid index.
+inline constexpr NSInteger NSNotFound = std::numeric_limits<NSInteger>::max();
+
+enum NSComparisonResult : NSInteger {
+  NSOrderedAscending = -1,
+  NSOrderedSame = 0,
+  NSOrderedDescending = 1,
+};
+
+/// A run of positions: `length` of them, the first at `location`.
+struct NSRange {
+  NSUInteger location = 0;
+  NSUInteger length = 0;
+
+  /// The first position behind the run.
+  constexpr NSUInteger end() const { return location + length; }
+  friend constexpr bool operator==(const NSRange&, const NSRange&) = default;
+};
+
+constexpr NSRange NSMakeRange(NSUInteger location, NSUInteger length) { return {location, length}; }
+
+}  // namespace JNFoundation

@@ -1,0 +1,29 @@
+#include "JNFoundation/platform/value/Weak.h"
+
+#include <JNFoundation/platform/value/impl/SideRecord.h>
+
+namespace JNFoundation {
+
+WeakObject::WeakObject(const NSObject* object) {
+  if (!object) return;
+  _record = &SideRecordAccess::of(*object);
+  _record->hold();
+}
+
+WeakObject::WeakObject(const WeakObject& other) noexcept : _record(other._record) {
+  if (_record) _record->hold();
+}
+
+Ref<NSObject> WeakObject::load() const noexcept {
+  if (!_record) return nullptr;
+  SideRecord::Locked locked(*_record);
+  NSObject* object = _record->object;
+  if (!object || !SideRecordAccess::tryRetain(*object)) return nullptr;
+  return Ref<NSObject>::adopt(object);
+}
+
+void WeakObject::reset() noexcept {
+  if (_record) std::exchange(_record, nullptr)->letGo();
+}
+
+}  // namespace JNFoundation

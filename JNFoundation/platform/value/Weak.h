@@ -1,0 +1,61 @@
+#pragma once
+
+#include <utility>
+
+#include <JNFoundation/platform/value/NSObject.h>
+
+namespace JNFoundation {
+
+class SideRecord;
+
+/// The zeroing weak reference, untyped: see Weak.
+class WeakObject {
+ public:
+  WeakObject() noexcept = default;
+  /// Refers to nothing when the object is null or already being destroyed.
+  explicit WeakObject(const NSObject* object);
+  WeakObject(const WeakObject& other) noexcept;
+  WeakObject(WeakObject&& other) noexcept : _record(std::exchange(other._record, nullptr)) {}
+  ~WeakObject() { reset(); }
+
+  WeakObject& operator=(WeakObject other) noexcept {
+    std::swap(_record, other._record);
+    return *this;
+  }
+
+  /// A strong reference, or null once the object has gone.
+  Ref<NSObject> load() const noexcept;
+  void reset() noexcept;
+
+ private:
+  SideRecord* _record = nullptr;
+};
+
+/// A reference that does not keep its object alive and reads as null from the moment the last strong
+/// reference goes, also when that happens on another thread.
+///
+///     Weak<View> weak(view);
+///     if (Ref<View> strong = weak.load()) strong->reload();
+///
+/// Threads: like `Ref`; loading is safe while another thread lets the object die.
+template <class T>
+class Weak {
+ public:
+  Weak() noexcept = default;
+  Weak(std::nullptr_t) noexcept {}
+  Weak(T* object) : _weak(object) {}
+  template <class U>
+    requires std::convertible_to<U*, T*>
+  Weak(const Ref<U>& object) : _weak(object.get()) {}
+
+  /// Returns: null when the object has gone, or when there never was one.
+  Ref<T> load() const noexcept {
+    return Ref<T>::adopt(static_cast<T*>(_weak.load().leak()));
+  }
+  void reset() noexcept { _weak.reset(); }
+
+ private:
+  WeakObject _weak;
+};
+
+}  // namespace JNFoundation

@@ -1,0 +1,82 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include <JNFoundation/platform/value/NSObject.h>
+#include <JNFoundation/platform/value/Value.h>
+
+namespace JNFoundation {
+
+/// What an object seldom has, kept beside it: who refers to it weakly, what is associated with it,
+/// and its lock. Records live in a pool whose addresses never change, so that a weak reference may
+/// look at its record after the object is gone.
+class SideRecord {
+ public:
+  struct Association {
+    const void* key;
+    Value value;
+    NSObject* unretained;
+  };
+
+  /// Holds the record still for a few instructions.
+  class Locked {
+   public:
+    explicit Locked(SideRecord& record) noexcept : _record(record) { _record.lock(); }
+    ~Locked() { _record.unlock(); }
+    Locked(const Locked&) = delete;
+    Locked& operator=(const Locked&) = delete;
+
+   private:
+    SideRecord& _record;
+  };
+
+  void hold() noexcept { _holders.fetch_add(1, std::memory_order_relaxed); }
+  /// Gives the record back to the pool when the last holder lets go.
+  void letGo() noexcept;
+
+  std::uint32_t number = 0;
+  /// Guarded by the lock; null once the object is being destroyed.
+  NSObject* object = nullptr;
+  /// Guarded by the lock; few, so a list.
+  std::vector<Association> associations;
+  /// Guarded by the lock until it exists; lives as long as the object.
+  std::unique_ptr<std::recursive_mutex> mutex;
+  SideRecord* nextFree = nullptr;
+
+ private:
+  friend class SideRecordAccess;
+
+  void lock() noexcept {
+    while (_lock.exchange(1, std::memory_order_acquire) != 0) {
+      _lock.wait(1, std::memory_order_relaxed);
+    }
+  }
+  void unlock() noexcept {
+    _lock.store(0, std::memory_order_release);
+    _lock.notify_one();
+  }
+
+  std::atomic<std::uint32_t> _lock{0};
+  /// The object itself counts as one holder, every weak reference as another.
+  std::atomic<std::uint32_t> _holders{0};
+};
+
+/// The way from an object to its record.
+class SideRecordAccess {
+ public:
+  /// Returns: null while the object has none.
+  static SideRecord* existing(const NSObject& object) noexcept;
+  /// Makes the record at first use.
+  static SideRecord& of(const NSObject& object);
+  /// Takes a reference unless the object is being destroyed. Requires: the record's lock.
+  static bool tryRetain(const NSObject& object) noexcept;
+  static std::uint32_t numberOf(const NSObject& object) noexcept {
+    return object._sideRecord.load(std::memory_order_acquire);
+  }
+};
+
+}  // namespace JNFoundation
