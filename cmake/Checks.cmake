@@ -1,0 +1,35 @@
+# Tests that are not GoogleTest programs: rules about the tree that are quick enough to watch with
+# every run, and the package as its users meet it.
+
+find_package(Python3 REQUIRED COMPONENTS Interpreter)
+
+foreach(rule floors readme registered)
+  add_test(NAME rule_${rule}
+    COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/scripts/check_${rule}.py
+    WORKING_DIRECTORY ${PROJECT_SOURCE_DIR})
+  set_tests_properties(rule_${rule} PROPERTIES LABELS rule)
+endforeach()
+# Each rule must still catch what it is there for.
+add_test(NAME rules_catch_offenders
+  COMMAND ${Python3_EXECUTABLE} -m unittest discover -s ${PROJECT_SOURCE_DIR}/tests/scripts -p *Test.py
+  WORKING_DIRECTORY ${PROJECT_SOURCE_DIR})
+set_tests_properties(rules_catch_offenders PROPERTIES LABELS rule)
+
+if(TARGET JNFoundation AND JN_INSTALL)
+  foreach(way installed subdirectory)
+    add_test(NAME package_${way}
+      COMMAND ${CMAKE_COMMAND}
+        -D WAY=${way}
+        -D SOURCE=${PROJECT_SOURCE_DIR}
+        -D BUILD=${PROJECT_BINARY_DIR}
+        -D GENERATOR=${CMAKE_GENERATOR}
+        -D COMPILER=${CMAKE_CXX_COMPILER}
+        -D LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER}
+        -D CONFIGURATION=${CMAKE_BUILD_TYPE}
+        -D VERSION=${PROJECT_VERSION}
+        "-D FLAGS=${CMAKE_CXX_FLAGS}"
+        "-D FLAGS_DEBUG=${CMAKE_CXX_FLAGS_DEBUG}"
+        -P ${PROJECT_SOURCE_DIR}/tests/package/run.cmake)
+    set_tests_properties(package_${way} PROPERTIES LABELS package TIMEOUT 900)
+  endforeach()
+endif()

@@ -1,0 +1,32 @@
+# Finds the libraries that JNFoundation calls. Their targets are visible everywhere: a static library
+# hands them to whoever links it, in whichever directory of a larger build that is.
+
+find_package(PkgConfig REQUIRED)
+foreach(module sqlite3:sqlite3 utf8proc:libutf8proc pcre2:libpcre2-8)
+  string(REPLACE ":" ";" module ${module})
+  list(GET module 0 prefix)
+  list(GET module 1 name)
+  if(NOT TARGET PkgConfig::${prefix})
+    pkg_check_modules(${prefix} REQUIRED IMPORTED_TARGET GLOBAL ${name})
+  endif()
+endforeach()
+
+set(JN_IMPORTED Threads::Threads simdjson::simdjson pugixml::pugixml pugixml::shared
+                pugixml::static)
+set(found_by_the_host "")
+foreach(target ${JN_IMPORTED})
+  if(TARGET ${target})
+    list(APPEND found_by_the_host ${target})
+  endif()
+endforeach()
+find_package(Threads REQUIRED)
+find_package(simdjson REQUIRED)
+find_package(pugixml REQUIRED)
+foreach(target ${JN_IMPORTED})
+  if(TARGET ${target} AND NOT target IN_LIST found_by_the_host)
+    get_target_property(aliased ${target} ALIASED_TARGET)
+    if(NOT aliased)
+      set_target_properties(${target} PROPERTIES IMPORTED_GLOBAL TRUE)
+    endif()
+  endif()
+endforeach()

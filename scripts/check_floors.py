@@ -1,0 +1,140 @@
+#!/usr/bin/env python3
+"""A file includes files of its own folder and of the floors below it, never above or beside; each
+third-party library is called by one folder, and no public header shows one or includes machinery."""
+
+import re
+
+import tree
+
+# Lowest first. Folders on one floor do not know each other.
+FLOORS = [
+    ["platform/text"],
+    ["platform/value"],
+    ["platform/dispatch", "platform/query", "platform/json", "platform/net"],
+    ["platform/store"],
+    ["util"],
+    ["deferred", "mapping"],
+    ["fetched", "importing"],
+    ["testing"],
+]
+FLOOR_OF = {folder: number for number, floor in enumerate(FLOORS) for folder in floor}
+
+# Parts of a folder that must stay exchangeable: neither includes the other.
+APART = [("platform/store/sqlite", "platform/store/memory")]
+
+# What a library's headers look like, and the paths of the only files that may include them.
+THIRD_PARTY = [
+    (r"sqlite3(ext)?\.h", r"platform/store/sqlite/"),
+    (r"simdjson(\.h|/)", r"platform/json/"),
+    (r"pugi(xml|config)\.hpp", r"platform/store/(\w+/)*\w*Model\w*Reader"),
+    (r"utf8proc\.h", r"platform/text/"),
+    (r"pcre2(posix)?\.h", r"platform/text/"),
+]
+
+STANDARD = set("""
+algorithm any array atomic barrier bit bitset charconv chrono compare complex concepts
+condition_variable coroutine deque exception execution filesystem forward_list fstream functional
+future initializer_list iomanip ios iosfwd iostream istream iterator latch limits list locale map
+memory memory_resource mutex new numbers numeric optional ostream queue random ratio regex
+scoped_allocator semaphore set shared_mutex source_location span sstream stack stdexcept stop_token
+streambuf string string_view syncstream system_error thread tuple type_traits typeindex typeinfo
+unordered_map unordered_set utility valarray variant vector version
+cassert cctype cerrno cfenv cfloat cinttypes climits clocale cmath csetjmp csignal cstdarg cstddef
+cstdint cstdio cstdlib cstring ctime cuchar cwchar cwctype
+""".split())
+# The operating system, for the sources that are the platform.
+SYSTEM = re.compile(r"(sys|netinet|arpa|linux|mach|asm)/[\w/]+\.h$|"
+                    r"(unistd|pthread|fcntl|poll|signal|dirent|errno|time|sched|cxxabi|execinfo|dlfcn)\.h$")
+
+
+def folder_of(name):
+    """The floor's folder that a file of the library or its mirror in tests/ belongs to."""
+    for prefix in (tree.LIBRARY, "tests/"):
+        if name.startswith(prefix):
+            rest = name[len(prefix):]
+            for folder in FLOOR_OF:
+                if rest.startswith(folder + "/"):
+                    return folder
+    return None
+
+
+def may_know(folder, other):
+    return folder == other or FLOOR_OF[other] < FLOOR_OF[folder]
+
+
+def problems_of_project_include(name, folder, kind, path):
+    """What is wrong with including a file of the project."""
+    is_library = name.startswith(tree.LIBRARY)
+    target = tree.resolve(name, kind, path)
+    if target is None:
+        return [f"{path} does not exist"]
+    found = []
+    # clang-format keeps a source's own header at the top only where it is written in quotes.
+    is_own = name.endswith(".cpp") and path == name[:-len(".cpp")] + ".h"
+    if target.startswith(tree.LIBRARY) and kind == '"' and not is_own:
+        found.append(f"write it as <{target}>")
+    elif is_library and not target.startswith(tree.LIBRARY):
+        found.append(f"the library must not know {target}")
+    other = folder_of(target) if target.startswith(tree.LIBRARY) else None
+    if folder and other and not may_know(folder, other):
+        found.append(f"{folder} is not above {other}")
+    if folder and target.startswith(tree.LIBRARY) and not other:
+        found.append(f"{target} stands above every folder")
+    for pair in APART:
+        for here, there in (pair, pair[::-1]):
+            if name.startswith(f"{tree.LIBRARY}{here}/") and target.startswith(f"{tree.LIBRARY}{there}/"):
+                found.append(f"{here} and {there} must not know each other")
+    if "/impl/" in target and target.startswith(tree.LIBRARY):
+        if is_library and name.endswith(".h") and "/impl/" not in name:
+            found.append("a public header must not include machinery")
+        if folder != other or not folder:
+            found.append(f"the machinery of {other} is its own")
+    return found
+
+
+def problems_of_foreign_include(name, path):
+    """What is wrong with including a file from outside the project."""
+    if not name.startswith(tree.LIBRARY):
+        return []
+    in_library = name[len(tree.LIBRARY):]
+    shown = name.endswith(".h") and "/impl/" not in name
+    for pattern, home in THIRD_PARTY:
+        if re.match(pattern, path):
+            found = []
+            if not re.match(home, in_library):
+                found.append(f"{path} has one home, {home}")
+            if shown:
+                found.append(f"a public header must not show {path}")
+            return found
+    if path in STANDARD:
+        return []
+    if SYSTEM.match(path):
+        return [f"a public header must not include {path} of the system"] if shown else []
+    return [f"{path} is neither standard nor one of the libraries that we chose"]
+
+
+def problems():
+    found = []
+    for name in tree.cpp_files():
+        folder = folder_of(name)
+        if name.startswith(tree.LIBRARY) and not folder and name.count("/") > 1:
+            found.append(f"{name}:1: no floor has this folder; add it to scripts/check_floors.py")
+        if name.startswith("tests/package/"):
+            continue
+        for line, kind, path in tree.includes(name):
+            ours = path.startswith(tree.LIBRARY) or tree.resolve(name, kind, path) is not None
+            if ours:
+                wrong = problems_of_project_include(name, folder, kind, path)
+            else:
+                wrong = problems_of_foreign_include(name, path)
+            found += [f"{name}:{line}: {what}" for what in wrong]
+        own = name[:-len(".cpp")] + ".h"
+        if name.startswith(tree.LIBRARY) and name.endswith(".cpp") and (tree.ROOT / own).is_file():
+            first = tree.includes(name)[:1]
+            if not first or first[0][2] != own:
+                found.append(f"{name}:1: a source includes its own header first, \"{own}\"")
+    return found
+
+
+if __name__ == "__main__":
+    tree.report("floors", problems(), f"{len(tree.cpp_files())} files")

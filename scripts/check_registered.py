@@ -1,0 +1,44 @@
+#!/usr/bin/env python3
+"""Every test source is one that a test program is made of, holds tests that can run, and mirrors a
+folder of the library, so that none is left out without a word."""
+
+import re
+
+import tree
+
+# Folders of tests/ that mirror no folder of the library, and what runs them.
+OTHERS = ["regressions/", "package/", "scripts/", "support/"]
+TEST = re.compile(r"^\s*(TYPED_TEST|TYPED_TEST_P|TEST|TEST_F|TEST_P)\s*\(\s*(\w+)\s*,\s*(\w+)",
+                  re.MULTILINE)
+
+
+def problems():
+    library_folders = {name[len(tree.LIBRARY):].rsplit("/", 1)[0] + "/"
+                       for name in tree.files() if name.startswith(tree.LIBRARY)}
+    found, seen = [], {}
+    for name in tree.files():
+        if not name.startswith("tests/") or not name.endswith(".cpp"):
+            continue
+        folder = name[len("tests/"):].rsplit("/", 1)[0] + "/"
+        if folder not in library_folders and not folder.startswith(tuple(OTHERS)):
+            found.append(f"{name}:1: the library has no folder {folder}, so that nothing builds it")
+        tests = TEST.findall(tree.without_comments(name))
+        if name.endswith("Test.cpp") and not tests:
+            found.append(f"{name}:1: holds no test")
+        if tests and not name.endswith("Test.cpp"):
+            found.append(f"{name}:1: holds tests, so its name must end with Test.cpp")
+        for _, suite, test in tests:
+            if test.startswith("DISABLED_") or suite.startswith("DISABLED_"):
+                found.append(f"{name}:1: {suite}.{test} is switched off")
+            # Two suites of one name in two files of one program are one suite to GoogleTest.
+            other = seen.setdefault((folder, suite, test), name)
+            if other != name:
+                found.append(f"{name}:1: {suite}.{test} is also in {other}")
+        if re.search(r"\bsleep(_for|_until)?\s*\(|\busleep\s*\(", tree.without_comments(name)):
+            found.append(f"{name}:1: a test sleeps; use a clock driven by hand")
+    return found
+
+
+if __name__ == "__main__":
+    tests = [name for name in tree.files() if name.startswith("tests/") and name.endswith("Test.cpp")]
+    tree.report("registered", problems(), f"{len(tests)} test files")

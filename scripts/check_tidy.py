@@ -1,0 +1,27 @@
+#!/usr/bin/env python3
+"""clang-tidy over the library's sources and the examples, with the flags of a build directory (the
+first argument). Names after it limit the run to those files."""
+
+import json
+import sys
+from pathlib import Path
+
+import tree
+
+if len(sys.argv) < 2:
+    sys.exit("usage: check_tidy.py BUILD_DIRECTORY [FILE...]")
+build = Path(sys.argv[1]).resolve()
+commands = {str(Path(entry["file"]).resolve().relative_to(tree.ROOT)): entry["command"]
+            for entry in json.loads((build / "compile_commands.json").read_text())
+            if Path(entry["file"]).resolve().is_relative_to(tree.ROOT)}
+wanted = sys.argv[2:] or [name for name in tree.files() if name.endswith(".cpp")
+                          and name.startswith((tree.LIBRARY, "examples/"))]
+unknown = [name for name in wanted if name not in commands]
+for name in unknown:
+    print(f"{name}: {build} does not build it")
+rules = (tree.ROOT / ".clang-tidy").read_text()
+failed = tree.run_each(
+    "clang-tidy", [name for name in wanted if name in commands],
+    lambda name: ["clang-tidy", "--quiet", "--warnings-as-errors=*", "-p", str(build), name],
+    tree.version_of("clang-tidy"), rules)
+sys.exit(1 if failed or unknown else 0)

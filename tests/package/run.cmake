@@ -1,0 +1,48 @@
+# Builds and runs the project beside this file out of the tree, against the library as installed or
+# against its source tree. The project's second source includes every public header.
+
+cmake_path(SET work ${BUILD}/package/${WAY})
+file(REMOVE_RECURSE ${work})
+file(COPY ${SOURCE}/tests/package/CMakeLists.txt ${SOURCE}/tests/package/main.cpp
+  DESTINATION ${work}/source)
+
+function(run)
+  execute_process(COMMAND ${ARGV} RESULT_VARIABLE result OUTPUT_VARIABLE output
+    ERROR_VARIABLE output)
+  if(NOT result EQUAL 0)
+    list(JOIN ARGV " " command)
+    message(FATAL_ERROR "${command}\nended with ${result}\n${output}")
+  endif()
+  set(output "${output}" PARENT_SCOPE)
+endfunction()
+
+set(options -G ${GENERATOR} -D CMAKE_CXX_COMPILER=${COMPILER}
+  -D CMAKE_BUILD_TYPE=${CONFIGURATION} -D CMAKE_CXX_COMPILER_LAUNCHER=${LAUNCHER}
+  "-DCMAKE_CXX_FLAGS=${FLAGS}" "-DCMAKE_CXX_FLAGS_DEBUG=${FLAGS_DEBUG}")
+if(WAY STREQUAL "installed")
+  run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${work}/prefix)
+  list(APPEND options -D CMAKE_PREFIX_PATH=${work}/prefix -D JNFOUNDATION_VERSION=${VERSION})
+  set(tree ${work}/prefix/include)
+else()
+  list(APPEND options -D JNFOUNDATION_TREE=${SOURCE})
+  set(tree ${SOURCE})
+endif()
+
+file(GLOB_RECURSE headers RELATIVE ${tree} ${tree}/JNFoundation/*.h)
+list(FILTER headers EXCLUDE REGEX "/impl/|-inl\\.h$")
+if(NOT headers)
+  message(FATAL_ERROR "no public headers in ${tree}")
+endif()
+set(includes "")
+foreach(header ${headers})
+  string(APPEND includes "#include <${header}>\n")
+endforeach()
+file(WRITE ${work}/source/every_header.cpp "${includes}")
+
+run(${CMAKE_COMMAND} -S ${work}/source -B ${work}/build ${options})
+run(${CMAKE_COMMAND} --build ${work}/build --target uses --parallel 2)
+run(${work}/build/uses)
+if(NOT output MATCHES "JNFoundation works")
+  message(FATAL_ERROR "the program said: ${output}")
+endif()
+message(STATUS "${output}")

@@ -1,0 +1,214 @@
+"""Each check lets a sound tree pass and names the offender in an unsound one."""
+
+import os
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+SCRIPTS = Path(__file__).resolve().parent.parent.parent / "scripts"
+
+
+class Tree(unittest.TestCase):
+    """A small tree of files that a check is run over."""
+
+    def setUp(self):
+        holder = tempfile.TemporaryDirectory()
+        self.addCleanup(holder.cleanup)
+        self.root = Path(holder.name)
+
+    def write(self, name, text):
+        path = self.root / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_text(text)
+
+    def check(self, name, *arguments):
+        done = subprocess.run([sys.executable, str(SCRIPTS / f"check_{name}.py"), *arguments],
+                              env={**os.environ, "JN_CHECKED_TREE": str(self.root)},
+                              capture_output=True, text=True)
+        return done.returncode, done.stdout + done.stderr
+
+    def assert_passes(self, name):
+        status, output = self.check(name)
+        self.assertEqual(status, 0, output)
+
+    def assert_names(self, name, *expected):
+        status, output = self.check(name)
+        self.assertEqual(status, 1, output)
+        for text in expected:
+            self.assertIn(text, output)
+
+
+class FloorsTest(Tree):
+    def header(self, name, *includes):
+        self.write(f"JNFoundation/{name}", "#pragma once\n" + "".join(f"#include {i}\n" for i in includes))
+
+    def test_a_file_may_include_its_own_folder_and_lower_ones(self):
+        self.header("platform/text/Text.h", "<string>")
+        self.header("platform/value/Value.h", "<JNFoundation/platform/text/Text.h>")
+        self.header("platform/value/Array.h", "<JNFoundation/platform/value/Value.h>")
+        self.write("JNFoundation/platform/value/Array.cpp",
+                   '#include "JNFoundation/platform/value/Array.h"\n#include <unistd.h>\n')
+        self.assert_passes("floors")
+
+    def test_a_higher_floor_is_an_offence(self):
+        self.header("platform/value/Value.h")
+        self.header("platform/text/Text.h", "<JNFoundation/platform/value/Value.h>")
+        self.assert_names("floors", "JNFoundation/platform/text/Text.h:2: platform/text is not above platform/value")
+
+    def test_a_neighbour_is_an_offence(self):
+        self.header("mapping/Map.h")
+        self.header("deferred/Deferred.h", "<JNFoundation/mapping/Map.h>")
+        self.assert_names("floors", "deferred is not above mapping")
+
+    def test_a_test_knows_no_more_than_what_it_tests(self):
+        self.header("deferred/Deferred.h")
+        self.write("tests/util/UtilTest.cpp", "#include <JNFoundation/deferred/Deferred.h>\n")
+        self.assert_names("floors", "tests/util/UtilTest.cpp:1: util is not above deferred")
+
+    def test_a_comment_is_no_include(self):
+        self.header("mapping/Map.h")
+        self.write("JNFoundation/deferred/Deferred.h",
+                   "#pragma once\n/*\n#include <JNFoundation/mapping/Map.h>\n*/\n")
+        self.assert_passes("floors")
+
+    def test_a_third_party_library_has_one_home_and_no_public_face(self):
+        self.write("JNFoundation/util/Save.cpp", "#include <sqlite3.h>\n")
+        self.header("platform/json/Parser.h", "<simdjson.h>")
+        self.header("platform/json/impl/Parser.h", "<simdjson.h>")
+        self.write("JNFoundation/platform/store/sqlite/Save.cpp", "#include <sqlite3.h>\n")
+        self.assert_names("floors", "sqlite3.h has one home", "a public header must not show simdjson.h",
+                          "2 problems")
+
+    def test_a_library_that_we_did_not_choose_is_an_offence(self):
+        self.write("JNFoundation/util/Text.cpp", "#include <fmt/format.h>\n")
+        self.assert_names("floors", "fmt/format.h is neither standard")
+
+    def test_machinery_stays_inside_its_folder(self):
+        self.header("util/impl/Slots.h")
+        self.header("util/Timer.h", "<JNFoundation/util/impl/Slots.h>")
+        self.write("JNFoundation/deferred/Deferred.cpp", "#include <JNFoundation/util/impl/Slots.h>\n")
+        self.assert_names("floors", "must not include machinery", "the machinery of util is its own")
+
+    def test_the_two_kinds_of_store_do_not_know_each_other(self):
+        self.header("platform/store/memory/Memory.h")
+        self.header("platform/store/sqlite/Disk.h", "<JNFoundation/platform/store/memory/Memory.h>")
+        self.assert_names("floors", "must not know each other")
+
+    def test_a_source_includes_its_own_header_first(self):
+        self.header("util/Timer.h")
+        self.write("JNFoundation/util/Timer.cpp",
+                   '#include <string>\n#include "JNFoundation/util/Timer.h"\n')
+        self.assert_names("floors", "includes its own header first")
+
+    def test_a_header_that_is_not_there_is_an_offence(self):
+        self.header("util/Timer.h", "<JNFoundation/util/Gone.h>")
+        self.assert_names("floors", "does not exist")
+
+
+class OperationsTest(Tree):
+    HEADER = """#pragma once
+namespace JNFoundation {
+class NSArray;
+/// withGhost(value) only stands in a comment.
+class PLVDeferred : public Subclass<PLVDeferred, NSObject> {
+ public:
+  using Handler = int(int);
+  enum class State { open, closed };
+  static Ref<PLVDeferred> withResolved(const Value& value = {});
+  bool isResolved() const { return helper(); }
+  void setTimeout(double seconds);
+  double timeout() const noexcept { return _timeout; }
+  template <class... A> requires(sizeof...(A) > 0) void addAll(A&&... a);
+  bool operator==(const PLVDeferred&) const;
+ protected:
+  PLVDeferred();
+  void hiddenStep();
+ private:
+  double _timeout{0};
+};
+inline int plv_count(const Ref<NSArray>& array) { return helper(array); }
+namespace impl { void machinery(); }
+}
+"""
+    LIST = """| selector | C++ name | header |
+|---|---|---|
+| `PLVDeferred` | `PLVDeferred` | `deferred/PLVDeferred.h` |
+| `withResolved:` | `PLVDeferred::withResolved` | `deferred/PLVDeferred.h` |
+| `isResolved` | `PLVDeferred::isResolved` | `deferred/PLVDeferred.h` |
+| `timeout` | `PLVDeferred::timeout` | `deferred/PLVDeferred.h` |
+| `addAll:` | `PLVDeferred::addAll` | `deferred/PLVDeferred.h` |
+| `plv_count` | `plv_count` | `deferred/PLVDeferred.h` |
+"""
+
+    def setUp(self):
+        super().setUp()
+        self.write("JNFoundation/deferred/PLVDeferred.h", self.HEADER)
+
+    def test_a_full_list_passes(self):
+        self.write("docs/operations.md", self.LIST)
+        self.assert_passes("operations")
+        self.assertIn("7 public names", self.check("operations")[1])
+
+    def test_each_missing_row_is_named(self):
+        lines = self.LIST.splitlines(keepends=True)
+        for left_out, name in zip(lines[2:], ["PLVDeferred", "withResolved", "isResolved", "timeout",
+                                              "addAll", "plv_count"]):
+            if name == "PLVDeferred":  # the rows of its operations name the class as well
+                continue
+            self.write("docs/operations.md", "".join(line for line in lines if line != left_out))
+            self.assert_names("operations", f"{name} of JNFoundation/deferred/PLVDeferred.h")
+
+    def test_a_row_for_what_is_not_declared_is_an_offence(self):
+        self.write("docs/operations.md", self.LIST
+                   + "| `withGhost:` | `PLVDeferred::withGhost` | `deferred/PLVDeferred.h` |\n"
+                   + "| `gone` | `gone` | `deferred/Gone.h` |\n")
+        self.assert_names("operations", "does not declare withGhost", "deferred/Gone.h does not exist", "2 problems")
+
+    def test_a_missing_list_is_an_offence(self):
+        self.assert_names("operations", "docs/operations.md is missing")
+
+
+class RegisteredTest(Tree):
+    def test_tests_beside_the_tree_are_found(self):
+        self.write("JNFoundation/util/Timer.h", "#pragma once\n")
+        self.write("tests/util/TimerTest.cpp", "TEST(Timer, FiresOnce) {}\n")
+        self.assert_passes("registered")
+        self.write("tests/utils/TimerTest.cpp", "TEST(Timer, FiresTwice) {}\n")
+        self.write("tests/util/Timer.cpp", "TEST(Timer, FiresThrice) {}\n")
+        self.write("tests/util/EmptyTest.cpp", "// TEST(Timer, IsACommentOnly) {}\n")
+        self.write("tests/util/OffTest.cpp", "TEST(Timer, DISABLED_Fires) {}\n")
+        self.write("tests/util/SlowTest.cpp", "TEST(Timer, Waits) { usleep(5); }\n")
+        self.assert_names("registered", "no folder utils/", "must end with Test.cpp", "EmptyTest.cpp:1: holds no test",
+                          "is switched off", "a test sleeps", "5 problems")
+
+
+class ReadmeTest(Tree):
+    def test_a_block_equals_the_file_it_names(self):
+        self.write("examples/Hello.cpp", "int main() {\n  // begin\n  greet();\n  // end\n}\n")
+        block = "<!-- from: examples/Hello.cpp -->\n```cpp\n{}```\n"
+        self.write("README.md", block.format("greet();\n"))
+        self.assert_passes("readme")
+        self.write("README.md", block.format("greet(1);\n"))
+        self.assert_names("readme", "README.md:1: differs from examples/Hello.cpp")
+        for wrong in ("greet(1);\n", ""):
+            self.write("README.md", "# Hello\n" + block.format(wrong) + "The end.\n")
+            self.check("readme", "--fix")
+            self.assert_passes("readme")
+            self.assertEqual((self.root / "README.md").read_text(),
+                             "# Hello\n" + block.format("greet();\n") + "The end.\n")
+        self.write("README.md", "```cpp\nloose();\n```\n")
+        self.assert_names("readme", "compiled by nothing")
+
+
+class WordsTest(Tree):
+    def test_what_readers_do_not_have_is_named(self):
+        self.write("docs/guide.md", "Shared state is parted from the rest; special cases work.\n")
+        self.assert_passes("words")
+        self.write("docs/guide.md", "as Pa" + "rt 3 says\nsee /wo" + "rk/x\n// TO" + "DO later\n")
+        self.assert_names("words", "guide.md:1", "guide.md:2", "guide.md:3", "3 problems")
+
+
+if __name__ == "__main__":
+    unittest.main()
