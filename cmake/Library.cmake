@@ -49,5 +49,4 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/JNFoundationConfigVersion
 install(FILES
   ${PROJECT_BINARY_DIR}/JNFoundationConfig.cmake
   ${PROJECT_BINARY_DIR}/JNFoundationConfigVersion.cmake
-  ${PROJECT_SOURCE_DIR}/cmake/JNDependencies.cmake
   DESTINATION ${package_directory})

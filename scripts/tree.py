@@ -103,12 +103,13 @@ def version_of(program):
     return subprocess.run([program, "--version"], capture_output=True, text=True).stdout
 
 
-def shorten(output, limit=40):
-    lines = output.rstrip().splitlines()
+def shorten(output, limit):
+    lines = [line for line in output.rstrip().splitlines()
+             if not re.fullmatch(r"\d+ warnings?( and \d+ errors?)? generated\.", line)]
     return "\n".join(lines[:limit] + ([f"... {len(lines) - limit} more lines"] if len(lines) > limit else []))
 
 
-def run_each(title, names, command_for, *key_parts):
+def run_each(title, names, command_for, *key_parts, limit=40):
     """Runs a command per file, several at a time. A file that passed with this very content before
     is not run again; failures are never kept. Returns the number of files that failed."""
     record = ROOT / "build" / "checks" / (title + ".json")
@@ -130,7 +131,7 @@ def run_each(title, names, command_for, *key_parts):
                 passed.add(keys[name])
             else:
                 failed += 1
-                print(f"{name}:\n{shorten(output)}\n", flush=True)
+                print(f"{name}:\n{shorten(output, limit)}\n", flush=True)
     record.parent.mkdir(parents=True, exist_ok=True)
     temporary = record.with_suffix(f".{os.getpid()}")
     temporary.write_text(json.dumps(sorted(passed & set(keys.values()))))
