@@ -23,7 +23,8 @@ struct CompiledExpression;
 /// Under folding a letter that folds to several counts as one for `?`, and a composed and a
 /// decomposed letter are the same.
 ///
-/// Matching takes no stack and about time proportional to text and pattern, whatever the pattern.
+/// Matching takes no stack, and at worst time proportional to the product of both lengths, whatever
+/// the pattern. Ill-formed sequences count as U+FFFD.
 /// Threads: a pattern may be used by several threads at once.
 class LikePattern {
  public:
@@ -69,8 +70,8 @@ class LikePattern {
 /// that was moved from can only be destroyed or assigned to.
 class RegularExpression {
  public:
-  /// Returns: nothing for a malformed pattern; `error`, if not null, then says what is wrong and at
-  /// which byte of the pattern.
+  /// Returns: nothing for a malformed pattern; `error`, if not null, then says what is wrong and,
+  /// if it is known, at which byte of the pattern.
   static std::optional<RegularExpression> compile(std::string_view pattern, Fold fold,
                                                   std::string* error = nullptr);
 

@@ -1,0 +1,181 @@
+#include <algorithm>
+#include <cmath>
+
+#include <JNFoundation/platform/text/DateText.h>
+#include <JNFoundation/platform/text/NumberText.h>
+#include <JNFoundation/platform/text/impl/Words.h>
+
+namespace JNFoundation {
+
+namespace {
+
+constexpr std::int64_t secondsPerDay = 86'400;
+constexpr double furthestSecond = 1e18;
+
+// The calendar repeats every 400 years. Counted from 1 March of a year 0, the leap day is the last
+// day of a year, and the days before each month are a straight line.
+constexpr std::int64_t yearsPerEra = 400;
+constexpr std::int64_t daysPerEra = 146'097;
+constexpr std::int64_t daysFromMarch0ToEpoch = 719'468;
+
+constexpr std::int64_t floorDivision(std::int64_t dividend, std::int64_t divisor) {
+  return dividend / divisor - (dividend % divisor < 0 ? 1 : 0);
+}
+
+constexpr bool isLeapYear(unsigned year) {
+  return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
+}
+
+constexpr unsigned daysInMonth(unsigned year, unsigned month) {
+  // From July on, long and short months change places.
+  return month == 2 ? (isLeapYear(year) ? 29 : 28) : 30 + ((month + (month >> 3)) & 1);
+}
+
+double withinLimits(double seconds) {
+  return std::isnan(seconds) ? 0 : std::clamp(seconds, -furthestSecond, furthestSecond);
+}
+
+/// The fields of a whole second.
+CivilTime civilFromWholeSeconds(std::int64_t seconds) {
+  const std::int64_t days = floorDivision(seconds, secondsPerDay);
+  const auto secondOfDay = static_cast<int>(seconds - days * secondsPerDay);
+  const std::int64_t shifted = days + daysFromMarch0ToEpoch;
+  const std::int64_t era = floorDivision(shifted, daysPerEra);
+  const auto dayOfEra = static_cast<int>(shifted - era * daysPerEra);
+  const int yearOfEra =
+      (dayOfEra - dayOfEra / 1'460 + dayOfEra / 36'524 - dayOfEra / 146'096) / 365;
+  const int dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+  const int monthFromMarch = (5 * dayOfYear + 2) / 153;
+  CivilTime civil{};
+  civil.month = monthFromMarch < 10 ? monthFromMarch + 3 : monthFromMarch - 9;
+  civil.year = yearOfEra + era * yearsPerEra + (civil.month <= 2 ? 1 : 0);
+  civil.day = dayOfYear - (153 * monthFromMarch + 2) / 5 + 1;
+  civil.hour = secondOfDay / 3'600;
+  civil.minute = secondOfDay / 60 % 60;
+  civil.second = secondOfDay % 60;
+  return civil;
+}
+
+void appendPadded(std::string& text, std::uint64_t number, std::size_t width) {
+  const std::string digits = textFromUnsigned(number);
+  text.append(width > digits.size() ? width - digits.size() : 0, '0').append(digits);
+}
+
+void appendDate(std::string& text, const CivilTime& civil) {
+  if (civil.year < 0) text += '-';
+  appendPadded(text, static_cast<std::uint64_t>(civil.year < 0 ? -civil.year : civil.year), 4);
+  text += '-';
+  appendPadded(text, static_cast<std::uint64_t>(civil.month), 2);
+  text += '-';
+  appendPadded(text, static_cast<std::uint64_t>(civil.day), 2);
+}
+
+void appendTime(std::string& text, const CivilTime& civil) {
+  appendPadded(text, static_cast<std::uint64_t>(civil.hour), 2);
+  text += ':';
+  appendPadded(text, static_cast<std::uint64_t>(civil.minute), 2);
+  text += ':';
+  appendPadded(text, static_cast<std::uint64_t>(civil.second), 2);
+}
+
+/// Whether the eight characters have digits where the pattern has zeros, and the pattern's own
+/// characters everywhere else.
+bool fits(const char* text, const char (&pattern)[9]) {
+  // A digit lies at most 9 above its zero, another character exactly on its own: adding what is
+  // missing to 0x80 sets the high bit of every byte that lies further.
+  constexpr auto room = [](const char(&characters)[9]) {
+    struct {
+      char bytes[8];
+    } result{};
+    for (std::size_t index = 0; index < 8; ++index) {
+      result.bytes[index] = characters[index] == '0' ? 0x76 : 0x7F;
+    }
+    return result;
+  };
+  const std::uint64_t distance = impl::loadWord(text) ^ impl::loadWord(pattern);
+  const auto rooms = room(pattern);
+  return (((distance + impl::loadWord(rooms.bytes)) | distance) & impl::highBits) == 0;
+}
+
+unsigned digitAt(const char* text) { return static_cast<unsigned>(*text - '0'); }
+
+unsigned pairAt(const char* text) { return digitAt(text) * 10 + digitAt(text + 1); }
+
+}  // namespace
+
+std::int64_t daysFromCivil(std::int64_t year, int month, int day) {
+  const std::int64_t yearFromMarch = month <= 2 ? year - 1 : year;
+  const std::int64_t era = floorDivision(yearFromMarch, yearsPerEra);
+  const std::int64_t yearOfEra = yearFromMarch - era * yearsPerEra;
+  const int monthFromMarch = month > 2 ? month - 3 : month + 9;
+  const std::int64_t dayOfYear =
+      (153 * monthFromMarch + 2) / 5 + static_cast<std::int64_t>(day) - 1;
+  const std::int64_t dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
+  return era * daysPerEra + dayOfEra - daysFromMarch0ToEpoch;
+}
+
+CivilTime civilFromSecondsSince1970(double seconds) {
+  const double limited = withinLimits(seconds);
+  const double whole = std::floor(limited);
+  CivilTime civil = civilFromWholeSeconds(static_cast<std::int64_t>(whole));
+  civil.fraction = limited - whole;
+  return civil;
+}
+
+std::optional<double> secondsSince1970FromRFC3339(std::string_view text) {
+  if (text.size() != 24) return std::nullopt;
+  const char* start = text.data();
+  if (!(fits(start, "0000-00-") & fits(start + 8, "00T00:00") & fits(start + 16, ":00.000Z"))) {
+    return std::nullopt;
+  }
+  const unsigned year = pairAt(start) * 100 + pairAt(start + 2);
+  const unsigned month = pairAt(start + 5);
+  const unsigned day = pairAt(start + 8);
+  const unsigned hour = pairAt(start + 11);
+  const unsigned minute = pairAt(start + 14);
+  const unsigned second = pairAt(start + 17);
+  if (year < 1 || month < 1 || month > 12 || day < 1 || day > daysInMonth(year, month) ||
+      hour > 23 || minute > 59 || second > 59) {
+    return std::nullopt;
+  }
+  const unsigned millisecond = digitAt(start + 20) * 100 + pairAt(start + 21);
+  const std::int64_t days = daysFromCivil(year, static_cast<int>(month), static_cast<int>(day));
+  const std::int64_t seconds = days * secondsPerDay + hour * 3'600 + minute * 60 + second;
+  // One division, so that the result is the double nearest to the instant.
+  return static_cast<double>(seconds * 1'000 + millisecond) / 1'000;
+}
+
+std::string rfc3339FromSecondsSince1970(double seconds) {
+  const double limited = withinLimits(seconds);
+  const double whole = std::floor(limited);
+  double milliseconds = std::floor((limited - whole) * 1'000 + 0.001);
+  // The nearest double to a millisecond may lie below it. In years far from 1970 that is more than
+  // the microsecond, so ask the division that reads a text; beyond, doubles are whole milliseconds.
+  constexpr double exactMilliseconds = 9e12;
+  if (std::abs(whole) < exactMilliseconds &&
+      (whole * 1'000 + milliseconds + 1) / 1'000 <= limited) {
+    ++milliseconds;
+  }
+  const bool carry = milliseconds >= 1'000;
+  const CivilTime civil = civilFromWholeSeconds(static_cast<std::int64_t>(whole) + (carry ? 1 : 0));
+  std::string text;
+  text.reserve(24);
+  appendDate(text, civil);
+  text += 'T';
+  appendTime(text, civil);
+  text += '.';
+  appendPadded(text, carry ? 0 : static_cast<std::uint64_t>(milliseconds), 3);
+  return text += 'Z';
+}
+
+std::string dateDescription(double secondsSince1970) {
+  const CivilTime civil = civilFromSecondsSince1970(secondsSince1970);
+  std::string text;
+  text.reserve(25);
+  appendDate(text, civil);
+  text += ' ';
+  appendTime(text, civil);
+  return text += " +0000";
+}
+
+}  // namespace JNFoundation

@@ -1,0 +1,175 @@
+#include <charconv>
+#include <cmath>
+#include <limits>
+#include <system_error>
+
+#include <JNFoundation/platform/text/NumberText.h>
+#include <JNFoundation/platform/text/impl/WhiteSpace.h>
+#include <JNFoundation/platform/text/impl/Words.h>
+
+namespace JNFoundation {
+
+namespace {
+
+/// A number's text with one sign taken off the front.
+struct Unsigned {
+  bool negative = false;
+  std::string_view rest;
+};
+
+Unsigned withoutSign(std::string_view text) {
+  if (text.empty() || (text.front() != '+' && text.front() != '-')) return {false, text};
+  return {text.front() == '-', text.substr(1)};
+}
+
+Unsigned withoutSpaceAndSign(std::string_view text) {
+  return withoutSign(impl::withoutLeadingWhiteSpace(text));
+}
+
+/// Reads digits up to `limit`, the largest magnitude that the caller's type has.
+std::uint64_t magnitude(std::string_view digits, std::uint64_t limit) {
+  std::uint64_t value = 0;
+  for (const char digit : digits) {
+    if (!impl::isDigit(digit)) break;
+    const auto number = static_cast<std::uint64_t>(digit - '0');
+    if (value > (limit - number) / 10) return limit;
+    value = value * 10 + number;
+  }
+  return value;
+}
+
+/// Tells a number that is too large from one that is too small, which std::from_chars does not.
+/// Takes: text that starts with a decimal number of either kind, without a sign.
+bool isTooLarge(std::string_view text) {
+  // The power of ten of the first digit other than zero.
+  long long exponent = -1;
+  bool found = false;
+  bool fraction = false;
+  std::size_t offset = 0;
+  for (; offset < text.size() && (impl::isDigit(text[offset]) || text[offset] == '.'); ++offset) {
+    if (text[offset] == '.') {
+      if (fraction) return exponent > 0;
+      fraction = true;
+    } else {
+      found = found || text[offset] != '0';
+      if (found && !fraction) ++exponent;
+      if (!found && fraction) --exponent;
+    }
+  }
+  if (offset < text.size() && (text[offset] == 'e' || text[offset] == 'E')) {
+    // No text is long enough to bring an exponent of this size back.
+    constexpr std::uint64_t enough = 1'000'000'000'000'000'000;
+    const Unsigned written = withoutSign(text.substr(offset + 1));
+    const auto shift = static_cast<long long>(magnitude(written.rest, enough));
+    exponent += written.negative ? -shift : shift;
+  }
+  return exponent > 0;
+}
+
+template <class Number>
+Number realFromText(std::string_view text) {
+  const auto [negative, rest] = withoutSpaceAndSign(text);
+  const std::string_view integral = rest.substr(0, rest.empty() || rest.front() != '.' ? 0 : 1);
+  const std::size_t firstDigit = integral.size();
+  // std::from_chars would take "inf" and "nan".
+  if (firstDigit == rest.size() || !impl::isDigit(rest[firstDigit])) return 0;
+  Number number = 0;
+  const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), number);
+  if (error == std::errc::result_out_of_range) {
+    number = isTooLarge(rest) ? std::numeric_limits<Number>::infinity() : Number{0};
+  }
+  return negative ? -number : number;
+}
+
+/// Lays out the shortest digits. `plainLimit` is the first power of ten that gets an exponent.
+template <class Number>
+std::string textFromReal(Number number, int plainLimit) {
+  if (std::isnan(number)) return "nan";
+  if (std::isinf(number)) return number < 0 ? "-infinity" : "+infinity";
+  // Sign, 17 digits, point, "e-", 3 digits.
+  char buffer[32];
+  const auto [end, error] =
+      std::to_chars(buffer, buffer + sizeof buffer, number, std::chars_format::scientific);
+  const std::string_view scientific(buffer, static_cast<std::size_t>(end - buffer));
+  const std::size_t exponentMark = scientific.find('e');
+  int exponent = 0;
+  // std::from_chars takes a minus sign only.
+  const std::size_t exponentStart = exponentMark + (scientific[exponentMark + 1] == '+' ? 2 : 1);
+  std::from_chars(buffer + exponentStart, end, exponent);
+  if (exponent <= -5 || exponent >= plainLimit) return std::string(scientific);
+
+  const bool negative = scientific.front() == '-';
+  std::string digits(scientific.substr(negative ? 1 : 0, exponentMark - (negative ? 1 : 0)));
+  if (digits.size() > 1) digits.erase(1, 1);
+  std::string text(negative ? "-" : "");
+  if (exponent < 0) {
+    return text.append("0.").append(static_cast<std::size_t>(-exponent - 1), '0').append(digits);
+  }
+  const auto wholeDigits = static_cast<std::size_t>(exponent) + 1;
+  if (digits.size() <= wholeDigits) {
+    return text.append(digits).append(wholeDigits - digits.size(), '0');
+  }
+  return text.append(digits, 0, wholeDigits).append(1, '.').append(digits, wholeDigits);
+}
+
+template <class Number>
+std::string textFromWhole(Number number) {
+  // Sign and 20 digits.
+  char buffer[24];
+  const auto [end, error] = std::to_chars(buffer, buffer + sizeof buffer, number);
+  return std::string(buffer, end);
+}
+
+template <class Number>
+Number signedFromText(std::string_view text) {
+  constexpr auto largest = static_cast<std::uint64_t>(std::numeric_limits<Number>::max());
+  const auto [negative, rest] = withoutSpaceAndSign(text);
+  const std::uint64_t value = magnitude(rest, negative ? largest + 1 : largest);
+  // The magnitude of the smallest number has no positive counterpart, so negate before narrowing.
+  return static_cast<Number>(negative ? 0 - value : value);
+}
+
+}  // namespace
+
+std::int64_t integerFromText(std::string_view text) { return signedFromText<std::int64_t>(text); }
+
+std::int32_t intFromText(std::string_view text) { return signedFromText<std::int32_t>(text); }
+
+std::uint64_t unsignedFromText(std::string_view text) {
+  const auto [negative, rest] = withoutSpaceAndSign(text);
+  return negative ? 0 : magnitude(rest, std::numeric_limits<std::uint64_t>::max());
+}
+
+double doubleFromText(std::string_view text) { return realFromText<double>(text); }
+
+float floatFromText(std::string_view text) { return realFromText<float>(text); }
+
+bool boolFromText(std::string_view text) {
+  const std::string_view trimmed = impl::withoutLeadingWhiteSpace(text);
+  if (trimmed.empty()) return false;
+  const char letter = impl::lowerASCII(trimmed.front());
+  if (letter == 'y' || letter == 't') return true;
+  const std::string_view digits = withoutSign(trimmed).rest;
+  const std::size_t offset = digits.find_first_not_of('0');
+  return offset != std::string_view::npos && impl::isDigit(digits[offset]);
+}
+
+std::string textFromInteger(std::int64_t number) { return textFromWhole(number); }
+
+std::string textFromUnsigned(std::uint64_t number) { return textFromWhole(number); }
+
+std::string textFromDouble(double number) {
+  // Most doubles of an application are whole numbers, and these are five times as fast.
+  constexpr double exactlyWhole = 1e15;
+  if (number > -exactlyWhole && number < exactlyWhole) {
+    const auto whole = static_cast<std::int64_t>(number);
+    if (static_cast<double>(whole) == number && (whole != 0 || !std::signbit(number))) {
+      return textFromInteger(whole);
+    }
+  }
+  return textFromReal(number, 16);
+}
+
+std::string textFromFloat(float number) { return textFromReal(number, 7); }
+
+}  // namespace JNFoundation
