@@ -1,0 +1,86 @@
+"""The figures that the benchmarks state: one entry each, in the order of the printed table."""
+
+from dataclasses import dataclass
+
+
+@dataclass(frozen=True)
+class AtMost:
+    """Ours is at most `times` what the side `of` takes."""
+
+    times: float
+    of: str = "limit"
+
+    def text(self):
+        return f"≤ {self.times:g} × {self.of}"
+
+    def other_side(self):
+        return self.of
+
+    def holds(self, ours, sides):
+        return ours <= self.times * sides[self.of]
+
+
+@dataclass(frozen=True)
+class Faster:
+    """Ours is at least `times` as fast as the side `than`."""
+
+    times: float
+    than: str
+
+    def text(self):
+        return f"≥ {self.times:g} × faster than {self.than}"
+
+    def other_side(self):
+        return self.than
+
+    def holds(self, ours, sides):
+        return ours * self.times <= sides[self.than]
+
+
+@dataclass(frozen=True)
+class Within:
+    """Ours is at most `bound`, in the figure's unit."""
+
+    bound: float
+
+    def text(self):
+        return f"≤ {self.bound:g}"
+
+    def other_side(self):
+        return None
+
+    def holds(self, ours, sides):
+        return ours <= self.bound
+
+
+@dataclass(frozen=True)
+class Figure:
+    """One row. A time is stated per item, in `unit`, of which a second has `per_second`; a figure
+    that is no time (`per_second` None) is what the programs report as "figure"."""
+
+    id: str
+    work: str
+    unit: str
+    per_second: float | None
+    reach: tuple
+
+
+NANOSECONDS = 1e9
+MICROSECONDS = 1e6
+
+FIGURES = (
+    Figure("chain", "create a deferred, 10 steps, resolve, destroy: per step",
+           "ns", NANOSECONDS, (AtMost(6), Faster(2.5, "kj"))),
+    Figure("fanout", "one promise to 100 listeners: per listener",
+           "ns", NANOSECONDS, (Faster(3, "kj"),)),
+    Figure("post", "1,000,000 tasks posted from another thread to the main queue: per task",
+           "ns", NANOSECONDS, (AtMost(1.3),)),
+    Figure("pending-bytes", "heap bytes of a pending deferred",
+           "bytes", None, (Within(128),)),
+    Figure("step-bytes", "heap bytes of a pending deferred with one step",
+           "bytes", None, (Within(192),)),
+    Figure("import", "100,000 records of 10 keys, JSON text to committed rows: per record",
+           "µs", MICROSECONDS, (AtMost(3),)),
+    Figure("objects", "100,000 rows to objects, every attribute read: per row",
+           "µs", MICROSECONDS, (AtMost(2),)),
+)
