@@ -44,13 +44,13 @@ class Block<Result(Arguments...)> {
   constexpr Block(std::nullptr_t) noexcept {}
 
   template <class Closure>
-    requires(!std::is_same_v<std::remove_cvref_t<Closure>, Block> &&
-             std::is_invocable_v<std::decay_t<Closure>&, Arguments...>)
-  Block(Closure&& closure) {
+  requires(!std::is_same_v<std::remove_cvref_t<Closure>, Block> &&
+           std::is_invocable_v<std::decay_t<Closure>&, Arguments...>) Block(Closure&& closure) {
     using Stored = std::decay_t<Closure>;
     using Returned = std::invoke_result_t<Stored&, Arguments...>;
-    static_assert(std::is_void_v<Result> || !std::is_void_v<Returned>,
-                  "this block must return a value: end it with `return value;` (or `return nullptr;`)");
+    static_assert(
+        std::is_void_v<Result> || !std::is_void_v<Returned>,
+        "this block must return a value: end it with `return value;` (or `return nullptr;`)");
     static_assert(std::is_void_v<Result> || std::is_convertible_v<Returned, Result>,
                   "what this block returns does not convert to the type that is expected of it");
     if constexpr (std::is_pointer_v<Stored> || impl::isBlock<Stored>) {
@@ -104,7 +104,7 @@ class Block<Result(Arguments...)> {
   template <class Closure>
   static constexpr bool fitsInline =
       sizeof(Closure) <= inlineSize && alignof(Closure) <= alignof(void*) &&
-      std::is_nothrow_move_constructible_v<Closure> && std::is_copy_constructible_v<Closure>;
+      std::is_nothrow_move_constructible_v<Closure>&& std::is_copy_constructible_v<Closure>;
 
   struct Operations {
     Result (*call)(std::byte* storage, Arguments&&... arguments);
@@ -129,7 +129,8 @@ class Block<Result(Arguments...)> {
                            std::forward<Arguments>(arguments)...);
       },
       [](std::byte* to, const std::byte* from) {
-        ::new (static_cast<void*>(to)) Closure(*std::launder(reinterpret_cast<const Closure*>(from)));
+        ::new (static_cast<void*>(to))
+            Closure(*std::launder(reinterpret_cast<const Closure*>(from)));
       },
       [](std::byte* to, std::byte* from) noexcept {
         Closure* closure = std::launder(reinterpret_cast<Closure*>(from));

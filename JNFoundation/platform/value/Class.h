@@ -67,9 +67,9 @@ constexpr std::string_view typeName() {
 
 /// A class as the object runtime sees it: a name, a superclass, and the operations declared for it.
 ///
-/// There is exactly one object of this type per class, `T::classObject`, initialised before any code
-/// runs; its address is the identity of the class. Operations are attached by a ClassDeclaration.
-/// Threads: any; everything here may be read at any time.
+/// There is exactly one object of this type per class, `T::classObject`, initialised before any
+/// code runs; its address is the identity of the class. Operations are attached by a
+/// ClassDeclaration. Threads: any; everything here may be read at any time.
 class Class {
  public:
   /// The class object of T, whose ancestors are those of `T::Superclass`.

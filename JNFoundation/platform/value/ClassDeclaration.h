@@ -25,8 +25,8 @@ void addMembers(const Class& cls, std::vector<Method> instanceMethods,
 ///             .property("flag", &Country::flag, &Country::setFlag)
 ///             .operation("applyNames:", &Country::applyNames);
 ///
-/// The types of arguments and results are deduced from the function. What is not declared still works
-/// in C++; the runtime does not see it.
+/// The types of arguments and results are deduced from the function. What is not declared still
+/// works in C++; the runtime does not see it.
 template <class T>
 class ClassDeclaration {
  public:
@@ -69,14 +69,15 @@ class ClassDeclaration {
     return add<Returned, Arguments...>(selector, function);
   }
   template <class Returned, class Owner, class... Arguments>
-  ClassDeclaration& operation(SEL selector, Returned (Owner::*function)(Arguments...) const noexcept) {
+  ClassDeclaration& operation(SEL selector,
+                              Returned (Owner::*function)(Arguments...) const noexcept) {
     return add<Returned, Arguments...>(selector, function);
   }
   /// An operation that is a free function or a lambda without captures; its first parameter is the
   /// receiver (`T&`, `const T&` or, for classes stored inline, `const Value&`).
   template <class Function>
-    requires(!std::is_member_function_pointer_v<Function>)
-  ClassDeclaration& operation(SEL selector, Function function) {
+  requires(!std::is_member_function_pointer_v<Function>)
+      ClassDeclaration& operation(SEL selector, Function function) {
     return addFree(selector, +function);
   }
 
@@ -90,8 +91,8 @@ class ClassDeclaration {
     return *this;
   }
   template <class Function>
-    requires(std::is_class_v<Function>)
-  ClassDeclaration& classOperation(SEL selector, Function function) {
+  requires(std::is_class_v<Function>) ClassDeclaration& classOperation(SEL selector,
+                                                                       Function function) {
     return classOperation(selector, +function);
   }
 

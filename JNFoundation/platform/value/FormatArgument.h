@@ -17,8 +17,10 @@ class FormatArgument {
 
   template <class T>
   explicit FormatArgument(const T& argument) {
-    if constexpr (std::is_convertible_v<const T&, std::string_view> &&
-                  !std::is_base_of_v<NSObject, T>) {
+    if constexpr (std::is_same_v<T, std::nullptr_t>) {
+      _kind = Kind::Object;
+    } else if constexpr (std::is_convertible_v<const T&, std::string_view> &&
+                         !std::is_base_of_v<NSObject, T>) {
       if constexpr (std::is_pointer_v<T>) {
         _kind = argument ? Kind::Text : Kind::Pointer;
         if (argument) _text = argument;
@@ -32,8 +34,6 @@ class FormatArgument {
     } else if constexpr (std::is_arithmetic_v<T>) {
       _kind = Kind::Number;
       _value = argument;
-    } else if constexpr (std::is_same_v<T, std::nullptr_t>) {
-      _kind = Kind::Object;
     } else if constexpr (std::is_pointer_v<T>) {
       _kind = Kind::Pointer;
       _pointer = argument;

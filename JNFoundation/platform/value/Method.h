@@ -14,8 +14,9 @@ namespace JNFoundation {
 
 /// One declared operation: its selector, the types of its arguments and result, and how to run it.
 ///
-/// Types are written in one character each: '@' object, 'v' nothing, 'B' boolean, 'c' 's' 'i' 'q' signed
-/// and 'C' 'S' 'I' 'Q' unsigned integers of 8 to 64 bits, 'f' 'd' floating point, '#' class, '*' text.
+/// Types are written in one character each: '@' object, 'v' nothing, 'B' boolean, 'c' 's' 'i' 'q'
+/// signed and 'C' 'S' 'I' 'Q' unsigned integers of 8 to 64 bits, 'f' 'd' floating point, '#' class,
+/// '*' text.
 class Method {
  public:
   using Invocation = Block<Value(const Value& receiver, std::span<const Value> arguments)>;
@@ -38,8 +39,8 @@ class Method {
   char returnType() const noexcept { return _returnType; }
 
   /// Runs the operation. Missing arguments are null.
-  /// Fails: raises NSInvalidArgumentException when an argument is of another kind than the operation
-  /// takes, or when there are too many.
+  /// Fails: raises NSInvalidArgumentException when an argument is of another kind than the
+  /// operation takes, or when there are too many.
   Value invoke(const Value& receiver, std::span<const Value> arguments) const;
 
  private:
@@ -117,8 +118,8 @@ struct RuntimeType<const Class*> {
 };
 
 template <class T>
-struct RuntimeType<T, std::enable_if_t<std::is_same_v<T, std::string> ||
-                                       std::is_same_v<T, std::string_view>>> {
+struct RuntimeType<
+    T, std::enable_if_t<std::is_same_v<T, std::string> || std::is_same_v<T, std::string_view>>> {
   static constexpr char encoding = '*';
   static T fromValue(const Value& value);
   static Value toValue(const T& text) { return Value(std::string_view(text)); }
@@ -158,20 +159,21 @@ std::string argumentEncodings() {
   return {RuntimeType<std::remove_cvref_t<Arguments>>::encoding...};
 }
 
-/// An operation of T from a member function, or from a function whose first parameter is the receiver.
+/// An operation of T from a member function, or from a function whose first parameter is the
+/// receiver.
 template <class T, class Returned, class... Arguments, class Function>
 Method makeMethod(SEL selector, Function function) {
-  return Method(
-      selector, returnEncoding<Returned>(), argumentEncodings<Arguments...>(),
-      [function](const Value& receiver, std::span<const Value> arguments) {
-        return [&]<std::size_t... I>(std::index_sequence<I...>) {
-          return callForValue<Returned>([&]() -> Returned {
-            return function(
-                receiver,
-                RuntimeType<std::remove_cvref_t<Arguments>>::fromValue(arguments[I])...);
-          });
-        }(std::index_sequence_for<Arguments...>());
-      });
+  return Method(selector, returnEncoding<Returned>(), argumentEncodings<Arguments...>(),
+                [function](const Value& receiver, std::span<const Value> arguments) {
+                  return [&]<std::size_t... I>(std::index_sequence<I...>) {
+                    return callForValue<Returned>([&]() -> Returned {
+                      return function(
+                          receiver,
+                          RuntimeType<std::remove_cvref_t<Arguments>>::fromValue(arguments[I])...);
+                    });
+                  }
+                  (std::index_sequence_for<Arguments...>());
+                });
 }
 
 }  // namespace impl

@@ -28,6 +28,11 @@ class NSDate : public NSObject {
   static Value distantPast() noexcept;
   static Value distantFuture() noexcept;
 
+  /// Where `date` reads the time, in seconds since 1970; null means the system's clock. A replaced
+  /// clock sets this, so that dates and timers agree. Returns: the source that was set before.
+  using TimeSource = NSTimeInterval (*)() noexcept;
+  static TimeSource setTimeSource(TimeSource source) noexcept;
+
  protected:
   NSDate() = default;
 };

@@ -16,9 +16,9 @@ class Value;
 
 /// The root of every class: identity, life, equality, text, and key-value access by name.
 ///
-/// Objects live on the heap and are shared through `Ref`; the count is atomic, so the last reference
-/// may go on any thread. Destruction never nests deeply, however long a chain of objects is.
-/// Threads: counting is safe everywhere; the rest is up to the class.
+/// Objects live on the heap and are shared through `Ref`; the count is atomic, so the last
+/// reference may go on any thread. Destruction never nests deeply, however long a chain of objects
+/// is. Threads: counting is safe everywhere; the rest is up to the class.
 class NSObject {
  public:
   static const Class classObject;
@@ -45,8 +45,8 @@ class NSObject {
   /// Whether `performSelector` would find an operation declared for the selector.
   virtual bool respondsToSelector(SEL selector) const;
 
-  /// The value of the property of that name: its getter is searched as getKey, key, isKey, _key among
-  /// the declared operations. Fails: see `valueForUndefinedKey`.
+  /// The value of the property of that name: its getter is searched as getKey, key, isKey, _key
+  /// among the declared operations. Fails: see `valueForUndefinedKey`.
   virtual Value valueForKey(const Ref<NSString>& key) const;
 
   /// Writes the property of that name through setKey: or _setKey:.
@@ -57,8 +57,8 @@ class NSObject {
   virtual Value valueForUndefinedKey(const Ref<NSString>& key) const;
   virtual void setValueForUndefinedKey(const Value& value, const Ref<NSString>& key);
 
-  /// What null for a property of a number type comes to. Fails: raises NSInvalidArgumentException by
-  /// default.
+  /// What null for a property of a number type comes to. Fails: raises NSInvalidArgumentException
+  /// by default.
   virtual void setNilValueForKey(const Ref<NSString>& key);
 
   void retain() const noexcept { _references.fetch_add(1, std::memory_order_relaxed); }
@@ -94,8 +94,8 @@ namespace impl {
 inline void retainObject(const NSObject* object) noexcept { object->retain(); }
 inline void releaseObject(const NSObject* object) noexcept { object->release(); }
 
-/// Constructors are protected so that objects are born on the heap only; a class derived from T on the
-/// spot may call them.
+/// Constructors are protected so that objects are born on the heap only; a class derived from T on
+/// the spot may call them.
 template <class T>
 class Concrete final : public T {
  public:

@@ -32,9 +32,9 @@ class NSString final : public NSObject {
   /// Returns: null for a null pointer and for ill-formed UTF-8.
   static Ref<NSString> stringWithUTF8String(const char* text);
 
-  /// Formats as the platform does: %@ takes any value, %s text, %p an address, %d %i %u %x %o %c %ld
-  /// %lu %lld %llu %zu integers, %f %e %g floating point, %% a percent sign; flags, width and precision
-  /// as in C. The arguments know their types, so the length letters are read and ignored.
+  /// Formats as the platform does: %@ takes any value, %s text, %p an address, %d %i %u %x %o %c
+  /// %ld %lu %lld %llu %zu integers, %f %e %g floating point, %% a percent sign; flags, width and
+  /// precision as in C. The arguments know their types, so the length letters are read and ignored.
   /// An argument of the wrong kind or a missing one reads as 0 or "(null)".
   template <class... Arguments>
   static Ref<NSString> stringWithFormat(std::string_view format, const Arguments&... arguments) {
@@ -105,8 +105,8 @@ class NSString final : public NSObject {
   }
   /// Equality with another string of the library, quickly.
   bool hasContentOf(const NSString& other) const noexcept {
-    return this == &other || (_size == other._size && contentHash() == other.contentHash() &&
-                              utf8() == other.utf8());
+    return this == &other ||
+           (_size == other._size && contentHash() == other.contentHash() && utf8() == other.utf8());
   }
   bool isInterned() const noexcept { return _interned; }
 

@@ -11,8 +11,8 @@ namespace JNFoundation {
 class NSObject;
 class NSString;
 
-/// What a protocol class (an abstract class that objects adopt beside their own class) derives from:
-/// it leads from the protocol to the object that adopts it. `Subclass` implements it.
+/// What a protocol class (an abstract class that objects adopt beside their own class) derives
+/// from: it leads from the protocol to the object that adopts it. `Subclass` implements it.
 class NSObjectProtocol {
  public:
   virtual NSObject* protocolObject() noexcept = 0;
@@ -61,18 +61,17 @@ class Ref {
   Ref(Ref&& other) noexcept : _object(std::exchange(other._object, nullptr)) {}
 
   template <class U>
-    requires std::convertible_to<U*, T*>
-  Ref(const Ref<U>& other) noexcept : _object(other.get()) {
-    retain();
-  }
+  requires std::convertible_to<U*, T*> Ref(const Ref<U>& other)
+  noexcept : _object(other.get()) { retain(); }
   template <class U>
-    requires std::convertible_to<U*, T*>
-  Ref(Ref<U>&& other) noexcept : _object(other.leak()) {}
+  requires std::convertible_to<U*, T*> Ref(Ref<U>&& other)
+  noexcept : _object(other.leak()) {}
 
   /// From C++ text, where T is NSString. Ill-formed UTF-8 is mended, see NSString.
   template <class Text>
-    requires(std::is_same_v<T, NSString> && std::convertible_to<const Text&, std::string_view>)
-  Ref(const Text& text) : Ref(T::fromText(std::string_view(text))) {}
+  requires(std::is_same_v<T, NSString>&& std::convertible_to<const Text&, std::string_view>)
+      Ref(const Text& text)
+      : Ref(T::fromText(std::string_view(text))) {}
 
   ~Ref() { release(); }
 

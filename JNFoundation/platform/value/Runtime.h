@@ -11,8 +11,9 @@ namespace JNFoundation {
 
 /// Runs the operation declared for the selector, on a value or, for a class, on the class itself.
 /// Missing arguments are null.
-/// Returns: the operation's result; null for a null receiver and for operations that return nothing.
-/// Fails: raises NSInvalidArgumentException when the receiver does not answer the selector.
+/// Returns: the operation's result; null for a null receiver and for operations that return
+/// nothing. Fails: raises NSInvalidArgumentException when the receiver does not answer the
+/// selector.
 Value performSelectorWithArguments(const Value& receiver, SEL selector,
                                    std::span<const Value> arguments);
 
@@ -33,10 +34,10 @@ inline const Method* class_getInstanceMethod(const Class* cls, SEL selector) noe
 }
 
 enum objc_AssociationPolicy : unsigned {
-  OBJC_ASSOCIATION_ASSIGN = 0,           ///< not retained
+  OBJC_ASSOCIATION_ASSIGN = 0,  ///< not retained
   OBJC_ASSOCIATION_RETAIN_NONATOMIC = 1,
   OBJC_ASSOCIATION_COPY_NONATOMIC = 3,
-  OBJC_ASSOCIATION_RETAIN = 01401,       ///< a reader on another thread gets the old or the new
+  OBJC_ASSOCIATION_RETAIN = 01401,  ///< a reader on another thread gets the old or the new
   OBJC_ASSOCIATION_COPY = 01403,
 };
 

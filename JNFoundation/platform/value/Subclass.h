@@ -13,7 +13,7 @@ struct WithClassOperations {
   using type = Base;
 };
 template <class Self, class Base>
-  requires requires { typename Base::template ClassOperations<Self, Base>; }
+requires requires { typename Base::template ClassOperations<Self, Base>; }
 struct WithClassOperations<Self, Base> {
   using type = typename Base::template ClassOperations<Self, Base>;
 };
@@ -59,9 +59,8 @@ class Subclass : public impl::WithClassOperations<Self, Base>::type {
 
 /// With protocols, the way from each of them to the object is the same.
 template <class Self, class Base, class Protocol, class... Protocols>
-class Subclass<Self, Base, Protocol, Protocols...> : public Subclass<Self, Base>,
-                                                     public Protocol,
-                                                     public Protocols... {
+class Subclass<Self, Base, Protocol, Protocols...>
+    : public Subclass<Self, Base>, public Protocol, public Protocols... {
  public:
   NSObject* protocolObject() noexcept override { return this; }
 

@@ -12,12 +12,12 @@
 
 namespace JNFoundation {
 
-/// Any object reference that may stand in a collection, a dictionary or an outcome: null, a number, a
-/// boolean, a date, a class, or a strong reference to an object.
+/// Any object reference that may stand in a collection, a dictionary or an outcome: null, a number,
+/// a boolean, a date, a class, or a strong reference to an object.
 ///
 /// Numbers, booleans, dates and classes are stored in the handle itself, without allocation; they
-/// answer as the platform's number and date objects do. A Value converts implicitly from C++ numbers,
-/// booleans, text and `Ref<T>`; a raw pointer is never taken for a boolean.
+/// answer as the platform's number and date objects do. A Value converts implicitly from C++
+/// numbers, booleans, text and `Ref<T>`; a raw pointer is never taken for a boolean.
 ///
 ///     Value count = 3, name = "Ann", nothing = nullptr;
 ///     if (isKindOf<NSString>(name)) use(as<NSString>(name)->utf8());
@@ -27,7 +27,17 @@ namespace JNFoundation {
 /// Threads: like any C++ value; what it refers to may be shared between threads if it is immutable.
 class Value {
  public:
-  enum class Kind : std::uint8_t { Null, Boolean, Integer, Unsigned, Float, Double, Date, Class, Object };
+  enum class Kind : std::uint8_t {
+    Null,
+    Boolean,
+    Integer,
+    Unsigned,
+    Float,
+    Double,
+    Date,
+    Class,
+    Object
+  };
 
   constexpr Value() noexcept : _integer(0), _kind(Kind::Null) {}
   constexpr Value(std::nullptr_t) noexcept : Value() {}
@@ -36,10 +46,10 @@ class Value {
   constexpr Value(Boolean boolean) noexcept : _integer(boolean ? 1 : 0), _kind(Kind::Boolean) {}
 
   template <std::integral Integer>
-    requires(!std::same_as<Integer, bool> && !std::same_as<Integer, wchar_t> &&
-             !std::same_as<Integer, char8_t> && !std::same_as<Integer, char16_t> &&
-             !std::same_as<Integer, char32_t> && sizeof(Integer) <= 8)
-  constexpr Value(Integer integer) noexcept
+  requires(!std::same_as<Integer, bool> && !std::same_as<Integer, wchar_t> &&
+           !std::same_as<Integer, char8_t> && !std::same_as<Integer, char16_t> &&
+           !std::same_as<Integer, char32_t> &&
+           sizeof(Integer) <= 8) constexpr Value(Integer integer) noexcept
       : _integer(static_cast<std::int64_t>(integer)), _kind(Kind::Integer) {
     // Only what no signed word can hold is kept unsigned, so every integer has one representation.
     if constexpr (std::is_unsigned_v<Integer> && sizeof(Integer) == 8) {
@@ -65,8 +75,8 @@ class Value {
   explicit Value(T* object) noexcept : Value(retained(object)) {}
   /// Any other pointer is a mistake, not a boolean.
   template <class T>
-    requires(!std::derived_from<T, NSObject> && !std::same_as<std::remove_const_t<T>, char>)
-  Value(T*) = delete;
+  requires(!std::derived_from<T, NSObject> && !std::same_as<std::remove_const_t<T>, char>) Value(T*)
+  = delete;
 
   Value(const JNFoundation::Class& cls) noexcept : _class(&cls), _kind(Kind::Class) {}
 
@@ -123,9 +133,9 @@ class Value {
     return _kind == Kind::Class ? _class : nullptr;
   }
 
-  // Numbers and text answer these alike, as the platform's do: text by its numeric prefix, null with
-  // 0. Out of range clamps, fractions truncate toward zero, not-a-number reads as 0.
-  // Fails: anything else raises NSInvalidArgumentException (unrecognized selector).
+  // Numbers and text answer these alike, as the platform's do: text by its numeric prefix, null
+  // with 0. Out of range clamps, fractions truncate toward zero, not-a-number reads as 0. Fails:
+  // anything else raises NSInvalidArgumentException (unrecognized selector).
   std::int64_t longLongValue() const;
   NSInteger integerValue() const { return longLongValue(); }
   std::uint64_t unsignedLongLongValue() const;
@@ -196,12 +206,13 @@ bool isKindOf(const NSObject& object) noexcept {
   return object.class_().isSubclassOf(T::classObject);
 }
 
-/// The object held, as a T, borrowed from the value. Returns: null if it is null or of another kind.
-/// Numbers and dates are no objects: read them through Value.
+/// The object held, as a T, borrowed from the value. Returns: null if it is null or of another
+/// kind. Numbers and dates are no objects: read them through Value.
 template <std::derived_from<NSObject> T>
 T* as(const Value& value) noexcept {
   NSObject* object = value.object();
-  return object && object->class_().isSubclassOf(T::classObject) ? static_cast<T*>(object) : nullptr;
+  return object && object->class_().isSubclassOf(T::classObject) ? static_cast<T*>(object)
+                                                                 : nullptr;
 }
 /// The same of a temporary: shares the object.
 template <std::derived_from<NSObject> T>

@@ -31,8 +31,8 @@ class WeakObject {
   SideRecord* _record = nullptr;
 };
 
-/// A reference that does not keep its object alive and reads as null from the moment the last strong
-/// reference goes, also when that happens on another thread.
+/// A reference that does not keep its object alive and reads as null from the moment the last
+/// strong reference goes, also when that happens on another thread.
 ///
 ///     Weak<View> weak(view);
 ///     if (Ref<View> strong = weak.load()) strong->reload();
@@ -45,13 +45,10 @@ class Weak {
   Weak(std::nullptr_t) noexcept {}
   Weak(T* object) : _weak(object) {}
   template <class U>
-    requires std::convertible_to<U*, T*>
-  Weak(const Ref<U>& object) : _weak(object.get()) {}
+  requires std::convertible_to<U*, T*> Weak(const Ref<U>& object) : _weak(object.get()) {}
 
   /// Returns: null when the object has gone, or when there never was one.
-  Ref<T> load() const noexcept {
-    return Ref<T>::adopt(static_cast<T*>(_weak.load().leak()));
-  }
+  Ref<T> load() const noexcept { return Ref<T>::adopt(static_cast<T*>(_weak.load().leak())); }
   void reset() noexcept { _weak.reset(); }
 
  private:

@@ -8,8 +8,8 @@
 namespace JNFoundation {
 namespace {
 
-/// Hands out records by number. Chunks are never moved or freed, so both a number and an address stay
-/// good for ever; freed records are used again.
+/// Hands out records by number. Chunks are never moved or freed, so both a number and an address
+/// stay good for ever; freed records are used again.
 class RecordPool {
  public:
   static RecordPool& shared() {

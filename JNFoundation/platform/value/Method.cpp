@@ -1,0 +1,44 @@
+#include "JNFoundation/platform/value/Method.h"
+
+#include <array>
+
+#include <JNFoundation/platform/value/NSException.h>
+#include <JNFoundation/platform/value/NSString.h>
+
+namespace JNFoundation {
+
+Value Method::invoke(const Value& receiver, std::span<const Value> arguments) const {
+  const std::size_t wanted = _argumentTypes.size();
+  if (arguments.size() == wanted) return _invocation(receiver, arguments);
+  if (arguments.size() > wanted) {
+    raise(NSInvalidArgumentException, "%s takes %zu arguments, %zu were given", _selector.name(),
+          wanted, arguments.size());
+  }
+  std::vector<Value> completed(arguments.begin(), arguments.end());
+  completed.resize(wanted);
+  return _invocation(receiver, completed);
+}
+
+namespace impl {
+
+void raiseArgumentMismatch(const Value& argument, std::string_view wanted) {
+  raise(NSInvalidArgumentException, "an argument of class %s was given where a %s is needed",
+        argument.class_() ? argument.class_()->name() : std::string_view("(null)"), wanted);
+}
+
+template <>
+std::string RuntimeType<std::string>::fromValue(const Value& value) {
+  if (value.isNull()) return {};
+  if (const NSString* text = as<NSString>(value)) return text->toStdString();
+  raiseArgumentMismatch(value, "NSString");
+}
+
+template <>
+std::string_view RuntimeType<std::string_view>::fromValue(const Value& value) {
+  if (value.isNull()) return {};
+  if (const NSString* text = as<NSString>(value)) return text->utf8();
+  raiseArgumentMismatch(value, "NSString");
+}
+
+}  // namespace impl
+}  // namespace JNFoundation

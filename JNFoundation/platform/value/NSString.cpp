@@ -1,0 +1,279 @@
+#include "JNFoundation/platform/value/NSString.h"
+
+#include <array>
+#include <cstring>
+#include <limits>
+#include <mutex>
+#include <new>
+#include <shared_mutex>
+#include <unordered_map>
+
+#include <JNFoundation/platform/text/Folding.h>
+#include <JNFoundation/platform/text/Hash.h>
+#include <JNFoundation/platform/text/NumberText.h>
+#include <JNFoundation/platform/text/UTF8.h>
+#include <JNFoundation/platform/value/ClassDeclaration.h>
+#include <JNFoundation/platform/value/NSArray.h>
+#include <JNFoundation/platform/value/NSException.h>
+
+namespace JNFoundation {
+
+constinit const Class NSString::classObject = Class::of<NSString>("NSString");
+
+namespace {
+
+/// The concrete class, as log texts name it.
+struct ConcreteString {
+  using Superclass = NSString;
+  static const Class classObject;
+};
+constinit const Class ConcreteString::classObject = Class::of<ConcreteString>("__NSCFString");
+
+const ClassDeclaration<NSString> declaration =
+    ClassDeclaration<NSString>()
+        .operation("length", &NSString::length)
+        .operation("integerValue", &NSString::integerValue)
+        .operation("intValue", &NSString::intValue)
+        .operation("longLongValue", &NSString::longLongValue)
+        .operation("doubleValue", &NSString::doubleValue)
+        .operation("floatValue", &NSString::floatValue)
+        .operation("boolValue", &NSString::boolValue)
+        .operation("isEqualToString:", &NSString::isEqualToString)
+        .operation("compare:", &NSString::compare)
+        .operation("caseInsensitiveCompare:", &NSString::caseInsensitiveCompare)
+        .operation("localizedCompare:", &NSString::localizedCompare)
+        .operation("localizedCaseInsensitiveCompare:", &NSString::localizedCaseInsensitiveCompare)
+        .operation("localizedStandardCompare:", &NSString::localizedStandardCompare)
+        .operation("uppercaseString", &NSString::uppercaseString)
+        .operation("lowercaseString", &NSString::lowercaseString)
+        .operation("capitalizedString", &NSString::capitalizedString)
+        .operation("stringByAppendingString:", &NSString::stringByAppendingString)
+        .operation("substringToIndex:", &NSString::substringToIndex)
+        .operation("substringFromIndex:", &NSString::substringFromIndex)
+        .operation("stringByTrimmingWhitespace", &NSString::stringByTrimmingWhitespace);
+
+/// The interned strings, in parts that are locked apart.
+struct InternTable {
+  static constexpr std::size_t partCount = 16;
+  struct Part {
+    std::shared_mutex mutex;
+    std::unordered_multimap<std::uint64_t, NSString*> byHash;
+  };
+  std::array<Part, partCount> parts;
+
+  static InternTable& shared() {
+    static InternTable* table = new InternTable;  // outlives every static object
+    return *table;
+  }
+  Part& partFor(std::uint64_t hash) noexcept { return parts[(hash >> 56) % partCount]; }
+};
+
+NSString* findInterned(InternTable::Part& part, std::uint64_t hash, std::string_view text) {
+  const auto [begin, end] = part.byHash.equal_range(hash);
+  for (auto i = begin; i != end; ++i) {
+    if (i->second->utf8() == text) return i->second;
+  }
+  return nullptr;
+}
+
+/// Never 0, which stands for "not computed yet".
+std::uint64_t contentHashOf(std::string_view text) {
+  const std::uint64_t hash = hashBytes(text);
+  return hash != 0 ? hash : 1;
+}
+
+NSComparisonResult sign(int order) {
+  return order < 0 ? NSOrderedAscending : order > 0 ? NSOrderedDescending : NSOrderedSame;
+}
+
+std::string_view comparable(const Ref<NSString>& other, const char* operation) {
+  if (!other) raise(NSInvalidArgumentException, "-[NSString %s]: nil argument", operation);
+  return other->utf8();
+}
+
+}  // namespace
+
+const Class& NSString::class_() const noexcept { return ConcreteString::classObject; }
+
+void NSString::operator delete(void* memory) noexcept { ::operator delete(memory); }
+
+Ref<NSString> NSString::make(std::string_view wellFormed, std::size_t length) {
+  if (wellFormed.size() >= std::numeric_limits<std::int32_t>::max()) {
+    raise(NSInvalidArgumentException, "a string of %zu bytes is too long", wellFormed.size());
+  }
+  void* memory = ::operator new(sizeof(NSString) + wellFormed.size() + 1);
+  auto* string = new (memory)
+      NSString(static_cast<std::uint32_t>(wellFormed.size()), static_cast<std::uint32_t>(length));
+  char* text = reinterpret_cast<char*>(string + 1);
+  std::memcpy(text, wellFormed.data(), wellFormed.size());
+  text[wellFormed.size()] = '\0';
+  return Ref<NSString>::adopt(string);
+}
+
+Ref<NSString> NSString::string() { return ""_s; }
+
+Ref<NSString> NSString::fromText(std::string_view text) {
+  if (isASCII(text)) return make(text, text.size());
+  if (isValidUTF8(text)) return make(text, codePointCount(text));
+  const std::string mended = sanitizedUTF8(text);
+  return make(mended, codePointCount(mended));
+}
+
+Ref<NSString> NSString::stringWithUTF8String(const char* text) {
+  return text && isValidUTF8(text) ? fromText(text) : nullptr;
+}
+
+Ref<NSString> NSString::interned(std::string_view text) {
+  const std::uint64_t hash = contentHashOf(text);
+  InternTable::Part& part = InternTable::shared().partFor(hash);
+  {
+    std::shared_lock lock(part.mutex);
+    if (NSString* known = findInterned(part, hash, text)) return known;
+  }
+  Ref<NSString> fresh = fromText(text);
+  if (fresh->utf8() != text) return interned(fresh->utf8());
+  std::unique_lock lock(part.mutex);
+  if (NSString* known = findInterned(part, hash, text)) return known;
+  fresh->_interned = 1;
+  part.byHash.emplace(hash, Ref<NSString>(fresh).leak());
+  return fresh;
+}
+
+NSString* NSString::internedIfPresent(std::string_view text) noexcept {
+  const std::uint64_t hash = contentHashOf(text);
+  InternTable::Part& part = InternTable::shared().partFor(hash);
+  std::shared_lock lock(part.mutex);
+  return findInterned(part, hash, text);
+}
+
+Ref<NSString> literals::operator""_s(const char* text, std::size_t size) {
+  return NSString::interned({text, size});
+}
+
+std::uint64_t NSString::computeHash() const noexcept {
+  const std::uint64_t hash = contentHashOf(utf8());
+  _hash.store(hash, std::memory_order_relaxed);
+  return hash;
+}
+
+char32_t NSString::characterAtIndex(NSUInteger index) const {
+  if (index >= _length) {
+    raise(NSRangeException, "-[%s characterAtIndex:]: Index %llu out of bounds; string length %llu",
+          class_().name(), index, NSUInteger(_length));
+  }
+  std::size_t offset = _length == _size ? index : offsetOfCodePoint(utf8(), index);
+  return nextCodePoint(utf8(), offset);
+}
+
+NSInteger NSString::integerValue() const { return integerFromText(utf8()); }
+std::int32_t NSString::intValue() const { return intFromText(utf8()); }
+double NSString::doubleValue() const { return doubleFromText(utf8()); }
+float NSString::floatValue() const { return floatFromText(utf8()); }
+bool NSString::boolValue() const { return boolFromText(utf8()); }
+
+bool NSString::isEqualToString(const Ref<NSString>& other) const noexcept {
+  return other && hasContentOf(*other);
+}
+
+bool NSString::isEqual(const Value& other) const {
+  const NSString* string = as<NSString>(other);
+  return string && hasContentOf(*string);
+}
+
+NSComparisonResult NSString::compare(const Ref<NSString>& other) const {
+  return sign(compareLiteral(utf8(), comparable(other, "compare:")));
+}
+NSComparisonResult NSString::caseInsensitiveCompare(const Ref<NSString>& other) const {
+  return sign(compareFolded(utf8(), comparable(other, "caseInsensitiveCompare:"), Fold::Case));
+}
+NSComparisonResult NSString::localizedCompare(const Ref<NSString>& other) const {
+  return sign(compareLocalized(utf8(), comparable(other, "localizedCompare:")));
+}
+NSComparisonResult NSString::localizedCaseInsensitiveCompare(const Ref<NSString>& other) const {
+  return sign(compareLocalizedCaseInsensitive(
+      utf8(), comparable(other, "localizedCaseInsensitiveCompare:")));
+}
+NSComparisonResult NSString::localizedStandardCompare(const Ref<NSString>& other) const {
+  return sign(compareLocalizedStandard(utf8(), comparable(other, "localizedStandardCompare:")));
+}
+
+bool NSString::hasPrefix(std::string_view prefix) const noexcept {
+  return utf8().substr(0, prefix.size()) == prefix;
+}
+bool NSString::hasSuffix(std::string_view suffix) const noexcept {
+  return _size >= suffix.size() && utf8().substr(_size - suffix.size()) == suffix;
+}
+bool NSString::containsString(std::string_view part) const noexcept {
+  return utf8().find(part) != std::string_view::npos;
+}
+
+Ref<NSString> NSString::uppercaseString() const { return fromText(uppercased(utf8())); }
+Ref<NSString> NSString::lowercaseString() const { return fromText(lowercased(utf8())); }
+
+Ref<NSString> NSString::capitalizedString() const {
+  // Each word, as white space divides them: the first letter in upper case, the rest in lower.
+  std::string result;
+  const std::string text = lowercased(utf8());
+  std::size_t begin = 0;
+  while (begin < text.size()) {
+    std::size_t end = text.find_first_of(" \t\r\n", begin);
+    if (end == std::string::npos) end = text.size();
+    std::size_t rest = begin;
+    if (rest < end) {
+      nextCodePoint(text, rest);
+      result += uppercased(std::string_view(text).substr(begin, rest - begin));
+      result.append(text, rest, end - rest);
+    }
+    if (end < text.size()) result += text[end];
+    begin = end + 1;
+  }
+  return fromText(result);
+}
+
+Ref<NSString> NSString::stringByAppendingString(const Ref<NSString>& other) const {
+  std::string text(utf8());
+  text += comparable(other, "stringByAppendingString:");
+  return fromText(text);
+}
+
+Ref<NSString> NSString::substringToIndex(NSUInteger index) const {
+  if (index > _length) {
+    raise(NSRangeException, "-[%s substringToIndex:]: Index %llu out of bounds; string length %llu",
+          class_().name(), index, NSUInteger(_length));
+  }
+  return fromText(utf8().substr(0, offsetOfCodePoint(utf8(), index)));
+}
+
+Ref<NSString> NSString::substringFromIndex(NSUInteger index) const {
+  if (index > _length) {
+    raise(NSRangeException,
+          "-[%s substringFromIndex:]: Index %llu out of bounds; string length %llu",
+          class_().name(), index, NSUInteger(_length));
+  }
+  return fromText(utf8().substr(offsetOfCodePoint(utf8(), index)));
+}
+
+Ref<NSString> NSString::stringByTrimmingWhitespace() const {
+  constexpr std::string_view space = " \t\r\n\v\f";
+  const std::string_view text = utf8();
+  const std::size_t begin = text.find_first_not_of(space);
+  if (begin == std::string_view::npos) return string();
+  return fromText(text.substr(begin, text.find_last_not_of(space) - begin + 1));
+}
+
+Ref<NSArray> NSString::componentsSeparatedByString(std::string_view separator) const {
+  std::vector<Value> pieces;
+  std::string_view rest = utf8();
+  while (!separator.empty()) {
+    const std::size_t found = rest.find(separator);
+    if (found == std::string_view::npos) break;
+    pieces.emplace_back(rest.substr(0, found));
+    rest.remove_prefix(found + separator.size());
+  }
+  pieces.emplace_back(rest);
+  return NSArray::arrayWithValues(std::move(pieces));
+}
+
+Ref<NSString> NSString::description() const { return const_cast<NSString*>(this); }
+
+}  // namespace JNFoundation
