@@ -19,6 +19,10 @@ target_compile_features(JNFoundation PUBLIC cxx_std_20)
 target_include_directories(JNFoundation PUBLIC
   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
   $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+if(JN_COUNT_OBJECTS)
+  # Constructors in headers count too, so users must agree with the library.
+  target_compile_definitions(JNFoundation PUBLIC JN_COUNT_OBJECTS=1)
+endif()
 target_link_libraries(JNFoundation PUBLIC Threads::Threads)
 foreach(floor ${floors})
   target_sources(JNFoundation PRIVATE $<TARGET_OBJECTS:jn_${floor}>)
