@@ -1,7 +1,8 @@
+#include "JNFoundation/platform/text/DateText.h"
+
 #include <algorithm>
 #include <cmath>
 
-#include <JNFoundation/platform/text/DateText.h>
 #include <JNFoundation/platform/text/NumberText.h>
 #include <JNFoundation/platform/text/impl/Words.h>
 

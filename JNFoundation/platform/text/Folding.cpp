@@ -1,6 +1,7 @@
+#include "JNFoundation/platform/text/Folding.h"
+
 #include <utf8proc.h>
 
-#include <JNFoundation/platform/text/Folding.h>
 #include <JNFoundation/platform/text/UTF8.h>
 #include <JNFoundation/platform/text/impl/CodePoints.h>
 #include <JNFoundation/platform/text/impl/Words.h>

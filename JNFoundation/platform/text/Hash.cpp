@@ -1,4 +1,4 @@
-#include <JNFoundation/platform/text/Hash.h>
+#include "JNFoundation/platform/text/Hash.h"
 
 namespace JNFoundation::impl {
 

@@ -1,9 +1,10 @@
+#include "JNFoundation/platform/text/NumberText.h"
+
 #include <charconv>
 #include <cmath>
 #include <limits>
 #include <system_error>
 
-#include <JNFoundation/platform/text/NumberText.h>
 #include <JNFoundation/platform/text/impl/WhiteSpace.h>
 #include <JNFoundation/platform/text/impl/Words.h>
 

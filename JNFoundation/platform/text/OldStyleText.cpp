@@ -1,7 +1,8 @@
+#include "JNFoundation/platform/text/OldStyleText.h"
+
 #include <algorithm>
 #include <cstddef>
 
-#include <JNFoundation/platform/text/OldStyleText.h>
 #include <JNFoundation/platform/text/UTF8.h>
 #include <JNFoundation/platform/text/impl/Words.h>
 

@@ -1,6 +1,7 @@
+#include "JNFoundation/platform/text/UTF8.h"
+
 #include <cstdint>
 
-#include <JNFoundation/platform/text/UTF8.h>
 #include <JNFoundation/platform/text/impl/Words.h>
 
 namespace JNFoundation {

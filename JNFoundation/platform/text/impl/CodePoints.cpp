@@ -1,9 +1,10 @@
+#include "JNFoundation/platform/text/impl/CodePoints.h"
+
 #include <algorithm>
 #include <array>
 #include <utf8proc.h>
 
 #include <JNFoundation/platform/text/UTF8.h>
-#include <JNFoundation/platform/text/impl/CodePoints.h>
 #include <JNFoundation/platform/text/impl/Words.h>
 
 namespace JNFoundation::impl {

@@ -1,8 +1,9 @@
+#include "JNFoundation/platform/text/impl/LikeSubject.h"
+
 #include <algorithm>
 
 #include <JNFoundation/platform/text/UTF8.h>
 #include <JNFoundation/platform/text/impl/CodePoints.h>
-#include <JNFoundation/platform/text/impl/LikeSubject.h>
 
 namespace JNFoundation::impl {
 
