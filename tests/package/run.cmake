@@ -16,6 +16,7 @@ function(run)
   set(output "${output}" PARENT_SCOPE)
 endfunction()
 
+# The options of the build around, so that the compiler cache knows every object already.
 set(options -G ${GENERATOR} -D CMAKE_CXX_COMPILER=${COMPILER}
   -D CMAKE_BUILD_TYPE=${CONFIGURATION} -D CMAKE_CXX_COMPILER_LAUNCHER=${LAUNCHER}
   "-DCMAKE_CXX_FLAGS=${FLAGS}" "-DCMAKE_CXX_FLAGS_DEBUG=${FLAGS_DEBUG}")
@@ -24,7 +25,8 @@ if(WAY STREQUAL "installed")
   list(APPEND options -D CMAKE_PREFIX_PATH=${work}/prefix -D JNFOUNDATION_VERSION=${VERSION})
   set(tree ${work}/prefix/include)
 else()
-  list(APPEND options -D JNFOUNDATION_TREE=${SOURCE})
+  list(APPEND options -D JNFOUNDATION_TREE=${SOURCE} -D JN_COUNT_OBJECTS=${COUNT_OBJECTS}
+    -D CMAKE_COMPILE_WARNING_AS_ERROR=${WARNING_AS_ERROR})
   set(tree ${SOURCE})
 endif()
 
