@@ -76,12 +76,6 @@ NSString* findInterned(InternTable::Part& part, std::uint64_t hash, std::string_
   return nullptr;
 }
 
-/// Never 0, which stands for "not computed yet".
-std::uint64_t contentHashOf(std::string_view text) {
-  const std::uint64_t hash = hashBytes(text);
-  return hash != 0 ? hash : 1;
-}
-
 NSComparisonResult sign(int order) {
   return order < 0 ? NSOrderedAscending : order > 0 ? NSOrderedDescending : NSOrderedSame;
 }
@@ -148,6 +142,12 @@ NSString* NSString::internedIfPresent(std::string_view text) noexcept {
 
 Ref<NSString> literals::operator""_s(const char* text, std::size_t size) {
   return NSString::interned({text, size});
+}
+
+std::uint64_t NSString::contentHashOf(std::string_view wellFormed) noexcept {
+  const std::uint64_t hash = hashBytes(wellFormed);
+  // 0 stands for "not computed yet".
+  return hash != 0 ? hash : 1;
 }
 
 std::uint64_t NSString::computeHash() const noexcept {

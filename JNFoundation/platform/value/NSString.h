@@ -103,6 +103,8 @@ class NSString final : public NSObject {
     const std::uint64_t known = _hash.load(std::memory_order_relaxed);
     return known != 0 ? known : computeHash();
   }
+  /// The hash of a string of that content, without making it.
+  static std::uint64_t contentHashOf(std::string_view wellFormed) noexcept;
   /// Equality with another string of the library, quickly.
   bool hasContentOf(const NSString& other) const noexcept {
     return this == &other ||
