@@ -12,10 +12,20 @@ TEST = re.compile(r"^\s*(TYPED_TEST|TYPED_TEST_P|TEST|TEST_F|TEST_P)\s*\(\s*(\w+
                   re.MULTILINE)
 
 
+def undeclared_folders():
+    """Sources of the library that no jn_floor of the build takes in."""
+    if not (tree.ROOT / "CMakeLists.txt").is_file():
+        return []
+    declared = re.findall(r"^jn_floor\(\w+ (\S+?)[ )]", tree.text("CMakeLists.txt"), re.MULTILINE)
+    return [f"{name}:1: CMakeLists.txt has no jn_floor for this folder" for name in tree.files()
+            if name.startswith(tree.LIBRARY) and name.endswith(".cpp")
+            and not name[len(tree.LIBRARY):].startswith(tuple(folder + "/" for folder in declared))]
+
+
 def problems():
     library_folders = {name[len(tree.LIBRARY):].rsplit("/", 1)[0] + "/"
                        for name in tree.files() if name.startswith(tree.LIBRARY)}
-    found, seen = [], {}
+    found, seen = undeclared_folders(), {}
     for name in tree.files():
         if not name.startswith("tests/") or not name.endswith(".cpp"):
             continue

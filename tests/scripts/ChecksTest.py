@@ -184,6 +184,15 @@ class RegisteredTest(Tree):
                           "is switched off", "a test sleeps", "5 problems")
 
 
+    def test_a_folder_that_the_build_forgot_is_an_offence(self):
+        self.write("CMakeLists.txt", "jn_floor(util util BELOW store)\njn_floor(mapping mapping)\n")
+        self.write("JNFoundation/util/Timer.cpp", "")
+        self.write("JNFoundation/mapping/Map.cpp", "")
+        self.assert_passes("registered")
+        self.write("JNFoundation/fetched/Sample.cpp", "")
+        self.assert_names("registered", "fetched/Sample.cpp:1: CMakeLists.txt has no jn_floor")
+
+
 class ReadmeTest(Tree):
     def test_a_block_equals_the_file_it_names(self):
         self.write("examples/Hello.cpp", "int main() {\n  // begin\n  greet();\n  // end\n}\n")
