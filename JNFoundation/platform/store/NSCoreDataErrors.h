@@ -1,0 +1,44 @@
+#pragma once
+
+#include <JNFoundation/platform/value/Types.h>
+
+namespace JNFoundation {
+
+/// Codes of errors in NSCocoaErrorDomain that models, contexts and stores give.
+enum NSCoreDataErrorCode : NSInteger {
+  NSManagedObjectValidationError = 1550,
+  NSManagedObjectConstraintValidationError = 1551,
+  NSValidationMultipleErrorsError = 1560,
+  NSValidationMissingMandatoryPropertyError = 1570,
+  NSValidationNumberTooLargeError = 1610,
+  NSValidationNumberTooSmallError = 1620,
+  NSValidationDateTooLateError = 1630,
+  NSValidationDateTooSoonError = 1640,
+  NSValidationInvalidDateError = 1650,
+  NSValidationStringTooLongError = 1660,
+  NSValidationStringTooShortError = 1670,
+  NSValidationStringPatternMatchingError = 1680,
+  NSManagedObjectReferentialIntegrityError = 133000,
+  NSManagedObjectMergeError = 133020,
+  NSPersistentStoreInvalidTypeError = 134000,
+  NSPersistentStoreIncompatibleSchemaError = 134020,
+  NSPersistentStoreSaveError = 134030,
+  NSCoreDataError = 134060,
+  NSPersistentStoreOperationError = 134070,
+  NSPersistentStoreOpenError = 134080,
+  NSPersistentStoreTimeoutError = 134090,
+  NSPersistentStoreIncompatibleVersionHashError = 134100,
+  NSSQLiteError = 134180,
+};
+
+/// The domain of errors whose codes are SQLite's result codes.
+inline constexpr const char* NSSQLiteErrorDomain = "NSSQLiteErrorDomain";
+
+// Keys of an error's user info.
+inline constexpr const char* NSDetailedErrorsKey = "NSDetailedErrors";
+inline constexpr const char* NSValidationObjectErrorKey = "NSValidationErrorObject";
+inline constexpr const char* NSValidationKeyErrorKey = "NSValidationErrorKey";
+inline constexpr const char* NSValidationValueErrorKey = "NSValidationErrorValue";
+inline constexpr const char* NSAffectedObjectsErrorKey = "NSAffectedObjectsErrorKey";
+
+}  // namespace JNFoundation

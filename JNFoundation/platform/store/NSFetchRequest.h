@@ -1,0 +1,113 @@
+#pragma once
+
+#include <JNFoundation/platform/store/NSEntityDescription.h>
+
+namespace JNFoundation {
+
+class NSPredicate;
+
+/// What executing a request gives.
+enum NSFetchRequestResultType : NSUInteger {
+  NSManagedObjectResultType = 0,
+  NSManagedObjectIDResultType = 1,
+  NSDictionaryResultType = 2,
+  NSCountResultType = 4,
+};
+
+/// What to look for in a store: an entity, a condition, an order, a limit, and the form of the
+/// result.
+///
+///     auto request = NSFetchRequest::fetchRequestWithEntityName("Country");
+///     request->setPredicate(NSPredicate::predicateWithFormat("name BEGINSWITH %@", "F"));
+///     request->setFetchLimit(10);
+///     Ref<NSArray> found = context->executeFetchRequestError(request, &error);
+///
+/// Threads: one at a time.
+class NSFetchRequest : public NSObject {
+ public:
+  using Superclass = NSObject;
+  static const Class classObject;
+  const Class& class_() const noexcept override { return classObject; }
+
+  static Ref<NSFetchRequest> init();
+  static Ref<NSFetchRequest> fetchRequest() { return init(); }
+  /// The entity of that name is looked up where the request is executed.
+  static Ref<NSFetchRequest> fetchRequestWithEntityName(const Ref<NSString>& name);
+
+  /// Null until it is set or the request was executed.
+  const Ref<NSEntityDescription>& entity() const noexcept { return _entity; }
+  void setEntity(const Ref<NSEntityDescription>& entity);
+  /// Null while neither an entity nor a name is set.
+  Ref<NSString> entityName() const;
+
+  /// Null stands for every object.
+  const Ref<NSPredicate>& predicate() const noexcept { return _predicate; }
+  void setPredicate(const Ref<NSPredicate>& predicate);
+
+  /// NSSortDescriptors, the first one decides first. Null or empty: the order of the records.
+  const Ref<NSArray>& sortDescriptors() const noexcept { return _sortDescriptors; }
+  void setSortDescriptors(const Ref<NSArray>& descriptors);
+
+  /// The most objects that the caller gets; 0 sets no limit.
+  NSUInteger fetchLimit() const noexcept { return _fetchLimit; }
+  void setFetchLimit(NSUInteger limit) noexcept { _fetchLimit = limit; }
+  /// How many of the matching objects are left out at the front.
+  NSUInteger fetchOffset() const noexcept { return _fetchOffset; }
+  void setFetchOffset(NSUInteger offset) noexcept { _fetchOffset = offset; }
+  /// Kept; every object is read at once.
+  NSUInteger fetchBatchSize() const noexcept { return _fetchBatchSize; }
+  void setFetchBatchSize(NSUInteger size) noexcept { _fetchBatchSize = size; }
+
+  NSFetchRequestResultType resultType() const noexcept { return _resultType; }
+  void setResultType(NSFetchRequestResultType type) noexcept { _resultType = type; }
+
+  /// Whether objects of descendants of the entity count as well. True unless it is set otherwise.
+  bool includesSubentities() const noexcept { return _includesSubentities; }
+  void setIncludesSubentities(bool includes) noexcept { _includesSubentities = includes; }
+  /// Whether unsaved changes are taken into account. True unless it is set otherwise; results that
+  /// are dictionaries always show what the store holds.
+  bool includesPendingChanges() const noexcept { return _includesPendingChanges; }
+  void setIncludesPendingChanges(bool includes) noexcept { _includesPendingChanges = includes; }
+  /// Whether the values are read along with the identifiers. True unless it is set otherwise.
+  bool includesPropertyValues() const noexcept { return _includesPropertyValues; }
+  void setIncludesPropertyValues(bool includes) noexcept { _includesPropertyValues = includes; }
+  /// Whether fetched objects are faults, whose values are at hand but count as not yet looked at.
+  /// True unless it is set otherwise.
+  bool returnsObjectsAsFaults() const noexcept { return _returnsObjectsAsFaults; }
+  void setReturnsObjectsAsFaults(bool faults) noexcept { _returnsObjectsAsFaults = faults; }
+  /// Whether equal dictionaries are given once.
+  bool returnsDistinctResults() const noexcept { return _returnsDistinctResults; }
+  void setReturnsDistinctResults(bool distinct) noexcept { _returnsDistinctResults = distinct; }
+
+  /// What a dictionary holds: attribute names, attribute descriptions and expression descriptions.
+  /// Null stands for every stored attribute.
+  const Ref<NSArray>& propertiesToFetch() const noexcept { return _propertiesToFetch; }
+  void setPropertiesToFetch(const Ref<NSArray>& properties);
+
+  /// A request of its own with the same settings.
+  Value copy() const override;
+  Ref<NSString> description() const override;
+
+ protected:
+  NSFetchRequest();
+  NSFetchRequest(const NSFetchRequest& other, int);
+  ~NSFetchRequest() override;
+
+ private:
+  Ref<NSEntityDescription> _entity;
+  Ref<NSString> _entityName;
+  Ref<NSPredicate> _predicate;
+  Ref<NSArray> _sortDescriptors;
+  Ref<NSArray> _propertiesToFetch;
+  NSUInteger _fetchLimit = 0;
+  NSUInteger _fetchOffset = 0;
+  NSUInteger _fetchBatchSize = 0;
+  NSFetchRequestResultType _resultType = NSManagedObjectResultType;
+  bool _includesSubentities = true;
+  bool _includesPendingChanges = true;
+  bool _includesPropertyValues = true;
+  bool _returnsObjectsAsFaults = true;
+  bool _returnsDistinctResults = false;
+};
+
+}  // namespace JNFoundation

@@ -1,0 +1,164 @@
+#pragma once
+
+#include <memory>
+
+#include <JNFoundation/platform/store/NSEntityDescription.h>
+#include <JNFoundation/platform/store/NSManagedObjectID.h>
+
+namespace JNFoundation {
+
+class NSError;
+
+namespace impl {
+class ObjectAccess;
+class ObjectRegistry;
+struct StoreHierarchy;
+}  // namespace impl
+
+/// An object of a store: one record, alive in one context.
+///
+/// Its attributes are read and written by name. An application's class derives from it, is named in
+/// the model, and declares a factory so that the store can make its instances:
+///
+///     class Country : public Subclass<Country, NSManagedObject> {
+///      public:
+///       Ref<NSString> code() const { return as<NSString>(storedValueForKey("code")); }
+///       void setCode(const Ref<NSString>& code) { setStoredValueForKey(code, "code"); }
+///     };
+///     static const ClassDeclaration<Country> declaration =
+///         ClassDeclaration<Country>().factory().property("code", &Country::code,
+///         &Country::setCode);
+///
+/// An object may be a fault: known by its identifier, its values not read yet. Reading or writing a
+/// value fires it. Equality is identity, since a context has one object per record.
+/// Threads: the context's only.
+class NSManagedObject : public NSObject {
+ public:
+  using Superclass = NSObject;
+  static const Class classObject;
+  const Class& class_() const noexcept override { return classObject; }
+
+  /// A new object of the class that the entity names, inserted into the context, or, without a
+  /// context, on its own.
+  /// Fails: raises NSInvalidArgumentException for a null or abstract entity and for an entity of
+  /// another model than the context's, NSInternalInconsistencyException for a class that is not
+  /// linked into the program or has no factory.
+  static Ref<NSManagedObject> initWithEntityInsertIntoManagedObjectContext(
+      const Ref<NSEntityDescription>& entity, const Ref<NSManagedObjectContext>& context);
+
+  const Ref<NSEntityDescription>& entity() const noexcept { return _entity; }
+  /// Temporary until the object is saved or its context obtains a permanent one.
+  Ref<NSManagedObjectID> objectID() const;
+  /// Returns: null for an object that is in no context, whose context is gone, or whose deletion
+  /// was saved.
+  Ref<NSManagedObjectContext> managedObjectContext() const noexcept;
+
+  bool isInserted() const noexcept { return (_flags & Inserted) != 0; }
+  /// Whether an object of the store was written to since the last save, be it with equal values.
+  bool isUpdated() const noexcept { return (_flags & (Updated | Inserted | Deleted)) == Updated; }
+  bool isDeleted() const noexcept { return (_flags & Deleted) != 0; }
+  bool hasChanges() const noexcept { return (_flags & (Inserted | Updated | Deleted)) != 0; }
+  bool isFault() const noexcept { return (_flags & Fault) != 0; }
+
+  /// The value under a key: by the operation that the object's class declares for it, else from the
+  /// attribute of that name.
+  /// Fails: an unknown key raises NSUndefinedKeyException; a fault whose record is gone raises
+  /// NSObjectInaccessibleException.
+  Value valueForKey(const Ref<NSString>& key) const override;
+  /// Writes through the declared operation, else to the attribute. Null clears the attribute.
+  /// Fails: a value of another kind than the attribute's raises NSInvalidArgumentException and
+  /// changes nothing; an unknown key raises NSUndefinedKeyException.
+  void setValueForKey(const Value& value, const Ref<NSString>& key) override;
+  Value valueForUndefinedKey(const Ref<NSString>& key) const override;
+  void setValueForUndefinedKey(const Value& value, const Ref<NSString>& key) override;
+
+  /// The attribute itself, past declared operations: what the body of an accessor calls. Fires a
+  /// fault, checks the value's kind and tracks the change as `setValueForKey` does.
+  Value storedValueForKey(const Ref<NSString>& key) const;
+  void setStoredValueForKey(const Value& value, const Ref<NSString>& key);
+
+  /// The attribute's place without firing a fault and without tracking: use it between
+  /// `willChangeValueForKey` and `didChangeValueForKey`, or for transient attributes.
+  /// Returns: null while the object is a fault.
+  Value primitiveValueForKey(const Ref<NSString>& key) const;
+  void setPrimitiveValueForKey(const Value& value, const Ref<NSString>& key);
+
+  /// Fires a fault.
+  void willAccessValueForKey(const Ref<NSString>& key) const;
+  void didAccessValueForKey(const Ref<NSString>& key) const;
+  /// Fires a fault and marks the object as updated.
+  void willChangeValueForKey(const Ref<NSString>& key);
+  void didChangeValueForKey(const Ref<NSString>& key);
+
+  /// The stored attributes whose values differ from those last fetched or saved, by name; NSNull
+  /// for null. Fires no fault.
+  Ref<NSDictionary> changedValues() const;
+  /// The values last fetched or saved, NSNull for null; of an inserted object, NSNull for all.
+  /// A null list of keys stands for every stored attribute. Unknown keys raise.
+  Ref<NSDictionary> committedValuesForKeys(const Ref<NSArray>& keys) const;
+
+  /// Called once, when the object is inserted, after the defaults are set.
+  virtual void awakeFromInsert();
+  /// Called when a fault has read its values; what it changes is not tracked.
+  virtual void awakeFromFetch();
+  /// Called by a save for every object with changes, again until no object changes any more.
+  virtual void willSave();
+  /// Called after a save for every object that was saved; changes are new changes.
+  virtual void didSave();
+  /// Called once, when the object is about to be deleted.
+  virtual void prepareForDeletion();
+
+  /// What a save asks of each object that it is about to insert, update or delete: whether the
+  /// values are ones that the model allows. An override calls the base as well. Fails: returns
+  /// false and sets the error; several failures are one error 1560 that lists them under
+  /// NSDetailedErrors. Without an out-parameter the first failure ends the check.
+  virtual bool validateForInsert(Ref<NSError>* error);
+  virtual bool validateForUpdate(Ref<NSError>* error);
+  virtual bool validateForDelete(Ref<NSError>* error);
+
+  /// The class, entity, identifier and values. Fires no fault.
+  Ref<NSString> description() const override;
+
+ protected:
+  /// For factories; the store attaches entity, context and values.
+  NSManagedObject();
+  ~NSManagedObject() override;
+
+ private:
+  friend class impl::ObjectAccess;
+
+  enum Flag : std::uint32_t {
+    Inserted = 1,
+    Updated = 2,
+    Deleted = 4,
+    Fault = 8,       ///< not looked at since it was fetched; its values may be at hand already
+    HasValues = 16,  ///< `_values` hold what the store has, or what the object was given
+    Awakening = 32,  ///< in awakeFromFetch: changes are not tracked
+    Invalid = 64,    ///< its context was reset, or forgot it
+  };
+
+  std::size_t indexOfAttribute(const NSString& key) const noexcept;
+  void fire() const;
+  void willChange();
+  void setValueAtIndex(std::size_t index, const Value& value);
+  bool validateValues(Ref<NSError>* error) const;
+  Ref<NSDictionary> changesFrom(const Value* committed) const;
+
+  Ref<NSEntityDescription> _entity;
+  /// The context's list of its objects; null for an object without a context.
+  Ref<impl::ObjectRegistry> _registry;
+  /// Where the record stands; null while the identifier is temporary.
+  const impl::StoreHierarchy* _hierarchy = nullptr;
+  std::int64_t _number = 0;
+  mutable Ref<NSManagedObjectID> _objectID;
+  /// By attribute number; null while nothing is known.
+  std::unique_ptr<Value[]> _values;
+  /// What the values were when last fetched or saved; null while nothing was changed since.
+  std::unique_ptr<Value[]> _committed;
+  std::uint32_t _version = 0;
+  std::uint32_t _flags = 0;
+  /// The place in the context's list of changes.
+  std::uint32_t _changeIndex = 0;
+};
+
+}  // namespace JNFoundation

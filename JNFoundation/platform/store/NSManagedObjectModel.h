@@ -1,0 +1,81 @@
+#pragma once
+
+#include <vector>
+
+#include <JNFoundation/platform/store/NSEntityDescription.h>
+
+namespace JNFoundation {
+
+class NSError;
+class NSFetchRequest;
+class NSURL;
+
+/// The kinds of objects that a store keeps: entities with their properties, built in code or read
+/// from the platform's data-model files.
+///
+///     Ref<NSError> error;
+///     auto model = NSManagedObjectModel::initWithContentsOfFileError("Catalog.xcdatamodeld",
+///     &error);
+///
+/// A model may be changed until a coordinator uses it; from then on every setter, here and in the
+/// descriptions below, raises NSInternalInconsistencyException.
+/// Threads: one thread while it is built; any once it is in use.
+class NSManagedObjectModel : public NSObject {
+ public:
+  using Superclass = NSObject;
+  static const Class classObject;
+  const Class& class_() const noexcept override { return classObject; }
+
+  /// A model without entities.
+  static Ref<NSManagedObjectModel> init();
+
+  /// Reads a `contents` file, a `.xcdatamodel` directory, or the current version of a
+  /// `.xcdatamodeld` directory. Fails: returns null and sets the error, which names the file, the
+  /// entity and the property.
+  static Ref<NSManagedObjectModel> initWithContentsOfFileError(const Ref<NSString>& path,
+                                                               Ref<NSError>* error = nullptr);
+  /// The same of a file URL. Fails: returns null.
+  static Ref<NSManagedObjectModel> initWithContentsOfURL(const Ref<NSURL>& url);
+
+  /// Reads the XML text of a `contents` file.
+  static Ref<NSManagedObjectModel> modelWithXMLError(std::string_view xml,
+                                                     Ref<NSError>* error = nullptr);
+
+  /// In the order of their declaration. Never null.
+  Ref<NSArray> entities() const;
+  /// Takes: every entity of the model; the descendants of those given belong to it as well.
+  /// Fails: raises NSInvalidArgumentException for a name that is used twice or missing.
+  void setEntities(const Ref<NSArray>& entities);
+  Ref<NSDictionary> entitiesByName() const;
+  /// Returns: null if there is none of that name.
+  Ref<NSEntityDescription> entityWithName(std::string_view name) const noexcept;
+
+  /// The version identifiers that the model file carries; may be empty.
+  const Ref<NSString>& versionIdentifier() const noexcept { return _versionIdentifier; }
+  void setVersionIdentifier(const Ref<NSString>& identifier);
+
+  /// Entity name to version hash; equal dictionaries mean that stores are interchangeable.
+  Ref<NSDictionary> entityVersionHashesByName() const;
+
+  /// Whether a coordinator uses the model, so that it no longer changes.
+  bool isImmutable() const noexcept { return _immutable; }
+
+  Ref<NSString> description() const override;
+
+  /// Checks that the model is whole and makes it unchangeable; a coordinator calls it.
+  /// Fails: returns false and sets the error, which names entity and property.
+  bool makeImmutable(Ref<NSError>* error = nullptr);
+
+ protected:
+  NSManagedObjectModel();
+  ~NSManagedObjectModel() override;
+
+ private:
+  void willChange() const;
+
+  std::vector<Ref<NSEntityDescription>> _entities;
+  Ref<NSString> _versionIdentifier;
+  bool _immutable = false;
+};
+
+}  // namespace JNFoundation

@@ -1,0 +1,168 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include <JNFoundation/platform/store/NSEntityDescription.h>
+#include <JNFoundation/platform/value/NSArray.h>
+
+namespace JNFoundation {
+
+class NSError;
+class NSManagedObjectModel;
+class NSPersistentStore;
+class NSPersistentStoreCoordinator;
+class NSPredicate;
+class NSURL;
+
+namespace impl {
+
+/// Which records a number belongs to: an entity without ancestors and its descendants share one
+/// sequence of numbers in a store.
+struct StoreHierarchy {
+  NSPersistentStore* store;
+  const NSEntityDescription* root;
+};
+
+}  // namespace impl
+
+/// A record that a save writes.
+struct StoreRowChange {
+  enum class Kind : std::uint8_t { Insert, Update, Delete };
+
+  Kind kind;
+  const NSEntityDescription* entity;
+  std::int64_t primaryKey;
+  /// By attribute number; not read for a deletion.
+  const Value* values;
+  /// What the record holds so far; the values that are the same need not be written. Null for an
+  /// insertion.
+  const Value* committed;
+  /// The version that the change is based on; not read for an insertion.
+  std::uint32_t version;
+};
+
+/// What to look for in a store.
+struct StoreQuery {
+  const NSEntityDescription* entity = nullptr;
+  bool includesSubentities = true;
+  /// Null stands for every record.
+  Ref<NSPredicate> predicate;
+  /// NSSortDescriptors; null or empty asks for ascending primary keys.
+  Ref<NSArray> sortDescriptors;
+  /// 0 sets no limit.
+  NSUInteger limit = 0;
+  NSUInteger offset = 0;
+  /// False asks for identities and versions only.
+  bool includesValues = true;
+};
+
+/// How much of a query a store does itself. The rest is done by whoever asks, in this order: the
+/// remaining predicate, the sort, offset and limit.
+struct StoreQueryPlan {
+  /// What every record must satisfy beyond what the store checks; null if nothing.
+  Ref<NSPredicate> remainingPredicate;
+  bool sorts = false;
+  /// Only where nothing remains to be done before.
+  bool limits = false;
+};
+
+/// Where a store puts the records that it finds.
+class StoreRowReceiver {
+ public:
+  /// Called for each record in order. Returns: the places for the values, one per attribute of
+  /// `entity`, all null; or a null pointer if the values are not wanted.
+  virtual Value* beginRow(const NSEntityDescription& entity, std::int64_t primaryKey,
+                          std::uint32_t version) = 0;
+  /// Called when the places of the row that was begun are filled.
+  virtual void endRow() = 0;
+
+ protected:
+  ~StoreRowReceiver() = default;
+};
+
+/// What keeps records: one interface over a file and over memory.
+///
+/// Applications meet a store as what a coordinator returns; its operations on records are called by
+/// the coordinator and its contexts only, under the coordinator's lock.
+/// Threads: type, URL, identifier and the like: any. The rest: one call at a time.
+class NSPersistentStore : public NSObject {
+ public:
+  using Superclass = NSObject;
+  static const Class classObject;
+  const Class& class_() const noexcept override { return classObject; }
+
+  virtual Ref<NSString> type() const = 0;
+  /// Null for a store without a file.
+  const Ref<NSURL>& URL() const noexcept { return _url; }
+  const Ref<NSString>& configurationName() const noexcept { return _configurationName; }
+  /// Null where none were given.
+  const Ref<NSDictionary>& options() const noexcept { return _options; }
+  /// The store's own name, a UUID that the file keeps.
+  const Ref<NSString>& identifier() const noexcept { return _identifier; }
+  bool isReadOnly() const noexcept { return _readOnly; }
+  const Ref<NSManagedObjectModel>& model() const noexcept { return _model; }
+
+  /// Whether coordinators still use the store.
+  bool isOpen() const noexcept { return _open; }
+
+  // ---- Records, for coordinators and contexts ---------------------------------------------------
+
+  /// Opens what there is or makes it. Fails: returns false, sets the error and has changed nothing.
+  virtual bool open(Ref<NSError>* error) = 0;
+  virtual void close() = 0;
+
+  /// Takes `count` numbers that no record of the hierarchy has or had, ascending from the result.
+  /// Returns: 0 on failure.
+  virtual std::int64_t takePrimaryKeys(const NSEntityDescription& entity, NSUInteger count,
+                                       Ref<NSError>* error) = 0;
+
+  /// Opens the one transaction that a save is. Fails: returns false and sets the error.
+  virtual bool beginSave(Ref<NSError>* error) = 0;
+  /// Writes records. A changed record gets the next version number.
+  /// Fails: returns false and sets the error; a version that is not the record's any more gives
+  /// 133020, with the index of the change in `conflict`. The save is to be abandoned then.
+  virtual bool writeRows(std::span<const StoreRowChange> changes, std::size_t* conflict,
+                         Ref<NSError>* error) = 0;
+  /// Makes everything written since `beginSave` durable, at once. Fails: nothing of it is kept.
+  virtual bool commitSave(Ref<NSError>* error) = 0;
+  virtual void abandonSave() noexcept = 0;
+
+  /// How much of the query `fetchRows` will do.
+  virtual StoreQueryPlan planQuery(const StoreQuery& query) = 0;
+  /// Gives the records of the query, as far as the plan says, to the receiver.
+  virtual bool fetchRows(const StoreQuery& query, StoreRowReceiver& receiver,
+                         Ref<NSError>* error) = 0;
+  /// Gives the one record to the receiver if it is there.
+  virtual bool fetchRow(const NSEntityDescription& entity, std::int64_t primaryKey,
+                        StoreRowReceiver& receiver, Ref<NSError>* error) = 0;
+  /// How many records the query has. Requires: a plan without remaining predicate.
+  virtual NSUInteger countRows(const StoreQuery& query, Ref<NSError>* error) = 0;
+
+  /// The token of the hierarchy that the entity belongs to; lives as long as the store.
+  const impl::StoreHierarchy* hierarchyOf(const NSEntityDescription& entity) const noexcept;
+
+ protected:
+  NSPersistentStore(Ref<NSManagedObjectModel> model, Ref<NSString> configuration, Ref<NSURL> url,
+                    Ref<NSDictionary> options);
+  ~NSPersistentStore() override;
+
+  void setIdentifier(Ref<NSString> identifier) { _identifier = std::move(identifier); }
+  void setReadOnly(bool readOnly) noexcept { _readOnly = readOnly; }
+
+ private:
+  friend class NSPersistentStoreCoordinator;
+
+  Ref<NSManagedObjectModel> _model;
+  Ref<NSString> _configurationName;
+  Ref<NSURL> _url;
+  Ref<NSDictionary> _options;
+  Ref<NSString> _identifier;
+  std::vector<std::unique_ptr<impl::StoreHierarchy>> _hierarchies;
+  bool _readOnly = false;
+  bool _open = false;
+};
+
+}  // namespace JNFoundation

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <JNFoundation/platform/store/NSPropertyDescription.h>
+
+namespace JNFoundation {
+
+/// What happens to the objects at the other end when an object is deleted.
+enum NSDeleteRule : NSUInteger {
+  NSNoActionDeleteRule = 0,  ///< references are left dangling
+  NSNullifyDeleteRule = 1,
+  NSCascadeDeleteRule = 2,
+  NSDenyDeleteRule = 3,
+};
+
+/// A property that leads to other objects.
+///
+/// The description is read from a model and kept whole. Objects do not hold related objects yet:
+/// reading or writing such a key on an object raises NSInvalidArgumentException.
+/// Threads: see NSPropertyDescription.
+class NSRelationshipDescription : public NSPropertyDescription {
+ public:
+  using Superclass = NSPropertyDescription;
+  static const Class classObject;
+  const Class& class_() const noexcept override { return classObject; }
+
+  static Ref<NSRelationshipDescription> init();
+
+  /// Returns: null while none is set.
+  Ref<NSEntityDescription> destinationEntity() const noexcept;
+  void setDestinationEntity(const Ref<NSEntityDescription>& entity);
+
+  /// The relationship that leads back. Returns: null where the model names none.
+  Ref<NSRelationshipDescription> inverseRelationship() const noexcept;
+  void setInverseRelationship(const Ref<NSRelationshipDescription>& inverse);
+
+  NSDeleteRule deleteRule() const noexcept { return _deleteRule; }
+  void setDeleteRule(NSDeleteRule rule);
+
+  /// How many objects there must and may be; a maximum of 0 sets no bound.
+  NSUInteger minCount() const noexcept { return _minCount; }
+  void setMinCount(NSUInteger count);
+  NSUInteger maxCount() const noexcept { return _maxCount; }
+  void setMaxCount(NSUInteger count);
+
+  /// False exactly when at most one object may be at the other end.
+  bool isToMany() const noexcept { return _maxCount != 1; }
+
+  bool isOrdered() const noexcept { return _ordered; }
+  void setOrdered(bool ordered);
+
+  bool isEqual(const Value& other) const override;
+
+ protected:
+  NSRelationshipDescription();
+  ~NSRelationshipDescription() override;
+
+  std::string versionHashInput() const override;
+
+ private:
+  Weak<NSEntityDescription> _destinationEntity;
+  Weak<NSRelationshipDescription> _inverseRelationship;
+  NSDeleteRule _deleteRule = NSNullifyDeleteRule;
+  NSUInteger _minCount = 0;
+  NSUInteger _maxCount = 0;
+  bool _ordered = false;
+};
+
+}  // namespace JNFoundation
