@@ -1,0 +1,121 @@
+#pragma once
+
+#include <memory>
+
+#include <JNFoundation/platform/query/NSPredicate.h>
+
+namespace JNFoundation {
+
+namespace impl {
+class Comparison;
+}
+
+enum NSPredicateOperatorType : NSUInteger {
+  NSLessThanPredicateOperatorType = 0,
+  NSLessThanOrEqualToPredicateOperatorType = 1,
+  NSGreaterThanPredicateOperatorType = 2,
+  NSGreaterThanOrEqualToPredicateOperatorType = 3,
+  NSEqualToPredicateOperatorType = 4,
+  NSNotEqualToPredicateOperatorType = 5,
+  NSMatchesPredicateOperatorType = 6,
+  NSLikePredicateOperatorType = 7,
+  NSBeginsWithPredicateOperatorType = 8,
+  NSEndsWithPredicateOperatorType = 9,
+  NSInPredicateOperatorType = 10,
+  NSCustomSelectorPredicateOperatorType = 11,
+  NSContainsPredicateOperatorType = 99,
+  NSBetweenPredicateOperatorType = 100,
+};
+
+enum NSComparisonPredicateModifier : NSUInteger {
+  NSDirectPredicateModifier = 0,
+  NSAllPredicateModifier = 1,
+  NSAnyPredicateModifier = 2,
+};
+
+/// Flags, joined by |.
+enum NSComparisonPredicateOptions : NSUInteger {
+  NSCaseInsensitivePredicateOption = 1,
+  NSDiacriticInsensitivePredicateOption = 2,
+  /// The texts are known to be prepared for comparison: overrides the two above.
+  NSNormalizedPredicateOption = 4,
+  /// Accepted and without effect: text compares alike everywhere.
+  NSLocaleSensitivePredicateOption = 8,
+};
+
+constexpr NSComparisonPredicateOptions operator|(NSComparisonPredicateOptions left,
+                                                 NSComparisonPredicateOptions right) {
+  return static_cast<NSComparisonPredicateOptions>(static_cast<NSUInteger>(left) |
+                                                   static_cast<NSUInteger>(right));
+}
+
+/// Two expressions and an operator between them. The answers, the same wherever it is evaluated:
+///
+///  - Null and the null marker are the same. Null equals only null; `!=` is the opposite of `==` in
+///    every case. Every other operator with null on a side is false, `<=` between two nulls too;
+///    but null is IN a collection that holds null.
+///  - Numbers compare by value, booleans as 0 and 1; texts by code point; dates by time. Values of
+///    different kinds (a number and a text) are never equal, and `<`, `>` and BETWEEN are false.
+///    Objects of other classes answer `compare:`, or raise NSInvalidArgumentException.
+///  - BETWEEN includes both ends; its right side is an array of two, or it raises.
+///  - BEGINSWITH, ENDSWITH, LIKE and MATCHES work on text and raise for anything else but null.
+///  LIKE
+///    takes the whole text, `?` one code point and `*` any number; MATCHES holds the whole text
+///    against a regular expression, and raises for one that is malformed or takes too much work.
+///  - IN, and CONTAINS the other way round: whether a collection (of a dictionary: its values)
+///  holds
+///    an equal value, or a text the other one. For other containers they raise.
+///  - Options fold both sides where both are texts, also among the members of a collection.
+///  - ANY holds if the comparison holds for one member of the left side, ALL if for every one. Null
+///  is
+///    no member at all: ANY is false, ALL true. They raise if the left side is no array and no set.
+///    Of a key path they ask every single value it leads to, nulls included.
+/// Threads: any.
+class NSComparisonPredicate : public NSPredicate {
+ public:
+  using Superclass = NSPredicate;
+  static const Class classObject;
+  const Class& class_() const noexcept override;
+
+  /// Fails: raises NSInvalidArgumentException for null, for the operator of custom selectors, and
+  /// past `maximumNestingOfPredicates`.
+  static Ref<NSComparisonPredicate> predicateWithLeftExpressionRightExpressionModifierTypeOptions(
+      const Ref<NSExpression>& left, const Ref<NSExpression>& right,
+      NSComparisonPredicateModifier modifier, NSPredicateOperatorType type,
+      NSComparisonPredicateOptions options = {});
+  /// Sends the selector to the left side with the right side; null on the left is false.
+  static Ref<NSComparisonPredicate> predicateWithLeftExpressionRightExpressionCustomSelector(
+      const Ref<NSExpression>& left, const Ref<NSExpression>& right, SEL selector);
+
+  const Ref<NSExpression>& leftExpression() const noexcept { return _leftExpression; }
+  const Ref<NSExpression>& rightExpression() const noexcept { return _rightExpression; }
+  NSComparisonPredicateModifier comparisonPredicateModifier() const noexcept { return _modifier; }
+  NSPredicateOperatorType predicateOperatorType() const noexcept { return _type; }
+  NSComparisonPredicateOptions options() const noexcept { return _options; }
+  /// Returns: the null selector unless the operator is a custom selector.
+  SEL customSelector() const noexcept { return _customSelector; }
+
+ protected:
+  NSComparisonPredicate(Ref<NSExpression> left, Ref<NSExpression> right,
+                        NSComparisonPredicateModifier modifier, NSPredicateOperatorType type,
+                        NSComparisonPredicateOptions options, SEL selector);
+  ~NSComparisonPredicate() override;
+
+ private:
+  bool evaluate(const Value& object, const impl::Bindings& bindings) const override;
+  bool hasEqualContent(const NSPredicate& other) const override;
+  std::size_t contentHash() const override;
+  void appendFormat(std::string& text) const override;
+  Ref<NSPredicate> substituted(const impl::Bindings& bindings) const override;
+
+  Ref<NSExpression> _leftExpression;
+  Ref<NSExpression> _rightExpression;
+  NSComparisonPredicateModifier _modifier;
+  NSPredicateOperatorType _type;
+  NSComparisonPredicateOptions _options;
+  SEL _customSelector;
+  /// The operator made ready: patterns compiled, constants folded.
+  std::unique_ptr<const impl::Comparison> _comparison;
+};
+
+}  // namespace JNFoundation
