@@ -103,13 +103,26 @@ def version_of(program):
     return subprocess.run([program, "--version"], capture_output=True, text=True).stdout
 
 
-def shorten(output, limit):
-    lines = [line for line in output.rstrip().splitlines()
-             if not re.fullmatch(r"\d+ warnings?( and \d+ errors?)? generated\.", line)]
-    return "\n".join(lines[:limit] + ([f"... {len(lines) - limit} more lines"] if len(lines) > limit else []))
+def readable(output, limit, shown):
+    """A tool's output without its counts, without findings that were shown before (a header's come
+    up in every source that includes it), at most `limit` lines of each finding. Where one line of
+    each is enough, one finding is."""
+    kept = []
+    for finding in re.split(r"^(?=\S[^:\n]*:\d+:\d+: (?:error|warning): )", output, flags=re.MULTILINE):
+        finding = re.sub(r"^\d+ warnings?( and \d+ errors?)? generated\.\n", "", finding, flags=re.MULTILINE)
+        lines = finding.rstrip().splitlines()
+        if not lines or lines[0] in shown:
+            continue
+        shown.add(lines[0])
+        if limit == 1 and kept:
+            continue
+        kept += lines[:limit]
+        if len(lines) > limit > 1:
+            kept.append(f"... {len(lines) - limit} more lines")
+    return "\n".join(kept)
 
 
-def run_each(title, names, command_for, *key_parts, limit=40):
+def run_each(title, names, command_for, *key_parts, limit=12):
     """Runs a command per file, several at a time. A file that passed with this very content before
     is not run again; failures are never kept. Returns the number of files that failed."""
     record = ROOT / "build" / "checks" / (title + ".json")
@@ -124,14 +137,15 @@ def run_each(title, names, command_for, *key_parts, limit=40):
         done = subprocess.run(command_for(name), cwd=ROOT, capture_output=True, text=True)
         return name, done.returncode, done.stdout + done.stderr
 
-    failed = 0
+    failed, shown = 0, set()
     with ThreadPoolExecutor(JOBS) as pool:
         for name, status, output in pool.map(run, waiting):
             if status == 0:
                 passed.add(keys[name])
             else:
                 failed += 1
-                print(f"{name}:\n{shorten(output, limit)}\n", flush=True)
+                findings = readable(output, limit, shown)
+                print(f"{name}:\n{findings}\n" if findings else f"{name}: as above\n", flush=True)
     record.parent.mkdir(parents=True, exist_ok=True)
     temporary = record.with_suffix(f".{os.getpid()}")
     temporary.write_text(json.dumps(sorted(passed & set(keys.values()))))
