@@ -50,6 +50,8 @@ bool startsAfresh(std::string_view text, std::size_t offset) {
 
 /// Whether the ASCII text holds the part, which is ASCII and folded already.
 bool containsASCII(std::string_view text, std::string_view foldedPart) {
+  // A part of nothing but marks may have been folded away.
+  if (foldedPart.empty()) return true;
   const auto equal = [](char byte, char wanted) { return impl::lowerASCII(byte) == wanted; };
   return std::search(text.begin(), text.end(), foldedPart.begin(), foldedPart.end(), equal) !=
          text.end();
