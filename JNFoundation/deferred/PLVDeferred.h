@@ -1,0 +1,203 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include <JNFoundation/deferred/PLVDeferredStep.h>
+#include <JNFoundation/deferred/PLVResolvable.h>
+#include <JNFoundation/platform/value/Subclass.h>
+#include <JNFoundation/platform/value/Weak.h>
+
+namespace JNFoundation {
+
+namespace impl {
+struct Entry;
+}
+
+/// A unit of asynchronous work: it receives exactly one outcome and passes it through a
+/// first-in-first-out chain of steps, each of which sees what the step before it returned.
+///
+///     Ref<PLVDeferred> feed = PLVDeferred::init();
+///     feed->thenResolved([](const Value& json) -> Value { return decode(json); })
+///         ->thenRejected([](const Ref<PLVRejected>& failure) { return log(failure); });
+///     …
+///     feed->resolve(text);           // or reject(error), or cancel(); the first outcome wins
+///
+/// A step that returns another deferred, or a promise, pauses the chain until that one has run its
+/// own; the chain goes on with its value. A step that raises an NSException turns it into a failure
+/// for the next step. Then-operations return the receiver, not a new deferred.
+///
+/// Threads: the main thread owns a deferred. `resolve`, `reject`, `cancel`, `cancelWithValue` and
+/// the then-operations may be called on any thread; elsewhere they re-send themselves to the main
+/// queue and return at once. Handlers always run on the main thread.
+/// Calls: a handler runs synchronously inside whatever made the chain advance: a resolve on the
+/// main thread, or the then-operation itself when the outcome is already there and nothing runs or
+/// waits. Takes: a deferred owns its handlers, they own what they capture. A deferred that dies on
+/// another thread has its handlers released on the main thread. Nothing nests deeply: a chain of
+/// any length, and any number of deferreds resolved by each other, use the same native stack. Only
+/// handlers that call into other chains nest; past 128 levels of that, the innermost call is put
+/// off until the outermost has finished. Applications subclass through `Subclass<Upload,
+/// PLVDeferred>`.
+class PLVDeferred : public NSObject, public PLVResolvable {
+ public:
+  using Superclass = NSObject;
+  static const Class classObject;
+  const Class& class_() const noexcept override { return classObject; }
+  NSObject* protocolObject() noexcept override { return this; }
+
+  /// Without an outcome and without steps.
+  static Ref<PLVDeferred> init();
+  /// The source, any object, is told when the deferred is cancelled before it was resolved; it is
+  /// held weakly and skipped if it does not adopt PLVResolutionSource.
+  static Ref<PLVDeferred> initWithResolutionSource(const Value& source);
+  static Ref<PLVDeferred> withResolutionSource(const Value& source);
+  static Ref<PLVDeferred> withResolved(const Value& value);
+  static Ref<PLVDeferred> withRejected(const Value& value);
+  /// A deferred that receives the source's final value; resolved with null for a null source.
+  static Ref<PLVDeferred> resolvedBy(const Ref<PLVDeferred>& source);
+
+  [[deprecated("use withResolved")]] static Ref<PLVDeferred> deferredWithResolved(
+      const Value& value);
+  [[deprecated("use withRejected")]] static Ref<PLVDeferred> deferredWithRejected(
+      const Value& value);
+
+  /// Adds a step. Either handler may be null: the value then passes that branch unchanged.
+  Ref<PLVDeferred> thenResolvedRejected(PLVResolvedHandler resolved, PLVRejectedHandler rejected);
+  Ref<PLVDeferred> thenResolved(PLVResolvedHandler resolved);
+  Ref<PLVDeferred> thenRejected(PLVRejectedHandler rejected);
+  /// The same handler for success and failure.
+  Ref<PLVDeferred> thenEither(PLVResolvedHandler either);
+  /// The same, but a cancellation passes by unchanged.
+  Ref<PLVDeferred> thenEitherUnlessCanceled(PLVResolvedHandler either);
+  /// Sends the value, failures included, to the target and passes it on unchanged.
+  /// Takes: the target, strongly, until the step has run.
+  Ref<PLVDeferred> thenResolve(const Ref<PLVResolvable>& target);
+
+  /// Accepts the outcome. A deferred or a promise as the value is awaited first.
+  /// Calls: the handlers, now. Ignored after an outcome or a cancellation.
+  void resolve(const Value& value) override;
+  void reject(const Value& value) override;
+
+  void cancel() { cancelWithValue(nullptr); }
+  /// Before an outcome: tells the source, then runs the steps with a cancellation that carries the
+  /// value. While the chain waits: cancels what it waits for. Inside a handler with steps to come:
+  /// the results of the handlers that follow are ignored. Afterwards: the outcome becomes a
+  /// cancellation.
+  virtual void cancelWithValue(const Value& value);
+
+  /// Null before an outcome; what the chain waits for while it waits; then the chain's final value.
+  const Value& resolution() const noexcept { return _resolution; }
+  void setResolution(const Value& resolution) { _resolution = resolution; }
+
+  bool isResolved() const noexcept { return _resolved; }
+  bool isCancelled() const noexcept { return _cancelled; }
+  bool isPaused() const noexcept { return _paused; }
+
+  // The chain's machinery, for promises, combinators and enumerations. Main thread only.
+  void addStep(const Ref<PLVDeferredStep>& step);
+  void consumeStepsWithValue(const Value& value);
+  void consumeSteps();
+  void pauseWithDeferred(const Ref<PLVDeferred>& inner);
+  void resumeWithValue(const Value& value);
+
+  template <class Self, class Above>
+  class ClassOperations;
+
+ protected:
+  PLVDeferred() noexcept;
+  ~PLVDeferred() override;
+
+  void adoptResolutionSource(const Value& source);
+
+  /// Whether the engine may settle the deferred without calling its virtual operations, which is so
+  /// unless a subclass overrides them.
+  virtual bool isSettledByEngine() const noexcept { return true; }
+
+ private:
+  friend class impl::Engine;
+  friend class PLVPromise;
+
+  /// Adds the step now, or on the main queue behind the additions that wait there.
+  void enqueueStep(Ref<impl::StepNode> step);
+
+  // What the public operations do up to the point where something has to run. Each returns that.
+  impl::Entry settle(Value value);
+  impl::Entry append(Ref<impl::StepNode> step);
+  impl::Entry attach(Ref<impl::StepNode> step);
+  impl::Entry pause(PLVDeferred& inner);
+  impl::Entry resume(Value value);
+  impl::Entry beginCancel(const Value& value);
+  impl::Entry ready();
+
+  Ref<impl::StepNode> takeFirstStep() noexcept;
+
+  Weak<NSObject> _resolutionSource;
+  Ref<impl::StepNode> _firstStep;
+  impl::StepNode* _lastStep = nullptr;
+  bool _resolved = false;
+  bool _consumingStep = false;
+  bool _paused = false;
+  bool _cancelled = false;
+  /// Step additions that wait on the main queue. The only member that other threads touch.
+  std::atomic<std::int32_t> _asyncStepAdditions{0};
+  Value _resolution;
+};
+
+/// The class operations of a subclass make instances of it.
+template <class Self, class Above>
+class PLVDeferred::ClassOperations : public Above {
+ public:
+  static Ref<Self> init() { return makeObject<Self>(); }
+  static Ref<Self> initWithResolutionSource(const Value& source) {
+    Ref<Self> deferred = makeObject<Self>();
+    deferred->adoptResolutionSource(source);
+    return deferred;
+  }
+  static Ref<Self> withResolutionSource(const Value& source) {
+    return initWithResolutionSource(source);
+  }
+  static Ref<Self> withResolved(const Value& value) {
+    Ref<Self> deferred = Self::init();
+    deferred->resolve(value);
+    return deferred;
+  }
+  static Ref<Self> withRejected(const Value& value) {
+    Ref<Self> deferred = Self::init();
+    deferred->reject(value);
+    return deferred;
+  }
+  static Ref<Self> resolvedBy(const Ref<PLVDeferred>& source) {
+    Ref<Self> deferred = Self::init();
+    if (source) {
+      source->thenResolve(deferred);
+    } else {
+      deferred->resolve(nullptr);
+    }
+    return deferred;
+  }
+  [[deprecated("use withResolved")]] static Ref<Self> deferredWithResolved(const Value& value) {
+    return Self::withResolved(value);
+  }
+  [[deprecated("use withRejected")]] static Ref<Self> deferredWithRejected(const Value& value) {
+    return Self::withRejected(value);
+  }
+
+ protected:
+  using Above::Above;
+  bool isSettledByEngine() const noexcept override {
+    if constexpr (requires {
+                    &Self::resolve;
+                    &Self::reject;
+                    &Self::cancelWithValue;
+                  }) {
+      using Operation = void (PLVDeferred::*)(const Value&);
+      return std::is_same_v<decltype(&Self::resolve), Operation> &&
+             std::is_same_v<decltype(&Self::reject), Operation> &&
+             std::is_same_v<decltype(&Self::cancelWithValue), Operation>;
+    } else {
+      return false;
+    }
+  }
+};
+
+}  // namespace JNFoundation

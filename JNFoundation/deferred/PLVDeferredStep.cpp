@@ -1,0 +1,18 @@
+#include "JNFoundation/deferred/PLVDeferredStep.h"
+
+namespace JNFoundation {
+
+constinit const Class impl::StepNode::classObject = Class::of<impl::StepNode>("PLVStepNode");
+constinit const Class PLVDeferredStep::classObject = Class::of<PLVDeferredStep>("PLVDeferredStep");
+
+Ref<PLVDeferredStep> PLVDeferredStep::initWithResolvedBlockRejectedBlock(
+    PLVResolvedHandler resolved, PLVRejectedHandler rejected) {
+  return makeObject<PLVDeferredStep>(std::move(resolved), std::move(rejected));
+}
+
+Value PLVDeferredStep::processValue(const Value& value) const {
+  if (isKindOf<PLVRejected>(value)) return _deferredRejected ? _deferredRejected(value) : value;
+  return _deferredResolved ? _deferredResolved(value) : value;
+}
+
+}  // namespace JNFoundation

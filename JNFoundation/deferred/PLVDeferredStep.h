@@ -1,0 +1,107 @@
+#pragma once
+
+#include <utility>
+
+#include <JNFoundation/deferred/PLVRejected.h>
+#include <JNFoundation/platform/value/Block.h>
+#include <JNFoundation/platform/value/Value.h>
+
+namespace JNFoundation {
+
+/// The handler of a success: gets the value, returns what the next step sees.
+using PLVResolvedHandler = Block<Value(const Value& value)>;
+
+/// The handler of a failure: gets the PLVRejected, returns what the next step sees. Made of any
+/// closure that takes a `const Ref<PLVRejected>&` or a `const Value&`; may be null.
+class PLVRejectedHandler {
+ public:
+  PLVRejectedHandler() noexcept = default;
+  PLVRejectedHandler(std::nullptr_t) noexcept {}
+
+  template <class Closure>
+  requires(!std::is_same_v<std::remove_cvref_t<Closure>, PLVRejectedHandler> &&
+           std::is_invocable_v<std::decay_t<Closure>&, const Value&>)
+      PLVRejectedHandler(Closure&& closure)
+      : _block(std::forward<Closure>(closure)) {}
+
+  template <class Closure>
+  requires(!std::is_same_v<std::remove_cvref_t<Closure>, PLVRejectedHandler> &&
+           !std::is_invocable_v<std::decay_t<Closure>&, const Value&> &&
+           std::is_invocable_v<std::decay_t<Closure>&, const Ref<PLVRejected>&>)
+      PLVRejectedHandler(Closure&& closure) {
+    using Stored = std::decay_t<Closure>;
+    static_assert(!std::is_void_v<std::invoke_result_t<Stored&, const Ref<PLVRejected>&>>,
+                  "a handler must return a value: end it with `return rejected;` (or a value)");
+    if constexpr (std::is_pointer_v<Stored> || impl::isBlock<Stored>) {
+      if (!closure) return;
+    }
+    _block = [stored =
+                  Stored(std::forward<Closure>(closure))](const Value& value) mutable -> Value {
+      return stored(Ref<PLVRejected>(static_cast<PLVRejected*>(value.object())));
+    };
+  }
+
+  explicit operator bool() const noexcept { return static_cast<bool>(_block); }
+  /// Requires: not null; the value is a PLVRejected.
+  Value operator()(const Value& rejected) const { return _block(rejected); }
+
+ private:
+  PLVResolvedHandler _block;
+};
+
+class PLVDeferredStep;
+
+namespace impl {
+
+class Engine;
+
+/// A place in the list of steps of a deferred: an application's step, or a continuation that the
+/// engine runs itself.
+class StepNode : public NSObject {
+ public:
+  using Superclass = NSObject;
+  static const Class classObject;
+  const Class& class_() const noexcept override { return classObject; }
+
+  enum class Kind : unsigned char { Handlers, ResolveTarget, ResumeDeferred, ResumePromise };
+  virtual Kind kind() const noexcept = 0;
+
+  Ref<StepNode> takeNext() noexcept { return std::move(_next); }
+  void setNext(Ref<StepNode> next) noexcept { _next = std::move(next); }
+
+ protected:
+  StepNode() noexcept = default;
+
+ private:
+  Ref<StepNode> _next;
+};
+
+}  // namespace impl
+
+/// One step of a deferred: a handler for success and one for failure, either of which may be null.
+/// Belongs to the main thread once it is added to a deferred; it is added to one deferred, once.
+class PLVDeferredStep : public impl::StepNode {
+ public:
+  using Superclass = impl::StepNode;
+  static const Class classObject;
+  const Class& class_() const noexcept override { return classObject; }
+
+  static Ref<PLVDeferredStep> initWithResolvedBlockRejectedBlock(PLVResolvedHandler resolved,
+                                                                 PLVRejectedHandler rejected);
+
+  /// Passes the value through the handler of its branch, or unchanged where there is none.
+  /// Returns: what the handler returned, null included.
+  Value processValue(const Value& value) const;
+
+  Kind kind() const noexcept final { return Kind::Handlers; }
+
+ protected:
+  PLVDeferredStep(PLVResolvedHandler resolved, PLVRejectedHandler rejected)
+      : _deferredResolved(std::move(resolved)), _deferredRejected(std::move(rejected)) {}
+
+ private:
+  PLVResolvedHandler _deferredResolved;
+  PLVRejectedHandler _deferredRejected;
+};
+
+}  // namespace JNFoundation

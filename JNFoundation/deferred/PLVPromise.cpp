@@ -1,0 +1,230 @@
+#include "JNFoundation/deferred/PLVPromise.h"
+
+#include <JNFoundation/deferred/impl/Engine.h>
+#include <JNFoundation/platform/dispatch/MainQueue.h>
+#include <JNFoundation/platform/value/ClassDeclaration.h>
+
+namespace JNFoundation {
+
+using impl::Engine;
+using impl::Entry;
+
+constinit const Class PLVPromise::classObject = Class::of<PLVPromise>("PLVPromise");
+
+namespace {
+
+const ClassDeclaration<PLVPromise> declaration =
+    ClassDeclaration<PLVPromise>()
+        .factory()
+        .property("resolution", &PLVPromise::resolution, &PLVPromise::setResolution)
+        .property("resolvables", &PLVPromise::resolvables, &PLVPromise::setResolvables)
+        .property("isFulfilled", &PLVPromise::isFulfilled)
+        .property("isOutstanding", &PLVPromise::isOutstanding)
+        .property("shouldProcessResolvableCancellations",
+                  &PLVPromise::shouldProcessResolvableCancellations,
+                  &PLVPromise::setShouldProcessResolvableCancellations)
+        .operation("resolve:", &PLVPromise::resolve)
+        .operation("reject:", &PLVPromise::reject)
+        .operation("cancel", &PLVPromise::cancel)
+        .operation("cancelWithValue:", &PLVPromise::cancelWithValue)
+        .operation("deferredResolution", &PLVPromise::deferredResolution)
+        .operation("promisedResolution", &PLVPromise::promisedResolution)
+        .operation("enlistResolvable:", &PLVPromise::enlistResolvable)
+        .operation("resolvable:didCancelWithValue:", &PLVPromise::resolvableDidCancelWithValue)
+        .classOperation("withResolved:", &PLVPromise::withResolved)
+        .classOperation("withRejected:", &PLVPromise::withRejected)
+        .classOperation("resolvedBy:", &PLVPromise::resolvedBy);
+
+}  // namespace
+
+PLVPromise::PLVPromise() noexcept = default;
+
+PLVPromise::~PLVPromise() {
+  if (MainQueue::isMainThread() || (!_promiseFulfilledBlock && !_resolvables)) return;
+  // Callbacks and listeners may own what belongs to the main thread.
+  MainQueue::current().async(
+      [callback = std::move(_promiseFulfilledBlock), resolvables = std::move(_resolvables)] {});
+}
+
+void PLVPromise::adoptResolutionSource(const Value& source) {
+  _resolutionSource = Weak<NSObject>(source.object());
+}
+
+Ref<PLVPromise> PLVPromise::init() { return makeObject<PLVPromise>(); }
+
+Ref<PLVPromise> PLVPromise::initWithResolutionSource(const Value& source) {
+  Ref<PLVPromise> promise = init();
+  promise->adoptResolutionSource(source);
+  return promise;
+}
+
+Ref<PLVPromise> PLVPromise::withResolutionSource(const Value& source) {
+  return initWithResolutionSource(source);
+}
+
+Ref<PLVPromise> PLVPromise::withResolved(const Value& value) {
+  Ref<PLVPromise> promise = init();
+  promise->resolve(value);
+  return promise;
+}
+
+Ref<PLVPromise> PLVPromise::withRejected(const Value& value) {
+  Ref<PLVPromise> promise = init();
+  promise->reject(value);
+  return promise;
+}
+
+Ref<PLVPromise> PLVPromise::resolvedBy(const Ref<PLVDeferred>& deferred) {
+  Ref<PLVPromise> promise = init();
+  if (deferred) {
+    deferred->thenResolve(promise);
+  } else {
+    promise->resolve(nullptr);
+  }
+  return promise;
+}
+
+void PLVPromise::getPromiseResolvedBy(Ref<PLVPromise>* promise, const Ref<PLVDeferred>& deferred) {
+  if (promise) *promise = resolvedBy(deferred);
+}
+
+Ref<PLVPromise> PLVPromise::promiseWithResolved(const Value& value) { return withResolved(value); }
+Ref<PLVPromise> PLVPromise::promiseWithRejected(const Value& value) { return withRejected(value); }
+
+Ref<PLVDeferred> PLVPromise::deferredResolution() {
+  Ref<PLVDeferred> deferred = PLVDeferred::initWithResolutionSource(Value(this));
+  enlistResolvable(deferred);
+  return deferred;
+}
+
+Ref<PLVPromise> PLVPromise::promisedResolution() {
+  Ref<PLVPromise> promise = PLVPromise::initWithResolutionSource(Value(this));
+  enlistResolvable(promise);
+  return promise;
+}
+
+void PLVPromise::getPromisedResolution(Ref<PLVPromise>* promise) {
+  if (promise) *promise = promisedResolution();
+}
+
+void PLVPromise::whenFulfilledResolve(const Ref<PLVResolvable>& target) {
+  deferredResolution()->thenResolve(target);
+}
+
+void PLVPromise::whenFulfilled(PLVPromiseFulfilledBlock callback) {
+  if (!MainQueue::isMainThread()) {
+    MainQueue::current().async(
+        [self = Ref<PLVPromise>(this), callback = std::move(callback)]() mutable {
+          self->whenFulfilled(std::move(callback));
+        });
+    return;
+  }
+  if (_finalized) {
+    promisedResolution()->whenFulfilled(std::move(callback));
+    return;
+  }
+  _finalized = true;
+  _promiseFulfilledBlock = std::move(callback);
+  if (_isFulfilled) consume();
+}
+
+void PLVPromise::enlistResolvable(const Ref<PLVResolvable>& resolvable) {
+  if (!MainQueue::isMainThread()) {
+    MainQueue::current().async(
+        [self = Ref<PLVPromise>(this), resolvable] { self->enlistResolvable(resolvable); });
+    return;
+  }
+  if (!resolvable) return;
+  if (_isFulfilled) {
+    resolvable->resolve(Value(_resolution));
+    return;
+  }
+  if (!_resolvables) _resolvables = NSMutableOrderedSet::orderedSet();
+  _resolvables->addObject(Value(resolvable));
+}
+
+void PLVPromise::resolve(const Value& value) {
+  if (!MainQueue::isMainThread()) {
+    MainQueue::current().async([self = Ref<PLVPromise>(this), value] { self->resolve(value); });
+    return;
+  }
+  if (!_cancelled) consumeValue(value);
+}
+
+void PLVPromise::reject(const Value& value) {
+  resolve(isKindOf<PLVRejected>(value) ? value : Value(PLVRejected::withValue(value)));
+}
+
+void PLVPromise::cancelWithValue(const Value& value) {
+  if (!MainQueue::isMainThread()) {
+    MainQueue::current().async(
+        [self = Ref<PLVPromise>(this), value] { self->cancelWithValue(value); });
+    return;
+  }
+  Engine::current().run(beginCancel(value));
+}
+
+void PLVPromise::resolvableDidCancelWithValue(const Ref<PLVResolvable>& resolvable, const Value&) {
+  if (resolvable) Engine::current().run(listenerDidCancel(*resolvable->protocolObject()));
+}
+
+void PLVPromise::consumeValue(const Value& value) { Engine::current().run(settle(value)); }
+
+void PLVPromise::waitForDeferred(const Ref<PLVDeferred>& deferred) {
+  Engine::current().run(waitFor(*deferred));
+}
+
+void PLVPromise::resumeWithValue(const Value& value) { Engine::current().run(resume(value)); }
+
+void PLVPromise::consume() { Engine::current().run(ready()); }
+
+Entry PLVPromise::settle(Value value) {
+  if (_resolved) return {};
+  _resolved = true;
+  if (auto* promise = as<PLVPromise>(value)) value = promise->deferredResolution();
+  if (auto* deferred = as<PLVDeferred>(value)) return waitFor(*deferred);
+  _isFulfilled = true;
+  _cancelled = isCancellation(value);
+  const Value before = std::exchange(_resolution, std::move(value));
+  return ready();
+}
+
+Entry PLVPromise::waitFor(PLVDeferred& deferred) {
+  _deferredSource = Weak<PLVDeferred>(&deferred);
+  return deferred.attach(makeObject<impl::ResumePromiseStep>(Ref<PLVPromise>(this)));
+}
+
+Entry PLVPromise::resume(Value value) {
+  const Value before = std::exchange(_resolution, std::move(value));
+  _deferredSource.reset();
+  _isFulfilled = true;
+  return ready();
+}
+
+Entry PLVPromise::beginCancel(const Value& value) {
+  if (_cancelled) return {};
+  _cancelled = true;
+  if (!_isFulfilled) return {Entry::Kind::CancelPromise, this, value};
+  const Value before = std::exchange(_resolution, Value(PLVRejected::cancellationWithValue(value)));
+  return {};
+}
+
+Entry PLVPromise::listenerDidCancel(NSObject& listener) {
+  const Value cancelled(&listener);
+  if (!_resolvables || !_resolvables->containsObject(cancelled)) return {};
+  _resolvables->removeObject(cancelled);
+  if (_isFulfilled || !_shouldProcessResolvableCancellations || _resolvables->count() > 0)
+    return {};
+  if (isSettledByEngine()) return beginCancel(nullptr);
+  cancel();
+  return {};
+}
+
+Entry PLVPromise::ready() {
+  if (!_isFulfilled) return {};
+  const bool hasListeners = _resolvables && _resolvables->count() > 0;
+  if (!hasListeners && !(_finalized && _promiseFulfilledBlock)) return {};
+  return {Entry::Kind::Listeners, this, Value()};
+}
+
+}  // namespace JNFoundation

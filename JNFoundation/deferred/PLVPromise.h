@@ -1,0 +1,198 @@
+#pragma once
+
+#include <JNFoundation/deferred/PLVDeferred.h>
+#include <JNFoundation/platform/value/NSOrderedSet.h>
+
+namespace JNFoundation {
+
+/// The final callback of a promise: gets the value of a success, or null and the failure.
+using PLVPromiseFulfilledBlock = Block<void(const Value& value, const Ref<PLVRejected>& rejected)>;
+
+/// One eventual outcome, handed unchanged to any number of listeners (deferreds, other promises,
+/// any PLVResolvable) and to callbacks.
+///
+///     Ref<PLVPromise> user = PLVPromise::init();
+///     user->deferredResolution()->thenResolved(showName);   // a chain of its own for each
+///     listener user->whenFulfilled([](const Value& value, const Ref<PLVRejected>& rejected) { …
+///     }); … user->resolve(record);
+///
+/// A promise that loses its last listener to cancellation before the outcome is there cancels
+/// itself, unless `shouldProcessResolvableCancellations` is false. Threads: as for PLVDeferred;
+/// listeners and callbacks are called on the main thread. Takes: listeners and callbacks strongly,
+/// until the outcome was handed on; what it waits for and its source weakly.
+class PLVPromise : public NSObject, public PLVResolvable, public PLVResolutionSource {
+ public:
+  using Superclass = NSObject;
+  static const Class classObject;
+  const Class& class_() const noexcept override { return classObject; }
+  NSObject* protocolObject() noexcept override { return this; }
+
+  static Ref<PLVPromise> init();
+  /// The source, any object, is told when the promise is cancelled before its outcome; it is held
+  /// weakly and skipped if it does not adopt PLVResolutionSource.
+  static Ref<PLVPromise> initWithResolutionSource(const Value& source);
+  static Ref<PLVPromise> withResolutionSource(const Value& source);
+  static Ref<PLVPromise> withResolved(const Value& value);
+  static Ref<PLVPromise> withRejected(const Value& value);
+  /// A promise of the deferred's final value; fulfilled with null for a null deferred.
+  static Ref<PLVPromise> resolvedBy(const Ref<PLVDeferred>& deferred);
+  /// Stores `resolvedBy(deferred)`. Does nothing at all where there is nowhere to store it.
+  static void getPromiseResolvedBy(Ref<PLVPromise>* promise, const Ref<PLVDeferred>& deferred);
+
+  [[deprecated("use withResolved")]] static Ref<PLVPromise> promiseWithResolved(const Value& value);
+  [[deprecated("use withRejected")]] static Ref<PLVPromise> promiseWithRejected(const Value& value);
+
+  /// A new deferred that receives the outcome; cancelling it withdraws it as a listener.
+  Ref<PLVDeferred> deferredResolution();
+  /// A new promise that receives the outcome, of the base class; as above.
+  Ref<PLVPromise> promisedResolution();
+  /// Stores `promisedResolution()`; does nothing where there is nowhere to store it.
+  void getPromisedResolution(Ref<PLVPromise>* promise);
+  /// Sends the outcome, failures included, to the target. Takes: the target, until then.
+  void whenFulfilledResolve(const Ref<PLVResolvable>& target);
+  /// Calls: the callback once, now if the outcome is there. It gets (value, null) for a success and
+  /// (null, failure) for a failure. The first callback follows all listeners; later ones are
+  /// listeners.
+  void whenFulfilled(PLVPromiseFulfilledBlock callback);
+  /// Adds a listener, once however often it is asked. Calls: its `resolve`, now if the outcome is
+  /// there; then it is not kept.
+  void enlistResolvable(const Ref<PLVResolvable>& resolvable);
+
+  /// Accepts the outcome. A deferred or a promise as the value is awaited first.
+  /// Calls: listeners and callback, now. Ignored after an outcome or a cancellation.
+  void resolve(const Value& value) override;
+  void reject(const Value& value) override;
+
+  void cancel() { cancelWithValue(nullptr); }
+  /// Before the outcome: tells the source, cancels what the promise waits for, and hands a
+  /// cancellation that carries the value to the listeners. Afterwards: only later listeners and
+  /// callbacks see the cancellation.
+  virtual void cancelWithValue(const Value& value);
+  void resolvableDidCancelWithValue(const Ref<PLVResolvable>& resolvable,
+                                    const Value& value) override;
+
+  bool isFulfilled() const noexcept { return _isFulfilled; }
+  bool isOutstanding() const noexcept { return !_isFulfilled; }
+
+  /// Whether losing the last listener cancels the promise; true at first.
+  bool shouldProcessResolvableCancellations() const noexcept {
+    return _shouldProcessResolvableCancellations;
+  }
+  void setShouldProcessResolvableCancellations(bool should) noexcept {
+    _shouldProcessResolvableCancellations = should;
+  }
+
+  /// The outcome once fulfilled; null before.
+  const Value& resolution() const noexcept { return _resolution; }
+  void setResolution(const Value& resolution) { _resolution = resolution; }
+
+  /// The listeners that still wait, in order; null until one was enlisted before the outcome.
+  const Ref<NSMutableOrderedSet>& resolvables() const noexcept { return _resolvables; }
+  void setResolvables(const Ref<NSMutableOrderedSet>& resolvables) { _resolvables = resolvables; }
+
+  // The machinery, main thread only.
+  void consumeValue(const Value& value);
+  void waitForDeferred(const Ref<PLVDeferred>& deferred);
+  void resumeWithValue(const Value& value);
+  void consume();
+
+  template <class Self, class Above>
+  class ClassOperations;
+
+ protected:
+  PLVPromise() noexcept;
+  ~PLVPromise() override;
+
+  void adoptResolutionSource(const Value& source);
+
+  /// Whether the engine may settle the promise without calling its virtual operations, which is so
+  /// unless a subclass overrides them.
+  virtual bool isSettledByEngine() const noexcept { return true; }
+
+ private:
+  friend class impl::Engine;
+
+  // What the public operations do up to the point where something has to run. Each returns that.
+  impl::Entry settle(Value value);
+  impl::Entry waitFor(PLVDeferred& deferred);
+  impl::Entry resume(Value value);
+  impl::Entry beginCancel(const Value& value);
+  impl::Entry listenerDidCancel(NSObject& listener);
+  impl::Entry ready();
+
+  Weak<NSObject> _resolutionSource;
+  Weak<PLVDeferred> _deferredSource;
+  PLVPromiseFulfilledBlock _promiseFulfilledBlock;
+  bool _resolved = false;
+  bool _cancelled = false;
+  bool _finalized = false;
+  bool _isFulfilled = false;
+  bool _shouldProcessResolvableCancellations = true;
+  Value _resolution;
+  Ref<NSMutableOrderedSet> _resolvables;
+};
+
+/// The class operations of a subclass make instances of it.
+template <class Self, class Above>
+class PLVPromise::ClassOperations : public Above {
+ public:
+  static Ref<Self> init() { return makeObject<Self>(); }
+  static Ref<Self> initWithResolutionSource(const Value& source) {
+    Ref<Self> promise = makeObject<Self>();
+    promise->adoptResolutionSource(source);
+    return promise;
+  }
+  static Ref<Self> withResolutionSource(const Value& source) {
+    return initWithResolutionSource(source);
+  }
+  static Ref<Self> withResolved(const Value& value) {
+    Ref<Self> promise = Self::init();
+    promise->resolve(value);
+    return promise;
+  }
+  static Ref<Self> withRejected(const Value& value) {
+    Ref<Self> promise = Self::init();
+    promise->reject(value);
+    return promise;
+  }
+  static Ref<Self> resolvedBy(const Ref<PLVDeferred>& deferred) {
+    Ref<Self> promise = Self::init();
+    if (deferred) {
+      deferred->thenResolve(promise);
+    } else {
+      promise->resolve(nullptr);
+    }
+    return promise;
+  }
+  static void getPromiseResolvedBy(Ref<PLVPromise>* promise, const Ref<PLVDeferred>& deferred) {
+    if (promise) *promise = Self::resolvedBy(deferred);
+  }
+  [[deprecated("use withResolved")]] static Ref<Self> promiseWithResolved(const Value& value) {
+    return Self::withResolved(value);
+  }
+  [[deprecated("use withRejected")]] static Ref<Self> promiseWithRejected(const Value& value) {
+    return Self::withRejected(value);
+  }
+
+ protected:
+  using Above::Above;
+  bool isSettledByEngine() const noexcept override {
+    if constexpr (requires {
+                    &Self::resolve;
+                    &Self::reject;
+                    &Self::cancelWithValue;
+                    &Self::resolvableDidCancelWithValue;
+                  }) {
+      using Operation = void (PLVPromise::*)(const Value&);
+      using Notice = void (PLVPromise::*)(const Ref<PLVResolvable>&, const Value&);
+      return std::is_same_v<decltype(&Self::resolve), Operation> &&
+             std::is_same_v<decltype(&Self::reject), Operation> &&
+             std::is_same_v<decltype(&Self::cancelWithValue), Operation> &&
+             std::is_same_v<decltype(&Self::resolvableDidCancelWithValue), Notice>;
+    } else {
+      return false;
+    }
+  }
+};
+
+}  // namespace JNFoundation

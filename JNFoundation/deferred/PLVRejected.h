@@ -1,0 +1,80 @@
+#pragma once
+
+#include <JNFoundation/platform/value/NSError.h>
+#include <JNFoundation/platform/value/NSString.h>
+#include <JNFoundation/platform/value/Value.h>
+
+namespace JNFoundation {
+
+/// What makes a value a failure: an outcome failed exactly when it is a PLVRejected or of a class
+/// derived from it, and was cancelled when `isCancellation` is true as well.
+///
+///     deferred->reject(error);                       // wraps: PLVRejected::withValue(error)
+///     deferred->thenRejected([](const Ref<PLVRejected>& rejected) -> Value {
+///       return rejected->isErrorForDomainWithCode("Feed", 404) ? Value("none") : Value(rejected);
+///     });
+///
+/// Immutable. Threads: any.
+class PLVRejected : public NSObject {
+ public:
+  using Superclass = NSObject;
+  static const Class classObject;
+  const Class& class_() const noexcept override { return classObject; }
+
+  static Ref<PLVRejected> withValue(const Value& value);
+  /// A cancellation that carries null.
+  static Ref<PLVRejected> cancellation();
+  static Ref<PLVRejected> cancellationWithValue(const Value& value);
+  static Ref<PLVRejected> initWithValue(const Value& value);
+  static Ref<PLVRejected> initWithValueCancellation(const Value& value, bool cancellation);
+
+  /// What the failure carries: an error, an exception, any other value; may be null.
+  const Value& value() const noexcept { return _value; }
+  bool isCancellation() const noexcept { return _cancellation; }
+
+  /// The value itself if it is an error of that domain; null otherwise, also for a null domain.
+  Ref<NSError> errorForDomain(const Ref<NSString>& domain) const;
+  /// Whether the value is an error of that domain with that code.
+  bool isErrorForDomainWithCode(const Ref<NSString>& domain, NSInteger code) const;
+
+  /// "PLVRejected [value]", "PLVRejected (CANCELLED) [value]" for a cancellation.
+  Ref<NSString> description() const override;
+
+  /// The class operations that make instances, for a subclass.
+  template <class Self, class Above>
+  class ClassOperations : public Above {
+   public:
+    static Ref<Self> withValue(const Value& value) {
+      return initWithValueCancellation(value, false);
+    }
+    static Ref<Self> cancellation() { return initWithValueCancellation(nullptr, true); }
+    static Ref<Self> cancellationWithValue(const Value& value) {
+      return initWithValueCancellation(value, true);
+    }
+    static Ref<Self> initWithValue(const Value& value) {
+      return initWithValueCancellation(value, false);
+    }
+    static Ref<Self> initWithValueCancellation(const Value& value, bool cancellation) {
+      return makeObject<Self>(value, cancellation);
+    }
+
+   protected:
+    using Above::Above;
+  };
+
+ protected:
+  PLVRejected(Value value, bool cancellation)
+      : _value(std::move(value)), _cancellation(cancellation) {}
+
+ private:
+  Value _value;
+  bool _cancellation;
+};
+
+/// Whether the value is a failure that is a cancellation.
+inline bool isCancellation(const Value& value) noexcept {
+  const PLVRejected* rejected = as<PLVRejected>(value);
+  return rejected && rejected->isCancellation();
+}
+
+}  // namespace JNFoundation

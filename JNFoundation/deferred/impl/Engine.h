@@ -1,0 +1,111 @@
+#pragma once
+
+#include <deque>
+#include <vector>
+
+#include <JNFoundation/deferred/PLVDeferred.h>
+#include <JNFoundation/deferred/PLVPromise.h>
+#include <JNFoundation/platform/value/Value.h>
+
+namespace JNFoundation {
+
+class Raised;
+
+namespace impl {
+
+/// Something that has to run: the steps of a deferred, the listeners of a promise, or the rest of a
+/// cancellation once its source was told.
+struct Entry {
+  enum class Kind : unsigned char {
+    None,
+    Steps,           ///< of the deferred
+    Listeners,       ///< of the promise
+    CancelDeferred,  ///< with the value
+    CancelPromise,   ///< with the value
+  };
+
+  Kind kind = Kind::None;
+  Ref<NSObject> object;
+  Value value;
+
+  explicit operator bool() const noexcept { return kind != Kind::None; }
+};
+
+/// Runs the continuations of deferreds and promises.
+///
+/// What nested calls would do (a deferred resolves another, whose steps resume a third, …) runs
+/// here on an explicit stack of frames, last in first out: the same order, exceptions and
+/// re-entrancy, on a native stack of constant depth. A frame is left standing while what it called
+/// runs on top of it. Only application code is called natively; where that calls into a chain
+/// again, `run` nests.
+class Engine {
+ public:
+  /// The calling thread's engine; only the main thread's is ever used.
+  static Engine& current();
+
+  /// Runs the entry and all that it leads to, then returns. Nested past the limit of depth, it
+  /// notes the entry for the outermost call and returns at once.
+  void run(Entry entry) {
+    if (entry) runEntry(std::move(entry));
+  }
+
+  static constexpr int nestingLimit = 128;
+
+ private:
+  struct Frame {
+    Entry::Kind kind;
+    /// How far the frame has come; its meaning is the kind's own.
+    unsigned char state = 0;
+    Ref<NSObject> object;
+    /// What is kept while other frames run on top: the step's value, the outcome, the cancellation.
+    Value value;
+    /// The listeners of a promise, or the source that is being told.
+    Value other;
+    std::size_t next = 0;
+  };
+
+  void runEntry(Entry entry);
+  void runFramesAbove(std::size_t base);
+  void push(Entry entry);
+  void advance();
+  void advanceSteps(PLVDeferred& deferred);
+  void advanceListeners(PLVPromise& promise);
+  void advanceCancelDeferred(PLVDeferred& deferred);
+  void advanceCancelPromise(PLVPromise& promise);
+  bool applyResult(PLVDeferred& deferred, Value result);
+  Entry continueInto(StepNode& step, const Value& value);
+  bool recover(std::size_t base, const Raised& raised);
+  void abandon(std::size_t base) noexcept;
+  void finishPutOff();
+
+  static Entry resolveEntry(PLVResolvable& target, NSObject& object, const Value& value);
+  static Entry cancelEntry(PLVDeferred& deferred, const Value& value);
+  static Entry tellSource(const Value& source, const Ref<PLVResolvable>& cancelled,
+                          const Value& value);
+
+  std::vector<Frame> _frames;
+  std::deque<Entry> _putOff;
+  int _depth = 0;
+};
+
+/// The step that sends the value to a target and passes it on.
+class ResolveTargetStep final : public StepNode {
+ public:
+  explicit ResolveTargetStep(Ref<PLVResolvable> target) : target(std::move(target)) {}
+  Kind kind() const noexcept override { return Kind::ResolveTarget; }
+  const Ref<PLVResolvable> target;
+};
+
+/// The step by which a deferred or a promise waits for another deferred.
+template <class Waiting, StepNode::Kind stepKind>
+class ResumeStep final : public StepNode {
+ public:
+  explicit ResumeStep(Ref<Waiting> waiting) : waiting(std::move(waiting)) {}
+  Kind kind() const noexcept override { return stepKind; }
+  const Ref<Waiting> waiting;
+};
+using ResumeDeferredStep = ResumeStep<PLVDeferred, StepNode::Kind::ResumeDeferred>;
+using ResumePromiseStep = ResumeStep<PLVPromise, StepNode::Kind::ResumePromise>;
+
+}  // namespace impl
+}  // namespace JNFoundation
