@@ -40,8 +40,9 @@ struct NSDecimal {
 ///     NSDecimalNumber::decimalNumberWithString("12.50")->decimalNumberByMultiplyingBy(3)
 ///
 /// It is a number among numbers: it equals, and hashes as, integers and doubles of its value. A
-/// double that is no whole number counts as the shortest decimal that reads back to it, so 0.1 is
-/// 0.1. Threads: any; a number never changes.
+/// double counts as one decimal: its exact value where a 64-bit integer holds it, otherwise the
+/// shortest decimal that reads back to it, so 0.1 is 0.1. Not-a-number equals itself, comes first.
+/// Threads: any; a number never changes.
 class NSDecimalNumber : public NSNumber {
  public:
   using Superclass = NSNumber;
@@ -52,13 +53,14 @@ class NSDecimalNumber : public NSNumber {
   static const Ref<NSDecimalNumber>& one();
   static const Ref<NSDecimalNumber>& notANumber();
 
-  /// Reads "12.50", "-.5", "1e-3", white space around it allowed. More than 38 digits are rounded.
-  /// Returns: not-a-number for any other text, for null and for a number that is too large.
+  /// Reads "12.50", "-.5", "1e-3", white space around it allowed; digits that do not fit are
+  /// rounded. Returns: not-a-number for any other text, for null and for a number that is too
+  /// large; zero for one that is too small.
   static Ref<NSDecimalNumber> decimalNumberWithString(const Ref<NSString>& text);
   static Ref<NSDecimalNumber> decimalNumberWithInteger(NSInteger number);
   static Ref<NSDecimalNumber> decimalNumberWithUnsignedInteger(NSUInteger number);
-  /// The shortest decimal that reads back to the double.
-  /// Returns: not-a-number for what is infinite or too large.
+  /// The decimal that the double counts as.
+  /// Returns: not-a-number for what is infinite or too large, zero for what is too small.
   static Ref<NSDecimalNumber> decimalNumberWithDouble(double number);
   /// Any number as a decimal, text as decimalNumberWithString, everything else not-a-number.
   static Ref<NSDecimalNumber> decimalNumberWithValue(const Value& value);

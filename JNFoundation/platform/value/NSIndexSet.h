@@ -15,9 +15,8 @@ namespace JNFoundation {
 ///     for (NSUInteger index : *indexes) print(index);
 ///
 /// Where an operation takes a position or a range, one outside the valid positions raises
-/// NSRangeException and nothing is changed; asking whether such a position is in the set is
-/// allowed. Threads: an immutable set may be read on any thread; a mutable one belongs to one at a
-/// time.
+/// NSRangeException and nothing is changed; asking whether such a position is in the set is fine.
+/// Threads: an immutable set may be read on any thread; a mutable one belongs to one at a time.
 class NSIndexSet : public NSObject {
  public:
   using Superclass = NSObject;
@@ -130,8 +129,8 @@ class NSMutableIndexSet : public NSIndexSet {
 
   /// Moves the indexes from `index` on. Up: they grow by delta, and a gap of delta positions opens
   /// at `index`. Down: the |delta| positions below `index` are deleted, then the rest closes up;
-  /// indexes that would fall below 0 are deleted too. Fails: raises NSRangeException, and changes
-  /// nothing, where an index would reach NSNotFound.
+  /// indexes that would fall below 0 are deleted too.
+  /// Fails: raises NSRangeException, and changes nothing, where an index would reach NSNotFound.
   void shiftIndexesStartingAtIndexBy(NSUInteger index, NSInteger delta);
 
   Value copy() const override;
