@@ -73,6 +73,8 @@ class MainQueue {
   friend class MainQueueHost;
   friend class MainQueueScope;
   friend class NSRunLoop;
+  friend struct MainThreadMark;
+  class Turn;
 
   using Task = Block<void()>;
   struct Delayed {
@@ -82,18 +84,23 @@ class MainQueue {
   };
 
   static MainQueue& makeCurrent();
+  static bool isLater(const Delayed& left, const Delayed& right) noexcept;
 
   /// One turn: delayed tasks that have come due, one batch of tasks, timers that are due.
   void serve();
-  void endTurn() noexcept;
-  void runBatch();
   void submitDue();
-  bool moveDueTasks(Nanoseconds now);
-  void deadlineChanged() noexcept;
+  void takeBatch();
+  void runBatch();
+  bool hasBatch() const noexcept { return _next < _batch.size(); }
   void wakeUp() noexcept;
-  /// How many tasks were run so far.
-  std::uint64_t handledCount() const noexcept { return _handledCount; }
-  MainQueueHost& host() noexcept { return *_host; }
+  void wakeUpIfPending() noexcept;
+  void deadlineChanged() noexcept;
+  /// Drops what is pending and whatever is posted from now on.
+  void close() noexcept;
+
+  // With the mutex locked.
+  void moveDueTasks(Nanoseconds now);
+  void updateEarliest() noexcept;
 
   static std::atomic<MainQueue*> _current;
   static std::atomic<std::uint64_t> _mainThreadNumber;

@@ -30,9 +30,9 @@ inline constexpr const char* NSRunLoopCommonModes = "kCFRunLoopCommonModes";
 ///     }
 ///
 /// The tasks of the main queue run in every mode, timers in the modes that they were added to.
-/// Threads: the loop's own, unless said otherwise; the process stops with a message on another.
+/// Threads: the loop's own, unless said otherwise; on another the process stops with a message.
 /// Fails: an exception out of a handler passes through the run operations.
-class NSRunLoop final : public NSObject {
+class NSRunLoop : public NSObject {
  public:
   using Superclass = NSObject;
   static const Class classObject;
@@ -65,7 +65,8 @@ class NSRunLoop final : public NSObject {
   Ref<NSString> currentMode() const noexcept { return _mode; }
 
   /// Lets the timer fire in runs of that mode; a timer may be added for several. The loop keeps the
-  /// timer until it is invalidated. An invalid timer is ignored.
+  /// timer until it is invalidated. An invalid timer is ignored,
+  /// and one that comes when the thread is ending is invalidated.
   /// Fails: raises NSInvalidArgumentException for a timer of another loop and for null.
   void addTimerForMode(const Ref<NSTimer>& timer, const Ref<NSString>& mode);
 
@@ -86,21 +87,22 @@ class NSRunLoop final : public NSObject {
 
   void checkThread() const;
   void runTurn(Nanoseconds until);
-  void runOnce(Nanoseconds until);
+  /// Returns: whether it was stopped.
+  bool runOnce(Nanoseconds until);
   void fireDueTimers();
   /// When the next timer of the current mode is due.
   Nanoseconds nextMoment() const noexcept;
   void timersChanged() noexcept;
   void removeTimer(NSTimer& timer) noexcept;
-  void rescheduleTimer(NSTimer& timer, Nanoseconds moment);
-  /// Lets go of every timer and forgets the queue: the thread or the queue is ending.
+  void rescheduleTimer(NSTimer& timer, Nanoseconds moment) noexcept;
+  Ref<NSString> timerMode() const;
+  /// Invalidates every timer: the thread or the queue is ending.
   void close() noexcept;
 
   MainQueue* _queue;
   bool _isClosed = false;
   std::atomic<bool> _isStopped{false};
   Ref<NSString> _mode;
-  std::uint64_t _threadNumber;
   std::unique_ptr<impl::TimerList> _timers;
   std::unique_ptr<impl::Sleeper> _sleeper;  ///< null for the main loop, whose queue has a host
 };

@@ -81,7 +81,7 @@ class NSTimer : public NSObject {
   void setFireDate(const Value& date);
 
   /// The seconds between two firings; 0 if it does not repeat.
-  NSTimeInterval timeInterval() const noexcept;
+  NSTimeInterval timeInterval() const noexcept { return _interval; }
 
   /// How late the timer may fire, as far as its owner is concerned. This implementation does not
   /// make use of it. Negative counts as 0; of a repeating timer at most half of its interval.
@@ -89,7 +89,7 @@ class NSTimer : public NSObject {
   void setTolerance(NSTimeInterval seconds) noexcept;
 
   /// Null once it is invalid.
-  const Value& userInfo() const noexcept { return _userInfo; }
+  Value userInfo() const noexcept { return _userInfo; }
 
  protected:
   NSTimer(NSTimeInterval date, Nanoseconds moment, NSTimeInterval interval, bool repeats,
@@ -104,23 +104,26 @@ class NSTimer : public NSObject {
   static Ref<NSTimer> makeAtDate(const Value& fireDate, NSTimeInterval interval, bool repeats,
                                  Handler handler, Value userInfo);
 
+  class Firing;
+
   /// Fires because it is due, and moves on to its next date.
   void fireAtDate();
-  void callHandler();
-  void moveToNextDate();
+  void moveOnFrom(Nanoseconds firedFor) noexcept;
+  void moveTo(Nanoseconds moment) noexcept;
   void checkThread() const;
 
   Handler _handler;
   Value _userInfo;
   NSTimeInterval _date;
-  Nanoseconds _moment;    ///< the date as a moment of the monotonic clock
-  Nanoseconds _interval;  ///< 0 if it does not repeat
+  Nanoseconds _moment;       ///< the date as a moment of the monotonic clock
+  NSTimeInterval _interval;  ///< 0 if it does not repeat
   NSTimeInterval _tolerance = 0;
   NSRunLoop* _runLoop = nullptr;  ///< the loop that keeps it
   std::uint64_t _order = 0;       ///< its place among the timers of the loop
   std::vector<Ref<NSString>> _modes;
   bool _isValid = true;
-  bool _isFiring = false;
+  bool _isFiring = false;  ///< its handler is running
+  bool _isAtDate = false;  ///< because it was due
 };
 
 }  // namespace JNFoundation

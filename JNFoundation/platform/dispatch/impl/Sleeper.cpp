@@ -1,0 +1,57 @@
+#include "JNFoundation/platform/dispatch/impl/Sleeper.h"
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
+namespace JNFoundation::impl {
+namespace {
+
+/// To fall asleep and be woken costs both threads more than these turns given up: under a stream of
+/// tasks from another thread the next one is here before they are over.
+constexpr int turnsGivenUp = 50;
+
+/// Longer sleeps are made of several, so that no sum overflows.
+constexpr Nanoseconds longestSleep = 3'600'000'000'000;
+
+}  // namespace
+
+void Sleeper::wake() noexcept {
+  _isWoken.store(true);
+  if (!_isAsleep.load()) return;
+  // The sleeper is either before its look at the flag, which the lock waits for, or waiting
+  // already.
+  { std::lock_guard guard(_mutex); }
+  _condition.notify_one();
+}
+
+void Sleeper::sleepUntil(Nanoseconds moment) {
+  Clock& clock = Clock::current();
+  while (!_isWoken.exchange(false)) {
+    if (clock.monotonic() >= moment) return;
+    clock.sleepUntil(moment, *this);
+  }
+}
+
+bool Sleeper::isWokenSoon() const noexcept {
+  for (int i = 0; i < turnsGivenUp; ++i) {
+    if (isWoken()) return true;
+    std::this_thread::yield();
+  }
+  return isWoken();
+}
+
+void Sleeper::block(Nanoseconds span) {
+  if (isWokenSoon()) return;
+  std::unique_lock lock(_mutex);
+  _isAsleep.store(true);
+  if (span == never) {
+    _condition.wait(lock, [this] { return isWoken(); });
+  } else {
+    _condition.wait_for(lock, std::chrono::nanoseconds(std::min(span, longestSleep)),
+                        [this] { return isWoken(); });
+  }
+  _isAsleep.store(false);
+}
+
+}  // namespace JNFoundation::impl
