@@ -16,7 +16,8 @@ FOLDERS = ["util", "deferred", "mapping", "fetched", "importing"]
 ROW = re.compile(r"^\|(?P<selector>[^|]*)\|(?P<name>[^|]*)\|(?P<header>[^|]*)\|\s*$", re.MULTILINE)
 TOKEN = re.compile(r"[A-Za-z_]\w*|::|\[\[|\]\]|->|&&|[{}()<>;:,=~\[\]&*]|\S")
 # What every class may have without being an operation of the vocabulary.
-EVERYWHERE = {"classObject", "class_", "operator", "isEqual", "hash", "description", "copy", "mutableCopy"}
+EVERYWHERE = {"classObject", "class_", "ClassOperations", "protocolObject", "isEqual", "hash",
+              "description", "copy", "mutableCopy"}
 KEYWORDS = set("""alignas alignof auto bool char const constexpr consteval decltype default delete double
 else enum explicit extern false final float for friend if inline int long mutable namespace noexcept
 operator override private protected public requires return short signed sizeof static static_assert
