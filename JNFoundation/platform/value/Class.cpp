@@ -3,7 +3,7 @@
 #include <memory>
 #include <mutex>
 #include <shared_mutex>
-#include <string_view>
+#include <string>
 #include <unordered_map>
 
 #include <JNFoundation/platform/value/ClassDeclaration.h>
@@ -57,6 +57,24 @@ const Method* findMethod(
   return nullptr;
 }
 
+/// The parts around a key that make the name of an accessor.
+struct AccessorForm {
+  std::string_view before;
+  std::string_view after;
+  bool capitalized;
+};
+constexpr AccessorForm getterForms[] = {
+    {"get", "", true}, {"", "", false}, {"is", "", true}, {"_", "", false}};
+constexpr AccessorForm setterForms[] = {{"set", ":", true}, {"_set", ":", true}};
+
+/// Keys may come from data, so that none of the names becomes a selector here.
+SEL accessorNamed(std::string& name, const AccessorForm& form, std::string_view key) {
+  name.assign(form.before).append(key).append(form.after);
+  char& first = name[form.before.size()];
+  if (form.capitalized && first >= 'a' && first <= 'z') first = static_cast<char>(first - 'a' + 'A');
+  return SEL::ifKnown(name);
+}
+
 }  // namespace
 
 void impl::addMembers(const Class& cls, std::vector<Method> instanceMethods,
@@ -66,16 +84,18 @@ void impl::addMembers(const Class& cls, std::vector<Method> instanceMethods,
   const ClassMembers* known = slot.load(std::memory_order_acquire);
   auto members = known ? std::make_unique<ClassMembers>(*known) : std::make_unique<ClassMembers>();
   for (Method& method : instanceMethods) {
-    members->instanceMethods[method.selector()] = std::make_shared<const Method>(std::move(method));
+    const SEL selector = method.selector();
+    members->instanceMethods[selector] = std::make_shared<const Method>(std::move(method));
   }
   for (Method& method : classMethods) {
-    members->classMethods[method.selector()] = std::make_shared<const Method>(std::move(method));
+    const SEL selector = method.selector();
+    members->classMethods[selector] = std::make_shared<const Method>(std::move(method));
   }
   if (factory) members->factory = std::move(factory);
   // The members published before stay alive: a look-up on another thread may be reading them, and
   // their methods may have been kept.
   static auto* replaced = new std::vector<std::unique_ptr<const ClassMembers>>;
-  replaced->emplace_back(known);
+  if (known) replaced->emplace_back(known);
   slot.store(members.release(), std::memory_order_release);
 }
 
@@ -94,7 +114,30 @@ const Method* Class::instanceMethodForSelector(SEL selector) const noexcept {
 }
 
 const Method* Class::classMethodForSelector(SEL selector) const noexcept {
-  return findMethod(&impl::ClassMembers::classMethods, this, selector);
+  const Method* method = findMethod(&impl::ClassMembers::classMethods, this, selector);
+  if (method) return method;
+  // A class is an object too: it answers what every object answers.
+  return NSObject::classObject.instanceMethodForSelector(selector);
+}
+
+const Method* Class::getterForKey(std::string_view key) const noexcept {
+  std::string name;
+  for (const AccessorForm& form : getterForms) {
+    const SEL selector = accessorNamed(name, form, key);
+    const Method* method = selector ? instanceMethodForSelector(selector) : nullptr;
+    if (method && method->numberOfArguments() == 2 && method->returnType() != 'v') return method;
+  }
+  return nullptr;
+}
+
+const Method* Class::setterForKey(std::string_view key) const noexcept {
+  std::string name;
+  for (const AccessorForm& form : setterForms) {
+    const SEL selector = accessorNamed(name, form, key);
+    const Method* method = selector ? instanceMethodForSelector(selector) : nullptr;
+    if (method && method->numberOfArguments() == 3) return method;
+  }
+  return nullptr;
 }
 
 void Class::registerName() const {

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <JNFoundation/platform/value/NSError.h>
+
+namespace JNFoundation {
+
+/// The domain of the data layer's errors.
+inline constexpr const char* PLVDataErrorDomain = "PLVDataErrorDomain";
+
+/// The error class of the data layer; adds nothing to its base.
+class PLVDataError : public NSError {
+ public:
+  using Superclass = NSError;
+  static const Class classObject;
+  const Class& class_() const noexcept override { return classObject; }
+
+ protected:
+  using NSError::NSError;
+};
+
+}  // namespace JNFoundation

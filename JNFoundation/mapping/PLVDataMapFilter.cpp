@@ -1,0 +1,44 @@
+#include "JNFoundation/mapping/PLVDataMapFilter.h"
+
+#include <JNFoundation/platform/value/ClassDeclaration.h>
+#include <JNFoundation/util/PLVTargetAction.h>
+
+namespace JNFoundation {
+
+constinit const Class PLVDataMapFilter::classObject =
+    Class::of<PLVDataMapFilter>("PLVDataMapFilter");
+
+namespace {
+
+const ClassDeclaration<PLVDataMapFilter> declaration =
+    ClassDeclaration<PLVDataMapFilter>()
+        .factory()
+        .property("filterActions", &PLVDataMapFilter::filterActions,
+                  &PLVDataMapFilter::setFilterActions)
+        .operation("removeActionForFilter:", &PLVDataMapFilter::removeActionForFilter)
+        .operation("value:filteredBy:", &PLVDataMapFilter::valueFilteredBy);
+
+}  // namespace
+
+PLVDataMapFilter::PLVDataMapFilter() : _filterActions(NSMutableDictionary::dictionary()) {}
+
+Ref<PLVDataMapFilter> PLVDataMapFilter::init() { return makeObject<PLVDataMapFilter>(); }
+
+void PLVDataMapFilter::setActionForFilter(SEL action, const Ref<NSString>& name) {
+  if (!_filterActions) return;
+  _filterActions->setObjectForKey(PLVTargetAction::initWithTargetAction(Value(this), action), name);
+}
+
+void PLVDataMapFilter::removeActionForFilter(const Ref<NSString>& name) {
+  if (_filterActions) _filterActions->removeObjectForKey(name);
+}
+
+Value PLVDataMapFilter::valueFilteredBy(const Value& value, const Ref<NSString>& name) const {
+  if (!_filterActions || !name) return nullptr;
+  // Kept alive for the call: the action may register another one under its own name.
+  const Value registered = _filterActions->objectForKey(name);
+  const auto* action = as<PLVTargetAction>(registered);
+  return action ? action->performWithObject(value) : Value();
+}
+
+}  // namespace JNFoundation

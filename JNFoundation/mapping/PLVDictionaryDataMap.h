@@ -1,0 +1,100 @@
+#pragma once
+
+#include <JNFoundation/mapping/PLVScalarDataMap.h>
+#include <JNFoundation/platform/store/NSEntityDescription.h>
+#include <JNFoundation/platform/store/NSManagedObject.h>
+#include <JNFoundation/platform/value/NSDictionary.h>
+#include <JNFoundation/platform/value/NSSet.h>
+
+namespace JNFoundation {
+
+class PLVDataMapFilter;
+
+/// Copies a decoded record onto one managed object, by rules that a map descriptor gives:
+///
+///     "$id"          → "identifier"      the value under "id" goes to that destination
+///     "%meta.$born"  → "birthDate"       in the dictionary under "meta", the value under "born"
+///     "%meta"                            a dictionary under "meta" is read, by the rules above
+///
+/// Destinations are those of PLVScalarDataMap; keys of any other form are ignored. Descriptors come
+/// from the entity's user info, completed by its attributes (`automaticMapDescriptorForEntity`), so
+/// a record whose keys are the attribute names needs no rule. Nested dictionaries all go onto the
+/// same object. Nothing here raises or returns an error; a bad rule costs its own key and one line
+/// in the log. Immutable, so it may be shared and kept. Threads: mapping runs where the object may
+/// be used.
+class PLVDictionaryDataMap : public NSObject {
+ public:
+  using Superclass = NSObject;
+  static const Class classObject;
+  const Class& class_() const noexcept override { return classObject; }
+
+  /// A new descriptor: for each attribute, the key "$name" → "name", ancestors' first; each
+  /// entity's user info on top of what it inherits.
+  static Ref<NSMutableDictionary> automaticMapDescriptorForEntity(
+      const Ref<NSEntityDescription>& entity);
+
+  /// A map for the entity. Never null; rules that cannot work are left out and logged.
+  static Ref<PLVDictionaryDataMap> newMapForEntityDescriptor(const Ref<NSEntityDescription>& entity,
+                                                             const Ref<NSDictionary>& descriptor);
+  /// Input key to PLVScalarDataMap, and to PLVDictionaryDataMap.
+  static Ref<PLVDictionaryDataMap> initWithEntityNameScalarMapsDictionaryMaps(
+      const Ref<NSString>& entityName, const Ref<NSDictionary>& scalarMaps,
+      const Ref<NSDictionary>& dictionaryMaps);
+
+  /// Maps with the data map filter of the object's context.
+  void mapDictionaryToObject(const Ref<NSDictionary>& record,
+                             const Ref<NSManagedObject>& object) const;
+  /// Maps every key of the record, in its order: a dictionary by the nested map of its key,
+  /// anything else (and a dictionary without a nested map) by the scalar map. Unknown keys are
+  /// ignored.
+  void mapDictionaryToObjectFilter(const Ref<NSDictionary>& record,
+                                   const Ref<NSManagedObject>& object,
+                                   const Ref<PLVDataMapFilter>& filter) const;
+
+  /// The names of all filters that this map and the nested ones use; a new set.
+  Ref<NSMutableSet> filterNames() const;
+
+  // What the map was made of; for tools that explain it.
+  const Ref<NSDictionary>& scalarMaps() const noexcept { return _scalarMaps; }
+  const Ref<NSDictionary>& dictionaryMaps() const noexcept { return _dictionaryMaps; }
+  const Ref<NSString>& entityName() const noexcept { return _entityName; }
+
+  /// The class operations of a subclass make instances of it; nested maps stay of the base class.
+  template <class Self, class Above>
+  class ClassOperations : public Above {
+   public:
+    static Ref<Self> newMapForEntityDescriptor(const Ref<NSEntityDescription>& entity,
+                                               const Ref<NSDictionary>& descriptor) {
+      const Parts parts = partsOf(entity, descriptor);
+      return makeObject<Self>(parts.entityName, parts.scalarMaps, parts.dictionaryMaps);
+    }
+    static Ref<Self> initWithEntityNameScalarMapsDictionaryMaps(
+        const Ref<NSString>& entityName, const Ref<NSDictionary>& scalarMaps,
+        const Ref<NSDictionary>& dictionaryMaps) {
+      return makeObject<Self>(entityName, scalarMaps, dictionaryMaps);
+    }
+
+   protected:
+    using Above::Above;
+    using typename Above::Parts;
+    using Above::partsOf;
+  };
+
+ protected:
+  struct Parts {
+    Ref<NSString> entityName;
+    Ref<NSDictionary> scalarMaps;
+    Ref<NSDictionary> dictionaryMaps;
+  };
+
+  PLVDictionaryDataMap(const Ref<NSString>& entityName, const Ref<NSDictionary>& scalarMaps,
+                       const Ref<NSDictionary>& dictionaryMaps);
+  static Parts partsOf(const Ref<NSEntityDescription>& entity, const Ref<NSDictionary>& descriptor);
+
+ private:
+  Ref<NSDictionary> _scalarMaps;
+  Ref<NSDictionary> _dictionaryMaps;
+  Ref<NSString> _entityName;
+};
+
+}  // namespace JNFoundation

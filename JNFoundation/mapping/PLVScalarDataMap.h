@@ -1,0 +1,82 @@
+#pragma once
+
+#include <cstdint>
+
+#include <JNFoundation/platform/store/NSAttributeDescription.h>
+#include <JNFoundation/platform/store/NSEntityDescription.h>
+#include <JNFoundation/platform/store/NSManagedObject.h>
+
+namespace JNFoundation {
+
+class PLVDataMapFilter;
+
+/// Copies one value of a decoded record onto one managed object: into an attribute, converted to
+/// the attribute's type, or as the argument of a message.
+///
+/// A map is built from a destination string and checked against the entity once:
+///
+///     "name"            the attribute name
+///     "trim|name"       the attribute name, after the filter action "trim"
+///     "applyPayload:"   the message applyPayload:, with the value as it is
+///
+/// Nothing here raises or returns an error: a bad destination and a value that the attribute cannot
+/// take are each one line in the log, "operation(address) message".
+/// Immutable, so it may be shared. Threads: mapping runs where the object may be used.
+class PLVScalarDataMap : public NSObject {
+ public:
+  using Superclass = NSObject;
+  static const Class classObject;
+  const Class& class_() const noexcept override { return classObject; }
+
+  enum class MapType : std::int32_t { Attribute = 0, Selector = 2 };
+
+  /// Returns: null for a destination that the entity does not have, after a line in the log.
+  static Ref<PLVScalarDataMap> newMapWithDestinationForEntity(
+      const Ref<NSString>& destination, const Ref<NSEntityDescription>& entity);
+  static Ref<PLVScalarDataMap> initWithEntityNameFilterMapType(const Ref<NSString>& entityName,
+                                                               const Ref<NSString>& filter,
+                                                               MapType mapType);
+  static Ref<PLVScalarDataMap> initWithEntityNameFilterAttributeNameAttributeType(
+      const Ref<NSString>& entityName, const Ref<NSString>& filter,
+      const Ref<NSString>& attributeName, NSUInteger attributeType);
+  static Ref<PLVScalarDataMap> initWithEntityNameFilterSelectorSelectorReturnsVoid(
+      const Ref<NSString>& entityName, const Ref<NSString>& filter, SEL selector, bool returnsVoid);
+
+  /// Maps with the data map filter of the object's context.
+  void mapValueToObject(const Value& value, const Ref<NSManagedObject>& object) const;
+
+  /// Passes the value through the filter if the map names one (without that filter, or without that
+  /// action, it becomes null), then sends the message, or converts the value and sets the
+  /// attribute. Null and the null marker clear the attribute; so does text that is no date. A value
+  /// of a kind that the attribute cannot take leaves it as it was.
+  void mapValueToObjectFilter(const Value& value, const Ref<NSManagedObject>& object,
+                              const Ref<PLVDataMapFilter>& filter) const;
+
+  /// The number that text stands for in an attribute of the map's type. Text in a double or float
+  /// attribute loses its fraction ("3.75" is 3); numbers keep theirs.
+  /// Returns: null for a type that is no number, after a line in the log.
+  Value numberForInputString(const Ref<NSString>& text) const;
+
+  /// See the operation of the same name in NSDictionary+Extensions.h.
+  static Value parseRFC3339DateTimeString(const Ref<NSString>& text);
+
+  /// Null where the map has no filter.
+  const Ref<NSString>& filterName() const noexcept { return _filterName; }
+
+ protected:
+  PLVScalarDataMap(const Ref<NSString>& entityName, const Ref<NSString>& filter, MapType mapType);
+
+ private:
+  void setConverted(const Value& value, NSManagedObject& object) const;
+  void refuse(const Value& value, const char* wanted) const;
+
+  MapType _mapType;
+  NSUInteger _attributeType = 0;
+  Ref<NSString> _destination;
+  SEL _destinationSelector;
+  bool _destinationSelectorReturnsVoid = false;
+  Ref<NSString> _entityName;
+  Ref<NSString> _filterName;
+};
+
+}  // namespace JNFoundation
