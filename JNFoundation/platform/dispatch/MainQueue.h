@@ -7,11 +7,11 @@
 #include <vector>
 
 #include <JNFoundation/platform/dispatch/Clock.h>
+#include <JNFoundation/platform/dispatch/MainQueueHost.h>
 #include <JNFoundation/platform/value/Block.h>
 
 namespace JNFoundation {
 
-class MainQueueHost;
 class NSRunLoop;
 
 /// The first-in-first-out queue of what runs on the main thread.
