@@ -36,6 +36,11 @@ std::uint32_t dropDigits(WideInteger& number, std::int64_t count, bool& more) {
   return number.divide(10);
 }
 
+std::string withoutTrailingZeros(std::string digits) {
+  digits.erase(digits.find_last_not_of('0') + 1);
+  return digits;
+}
+
 std::string digitsOf(WideInteger number) {
   std::string digits;
   while (!number.isZero()) digits += static_cast<char>('0' + number.divide(10));
@@ -264,7 +269,8 @@ std::string textFromDecimal(const NSDecimal& decimal) {
   const int places = digitCount + decimal.exponent;
   if (places > decimalDigits || -decimal.exponent > decimalDigits) {
     text += digits[0];
-    if (digitCount > 1) text.append(1, '.').append(digits, 1);
+    const std::string fraction = withoutTrailingZeros(digits.substr(1));
+    if (!fraction.empty()) text += "." + fraction;
     return text + (places > 0 ? "e+" : "e-") + textFromInteger(std::abs(places - 1));
   }
   if (decimal.exponent >= 0) return text + digits + std::string(std::size_t(decimal.exponent), '0');
