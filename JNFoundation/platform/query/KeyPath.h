@@ -28,10 +28,10 @@ enum class CollectionOperator : std::uint8_t {
 ///
 /// A key is read of the object that the keys before it led to. Of null, and of the null marker,
 /// every key is again null. Of a collection a key is read of every member: an array gives an array
-/// of the same count with the null marker in place of null, an ordered set an ordered set and a set
-/// a set without the nulls. Where one key led to a collection and the next leads to collections
-/// again
-/// (`departments.employees`), the result is one flat array.
+/// of the same count with the null marker in place of null, a set or an ordered set one without the
+/// nulls. Where a key led to a collection and the next key leads to collections again
+/// (`departments.employees`), the result is one flat array. A path read of a collection itself is
+/// read of every member, as if one by one.
 ///
 /// Collection operators work on the collection before them with what the path behind them finds in
 /// the members; without a path behind it that is the members themselves. One of them ends the walk:
@@ -39,12 +39,14 @@ enum class CollectionOperator : std::uint8_t {
 ///  - `@count` ignores what follows it.
 ///  - `@sum` and `@avg` count null as 0, and both are 0 for an empty collection. Sums of integers
 ///  are
-///    integers, or doubles past 64 bits; an average is a double.
+///    integers (doubles past 64 bits), sums with decimal numbers are decimal, an average is a
+///    double.
 ///  - `@min` and `@max` ignore null, and are null when nothing else is there.
 ///  - `@unionOfObjects` and `@distinctUnionOfObjects` give an array, `@unionOfArrays` and
 ///    `@distinctUnionOfArrays` an array of the members of what they find, `@distinctUnionOfSets` a
 ///    set of them. They raise NSInvalidArgumentException where they find null. Distinct members
 ///    keep the order in which they came first.
+/// Another key with "@" raises NSInvalidArgumentException.
 ///
 /// Copies share what was parsed. Threads: any.
 class KeyPath {

@@ -103,6 +103,9 @@ class NSComparisonPredicate : public NSPredicate {
 
  private:
   bool evaluate(const Value& object, const impl::Bindings& bindings) const override;
+  bool evaluateMembers(const Value& object, const impl::Bindings& bindings) const;
+  Value leftValue(const Value& object, const impl::Bindings& bindings) const;
+  Value rightValue(const Value& object, const impl::Bindings& bindings) const;
   bool hasEqualContent(const NSPredicate& other) const override;
   std::size_t contentHash() const override;
   void appendFormat(std::string& text) const override;

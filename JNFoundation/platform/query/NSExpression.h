@@ -13,7 +13,7 @@ class NSPredicate;
 
 namespace impl {
 struct Bindings;
-struct Function;
+struct TreeAccess;
 }  // namespace impl
 
 enum NSExpressionType : NSUInteger {
@@ -83,18 +83,21 @@ class NSExpression : public NSObject {
   static Ref<NSExpression> expressionForAggregate(const Ref<NSArray>& expressions);
 
   /// A function of the language by its selector, e.g. "average:", "from:subtract:", "now".
+  ///
   /// The aggregates (average: sum: count: min: max: median: mode: stddev:) take one collection, or
   /// any number of arguments that are the members themselves; of a key path they take every single
-  /// value it leads to. They ignore null; of nothing, sum: and count: and average: are 0 and the
-  /// others null. Arguments that are no expressions stand for themselves. Fails: raises
-  /// NSInvalidArgumentException for an unknown name and for too few or too many arguments.
+  /// value it leads to. They ignore null. Of nothing, average:, sum: and count: are 0, mode: is an
+  /// empty list and the others are null. Arguments that are no expressions stand for themselves.
+  /// Fails: raises NSInvalidArgumentException for an unknown name and for too few or too many
+  /// arguments.
   static Ref<NSExpression> expressionForFunctionArguments(const Ref<NSString>& name,
                                                           const Ref<NSArray>& arguments);
   /// Sends the selector to what the target gives, in formats `FUNCTION(target, "selector:", x)`.
   static Ref<NSExpression> expressionForFunctionSelectorNameArguments(
       const Ref<NSExpression>& target, const Ref<NSString>& name, const Ref<NSArray>& arguments);
 
-  // Sets of the members of both sides; `left` must give a set, `right` any collection.
+  // Sets of the members of both sides, which must give collections (of a dictionary: its values);
+  // null counts as an empty one.
   static Ref<NSExpression> expressionForUnionSetWith(const Ref<NSExpression>& left,
                                                      const Ref<NSExpression>& right);
   static Ref<NSExpression> expressionForIntersectSetWith(const Ref<NSExpression>& left,
@@ -162,7 +165,7 @@ class NSExpression : public NSObject {
   NSExpression(NSExpressionType type, unsigned nesting);
 
  private:
-  friend struct impl::Bindings;
+  friend struct impl::TreeAccess;
 
   virtual Value evaluate(const Value& object, const impl::Bindings& bindings) const = 0;
   virtual bool hasEqualContent(const NSExpression& other) const = 0;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optional>
+
 #include <JNFoundation/platform/query/NSExpression.h>
 
 namespace JNFoundation {
@@ -32,19 +34,18 @@ class NSPredicate : public NSObject {
   /// `CONTAINS`, `BEGINSWITH`, `ENDSWITH`, `LIKE` and `MATCHES`, with options in brackets behind
   /// the operator (`[c]` any case, `[d]` any diacritics, `[cd]`); `ANY`, `SOME`, `ALL` and `NONE`
   /// before a comparison; `NOT` or `!` before `AND` or `&&` before `OR` or `||`; `TRUEPREDICATE`,
-  /// `FALSEPREDICATE`; literals
-  /// ("text", 'text', numbers, `NULL`, `TRUE`, `{lists}`), `SELF`, key paths, `$variables`,
-  /// functions, `SUBQUERY(collection, $x, predicate)`, and arithmetic with `**` before `* /` before
-  /// `+ -`. Keywords may be written in any case; a key that is one is written with a `#` before it.
+  /// `FALSEPREDICATE`; literals ("text", 'text', numbers, `NULL`, `TRUE`, `{lists}`), `SELF`, key
+  /// paths, `$variables`, functions, `SUBQUERY(collection, $x, predicate)`, and arithmetic with
+  /// `**` before `* /` before `+ -`. Keywords may be written in any case; a key that is one is
+  /// written with a `#` before it.
   ///
   /// Arguments: `%@` a value, `%K` a key path, `%d %i %u %x %f %g` and their sizes a number, `%s`
-  /// text,
-  /// `%%` nothing but a percent sign, which no predicate has a use for. Inside quotes all of these
-  /// are plain text. Arguments that are left over are ignored. Fails: raises
-  /// NSInvalidArgumentException, whose reason begins with `Unable to parse the format string
-  /// "<format>"` and goes on with the position (in code points, from 0) and what was expected
-  /// there; also for a missing argument, for one of the wrong kind, and past
-  /// `maximumNestingOfPredicates`. Its user info has the position under "position".
+  /// text. Inside quotes all of these are plain text. Arguments that are left over are ignored.
+  ///
+  /// Fails: raises NSInvalidArgumentException, whose reason begins with
+  /// `Unable to parse the format string "<format>"` and goes on with the position (in code points,
+  /// from 0, also in the user info under "position") and what was wrong there; likewise for a
+  /// missing argument, for one of the wrong kind, and past `maximumNestingOfPredicates`.
   template <class... Arguments>
   static Ref<NSPredicate> predicateWithFormat(const Ref<NSString>& format,
                                               const Arguments&... arguments) {
@@ -70,21 +71,19 @@ class NSPredicate : public NSObject {
   /// raises.
   bool evaluateWithObject(const Value& object) const;
   /// The dictionary, which may be null, holds the values of variables by name.
-  virtual bool evaluateWithObjectSubstitutionVariables(const Value& object,
-                                                       const Ref<NSDictionary>& variables) const;
+  bool evaluateWithObjectSubstitutionVariables(const Value& object,
+                                               const Ref<NSDictionary>& variables) const;
 
   /// The same predicate with constants in place of its variables.
   /// Fails: raises NSInvalidArgumentException for a variable without an entry.
-  virtual Ref<NSPredicate> predicateWithSubstitutionVariables(
-      const Ref<NSDictionary>& variables) const;
+  Ref<NSPredicate> predicateWithSubstitutionVariables(const Ref<NSDictionary>& variables) const;
 
-  /// The predicate as a format: the shortest spelling with keywords in upper case. What formats can
-  /// express (no blocks, no values of other classes) is parsed back to an equal predicate.
-  virtual Ref<NSString> predicateFormat() const;
+  /// The predicate as a format, keywords in upper case. What formats can express (no blocks, no
+  /// values of other classes) is parsed back to a predicate that answers alike.
+  Ref<NSString> predicateFormat() const;
 
-  /// The answer of a predicate made by `predicateWithValue`: a pointer to it. Returns: null for all
-  /// other predicates.
-  virtual const bool* constantAnswer() const noexcept { return nullptr; }
+  /// The answer of a predicate made by `predicateWithValue`; nothing for all other predicates.
+  virtual std::optional<bool> constantAnswer() const noexcept { return std::nullopt; }
 
   /// How many levels the tree has from here down; at least 1.
   unsigned nesting() const noexcept { return _nesting; }
@@ -96,17 +95,17 @@ class NSPredicate : public NSObject {
 
  protected:
   /// Fails: raises NSInvalidArgumentException when `nesting` is past the limit.
-  explicit NSPredicate(unsigned nesting = 1);
+  explicit NSPredicate(unsigned nesting);
 
  private:
-  friend struct impl::Bindings;
+  friend struct impl::TreeAccess;
 
-  virtual bool evaluate(const Value& object, const impl::Bindings& bindings) const;
-  virtual bool hasEqualContent(const NSPredicate& other) const;
-  virtual std::size_t contentHash() const;
-  virtual void appendFormat(std::string& text) const;
+  virtual bool evaluate(const Value& object, const impl::Bindings& bindings) const = 0;
+  virtual bool hasEqualContent(const NSPredicate& other) const = 0;
+  virtual std::size_t contentHash() const = 0;
+  virtual void appendFormat(std::string& text) const = 0;
   /// Returns: null if nothing in the tree changes.
-  virtual Ref<NSPredicate> substituted(const impl::Bindings& bindings) const;
+  virtual Ref<NSPredicate> substituted(const impl::Bindings& bindings) const = 0;
 
   unsigned _nesting;
 };

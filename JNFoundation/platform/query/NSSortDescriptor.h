@@ -70,6 +70,12 @@ class NSSortDescriptor : public NSObject {
   Ref<NSString> description() const override;
 
  protected:
+  NSSortDescriptor(Ref<NSString> key, bool ascending, SEL selector);
+  NSSortDescriptor(Ref<NSString> key, bool ascending, Comparator comparator);
+  /// The same in the given direction.
+  NSSortDescriptor(const NSSortDescriptor& other, bool ascending);
+
+ private:
   enum class Order : std::uint8_t {
     Compare,
     CaseInsensitive,
@@ -80,9 +86,7 @@ class NSSortDescriptor : public NSObject {
     ByComparator,
   };
 
-  NSSortDescriptor(Ref<NSString> key, bool ascending, SEL selector, Comparator comparator);
-
- private:
+  static Order orderOf(SEL selector);
   NSComparisonResult ascendingOrder(const Value& left, const Value& right) const;
 
   Ref<NSString> _key;

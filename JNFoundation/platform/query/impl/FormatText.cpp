@@ -1,0 +1,80 @@
+#include "JNFoundation/platform/query/impl/FormatText.h"
+
+#include <JNFoundation/platform/query/impl/Keywords.h>
+#include <JNFoundation/platform/query/impl/Members.h>
+#include <JNFoundation/platform/text/NumberText.h>
+#include <JNFoundation/platform/value/NSDate.h>
+#include <JNFoundation/platform/value/NSNumber.h>
+
+namespace JNFoundation::impl {
+namespace {
+
+/// Constants that hold constants may nest as deep as anyone likes; their text stops here.
+constexpr int maximumListDepth = 100;
+
+void appendConstant(std::string& text, const Value& value, int depth) {
+  if (value.isNull()) {
+    text += "nil";
+  } else if (value.isString()) {
+    appendQuoted(text, as<NSString>(value)->utf8());
+  } else if (value.isDate()) {
+    text += "CAST(";
+    text += textFromDouble(value.timeIntervalSince1970() -
+                           NSDate::timeIntervalBetween1970AndReferenceDate);
+    text += ", \"NSDate\")";
+  } else if (isCollection(value) && depth < maximumListDepth) {
+    text += '{';
+    std::string_view separator;
+    forEachMember(value, [&](const Value& member) {
+      text += separator;
+      separator = ", ";
+      appendConstant(text, member, depth + 1);
+      return true;
+    });
+    text += '}';
+  } else {
+    text += value.description()->utf8();
+  }
+}
+
+}  // namespace
+
+void appendQuoted(std::string& text, std::string_view content) {
+  static constexpr char digits[] = "0123456789abcdef";
+  text += '"';
+  for (const char c : content) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (c == '"' || c == '\\') {
+      text += '\\';
+      text += c;
+    } else if (c == '\n') {
+      text += "\\n";
+    } else if (c == '\t') {
+      text += "\\t";
+    } else if (c == '\r') {
+      text += "\\r";
+    } else if (byte < 0x20 || byte == 0x7F) {
+      text += "\\x";
+      text += digits[byte >> 4];
+      text += digits[byte & 15];
+    } else {
+      text += c;
+    }
+  }
+  text += '"';
+}
+
+void appendKeyPath(std::string& text, const KeyPath& path) {
+  std::string_view separator;
+  for (const KeyPath::Step& step : path.steps()) {
+    text += separator;
+    separator = ".";
+    const std::string_view key = step.key->utf8();
+    if (isReservedWord(key)) text += '#';
+    text += key;
+  }
+}
+
+void appendConstant(std::string& text, const Value& value) { appendConstant(text, value, 0); }
+
+}  // namespace JNFoundation::impl
