@@ -19,14 +19,16 @@ NSTimeInterval ManualClock::dateOf(Nanoseconds moment) const noexcept {
 }
 
 Nanoseconds ManualClock::momentOfDate(NSTimeInterval secondsSince1970) noexcept {
+  // A date that was computed from this clock's own, in one step, is within two of a double's steps
+  // of the microsecond that was meant.
   const NSTimeInterval elapsed = secondsSince1970 - _start;
-  const Nanoseconds exact = nanosecondsFromSeconds(elapsed);
-  // The microsecond that the date was computed from, if it was computed from one.
-  const NSTimeInterval microseconds = std::round(elapsed * 1e6);
-  const Nanoseconds rounded = nanosecondsFromSeconds(microseconds / 1e6);
-  if (dateOf(rounded) == secondsSince1970) return rounded;
-  // The date must have come at that moment, or a wait until the date would never end.
-  Nanoseconds moment = exact;
+  const Nanoseconds meant = nanosecondsFromSeconds(std::round(elapsed * 1e6) / 1e6);
+  const NSTimeInterval step =
+      std::nextafter(std::abs(secondsSince1970), HUGE_VAL) - std::abs(secondsSince1970);
+  const bool isMeant = std::abs(dateOf(meant) - secondsSince1970) <= 2 * step;
+  if (isMeant && (meant > monotonic() || now() >= secondsSince1970)) return meant;
+  // At its moment the date must have come, or a wait for the date would never end.
+  Nanoseconds moment = nanosecondsFromSeconds(elapsed);
   while (moment < never && dateOf(moment) < secondsSince1970) ++moment;
   return moment;
 }
