@@ -33,9 +33,17 @@ inline constexpr bool isBlock<Block<Signature>> = true;
 
 /// A closure that may be null, can be copied, and is called through a const reference.
 ///
-/// Closures of up to three words are stored inline, larger ones once, shared by all copies: a copy
-/// never copies what the closure captured, so mutable captured state is shared as well.
-/// A block that returns a value does not accept a closure that returns nothing.
+///     Block<Value(const Value&)> twice = [](const Value& value) { return value.integerValue() * 2;
+///     };
+///
+/// A small closure whose call is const and which copies without failing (a few references or
+/// numbers) stands inside its block and is copied with it; every other one is kept once and shared
+/// by all copies of the block, so that copies share the state that a `mutable` closure changes. A
+/// closure that can only be moved is as good as any.
+///
+/// The closure stays until its call has returned, even if it replaces or destroys the block that
+/// runs it. A block that returns a value does not accept a closure that returns nothing. A null
+/// function pointer, block or `std::function` gives a null block.
 /// Requires: a call needs a non-null block; calling a null one is undefined.
 template <class Result, class... Arguments>
 class Block<Result(Arguments...)> {
@@ -45,37 +53,39 @@ class Block<Result(Arguments...)> {
 
   template <class Closure>
   requires(!std::is_same_v<std::remove_cvref_t<Closure>, Block> &&
+           !std::is_member_pointer_v<std::decay_t<Closure>> &&
            std::is_invocable_v<std::decay_t<Closure>&, Arguments...>) Block(Closure&& closure) {
     using Stored = std::decay_t<Closure>;
     using Returned = std::invoke_result_t<Stored&, Arguments...>;
     static_assert(
         std::is_void_v<Result> || !std::is_void_v<Returned>,
         "this block must return a value: end it with `return value;` (or `return nullptr;`)");
-    static_assert(std::is_void_v<Result> || std::is_convertible_v<Returned, Result>,
+    static_assert(std::is_void_v<Result> || std::is_void_v<Returned> ||
+                      std::is_convertible_v<Returned, Result>,
                   "what this block returns does not convert to the type that is expected of it");
-    if constexpr (std::is_pointer_v<Stored> || impl::isBlock<Stored>) {
-      if (!closure) return;
+    if constexpr (mayBeNull<Stored>) {
+      if (!static_cast<bool>(closure)) return;
     }
     if constexpr (fitsInline<Stored>) {
       ::new (static_cast<void*>(_storage)) Stored(std::forward<Closure>(closure));
       _operations = &inlineOperations<Stored>;
     } else {
-      using Shared = impl::SharedClosure<Stored>;
-      *reinterpret_cast<NSObject**>(_storage) = new Shared(std::forward<Closure>(closure));
+      NSObject* shared = new impl::SharedClosure<Stored>(std::forward<Closure>(closure));
+      std::memcpy(_storage, &shared, sizeof shared);
       _operations = &sharedOperations<Stored>;
     }
   }
 
-  Block(const Block& other) : _operations(other._operations) {
+  Block(const Block& other) noexcept : _operations(other._operations) {
     if (_operations) _operations->copy(_storage, other._storage);
   }
   Block(Block&& other) noexcept : _operations(std::exchange(other._operations, nullptr)) {
     if (_operations) _operations->relocate(_storage, other._storage);
   }
   ~Block() {
-    if (_operations) _operations->destroy(_storage);
+    if (_operations) std::exchange(_operations, nullptr)->destroy(_storage);
   }
-  Block& operator=(const Block& other) {
+  Block& operator=(const Block& other) noexcept {
     Block copy(other);
     *this = std::move(copy);
     return *this;
@@ -101,14 +111,23 @@ class Block<Result(Arguments...)> {
  private:
   static constexpr std::size_t inlineSize = 3 * sizeof(void*);
 
+  /// A copy must not divide state that the closure changes, nor allocate.
   template <class Closure>
   static constexpr bool fitsInline =
       sizeof(Closure) <= inlineSize && alignof(Closure) <= alignof(void*) &&
-      std::is_nothrow_move_constructible_v<Closure>&& std::is_copy_constructible_v<Closure>;
+      std::is_nothrow_move_constructible_v<Closure>&& std::is_nothrow_copy_constructible_v<
+          Closure>&& std::is_invocable_v<const Closure&, Arguments...>;
+
+  /// A lambda without captures converts to a function pointer and so to a boolean; it is never
+  /// null.
+  template <class Closure>
+  static constexpr bool mayBeNull = std::is_pointer_v<Closure> ||
+                                    (!std::is_empty_v<Closure> &&
+                                     std::is_constructible_v<bool, const Closure&>);
 
   struct Operations {
-    Result (*call)(std::byte* storage, Arguments&&... arguments);
-    void (*copy)(std::byte* to, const std::byte* from);
+    Result (*call)(const std::byte* storage, Arguments&&... arguments);
+    void (*copy)(std::byte* to, const std::byte* from) noexcept;
     void (*relocate)(std::byte* to, std::byte* from) noexcept;
     void (*destroy)(std::byte* storage) noexcept;
   };
@@ -123,14 +142,19 @@ class Block<Result(Arguments...)> {
   }
 
   template <class Closure>
+  static const Closure& inlineClosure(const std::byte* storage) noexcept {
+    return *std::launder(reinterpret_cast<const Closure*>(storage));
+  }
+
+  template <class Closure>
   static constexpr Operations inlineOperations{
-      [](std::byte* storage, Arguments&&... arguments) -> Result {
-        return callClosure(*std::launder(reinterpret_cast<Closure*>(storage)),
-                           std::forward<Arguments>(arguments)...);
+      [](const std::byte* storage, Arguments&&... arguments) -> Result {
+        // A copy, because the block may be gone before the call returns.
+        const Closure closure(inlineClosure<Closure>(storage));
+        return callClosure(closure, std::forward<Arguments>(arguments)...);
       },
-      [](std::byte* to, const std::byte* from) {
-        ::new (static_cast<void*>(to))
-            Closure(*std::launder(reinterpret_cast<const Closure*>(from)));
+      [](std::byte* to, const std::byte* from) noexcept {
+        ::new (static_cast<void*>(to)) Closure(inlineClosure<Closure>(from));
       },
       [](std::byte* to, std::byte* from) noexcept {
         Closure* closure = std::launder(reinterpret_cast<Closure*>(from));
@@ -149,11 +173,12 @@ class Block<Result(Arguments...)> {
 
   template <class Closure>
   static constexpr Operations sharedOperations{
-      [](std::byte* storage, Arguments&&... arguments) -> Result {
-        auto* shared = static_cast<impl::SharedClosure<Closure>*>(sharedObject(storage));
+      [](const std::byte* storage, Arguments&&... arguments) -> Result {
+        const Ref<impl::SharedClosure<Closure>> shared(
+            static_cast<impl::SharedClosure<Closure>*>(sharedObject(storage)));
         return callClosure(shared->closure, std::forward<Arguments>(arguments)...);
       },
-      [](std::byte* to, const std::byte* from) {
+      [](std::byte* to, const std::byte* from) noexcept {
         std::memcpy(to, from, sizeof(NSObject*));
         sharedObject(to)->retain();
       },
@@ -161,7 +186,7 @@ class Block<Result(Arguments...)> {
       [](std::byte* storage) noexcept { sharedObject(storage)->release(); }};
 
   const Operations* _operations = nullptr;
-  alignas(void*) mutable std::byte _storage[inlineSize];
+  alignas(void*) std::byte _storage[inlineSize];
 };
 
 }  // namespace JNFoundation

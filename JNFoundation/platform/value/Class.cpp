@@ -71,7 +71,8 @@ constexpr AccessorForm setterForms[] = {{"set", ":", true}, {"_set", ":", true}}
 SEL accessorNamed(std::string& name, const AccessorForm& form, std::string_view key) {
   name.assign(form.before).append(key).append(form.after);
   char& first = name[form.before.size()];
-  if (form.capitalized && first >= 'a' && first <= 'z') first = static_cast<char>(first - 'a' + 'A');
+  if (form.capitalized && first >= 'a' && first <= 'z')
+    first = static_cast<char>(first - 'a' + 'A');
   return SEL::ifKnown(name);
 }
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <atomic>
 #include <cstddef>
 #include <string_view>
@@ -19,48 +18,51 @@ namespace impl {
 
 struct ClassMembers;
 
-template <class T>
-struct ClassDepth {
-  static constexpr std::size_t value = ClassDepth<typename T::Superclass>::value + 1;
-};
-template <>
-struct ClassDepth<NSObject> {
-  static constexpr std::size_t value = 0;
-};
-
-/// The class objects from the root down to T, fixed at compile time.
-template <class T>
+/// The class objects from the root down to a class, fixed at compile time. A list of types and no
+/// function: a class template's class object may be asked for while another one's is being made.
+template <class... Classes>
 struct ClassLine {
-  static constexpr std::size_t size = ClassDepth<T>::value + 1;
-  static constexpr std::array<const Class*, size> make() {
-    std::array<const Class*, size> line{};
-    if constexpr (size > 1) {
-      const auto above = ClassLine<typename T::Superclass>::make();
-      for (std::size_t i = 0; i < above.size(); ++i) line[i] = above[i];
-    }
-    line[size - 1] = &T::classObject;
-    return line;
-  }
-  static constexpr std::array<const Class*, size> value = make();
+  static constexpr std::size_t depth = sizeof...(Classes) - 1;
+  static constexpr const Class* value[] = {&Classes::classObject...};
 };
 
-/// The unqualified name of T, taken from the compiler at compile time.
+template <class T, class... Below>
+struct LineFromRoot {
+  using type = typename LineFromRoot<typename T::Superclass, T, Below...>::type;
+};
+template <class... Below>
+struct LineFromRoot<NSObject, Below...> {
+  using type = ClassLine<NSObject, Below...>;
+};
+
+template <class T>
+constexpr std::string_view signatureNaming() {
+#if defined(_MSC_VER) && !defined(__clang__)
+  return __FUNCSIG__;
+#else
+  return __PRETTY_FUNCTION__;
+#endif
+}
+
+/// The name of T without what it is declared in, taken from the compiler at compile time.
 template <class T>
 constexpr std::string_view typeName() {
-#if defined(_MSC_VER) && !defined(__clang__)
-  std::string_view text = __FUNCSIG__;
-  text.remove_prefix(text.find("typeName<") + 9);
-  text.remove_suffix(text.size() - text.rfind(">(void)"));
-  if (text.substr(0, 6) == "class ") text.remove_prefix(6);
-  if (text.substr(0, 7) == "struct ") text.remove_prefix(7);
-#else
-  std::string_view text = __PRETTY_FUNCTION__;
-  text.remove_prefix(text.find("T = ") + 4);
-  text.remove_suffix(text.size() - text.find_first_of(";]"));
-#endif
-  const std::size_t qualifier = text.rfind("::", text.find('<'));
-  if (qualifier != std::string_view::npos) text.remove_prefix(qualifier + 2);
-  return text;
+  // The text around the name is the same for every type, so one known name shows where it ends.
+  constexpr std::string_view sample = signatureNaming<double>();
+  constexpr std::size_t before = sample.find("double");
+  std::string_view name = signatureNaming<T>();
+  name = name.substr(before, name.size() - (sample.size() - std::string_view("double").size()));
+  for (const std::string_view keyword : {"class ", "struct "}) {
+    if (name.substr(0, keyword.size()) == keyword) name.remove_prefix(keyword.size());
+  }
+  int brackets = 0;
+  for (std::size_t i = name.size(); i > 1; --i) {
+    const char character = name[i - 1];
+    if (character == '>' || character == ')' || character == ']') ++brackets;
+    if (character == '<' || character == '(' || character == '[') --brackets;
+    if (brackets == 0 && character == ':' && name[i - 2] == ':') return name.substr(i);
+  }
+  return name;
 }
 
 }  // namespace impl
@@ -75,7 +77,8 @@ class Class {
   /// The class object of T, whose ancestors are those of `T::Superclass`.
   template <class T>
   static constexpr Class of(std::string_view name) {
-    return Class(name, impl::ClassLine<T>::value.data(), ClassDepth<T>());
+    using Line = typename impl::LineFromRoot<T>::type;
+    return Class(name, Line::value, Line::depth);
   }
 
   Class(const Class&) = delete;
@@ -100,12 +103,21 @@ class Class {
   /// The operation that an instance runs for the selector, inherited ones included; null if none.
   const Method* instanceMethodForSelector(SEL selector) const noexcept;
 
-  /// The operation that the class itself runs for the selector, inherited ones included; or null.
+  /// The operation that the class itself runs for the selector, inherited ones included, and after
+  /// them those that every object answers; null if none.
   const Method* classMethodForSelector(SEL selector) const noexcept;
 
   bool instancesRespondToSelector(SEL selector) const noexcept {
     return instanceMethodForSelector(selector) != nullptr;
   }
+
+  /// The operation that reads the property of that name: the first of getKey, key, isKey and _key
+  /// that instances answer without an argument and with a result. Returns: null if there is none.
+  const Method* getterForKey(std::string_view key) const noexcept;
+
+  /// The operation that writes it: the first of setKey: and _setKey:. Returns: null if there is
+  /// none.
+  const Method* setterForKey(std::string_view key) const noexcept;
 
   friend bool operator==(const Class& left, const Class& right) noexcept { return &left == &right; }
 
@@ -114,12 +126,9 @@ class Class {
 
  private:
   friend class ClassMembersAccess;
-  template <class T>
-  using ClassDepth = impl::ClassDepth<T>;
 
-  template <class Depth>
-  constexpr Class(std::string_view name, const Class* const* line, Depth)
-      : _name(name), _line(line), _depth(Depth::value) {}
+  constexpr Class(std::string_view name, const Class* const* line, std::size_t depth)
+      : _name(name), _line(line), _depth(depth) {}
 
   std::string_view _name;
   const Class* const* _line;

@@ -30,7 +30,8 @@ void addMembers(const Class& cls, std::vector<Method> instanceMethods,
 template <class T>
 class ClassDeclaration {
  public:
-  ClassDeclaration() = default;
+  /// A class with nothing to declare can be found by its name all the same.
+  ClassDeclaration() { T::classObject.registerName(); }
 
   /// The declaration takes effect where it comes to rest.
   ClassDeclaration(const ClassDeclaration& other) : ClassDeclaration(other, other) {}
@@ -98,7 +99,6 @@ class ClassDeclaration {
 
  private:
   ClassDeclaration(const ClassDeclaration& from, const ClassDeclaration&) {
-    T::classObject.registerName();
     impl::addMembers(T::classObject, from._instanceMethods, from._classMethods, from._factory);
   }
 
@@ -112,8 +112,8 @@ class ClassDeclaration {
   template <class Returned, class... Arguments, class Function>
   ClassDeclaration& add(SEL selector, Function function) {
     _instanceMethods.push_back(impl::makeMethod<T, Returned, Arguments...>(
-        selector, [function](const Value& receiver, auto&&... arguments) -> Returned {
-          return (impl::receiverAs<T>(receiver).*
+        selector, [function, selector](const Value& receiver, auto&&... arguments) -> Returned {
+          return (impl::receiverAs<T>(receiver, selector).*
                   function)(std::forward<decltype(arguments)>(arguments)...);
         }));
     return *this;
@@ -123,8 +123,8 @@ class ClassDeclaration {
   ClassDeclaration& addFree(SEL selector, Returned (*function)(Receiver, Arguments...)) {
     using Type = std::remove_cvref_t<Receiver>;
     _instanceMethods.push_back(impl::makeMethod<T, Returned, Arguments...>(
-        selector, [function](const Value& receiver, auto&&... arguments) -> Returned {
-          return function(impl::receiverAs<Type>(receiver),
+        selector, [function, selector](const Value& receiver, auto&&... arguments) -> Returned {
+          return function(impl::receiverAs<Type>(receiver, selector),
                           std::forward<decltype(arguments)>(arguments)...);
         }));
     return *this;

@@ -31,9 +31,11 @@ class FormatArgument {
     } else if constexpr (std::is_enum_v<T>) {
       _kind = Kind::Number;
       _value = static_cast<std::underlying_type_t<T>>(argument);
+      _size = sizeof(T);
     } else if constexpr (std::is_arithmetic_v<T>) {
       _kind = Kind::Number;
       _value = argument;
+      _size = sizeof(T);
     } else if constexpr (std::is_pointer_v<T>) {
       _kind = Kind::Pointer;
       _pointer = argument;
@@ -51,9 +53,12 @@ class FormatArgument {
   const Value& value() const noexcept { return _value; }
   std::string_view text() const noexcept { return _text; }
   const void* pointer() const noexcept { return _pointer; }
+  /// The bytes of a number as it was given: they decide how a negative one looks to %x, %o and %u.
+  std::size_t size() const noexcept { return _size; }
 
  private:
   Kind _kind = Kind::Object;
+  std::uint8_t _size = sizeof(std::int64_t);
   Value _value;
   std::string_view _text;
   const void* _pointer = nullptr;

@@ -1,9 +1,10 @@
 #include "JNFoundation/platform/value/Method.h"
 
-#include <array>
+#include <vector>
 
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/NSString.h>
+#include <JNFoundation/platform/value/Runtime.h>
 
 namespace JNFoundation {
 
@@ -20,6 +21,10 @@ Value Method::invoke(const Value& receiver, std::span<const Value> arguments) co
 }
 
 namespace impl {
+
+void raiseReceiverMismatch(const Value& receiver, SEL selector) {
+  doesNotRecognizeSelector(receiver, selector);
+}
 
 void raiseArgumentMismatch(const Value& argument, std::string_view wanted) {
   raise(NSInvalidArgumentException, "an argument of class %s was given where a %s is needed",

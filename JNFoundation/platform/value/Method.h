@@ -1,10 +1,11 @@
 #pragma once
 
+#include <limits>
 #include <span>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <type_traits>
+#include <utility>
 
 #include <JNFoundation/platform/value/Block.h>
 #include <JNFoundation/platform/value/SEL.h>
@@ -17,6 +18,7 @@ namespace JNFoundation {
 /// Types are written in one character each: '@' object, 'v' nothing, 'B' boolean, 'c' 's' 'i' 'q'
 /// signed and 'C' 'S' 'I' 'Q' unsigned integers of 8 to 64 bits, 'f' 'd' floating point, '#' class,
 /// '*' text.
+/// Threads: any; a method never changes.
 class Method {
  public:
   using Invocation = Block<Value(const Value& receiver, std::span<const Value> arguments)>;
@@ -33,14 +35,17 @@ class Method {
   std::size_t numberOfArguments() const noexcept { return _argumentTypes.size() + 2; }
 
   /// The type of an argument in the same count, so the first of the operation's own is number 2.
+  /// Returns: NUL past the last one.
   char argumentType(std::size_t index) const noexcept {
-    return index == 0 ? '@' : index == 1 ? ':' : _argumentTypes[index - 2];
+    if (index < 2) return index == 0 ? '@' : ':';
+    return index - 2 < _argumentTypes.size() ? _argumentTypes[index - 2] : '\0';
   }
   char returnType() const noexcept { return _returnType; }
 
-  /// Runs the operation. Missing arguments are null.
-  /// Fails: raises NSInvalidArgumentException when an argument is of another kind than the
-  /// operation takes, or when there are too many.
+  /// Runs the operation. Missing arguments are null; null is 0 where a number is taken, and a
+  /// number out of the range of the type that is taken is held within it. Fails: raises
+  /// NSInvalidArgumentException when the receiver or an argument is of another kind than the
+  /// operation takes, or when there are too many arguments.
   Value invoke(const Value& receiver, std::span<const Value> arguments) const;
 
  private:
@@ -52,7 +57,17 @@ class Method {
 
 namespace impl {
 
+[[noreturn]] void raiseReceiverMismatch(const Value& receiver, SEL selector);
 [[noreturn]] void raiseArgumentMismatch(const Value& argument, std::string_view wanted);
+
+/// The number that is nearest within the range of the narrower type.
+template <class Narrow, class Wide>
+Narrow heldWithin(Wide number) {
+  using Limits = std::numeric_limits<Narrow>;
+  if (number < static_cast<Wide>(Limits::min())) return Limits::min();
+  if (number > static_cast<Wide>(Limits::max())) return Limits::max();
+  return static_cast<Narrow>(number);
+}
 
 /// How a C++ type crosses the boundary of a declared operation.
 template <class T, class = void>
@@ -94,9 +109,9 @@ struct RuntimeType<T, std::enable_if_t<std::is_arithmetic_v<T>>> {
     } else if constexpr (std::is_floating_point_v<T>) {
       return static_cast<T>(value.doubleValue());
     } else if constexpr (std::is_signed_v<T>) {
-      return static_cast<T>(value.longLongValue());
+      return heldWithin<T>(value.longLongValue());
     } else {
-      return static_cast<T>(value.unsignedLongLongValue());
+      return heldWithin<T>(value.unsignedLongLongValue());
     }
   }
   static Value toValue(T number) { return Value(number); }
@@ -113,7 +128,10 @@ struct RuntimeType<T, std::enable_if_t<std::is_enum_v<T>>> {
 template <>
 struct RuntimeType<const Class*> {
   static constexpr char encoding = '#';
-  static const Class* fromValue(const Value& value) { return value.classValue(); }
+  static const Class* fromValue(const Value& value) {
+    if (!value.isNull() && !value.classValue()) raiseArgumentMismatch(value, "class");
+    return value.classValue();
+  }
   static Value toValue(const Class* cls) { return cls ? Value(*cls) : Value(); }
 };
 
@@ -127,11 +145,13 @@ struct RuntimeType<
 
 /// The receiver of an operation of T: the object itself, or the value where T is stored inline.
 template <class T>
-decltype(auto) receiverAs(const Value& receiver) {
+decltype(auto) receiverAs(const Value& receiver, SEL selector) {
   if constexpr (std::is_same_v<T, Value>) {
     return receiver;
   } else {
-    return *static_cast<T*>(receiver.object());
+    T* object = as<T>(receiver);
+    if (!object) raiseReceiverMismatch(receiver, selector);
+    return *object;
   }
 }
 

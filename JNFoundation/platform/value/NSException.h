@@ -64,7 +64,11 @@ class NSException : public NSObject {
 /// What is thrown when an NSException is raised.
 class Raised : public std::exception {
  public:
+  /// Requires: not null.
   explicit Raised(Ref<NSException> exception) noexcept : _exception(std::move(exception)) {}
+  // Never moved from, so that it never loses its exception.
+  Raised(const Raised&) noexcept = default;
+  Raised& operator=(const Raised&) noexcept = default;
 
   /// Never null.
   const Ref<NSException>& exception() const noexcept { return _exception; }

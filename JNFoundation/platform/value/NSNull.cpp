@@ -15,8 +15,11 @@ const ClassDeclaration<NSNull> declaration =
 }  // namespace
 
 const Ref<NSNull>& NSNull::null() noexcept {
-  static const Ref<NSNull>* marker = new Ref<NSNull>(Ref<NSNull>::adopt(new NSNull));
-  return *marker;
+  static const Ref<NSNull>& marker = []() -> const Ref<NSNull>& {
+    impl::excludeFromLiveObjects();
+    return *new Ref<NSNull>(Ref<NSNull>::adopt(new NSNull));  // outlives every static object
+  }();
+  return marker;
 }
 
 Ref<NSString> NSNull::description() const { return "<null>"_s; }

@@ -41,9 +41,4 @@ class NSNumber : public NSObject {
   NSNumber() = default;
 };
 
-inline bool Value::isNumber() const noexcept {
-  if (_kind == Kind::Object) return _object->class_().isSubclassOf(NSNumber::classObject);
-  return _kind >= Kind::Boolean && _kind <= Kind::Double;
-}
-
 }  // namespace JNFoundation

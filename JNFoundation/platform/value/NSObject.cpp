@@ -1,7 +1,9 @@
 #include "JNFoundation/platform/value/NSObject.h"
 
+#include <utility>
 #include <vector>
 
+#include <JNFoundation/platform/text/Hash.h>
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/FatalError.h>
 #include <JNFoundation/platform/value/NSException.h>
@@ -15,16 +17,22 @@ constinit const Class NSObject::classObject = Class::of<NSObject>("NSObject");
 
 namespace {
 
+/// A class is its own class.
+const Class* classOf(const Value& value) {
+  return value.classValue() ? value.classValue() : value.class_();
+}
+
+/// What inline values answer as well takes the receiver as a value.
 const ClassDeclaration<NSObject> declaration =
     ClassDeclaration<NSObject>()
-        .operation("description", &NSObject::description)
-        .operation("copy", &NSObject::copy)
+        .operation("description", [](const Value& self) { return self.description(); })
+        .operation("copy", [](const Value& self) { return self.copy(); })
         .operation("mutableCopy", &NSObject::mutableCopy)
         .operation("isEqual:", [](const Value& self, const Value& other) { return self == other; })
         .operation("hash", [](const Value& self) { return static_cast<NSUInteger>(self.hash()); })
         .operation("self", [](const Value& self) { return self; })
-        .operation("class", [](const Value& self) { return self.class_(); })
-        .operation("superclass", [](const Value& self) { return self.class_()->superclass(); })
+        .operation("class", [](const Value& self) { return classOf(self); })
+        .operation("superclass", [](const Value& self) { return classOf(self)->superclass(); })
         .operation("valueForKey:", &NSObject::valueForKey)
         .operation("setValue:forKey:", &NSObject::setValueForKey);
 
@@ -32,12 +40,14 @@ const ClassDeclaration<NSObject> declaration =
 /// a chain of a million objects off the native stack, and short chains in their natural order.
 constexpr int destructionDepthLimit = 48;
 
+/// Needs no destruction itself: objects go until the very end of a thread and of the process.
 struct Destruction {
-  int depth = 0;
-  std::vector<const NSObject*> waiting;
+  int depth;
+  /// Null while none waits.
+  std::vector<const NSObject*>* waiting;
 };
 
-thread_local Destruction destruction;
+constinit thread_local Destruction destruction{0, nullptr};
 
 #if JN_COUNT_OBJECTS
 std::atomic<std::int64_t> liveObjects{0};
@@ -51,55 +61,55 @@ NSObject::NSObject() noexcept { liveObjects.fetch_add(1, std::memory_order_relax
 std::int64_t impl::liveObjectCount() noexcept {
   return liveObjects.load(std::memory_order_relaxed);
 }
+
+void impl::excludeFromLiveObjects() noexcept {
+  liveObjects.fetch_sub(1, std::memory_order_relaxed);
+}
 #endif
 
 NSObject::~NSObject() {
 #if JN_COUNT_OBJECTS
   liveObjects.fetch_sub(1, std::memory_order_relaxed);
 #endif
-  SideRecord* record = SideRecordAccess::existing(*this);
-  if (!record) return;
-  std::vector<SideRecord::Association> associations;
-  std::unique_ptr<std::recursive_mutex> mutex;
-  {
-    SideRecord::Locked locked(*record);
-    record->object = nullptr;
-    associations.swap(record->associations);
-    mutex.swap(record->mutex);
+  if (SideRecord* record = SideRecordAccess::existing(*this)) SideRecordAccess::retire(*record);
+  if (_references.load(std::memory_order_relaxed) > beingDestroyed) {
+    fatalError("an object was retained while it was being destroyed and not released again");
   }
-  record->letGo();
 }
 
 void NSObject::destroy() const noexcept {
   std::atomic_thread_fence(std::memory_order_acquire);
   // From here on no weak reference finds the object, and a reference taken and dropped by its own
   // destructor does not destroy it again.
-  _references.store(0x80000000u, std::memory_order_relaxed);
+  _references.store(beingDestroyed, std::memory_order_relaxed);
   if (SideRecord* record = SideRecordAccess::existing(*this)) {
     SideRecord::Locked locked(*record);
     record->object = nullptr;
   }
   Destruction& state = destruction;
-  if (state.depth >= destructionDepthLimit) {
-    state.waiting.push_back(this);
+  if (state.depth == destructionDepthLimit) {
+    if (!state.waiting) state.waiting = new std::vector<const NSObject*>;
+    state.waiting->push_back(this);
     return;
   }
   ++state.depth;
   delete this;
-  if (state.depth == 1) {
-    while (!state.waiting.empty()) {
-      const NSObject* next = state.waiting.back();
-      state.waiting.pop_back();
+  if (state.depth == 1 && state.waiting) {
+    while (!state.waiting->empty()) {
+      const NSObject* next = state.waiting->back();
+      state.waiting->pop_back();
       delete next;
     }
-    if (state.waiting.capacity() > 4096) std::vector<const NSObject*>().swap(state.waiting);
+    delete std::exchange(state.waiting, nullptr);
   }
   --state.depth;
 }
 
 bool NSObject::isEqual(const Value& other) const { return other.object() == this; }
 
-std::size_t NSObject::hash() const { return std::hash<const void*>()(this) >> 4; }
+std::size_t NSObject::hash() const {
+  return static_cast<std::size_t>(mixHash(reinterpret_cast<std::uintptr_t>(this)));
+}
 
 Ref<NSString> NSObject::description() const {
   return NSString::stringWithFormat("<%s: %p>", class_().name(), static_cast<const void*>(this));

@@ -18,7 +18,9 @@ class Value;
 ///
 /// Objects live on the heap and are shared through `Ref`; the count is atomic, so the last
 /// reference may go on any thread. Destruction never nests deeply, however long a chain of objects
-/// is. Threads: counting is safe everywhere; the rest is up to the class.
+/// is: what would nest further waits until the outermost destruction on the thread has finished. A
+/// destructor may share its object for as long as it runs, and no longer.
+/// Threads: counting is safe everywhere; the rest is up to the class.
 class NSObject {
  public:
   static const Class classObject;
@@ -80,6 +82,9 @@ class NSObject {
  private:
   friend class SideRecordAccess;
 
+  /// What the count starts from during destruction; no object has that many references.
+  static constexpr std::uint32_t beingDestroyed = 0x80000000u;
+
   void destroy() const noexcept;
 
   /// 1 at birth: `makeObject` adopts that reference.
@@ -104,8 +109,14 @@ class Concrete final : public T {
 };
 
 #if JN_COUNT_OBJECTS
-/// How many objects are alive. Only in builds that count them.
+/// How many objects are alive, without those that stay for the life of the process. Only in builds
+/// that count them.
 std::int64_t liveObjectCount() noexcept;
+
+/// Stops counting one object: it will never be released.
+void excludeFromLiveObjects() noexcept;
+#else
+inline void excludeFromLiveObjects() noexcept {}
 #endif
 
 }  // namespace impl

@@ -1,7 +1,7 @@
 #include "JNFoundation/platform/value/NSString.h"
 
+#include <algorithm>
 #include <array>
-#include <cstring>
 #include <limits>
 #include <mutex>
 #include <new>
@@ -99,7 +99,7 @@ Ref<NSString> NSString::make(std::string_view wellFormed, std::size_t length) {
   auto* string = new (memory)
       NSString(static_cast<std::uint32_t>(wellFormed.size()), static_cast<std::uint32_t>(length));
   char* text = reinterpret_cast<char*>(string + 1);
-  std::memcpy(text, wellFormed.data(), wellFormed.size());
+  std::copy(wellFormed.begin(), wellFormed.end(), text);
   text[wellFormed.size()] = '\0';
   return Ref<NSString>::adopt(string);
 }
@@ -130,6 +130,7 @@ Ref<NSString> NSString::interned(std::string_view text) {
   if (NSString* known = findInterned(part, hash, text)) return known;
   fresh->_interned = 1;
   part.byHash.emplace(hash, Ref<NSString>(fresh).leak());
+  impl::excludeFromLiveObjects();
   return fresh;
 }
 
@@ -138,10 +139,6 @@ NSString* NSString::internedIfPresent(std::string_view text) noexcept {
   InternTable::Part& part = InternTable::shared().partFor(hash);
   std::shared_lock lock(part.mutex);
   return findInterned(part, hash, text);
-}
-
-Ref<NSString> literals::operator""_s(const char* text, std::size_t size) {
-  return NSString::interned({text, size});
 }
 
 std::uint64_t NSString::contentHashOf(std::string_view wellFormed) noexcept {
@@ -156,12 +153,16 @@ std::uint64_t NSString::computeHash() const noexcept {
   return hash;
 }
 
+std::size_t NSString::offsetOf(NSUInteger index) const noexcept {
+  return _length == _size ? index : offsetOfCodePoint(utf8(), index);
+}
+
 char32_t NSString::characterAtIndex(NSUInteger index) const {
   if (index >= _length) {
     raise(NSRangeException, "-[%s characterAtIndex:]: Index %llu out of bounds; string length %llu",
           class_().name(), index, NSUInteger(_length));
   }
-  std::size_t offset = _length == _size ? index : offsetOfCodePoint(utf8(), index);
+  std::size_t offset = offsetOf(index);
   return nextCodePoint(utf8(), offset);
 }
 
@@ -211,29 +212,27 @@ Ref<NSString> NSString::uppercaseString() const { return fromText(uppercased(utf
 Ref<NSString> NSString::lowercaseString() const { return fromText(lowercased(utf8())); }
 
 Ref<NSString> NSString::capitalizedString() const {
-  // Each word, as white space divides them: the first letter in upper case, the rest in lower.
+  // Each word, as white space divides them: the first letter in title case, the rest in lower.
+  constexpr std::string_view space = " \t\r\n\v\f";
   std::string result;
   const std::string text = lowercased(utf8());
-  std::size_t begin = 0;
-  while (begin < text.size()) {
-    std::size_t end = text.find_first_of(" \t\r\n", begin);
-    if (end == std::string::npos) end = text.size();
-    std::size_t rest = begin;
-    if (rest < end) {
-      nextCodePoint(text, rest);
-      result += uppercased(std::string_view(text).substr(begin, rest - begin));
-      result.append(text, rest, end - rest);
-    }
-    if (end < text.size()) result += text[end];
-    begin = end + 1;
+  std::string_view rest = text;
+  while (!rest.empty()) {
+    const std::size_t word = std::min(rest.find_first_of(space), rest.size());
+    result += capitalizedFirst(rest.substr(0, word));
+    const std::size_t next = std::min(rest.find_first_not_of(space, word), rest.size());
+    result += rest.substr(word, next - word);
+    rest.remove_prefix(next);
   }
   return fromText(result);
 }
 
 Ref<NSString> NSString::stringByAppendingString(const Ref<NSString>& other) const {
-  std::string text(utf8());
-  text += comparable(other, "stringByAppendingString:");
-  return fromText(text);
+  const std::string_view appended = comparable(other, "stringByAppendingString:");
+  std::string text;
+  text.reserve(_size + appended.size());
+  text.append(utf8()).append(appended);
+  return make(text, std::size_t{_length} + other->_length);
 }
 
 Ref<NSString> NSString::substringToIndex(NSUInteger index) const {
@@ -241,7 +240,7 @@ Ref<NSString> NSString::substringToIndex(NSUInteger index) const {
     raise(NSRangeException, "-[%s substringToIndex:]: Index %llu out of bounds; string length %llu",
           class_().name(), index, NSUInteger(_length));
   }
-  return fromText(utf8().substr(0, offsetOfCodePoint(utf8(), index)));
+  return make(utf8().substr(0, offsetOf(index)), index);
 }
 
 Ref<NSString> NSString::substringFromIndex(NSUInteger index) const {
@@ -250,7 +249,7 @@ Ref<NSString> NSString::substringFromIndex(NSUInteger index) const {
           "-[%s substringFromIndex:]: Index %llu out of bounds; string length %llu",
           class_().name(), index, NSUInteger(_length));
   }
-  return fromText(utf8().substr(offsetOfCodePoint(utf8(), index)));
+  return make(utf8().substr(offsetOf(index)), _length - index);
 }
 
 Ref<NSString> NSString::stringByTrimmingWhitespace() const {

@@ -26,16 +26,18 @@ class NSString final : public NSObject {
   static Ref<NSString> string();
   static Ref<NSString> stringWithString(const Ref<NSString>& other) { return other; }
 
-  /// Mends ill-formed UTF-8. Fails: raises NSInvalidArgumentException beyond 4 GiB.
+  /// Mends ill-formed UTF-8. Fails: raises NSInvalidArgumentException from 2 GiB on.
   static Ref<NSString> fromText(std::string_view text);
 
   /// Returns: null for a null pointer and for ill-formed UTF-8.
   static Ref<NSString> stringWithUTF8String(const char* text);
 
-  /// Formats as the platform does: %@ takes any value, %s text, %p an address, %d %i %u %x %o %c
-  /// %ld %lu %lld %llu %zu integers, %f %e %g floating point, %% a percent sign; flags, width and
-  /// precision as in C. The arguments know their types, so the length letters are read and ignored.
-  /// An argument of the wrong kind or a missing one reads as 0 or "(null)".
+  /// Formats as the platform does: %@ takes any value, %s text, %p an address, %d %i %u %x %o %ld
+  /// %lu %lld %llu %zu integers, %c the number of a character, %f %e %g floating point, %% is a
+  /// percent sign; flags, width, precision, "*" and places ("%2$@") as in C, widths of text in code
+  /// points, at most 4096. The arguments know their types, so the length letters are read and
+  /// ignored. An argument of the wrong kind or a missing one reads as 0 or "(null)"; what is no
+  /// conversion stays as it is written.
   template <class... Arguments>
   static Ref<NSString> stringWithFormat(std::string_view format, const Arguments&... arguments) {
     const FormatArgument list[] = {FormatArgument(arguments)..., FormatArgument(nullptr)};
@@ -108,7 +110,7 @@ class NSString final : public NSObject {
   /// Equality with another string of the library, quickly.
   bool hasContentOf(const NSString& other) const noexcept {
     return this == &other ||
-           (_size == other._size && contentHash() == other.contentHash() && utf8() == other.utf8());
+           (_size == other._size && !isHashedUnlike(other) && utf8() == other.utf8());
   }
   bool isInterned() const noexcept { return _interned; }
 
@@ -120,6 +122,14 @@ class NSString final : public NSObject {
   static void* operator new(std::size_t, void* memory) noexcept { return memory; }
 
   static Ref<NSString> make(std::string_view wellFormed, std::size_t length);
+  /// Whether known hashes tell the two apart already.
+  bool isHashedUnlike(const NSString& other) const noexcept {
+    const std::uint64_t left = _hash.load(std::memory_order_relaxed);
+    const std::uint64_t right = other._hash.load(std::memory_order_relaxed);
+    return left != right && left != 0 && right != 0;
+  }
+  /// Where the code point of that index starts; the end for one past the last.
+  std::size_t offsetOf(NSUInteger index) const noexcept;
   const char* text() const noexcept { return reinterpret_cast<const char*>(this + 1); }
   std::uint64_t computeHash() const noexcept;
 
@@ -129,14 +139,29 @@ class NSString final : public NSObject {
   std::uint32_t _interned : 1 = 0;
 };
 
-inline bool Value::isString() const noexcept {
-  return _kind == Kind::Object && _object->class_().isSubclassOf(NSString::classObject);
-}
+namespace impl {
+
+/// The characters of a literal, as a template's argument.
+template <std::size_t Size>
+struct LiteralText {
+  constexpr LiteralText(const char (&literal)[Size]) {
+    for (std::size_t i = 0; i < Size; ++i) text[i] = literal[i];
+  }
+  constexpr std::string_view view() const { return {text, Size - 1}; }
+  char text[Size];
+};
+
+}  // namespace impl
 
 inline namespace literals {
 
-/// An interned string: "name"_s is one object however often it is written.
-Ref<NSString> operator""_s(const char* text, std::size_t size);
+/// An interned string: "name"_s is one object however often it is written, and costs nothing after
+/// its first use. Lives as long as the process.
+template <impl::LiteralText literal>
+const Ref<NSString>& operator""_s() {
+  static const Ref<NSString>& string = *new Ref<NSString>(NSString::interned(literal.view()));
+  return string;
+}
 
 }  // namespace literals
 }  // namespace JNFoundation

@@ -13,12 +13,17 @@ class NSString;
 
 /// What a protocol class (an abstract class that objects adopt beside their own class) derives
 /// from: it leads from the protocol to the object that adopts it. `Subclass` implements it.
+///
+///     class Feeding : public NSObjectProtocol {
+///      public:
+///       virtual void feed(NSInteger portions) = 0;
+///     };
 class NSObjectProtocol {
  public:
   virtual NSObject* protocolObject() noexcept = 0;
 
  protected:
-  ~NSObjectProtocol() = default;
+  virtual ~NSObjectProtocol() = default;
 };
 
 namespace impl {
@@ -67,11 +72,12 @@ class Ref {
   requires std::convertible_to<U*, T*> Ref(Ref<U>&& other)
   noexcept : _object(other.leak()) {}
 
-  /// From C++ text, where T is NSString. Ill-formed UTF-8 is mended, see NSString.
+  /// From C++ text, where T is NSString. Ill-formed UTF-8 is mended, see NSString; a null pointer
+  /// becomes null.
   template <class Text>
   requires(std::is_same_v<T, NSString>&& std::convertible_to<const Text&, std::string_view>)
       Ref(const Text& text)
-      : Ref(T::fromText(std::string_view(text))) {}
+      : Ref(fromText(text)) {}
 
   ~Ref() { release(); }
 
@@ -112,6 +118,14 @@ class Ref {
   }
 
  private:
+  template <class Text>
+  static Ref fromText(const Text& text) {
+    if constexpr (std::is_pointer_v<Text>) {
+      if (!text) return nullptr;
+    }
+    return T::fromText(std::string_view(text));
+  }
+
   void retain() const noexcept {
     if (_object) impl::retainObject(impl::objectOf(_object));
   }

@@ -7,15 +7,28 @@
 #include <JNFoundation/platform/value/impl/SideRecord.h>
 
 namespace JNFoundation {
+namespace {
+
+/// What the receiver runs for the selector. Returns: null if there is nothing.
+const Method* methodOf(const Value& receiver, SEL selector) noexcept {
+  if (receiver.isNull()) return nullptr;
+  const Class* cls = receiver.classValue();
+  return cls ? cls->classMethodForSelector(selector)
+             : receiver.class_()->instanceMethodForSelector(selector);
+}
+
+}  // namespace
 
 Value performSelectorWithArguments(const Value& receiver, SEL selector,
                                    std::span<const Value> arguments) {
+  const Method* method = methodOf(receiver, selector);
+  if (method) {
+    // The operation may drop the last reference that the caller has to the receiver.
+    const Value held = receiver;
+    return method->invoke(held, arguments);
+  }
   if (receiver.isNull()) return nullptr;
-  const Class* cls = receiver.classValue();
-  const Method* method = cls ? cls->classMethodForSelector(selector)
-                             : receiver.class_()->instanceMethodForSelector(selector);
-  if (!method) doesNotRecognizeSelector(receiver, selector);
-  return method->invoke(receiver, arguments);
+  doesNotRecognizeSelector(receiver, selector);
 }
 
 bool respondsToSelector(const Value& receiver, SEL selector) {
@@ -45,18 +58,16 @@ void objc_setAssociatedObject(const NSObject* object, const void* key, const Val
     fresh.value = value;
   }
   SideRecord& record = SideRecordAccess::of(*object);
-  {
-    SideRecord::Locked locked(record);
-    auto& list = record.associations;
-    const auto found =
-        std::find_if(list.begin(), list.end(), [&](const auto& known) { return known.key == key; });
-    if (found == list.end()) {
-      if (!value.isNull()) list.push_back(std::move(fresh));
-    } else {
-      // What was attached before is released after the lock: its end may run any code.
-      std::swap(*found, fresh);
-      if (value.isNull()) list.erase(found);
-    }
+  // What was attached before goes after the lock, into `fresh`: its end may run any code.
+  SideRecord::Locked locked(record);
+  auto& list = record.associations;
+  const auto found =
+      std::find_if(list.begin(), list.end(), [&](const auto& known) { return known.key == key; });
+  if (found != list.end()) {
+    std::swap(*found, fresh);
+    if (value.isNull()) list.erase(found);
+  } else if (!value.isNull() && !record.retired) {
+    list.push_back(std::move(fresh));
   }
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <functional>
+#include <cstddef>
 #include <string_view>
 
 namespace JNFoundation {
@@ -15,7 +15,11 @@ class SEL {
 
   /// The selector of that name; an empty name gives the null selector.
   SEL(std::string_view name);
-  SEL(const char* name) : SEL(std::string_view(name)) {}
+  SEL(const char* name) : SEL(name ? std::string_view(name) : std::string_view()) {}
+
+  /// The selector of that name if the program has named it before, the null selector otherwise. For
+  /// names that come from data: a selector is never forgotten again.
+  static SEL ifKnown(std::string_view name) noexcept;
 
   /// Returns: empty text for the null selector. Lives as long as the process.
   std::string_view name() const noexcept;

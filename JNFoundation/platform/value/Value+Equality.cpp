@@ -88,12 +88,12 @@ bool Value::isEqual(const Value& other) const {
     if (other._kind == Kind::Object && _object == other._object) return true;
     return other._kind != Kind::Null && _object->isEqual(other);
   }
-  if (other._kind == Kind::Object) return isNumber() && other._object->isEqual(*this);
+  if (other._kind == Kind::Object) return !isNull() && other._object->isEqual(*this);
   if (ValueEquality::isInlineNumber(_kind) && ValueEquality::isInlineNumber(other._kind)) {
     return ValueEquality::orderInlineNumbers(*this, other) == NSOrderedSame;
   }
   if (_kind != other._kind) return false;
-  if (_kind == Kind::Date) return _double == other._double;
+  if (_kind == Kind::Date) return ValueEquality::orderDoubles(_double, other._double) == 0;
   return _kind == Kind::Null || _integer == other._integer;
 }
 
@@ -111,7 +111,7 @@ std::size_t Value::hash() const {
     case Kind::Date:
       return impl::hashOfDouble(_double);
     case Kind::Class:
-      return std::hash<const void*>()(_class) >> 4;
+      return static_cast<std::size_t>(mixHash(reinterpret_cast<std::uintptr_t>(_class)));
     case Kind::Object:
       return _object->hash();
   }
@@ -121,14 +121,15 @@ std::size_t Value::hash() const {
 NSComparisonResult Value::compare(const Value& other) const {
   if (isNull() || other.isNull()) return ValueEquality::order(!isNull(), !other.isNull());
   if (isNumber() && other.isNumber()) return ValueEquality::orderNumbers(*this, other);
-  if (isDate() && other.isDate()) return ValueEquality::order(_double, other._double);
+  if (isDate() && other.isDate()) return ValueEquality::orderDoubles(_double, other._double);
   const NSString* left = as<NSString>(*this);
   const NSString* right = as<NSString>(other);
   if (left && right) {
     return ValueEquality::order(left->utf8().compare(right->utf8()), 0);
   }
   static const SEL compareSelector("compare:");
-  if (_kind == Kind::Object && !left && respondsToSelector(compareSelector)) {
+  // Text and numbers have a compare: that leads here.
+  if (_kind == Kind::Object && !left && !isNumber() && respondsToSelector(compareSelector)) {
     return static_cast<NSComparisonResult>(
         performSelector(*this, compareSelector, other).integerValue());
   }

@@ -52,7 +52,7 @@ Value::Value(const char* text) : Value() {
   if (text) Value(NSString::fromText(text)).swap(*this);
 }
 
-const Class* Value::class_() const noexcept {
+const Class* Value::inlineClass() const noexcept {
   switch (_kind) {
     case Kind::Null:
       return nullptr;
@@ -68,9 +68,19 @@ const Class* Value::class_() const noexcept {
     case Kind::Class:
       return &NSObject::classObject;
     case Kind::Object:
-      return &_object->class_();
+      break;
   }
   return nullptr;
+}
+
+void Value::raiseNotADate() const { doesNotRecognizeSelector(*this, "timeIntervalSince1970"); }
+
+bool Value::isNumberObject() const noexcept {
+  return _object->class_().isSubclassOf(NSNumber::classObject);
+}
+
+bool Value::isStringObject() const noexcept {
+  return _object->class_().isSubclassOf(NSString::classObject);
 }
 
 bool Value::isNSNull() const noexcept {
@@ -105,7 +115,7 @@ std::uint64_t Value::unsignedLongLongValue() const {
       return 0;
     case Kind::Boolean:
     case Kind::Integer:
-      return static_cast<std::uint64_t>(_integer);
+      return _integer < 0 ? 0 : static_cast<std::uint64_t>(_integer);
     case Kind::Unsigned:
       return static_cast<std::uint64_t>(_integer);
     case Kind::Float:
@@ -190,13 +200,15 @@ Ref<NSString> Value::stringValue() const {
 Ref<NSString> Value::description() const {
   switch (_kind) {
     case Kind::Null:
-      return "(null)";
+      return "(null)"_s;
     case Kind::Date:
       return NSString::fromText(dateDescription(_double));
     case Kind::Class:
       return NSString::fromText(_class->name());
-    case Kind::Object:
-      return _object->description();
+    case Kind::Object: {
+      Ref<NSString> text = _object->description();
+      return text ? text : "(null)"_s;
+    }
     default:
       return stringValue();
   }

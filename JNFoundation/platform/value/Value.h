@@ -114,11 +114,14 @@ class Value {
   explicit operator bool() const noexcept { return _kind != Kind::Null; }
 
   /// A number of any representation, booleans and decimal numbers included.
-  bool isNumber() const noexcept;
+  bool isNumber() const noexcept {
+    return _kind == Kind::Object ? isNumberObject()
+                                 : _kind >= Kind::Boolean && _kind <= Kind::Double;
+  }
   bool isBoolean() const noexcept { return _kind == Kind::Boolean; }
   bool isDate() const noexcept { return _kind == Kind::Date; }
   bool isObject() const noexcept { return _kind == Kind::Object; }
-  bool isString() const noexcept;
+  bool isString() const noexcept { return _kind == Kind::Object && isStringObject(); }
   /// The null marker NSNull, which is not null.
   bool isNSNull() const noexcept;
 
@@ -126,7 +129,9 @@ class Value {
   NSObject* object() const noexcept { return _kind == Kind::Object ? _object : nullptr; }
 
   /// The class of what is held. Returns: null for null; the root class for a class.
-  const JNFoundation::Class* class_() const noexcept;
+  const JNFoundation::Class* class_() const noexcept {
+    return _kind == Kind::Object ? &_object->class_() : inlineClass();
+  }
 
   /// The class held. Returns: null if this is not a class.
   const JNFoundation::Class* classValue() const noexcept {
@@ -134,8 +139,9 @@ class Value {
   }
 
   // Numbers and text answer these alike, as the platform's do: text by its numeric prefix, null
-  // with 0. Out of range clamps, fractions truncate toward zero, not-a-number reads as 0. Fails:
-  // anything else raises NSInvalidArgumentException (unrecognized selector).
+  // with 0. Out of range clamps (a negative number to an unsigned 0), fractions truncate toward
+  // zero, not-a-number reads as 0, and as true. Fails: anything else raises
+  // NSInvalidArgumentException (unrecognized selector).
   std::int64_t longLongValue() const;
   NSInteger integerValue() const { return longLongValue(); }
   std::uint64_t unsignedLongLongValue() const;
@@ -146,12 +152,19 @@ class Value {
   /// Decimal text of a number; a string itself; null for null.
   Ref<NSString> stringValue() const;
 
-  /// Seconds between 1970-01-01 00:00:00 UTC and the date held. Requires: isDate().
-  NSTimeInterval timeIntervalSince1970() const noexcept { return _double; }
+  /// Seconds between 1970-01-01 00:00:00 UTC and the date held. Fails: raises
+  /// NSInvalidArgumentException (unrecognized selector) for anything but a date.
+  NSTimeInterval timeIntervalSince1970() const {
+    if (_kind != Kind::Date) raiseNotADate();
+    return _double;
+  }
 
+  /// By value: numbers by their numeric value whatever their representation, objects as their class
+  /// decides. Null equals only null; not-a-number equals itself, so that it can be found again.
   bool isEqual(const Value& other) const;
   std::size_t hash() const;
-  /// Numeric, literal or chronological order; booleans count as 0 and 1; null is first.
+  /// Numeric, literal or chronological order; booleans count as 0 and 1; null is first, and
+  /// not-a-number before every number. Objects of other classes are ordered by their `compare:`.
   /// Fails: raises NSInvalidArgumentException for kinds that have no common order.
   NSComparisonResult compare(const Value& other) const;
 
@@ -168,6 +181,9 @@ class Value {
   }
 
  private:
+  bool isNumberObject() const noexcept;
+  bool isStringObject() const noexcept;
+
   static Value retained(NSObject* object) noexcept {
     if (object) object->retain();
     return adopted(object);
@@ -180,7 +196,9 @@ class Value {
     }
     return value;
   }
-  /// The inline integers in the order of their kinds' numbers; see Value+Equality.cpp.
+  const JNFoundation::Class* inlineClass() const noexcept;
+  [[noreturn]] void raiseNotADate() const;
+
   friend struct ValueEquality;
 
   union {
@@ -207,7 +225,7 @@ bool isKindOf(const NSObject& object) noexcept {
 }
 
 /// The object held, as a T, borrowed from the value. Returns: null if it is null or of another
-/// kind. Numbers and dates are no objects: read them through Value.
+/// kind. Numbers and dates are no objects: read them through Value. Takes constant time.
 template <std::derived_from<NSObject> T>
 T* as(const Value& value) noexcept {
   NSObject* object = value.object();

@@ -37,22 +37,28 @@ class WeakObject {
 ///     Weak<View> weak(view);
 ///     if (Ref<View> strong = weak.load()) strong->reload();
 ///
+/// T is a class or a protocol. Weak references to an object in its own destructor read as null too.
 /// Threads: like `Ref`; loading is safe while another thread lets the object die.
 template <class T>
 class Weak {
  public:
   Weak() noexcept = default;
   Weak(std::nullptr_t) noexcept {}
-  Weak(T* object) : _weak(object) {}
+  Weak(T* object) : _weak(impl::objectOf(object)), _object(object) {}
   template <class U>
-  requires std::convertible_to<U*, T*> Weak(const Ref<U>& object) : _weak(object.get()) {}
+  requires std::convertible_to<U*, T*> Weak(const Ref<U>& object) : Weak(object.get()) {}
 
   /// Returns: null when the object has gone, or when there never was one.
-  Ref<T> load() const noexcept { return Ref<T>::adopt(static_cast<T*>(_weak.load().leak())); }
-  void reset() noexcept { _weak.reset(); }
+  Ref<T> load() const noexcept {
+    // What is counted is the object, whichever of its types leads to it.
+    return _weak.load().leak() ? Ref<T>::adopt(_object) : nullptr;
+  }
+  void reset() noexcept { *this = Weak(); }
 
  private:
   WeakObject _weak;
+  /// Means something only while `_weak` loads.
+  T* _object = nullptr;
 };
 
 }  // namespace JNFoundation

@@ -1,6 +1,7 @@
 #include "JNFoundation/platform/value/impl/SideRecord.h"
 
 #include <array>
+#include <bit>
 #include <memory>
 
 #include <JNFoundation/platform/value/FatalError.h>
@@ -33,29 +34,41 @@ class RecordPool {
   }
 
   SideRecord& at(std::uint32_t number) noexcept {
-    const std::uint32_t position = number - 1;
-    SideRecord* chunk = _chunks[position / chunkSize].load(std::memory_order_acquire);
-    return chunk[position % chunkSize];
+    const auto [chunk, position] = placeOf(number);
+    return _chunks[chunk].load(std::memory_order_acquire)[position];
   }
 
  private:
-  static constexpr std::uint32_t chunkSize = 1024;
-  static constexpr std::uint32_t chunkLimit = 1u << 18;
+  /// Each chunk is as large as all before it together, so that a few suffice for every number.
+  static constexpr std::uint32_t firstChunkSize = 512;
+  static constexpr std::uint32_t chunkLimit = 22;
+
+  struct Place {
+    std::uint32_t chunk;
+    std::uint32_t position;
+  };
+  /// The numbers from firstChunkSize to twice that are chunk 0, the next doubling chunk 1, and so
+  /// on: 0 stays free for "no record".
+  static Place placeOf(std::uint32_t number) noexcept {
+    const auto chunk = static_cast<std::uint32_t>(std::bit_width(number / firstChunkSize)) - 1;
+    return {chunk, number - (firstChunkSize << chunk)};
+  }
 
   void grow() {
-    if (_count == chunkLimit) fatalError("too many objects have weak references");
-    auto chunk = std::make_unique<SideRecord[]>(chunkSize);
-    for (std::uint32_t i = chunkSize; i-- > 0;) {
-      chunk[i].number = _count * chunkSize + i + 1;
+    if (_chunkCount == chunkLimit) fatalError("too many objects have weak references");
+    const std::uint32_t size = firstChunkSize << _chunkCount;
+    auto chunk = std::make_unique<SideRecord[]>(size);
+    for (std::uint32_t i = size; i-- > 0;) {
+      chunk[i].number = size + i;
       chunk[i].nextFree = _free;
       _free = &chunk[i];
     }
-    _chunks[_count++].store(chunk.release(), std::memory_order_release);
+    _chunks[_chunkCount++].store(chunk.release(), std::memory_order_release);
   }
 
   std::mutex _mutex;
   SideRecord* _free = nullptr;
-  std::uint32_t _count = 0;
+  std::uint32_t _chunkCount = 0;
   std::array<std::atomic<SideRecord*>, chunkLimit> _chunks{};
 };
 
@@ -84,9 +97,28 @@ SideRecord& SideRecordAccess::of(const NSObject& object) {
   return *existing(object);
 }
 
+void SideRecordAccess::retire(SideRecord& record) noexcept {
+  std::vector<SideRecord::Association> associations;
+  {
+    SideRecord::Locked locked(record);
+    record.object = nullptr;
+    record.retired = true;
+    associations.swap(record.associations);
+  }
+  // Their destructors may still ask for what is attached to the object, and lock it.
+  associations.clear();
+  std::unique_ptr<std::recursive_mutex> mutex;
+  {
+    SideRecord::Locked locked(record);
+    record.retired = false;
+    mutex.swap(record.mutex);
+  }
+  record.letGo();
+}
+
 bool SideRecordAccess::tryRetain(const NSObject& object) noexcept {
   std::uint32_t count = object._references.load(std::memory_order_relaxed);
-  while (count != 0 && count < 0x80000000u) {
+  while (count != 0 && count < NSObject::beingDestroyed) {
     if (object._references.compare_exchange_weak(count, count + 1, std::memory_order_relaxed)) {
       return true;
     }

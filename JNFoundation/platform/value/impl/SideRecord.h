@@ -41,6 +41,8 @@ class SideRecord {
   std::uint32_t number = 0;
   /// Guarded by the lock; null once the object is being destroyed.
   NSObject* object = nullptr;
+  /// Guarded by the lock; set when the object has nothing left that could be attached to.
+  bool retired = false;
   /// Guarded by the lock; few, so a list.
   std::vector<Association> associations;
   /// Guarded by the lock until it exists; lives as long as the object.
@@ -74,6 +76,9 @@ class SideRecordAccess {
   static SideRecord& of(const NSObject& object);
   /// Takes a reference unless the object is being destroyed. Requires: the record's lock.
   static bool tryRetain(const NSObject& object) noexcept;
+  /// Releases what is associated, then lets go of the record. For the end of the object's life:
+  /// what the values' destructors still attach to the object goes at once.
+  static void retire(SideRecord& record) noexcept;
   static std::uint32_t numberOf(const NSObject& object) noexcept {
     return object._sideRecord.load(std::memory_order_acquire);
   }
