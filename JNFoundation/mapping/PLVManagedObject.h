@@ -6,6 +6,7 @@
 #include <JNFoundation/platform/store/NSManagedObject.h>
 #include <JNFoundation/platform/store/NSManagedObjectContext.h>
 #include <JNFoundation/platform/value/NSError.h>
+#include <JNFoundation/platform/value/Subclass.h>
 
 namespace JNFoundation {
 
