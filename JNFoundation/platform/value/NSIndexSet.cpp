@@ -22,6 +22,9 @@ const ClassDeclaration<NSIndexSet> declaration =
         .operation("containsIndex:", &NSIndexSet::containsIndex)
         .operation("isEqualToIndexSet:", &NSIndexSet::isEqualToIndexSet);
 
+/// Keeps the set alive while blocks run that may drop the last other reference to it.
+Ref<NSIndexSet> held(const NSIndexSet* set) { return const_cast<NSIndexSet*>(set); }
+
 /// The part of the range that can be in a set; never overflows.
 NSRange validPart(NSRange range) {
   const NSUInteger start = std::min<NSUInteger>(range.location, NSNotFound);
@@ -130,6 +133,7 @@ void NSIndexSet::raiseMutatedDuringWalk() const {
 
 void NSIndexSet::enumerateIndexesUsingBlock(
     const Block<void(NSUInteger index, bool& stop)>& block) const {
+  const Ref<NSIndexSet> self = held(this);
   enumerateRangesUsingBlock([this, &block](NSRange range, bool& stop) {
     const std::uint64_t mutations = _mutations;
     for (NSUInteger index = range.location; index < range.end() && !stop; ++index) {
@@ -141,6 +145,7 @@ void NSIndexSet::enumerateIndexesUsingBlock(
 
 void NSIndexSet::enumerateIndexesInReverseUsingBlock(
     const Block<void(NSUInteger index, bool& stop)>& block) const {
+  const Ref<NSIndexSet> self = held(this);
   const std::uint64_t mutations = _mutations;
   bool stop = false;
   for (std::size_t i = _ranges.size(); i-- > 0;) {
@@ -154,6 +159,7 @@ void NSIndexSet::enumerateIndexesInReverseUsingBlock(
 
 void NSIndexSet::enumerateRangesUsingBlock(
     const Block<void(NSRange range, bool& stop)>& block) const {
+  const Ref<NSIndexSet> self = held(this);
   const std::uint64_t mutations = _mutations;
   bool stop = false;
   for (std::size_t i = 0; i < _ranges.size() && !stop; ++i) {

@@ -1,0 +1,132 @@
+#include <gtest/gtest.h>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "platform/json/JSONTexts.h"
+
+namespace JNFoundation {
+namespace {
+
+using testing::nested;
+using testing::problemOf;
+
+struct Walked {
+  std::vector<Value> elements;
+  bool succeeded = false;
+  std::string problem;
+};
+
+Walked walk(std::string_view text, NSUInteger stopAfter = ~NSUInteger{0}) {
+  Walked walked;
+  Ref<NSError> error;
+  walked.succeeded = NSJSONSerialization::enumerateElementsOfTextOptionsErrorUsingBlock(
+      text, NSJSONReadingPlain, &error,
+      [&walked, stopAfter](const Value& element, NSUInteger index, bool& stop) {
+        EXPECT_EQ(index, walked.elements.size());
+        walked.elements.push_back(element);
+        stop = index == stopAfter;
+      });
+  EXPECT_EQ(walked.succeeded, !error);
+  if (error) walked.problem = error->localizedDescription()->toStdString();
+  return walked;
+}
+
+TEST(JSONElements, AreThoseOfTheWholeText) {
+  for (const std::string text : {"[]", " [ ] ", "[1]", "[ 1 , 2 ]", "[[],{},\"\",null,true,1.5]",
+                                 R"([{"a":"]"},{"b":"\"[{\\"},[1,[2,[3]]],"x\\"])",
+                                 "[99999999999999999999,[99999999999999999999]]", "[1,2]\n"}) {
+    const Walked walked = walk(text);
+    EXPECT_TRUE(walked.succeeded) << text << walked.problem;
+    EXPECT_EQ(Value(NSArray::arrayWithValues(walked.elements)), testing::parsed(text)) << text;
+  }
+}
+
+TEST(JSONElements, ManyRecordsArriveInOrder) {
+  std::string text = "[";
+  for (int i = 0; i < 10'000; ++i) {
+    text += (i ? ",\n" : "") + std::string("{\"id\":") + std::to_string(i) + ",\"name\":\"n\"}";
+  }
+  const Walked walked = walk(text + "]");
+  ASSERT_TRUE(walked.succeeded) << walked.problem;
+  ASSERT_EQ(walked.elements.size(), 10'000u);
+  for (int i = 0; i < 10'000; ++i) {
+    const NSDictionary* record = as<NSDictionary>(walked.elements[static_cast<std::size_t>(i)]);
+    ASSERT_EQ(record->objectForKey("id"), Value(i));
+  }
+}
+
+TEST(JSONElements, ErrorsAreThoseOfTheWholeText) {
+  for (const std::string text : {"",
+                                 "[",
+                                 "[1",
+                                 "[1,",
+                                 "[1,]",
+                                 "[,1]",
+                                 "[1 2]",
+                                 "[1]x",
+                                 "[1],",
+                                 "[1,{\"a\":}]",
+                                 "[{\"a\":1]}",
+                                 "[{\"a\":1},\n {\"b\"}]",
+                                 "[\"abc",
+                                 "[nul]",
+                                 "[1,2}",
+                                 "]",
+                                 "[[1,2]",
+                                 "[\"\\ud800\"]",
+                                 "[1e999]",
+                                 "[1,\xFF]",
+                                 "\xEF\xBB\xBF[]",
+                                 "[{\"a\":1}{\"b\":2}]",
+                                 "[1:2]"}) {
+    const Walked walked = walk(text);
+    EXPECT_FALSE(walked.succeeded) << text;
+    EXPECT_EQ(walked.problem, problemOf(text)) << text;
+    EXPECT_NE(walked.problem, "") << text;
+  }
+}
+
+TEST(JSONElements, WhatStandsBeforeAnErrorIsReadAndNothingBehindIt) {
+  const Walked walked = walk("[1,2,x,3]");
+  EXPECT_EQ(walked.elements, (std::vector<Value>{1, 2}));
+}
+
+TEST(JSONElements, ATextThatIsNoArrayIsAnError) {
+  EXPECT_EQ(walk(" {\"a\":1}").problem, "line 1, column 2: expected '[' at the start of an array");
+  EXPECT_EQ(walk("7").problem, "line 1, column 1: expected '[' at the start of an array");
+}
+
+TEST(JSONElements, WhatFollowsAStopIsNotRead) {
+  const Walked walked = walk("[1,2,x", 1);
+  EXPECT_TRUE(walked.succeeded);
+  EXPECT_EQ(walked.elements, (std::vector<Value>{1, 2}));
+}
+
+TEST(JSONElements, NestingHasTheLimitOfTheWholeText) {
+  EXPECT_TRUE(walk(nested(NSJSONMaximumDepth)).succeeded);
+  EXPECT_EQ(walk(nested(NSJSONMaximumDepth + 1)).problem,
+            "line 1, column 1001: arrays and objects are nested more than 1000 deep");
+  EXPECT_FALSE(walk(std::string(1'000'000, '[')).succeeded);
+}
+
+TEST(JSONElements, AnErrorOfTheBlockLeavesTheWalk) {
+  int calls = 0;
+  EXPECT_THROW(NSJSONSerialization::enumerateElementsOfTextOptionsErrorUsingBlock(
+                   "[1,2]", NSJSONReadingPlain, nullptr,
+                   [&calls](const Value&, NSUInteger, bool&) {
+                     ++calls;
+                     throw std::runtime_error("enough");
+                   }),
+               std::runtime_error);
+  EXPECT_EQ(calls, 1);
+}
+
+TEST(JSONElementsDeathTest, ANullBlockIsFatal) {
+  EXPECT_DEATH(NSJSONSerialization::enumerateElementsOfTextOptionsErrorUsingBlock(
+                   "[]", NSJSONReadingPlain, nullptr, nullptr),
+               "the block is null");
+}
+
+}  // namespace
+}  // namespace JNFoundation

@@ -1,0 +1,108 @@
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+#include "platform/json/JSONTexts.h"
+#include "platform/text/Randomness.h"
+
+#include <JNFoundation/platform/json/impl/JSONReader.h>
+#include <JNFoundation/platform/json/impl/JSONScanner.h>
+
+namespace JNFoundation {
+namespace {
+
+using impl::findJSONProblem;
+using impl::JSONReader;
+
+const char* const samples[] = {
+    R"({"id": 7, "name": "é\u00e9\ud83d\ude00\n", "tags": [true, null, -1.5e3], "in": {"a": {}}})",
+    R"([[], [[]], {"a":[{"b":[{}]}]}, "\"\\\/\b\f\n\r\t", 0, -0, 0.0, 1e5, 1E+5, 1e-5, 10])",
+    "\"plain € 😀 text\"",
+    "[18446744073709551615, -9223372036854775808, 99999999999999999999, 1e308]",
+    " [ 1 , { \"a\" : false } ] \n",
+    "[1,[2,[3,[4,[5,[6]]]]]]",
+};
+
+/// Texts that are nearly JSON: a few bytes of a sample are changed.
+std::string mutated(testing::Randomness& random) {
+  static const std::string bytes =
+      "{}[]\",:\\/ "
+      "\n\t\r0123456789+-.eEtrufalsn\x01\x7F\x80\xBF\xC3\xA9\xE2\x82\xAC\xED\xA0\xF0\xFFud8";
+  std::string text = samples[random.below(std::size(samples))];
+  for (NSUInteger changes = random.below(4); changes-- > 0 && !text.empty();) {
+    const std::size_t at = random.below(text.size());
+    switch (random.below(4)) {
+      case 0:
+        text[at] = bytes[random.below(bytes.size())];
+        break;
+      case 1:
+        text.erase(at, 1 + random.below(3));
+        break;
+      case 2:
+        text.insert(at, 1, bytes[random.below(bytes.size())]);
+        break;
+      default:
+        text.insert(at, text.substr(random.below(text.size()), random.below(10)));
+    }
+  }
+  return text;
+}
+
+TEST(JSONScanner, AgreesWithTheFastReader) {
+  testing::Randomness random;
+  JN_TRACE_SEED(random);
+  JSONReader reader(NSJSONReadingPlain);
+  int accepted = 0, refused = 0;
+  for (int i = 0; i < 200'000; ++i) {
+    const std::string text = mutated(random);
+    std::vector<std::size_t> largeIntegers;
+    const auto problem = findJSONProblem(text, NSJSONMaximumDepth, &largeIntegers);
+    const bool isRead =
+        !reader.read(text, JSONReader::Padding::Missing, NSJSONMaximumDepth).isNull();
+    ASSERT_EQ(isRead, !problem && largeIntegers.empty())
+        << text << "\n"
+        << (problem ? problem->message : "no problem") << "; " << reader.refusal();
+    if (problem) {
+      ASSERT_LE(problem->offset, text.size());
+    }
+    (isRead ? accepted : refused)++;
+  }
+  // Both happened, or nothing was tested.
+  EXPECT_GT(accepted, 10'000);
+  EXPECT_GT(refused, 10'000);
+}
+
+TEST(JSONScanner, ElementsOfMutatedArraysAreTheArraysOwn) {
+  testing::Randomness random;
+  JN_TRACE_SEED(random);
+  for (int i = 0; i < 50'000; ++i) {
+    const std::string text = "[" + mutated(random) + (random.below(8) == 0 ? "" : "]");
+    std::vector<Value> elements;
+    Ref<NSError> error;
+    const bool succeeded = NSJSONSerialization::enumerateElementsOfTextOptionsErrorUsingBlock(
+        text, NSJSONReadingPlain, &error,
+        [&elements](const Value& element, NSUInteger, bool&) { elements.push_back(element); });
+    const Value whole = testing::parsed(text);
+    ASSERT_EQ(succeeded, !whole.isNull()) << text;
+    if (succeeded) {
+      ASSERT_EQ(Value(NSArray::arrayWithValues(elements)), whole) << text;
+    } else {
+      ASSERT_EQ(error->localizedDescription()->toStdString(), testing::problemOf(text)) << text;
+    }
+  }
+}
+
+TEST(JSONScanner, WhatIsReadIsWrittenAndReadAgain) {
+  testing::Randomness random;
+  JN_TRACE_SEED(random);
+  for (int i = 0; i < 20'000; ++i) {
+    const Value value = testing::parsed(mutated(random));
+    if (value.isNull()) continue;
+    for (const auto options : {NSJSONWritingCompact, NSJSONWritingPrettyPrinted}) {
+      ASSERT_EQ(testing::parsed(testing::written(value, options)), value);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace JNFoundation
