@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 
 #include <JNFoundation/platform/text/NumberText.h>
 #include <JNFoundation/platform/text/UTF8.h>
@@ -272,11 +273,30 @@ constexpr std::array<Mark, 256> makeMarks() {
 }
 constexpr std::array<Mark, 256> marks = makeMarks();
 
+constexpr std::uint64_t eightTimes(char character) {
+  return 0x0101010101010101u * static_cast<unsigned char>(character);
+}
+/// Whether one of the eight bytes is 0.
+constexpr bool hasZero(std::uint64_t bytes) {
+  return ((bytes - eightTimes('\x01')) & ~bytes & eightTimes('\x80')) != 0;
+}
+
 /// The offset behind the string whose opening quotation mark is at `offset`.
 std::size_t endOfString(std::string_view text, std::size_t offset) noexcept {
-  for (++offset; offset < text.size(); ++offset) {
-    if (text[offset] == '"') return offset + 1;
-    if (text[offset] == '\\') ++offset;
+  ++offset;
+  while (offset < text.size()) {
+    std::uint64_t bytes;
+    if (text.size() - offset >= sizeof bytes) {
+      std::memcpy(&bytes, text.data() + offset, sizeof bytes);
+      if (!hasZero(bytes ^ eightTimes('"')) && !hasZero(bytes ^ eightTimes('\\'))) {
+        offset += sizeof bytes;
+        continue;
+      }
+    }
+    for (std::size_t i = 0; i < sizeof bytes && offset < text.size(); ++i, ++offset) {
+      if (text[offset] == '"') return offset + 1;
+      if (text[offset] == '\\') ++offset;
+    }
   }
   return text.size();
 }
