@@ -63,7 +63,7 @@ class Block<Result(Arguments...)> {
     static_assert(std::is_void_v<Result> || std::is_void_v<Returned> ||
                       std::is_convertible_v<Returned, Result>,
                   "what this block returns does not convert to the type that is expected of it");
-    if constexpr (mayBeNull<Stored>) {
+    if constexpr (mayBeNull<Stored> && !std::is_function_v<std::remove_reference_t<Closure>>) {
       if (!static_cast<bool>(closure)) return;
     }
     if constexpr (fitsInline<Stored>) {

@@ -11,10 +11,11 @@ class NSArray;
 /// Values by key, neither of them null (see NSNull); keys are compared by equality and copied where
 /// they are mutable. Enumerates in the order in which the keys were first put in.
 ///
-///     Ref<NSDictionary> record = NSDictionary::dictionaryWithEntries({{"id", 7}, {"name", "Ann"}});
-///     for (const auto& [key, value] : *record) print(key, value);
+///     Ref<NSDictionary> record = NSDictionary::dictionaryWithEntries({{"id", 7}, {"name",
+///     "Ann"}}); for (const auto& [key, value] : *record) print(key, value);
 ///
-/// Threads: an immutable dictionary may be read on any thread; a mutable one belongs to one at a time.
+/// Threads: an immutable dictionary may be read on any thread; a mutable one belongs to one at a
+/// time.
 class NSDictionary : public NSObject {
  public:
   using Superclass = NSObject;
@@ -47,6 +48,10 @@ class NSDictionary : public NSObject {
   const Value* find(const NSString& key) const;
   /// The same without making a string of the text.
   const Value* findText(std::string_view key) const;
+
+  /// The first entry at or behind the position, which moves on past it; positions count from 0.
+  /// Returns: false at the end.
+  bool entryAfter(std::size_t& position, Value& key, Value& value) const;
 
   /// In the order of enumeration.
   Ref<NSArray> allKeys() const;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 namespace JNFoundation {
@@ -15,6 +16,7 @@ class SEL {
 
   /// The selector of that name; an empty name gives the null selector.
   SEL(std::string_view name);
+  SEL(const std::string& name) : SEL(std::string_view(name)) {}
   SEL(const char* name) : SEL(name ? std::string_view(name) : std::string_view()) {}
 
   /// The selector of that name if the program has named it before, the null selector otherwise. For

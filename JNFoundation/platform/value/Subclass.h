@@ -19,8 +19,12 @@ struct WithClassOperations<Self, Base> {
 };
 
 struct ClassRegistration {
-  explicit ClassRegistration(const Class& cls) { cls.registerName(); }
+  explicit ClassRegistration(const Class& (*cls)()) { cls().registerName(); }
 };
+
+/// Naming an object as a template's argument makes the compiler provide it.
+template <const ClassRegistration&>
+struct Provided {};
 
 }  // namespace impl
 
@@ -43,18 +47,18 @@ class Subclass : public impl::WithClassOperations<Self, Base>::type {
   using Superclass = Base;
   static const Class classObject;
 
-  const Class& class_() const noexcept override {
-    // Naming the registration here is what makes it run before main.
-    static_cast<void>(&registration);
-    return classObject;
-  }
+  const Class& class_() const noexcept override { return classObject; }
 
  protected:
   using Above::Above;
   Subclass() = default;
 
  private:
+  // A function is not looked into before the class is complete.
+  static const Class& ownClass() { return classObject; }
   static const impl::ClassRegistration registration;
+  // Runs the registration before main, also where no instance is ever made.
+  using Registered = impl::Provided<registration>;
 };
 
 /// With protocols, the way from each of them to the object is the same.
@@ -74,6 +78,6 @@ constinit const Class Subclass<Self, Base, Protocols...>::classObject =
     Class::of<Self>(impl::typeName<Self>());
 
 template <class Self, class Base, class... Protocols>
-const impl::ClassRegistration Subclass<Self, Base, Protocols...>::registration{classObject};
+const impl::ClassRegistration Subclass<Self, Base, Protocols...>::registration{&ownClass};
 
 }  // namespace JNFoundation
