@@ -61,8 +61,7 @@ void MainQueue::close() noexcept {
     _earliest.store(never);
   }
   // What the tasks captured may post again while it dies; that goes the same way at once.
-  _batch.clear();
-  _next = 0;
+  dropBatch();
   incoming.clear();
   delayed.clear();
   _runLoop->close();
@@ -171,9 +170,7 @@ void MainQueue::submitDue() {
 }
 
 void MainQueue::takeBatch() {
-  _batch.clear();
-  if (_batch.capacity() > keptCapacity) std::vector<Task>().swap(_batch);
-  _next = 0;
+  dropBatch();
   ++_batchNumber;
   std::lock_guard guard(_mutex);
   _batch.swap(_incoming);
@@ -187,6 +184,13 @@ void MainQueue::runBatch() {
     ++_handledCount;
     task();
   }
+  if (!hasBatch()) dropBatch();
+}
+
+void MainQueue::dropBatch() noexcept {
+  _batch.clear();
+  if (_batch.capacity() > keptCapacity) std::vector<Task>().swap(_batch);
+  _next = 0;
 }
 
 void MainQueue::wakeUpIfPending() noexcept {
@@ -219,9 +223,9 @@ void MainQueue::wakeUp() noexcept {
 
 MainQueueScope::MainQueueScope(std::unique_ptr<MainQueueHost> host)
     : _queue(std::move(host)),
-      _previous(MainQueue::_current.load()),
-      _previousThread(MainQueue::_mainThreadNumber.load()),
-      _previousNumber(MainQueue::_threadNumber) {
+      _previousQueue(MainQueue::_current.load()),
+      _previousMainThread(MainQueue::_mainThreadNumber.load()),
+      _previousThreadNumber(MainQueue::_threadNumber) {
   MainQueue::_threadNumber = ++lastThreadNumber;
   MainQueue::_mainThreadNumber.store(MainQueue::_threadNumber);
   MainQueue::_current.store(&_queue);
@@ -229,9 +233,9 @@ MainQueueScope::MainQueueScope(std::unique_ptr<MainQueueHost> host)
 
 MainQueueScope::~MainQueueScope() {
   _queue.close();
-  MainQueue::_current.store(_previous);
-  MainQueue::_mainThreadNumber.store(_previousThread);
-  MainQueue::_threadNumber = _previousNumber;
+  MainQueue::_current.store(_previousQueue);
+  MainQueue::_mainThreadNumber.store(_previousMainThread);
+  MainQueue::_threadNumber = _previousThreadNumber;
 }
 
 }  // namespace JNFoundation

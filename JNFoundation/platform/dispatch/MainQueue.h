@@ -91,6 +91,7 @@ class MainQueue {
   void submitDue();
   void takeBatch();
   void runBatch();
+  void dropBatch() noexcept;
   bool hasBatch() const noexcept { return _next < _batch.size(); }
   void wakeUp() noexcept;
   void wakeUpIfPending() noexcept;
@@ -141,9 +142,9 @@ class MainQueueScope {
 
  private:
   MainQueue _queue;
-  MainQueue* _previous;
-  std::uint64_t _previousThread;
-  std::uint64_t _previousNumber;
+  MainQueue* _previousQueue;
+  std::uint64_t _previousMainThread;
+  std::uint64_t _previousThreadNumber;
 };
 
 /// `MainQueue::current().async(task)`.

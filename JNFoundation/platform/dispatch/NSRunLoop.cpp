@@ -161,16 +161,18 @@ void NSRunLoop::checkThread() const {
 }
 
 void NSRunLoop::fireDueTimers() {
+  if (_timers->isEmpty()) return;
   const Ref<NSString> mode = timerMode();
   _timers->fireDue(Clock::current().monotonic(), mode);
 }
 
 Nanoseconds NSRunLoop::nextMoment() const noexcept {
+  if (_timers->isEmpty()) return never;
   const NSTimer* next = _timers->next(timerMode());
   return next ? next->_moment : never;
 }
 
-Ref<NSString> NSRunLoop::timerMode() const {
+const Ref<NSString>& NSRunLoop::timerMode() const {
   // Outside every run it is the application's event loop that asks.
   static const Ref<NSString> defaultMode = NSString::interned(NSDefaultRunLoopMode);
   return _mode ? _mode : defaultMode;
@@ -193,7 +195,7 @@ void NSRunLoop::rescheduleTimer(NSTimer& timer, Nanoseconds moment) noexcept {
 void NSRunLoop::close() noexcept {
   _isClosed = true;
   _timers->clear();
-  _queue = nullptr;
+  if (_queue) _queue = nullptr;  // not written where another thread may be about to stop the loop
 }
 
 }  // namespace JNFoundation

@@ -95,7 +95,7 @@ class NSRunLoop : public NSObject {
   void timersChanged() noexcept;
   void removeTimer(NSTimer& timer) noexcept;
   void rescheduleTimer(NSTimer& timer, Nanoseconds moment) noexcept;
-  Ref<NSString> timerMode() const;
+  const Ref<NSString>& timerMode() const;
   /// Invalidates every timer: the thread or the queue is ending.
   void close() noexcept;
 

@@ -3,8 +3,7 @@
 #include <limits>
 #include <random>
 
-#include "JNFoundation/platform/dispatch/Clock.h"
-
+#include <JNFoundation/platform/dispatch/Clock.h>
 #include <JNFoundation/platform/dispatch/ManualClock.h>
 #include <JNFoundation/platform/value/NSDate.h>
 

@@ -3,9 +3,9 @@
 #include <stdexcept>
 #include <thread>
 
-#include "JNFoundation/platform/dispatch/MainQueueHost.h"
 #include "MainThreadFixture.h"
 
+#include <JNFoundation/platform/dispatch/MainQueueHost.h>
 #include <JNFoundation/platform/dispatch/NSTimer.h>
 
 namespace JNFoundation {

@@ -4,9 +4,9 @@
 #include <stdexcept>
 #include <thread>
 
-#include "JNFoundation/platform/dispatch/MainQueue.h"
 #include "MainThreadFixture.h"
 
+#include <JNFoundation/platform/dispatch/MainQueue.h>
 #include <JNFoundation/platform/dispatch/NSTimer.h>
 #include <JNFoundation/platform/value/NSException.h>
 

@@ -6,9 +6,8 @@
 #include <unistd.h>
 #include <vector>
 
-#include "JNFoundation/platform/dispatch/NSLog.h"
-
 #include <JNFoundation/platform/dispatch/ManualClock.h>
+#include <JNFoundation/platform/dispatch/NSLog.h>
 #include <JNFoundation/platform/value/NSNull.h>
 
 namespace JNFoundation {

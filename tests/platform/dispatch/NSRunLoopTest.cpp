@@ -1,9 +1,9 @@
 #include <random>
 #include <thread>
 
-#include "JNFoundation/platform/dispatch/NSRunLoop.h"
 #include "MainThreadFixture.h"
 
+#include <JNFoundation/platform/dispatch/NSRunLoop.h>
 #include <JNFoundation/platform/dispatch/NSTimer.h>
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/Weak.h>
@@ -240,15 +240,19 @@ TEST_F(RunLoopTest, TimersOfAnotherThreadFireThereAndGoWithIt) {
 }
 
 TEST_F(RunLoopTest, ARunOnAnotherThreadCanBeStopped) {
-  std::atomic<NSRunLoop*> other{nullptr};
+  Ref<NSRunLoop> other;
+  std::atomic<bool> isKnown{false};
   std::thread runner([&] {
-    other = NSRunLoop::currentRunLoop().get();
-    other.notify_one();
+    other = NSRunLoop::currentRunLoop();
+    isKnown = true;
+    isKnown.notify_one();
     NSRunLoop::currentRunLoop()->run();
   });
-  other.wait(nullptr);
-  other.load()->stop();
+  isKnown.wait(false);
+  other->stop();
   runner.join();
+  // The thread has ended, and so has its loop.
+  other->stop();
 }
 
 TEST(RunLoopDeathTest, AnotherThreadMayNotUseALoop) {

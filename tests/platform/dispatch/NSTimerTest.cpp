@@ -2,9 +2,9 @@
 #include <limits>
 #include <stdexcept>
 
-#include "JNFoundation/platform/dispatch/NSTimer.h"
 #include "MainThreadFixture.h"
 
+#include <JNFoundation/platform/dispatch/NSTimer.h>
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/Subclass.h>

@@ -3,7 +3,7 @@
 #include <thread>
 #include <vector>
 
-#include "JNFoundation/platform/dispatch/Random.h"
+#include <JNFoundation/platform/dispatch/Random.h>
 
 namespace JNFoundation {
 namespace {

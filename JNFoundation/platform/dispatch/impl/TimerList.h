@@ -1,6 +1,5 @@
 #pragma once
 
-#include <compare>
 #include <cstdint>
 #include <map>
 
@@ -11,6 +10,8 @@ namespace JNFoundation::impl {
 /// The timers of a run loop in the order in which they are due.
 class TimerList {
  public:
+  bool isEmpty() const noexcept { return _timers.empty(); }
+
   /// Requires: not in the list.
   void add(NSTimer& timer);
   void remove(NSTimer& timer) noexcept;
@@ -31,7 +32,9 @@ class TimerList {
   struct Place {
     Nanoseconds moment;
     std::uint64_t order;
-    friend auto operator<=>(const Place&, const Place&) = default;
+    bool operator<(const Place& other) const noexcept {
+      return moment != other.moment ? moment < other.moment : order < other.order;
+    }
   };
 
   static Place placeOf(const NSTimer& timer) noexcept { return {timer._moment, timer._order}; }
