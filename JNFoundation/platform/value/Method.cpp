@@ -45,5 +45,12 @@ std::string_view RuntimeType<std::string_view>::fromValue(const Value& value) {
   raiseArgumentMismatch(value, "NSString");
 }
 
+template <>
+const char* RuntimeType<const char*>::fromValue(const Value& value) {
+  if (value.isNull()) return nullptr;
+  if (const NSString* text = as<NSString>(value)) return text->UTF8String();
+  raiseArgumentMismatch(value, "NSString");
+}
+
 }  // namespace impl
 }  // namespace JNFoundation

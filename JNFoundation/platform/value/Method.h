@@ -71,7 +71,11 @@ Narrow heldWithin(Wide number) {
 
 /// How a C++ type crosses the boundary of a declared operation.
 template <class T, class = void>
-struct RuntimeType;
+struct RuntimeType {
+  static_assert(!std::is_same_v<T, T>,
+                "an operation declared for the runtime takes and returns values, references, "
+                "numbers, enumerations, classes and text");
+};
 
 template <>
 struct RuntimeType<Value> {
@@ -135,12 +139,17 @@ struct RuntimeType<const Class*> {
   static Value toValue(const Class* cls) { return cls ? Value(*cls) : Value(); }
 };
 
+/// A view or a pointer is borrowed from the argument for the length of the call.
 template <class T>
-struct RuntimeType<
-    T, std::enable_if_t<std::is_same_v<T, std::string> || std::is_same_v<T, std::string_view>>> {
+inline constexpr bool isText =
+    std::is_same_v<T, std::string> || std::is_same_v<T, std::string_view> ||
+    std::is_same_v<T, const char*>;
+
+template <class T>
+struct RuntimeType<T, std::enable_if_t<isText<T>>> {
   static constexpr char encoding = '*';
   static T fromValue(const Value& value);
-  static Value toValue(const T& text) { return Value(std::string_view(text)); }
+  static Value toValue(const T& text) { return Value(text); }
 };
 
 /// The receiver of an operation of T: the object itself, or the value where T is stored inline.
