@@ -44,15 +44,15 @@ class Parser {
       : _lexer(format), _arguments(arguments), _token(_lexer.next()) {}
 
   Ref<NSPredicate> parsePredicate() {
-    Ref<NSPredicate> predicate = predicateOf(parse(orPower), 0);
-    requireEnd();
-    return predicate;
+    Operand operand = parse(orPower);
+    requireEndAfter(operand);
+    return predicateOf(std::move(operand), 0);
   }
 
   Ref<NSExpression> parseExpression() {
-    Ref<NSExpression> expression = expressionOf(parse(orPower), 0);
-    requireEnd();
-    return expression;
+    Operand operand = parse(orPower);
+    requireEndAfter(operand);
+    return expressionOf(std::move(operand), 0);
   }
 
   [[noreturn]] void fail(std::string_view reason) const { _lexer.fail(_token.begin, reason); }
@@ -80,8 +80,10 @@ class Parser {
   void expect(Sign sign, std::string_view reason) {
     if (!accept(sign)) fail(reason);
   }
-  void requireEnd() const {
-    if (_token.kind != Kind::End) fail("AND, OR or the end was expected");
+  void requireEndAfter(const Operand& operand) const {
+    if (_token.kind == Kind::End) return;
+    fail(operand.predicate ? "AND, OR or the end was expected"
+                           : "an operator such as == or IN was expected");
   }
 
   Ref<NSPredicate> predicateOf(Operand operand, std::size_t position) const {
@@ -112,6 +114,7 @@ class Parser {
   Operand parseParenthesis();
   Operand parseWord();
   Operand parseKeyword();
+  Ref<NSExpression> parseKeywordExpression(const Token& word);
   Ref<NSExpression> parsePostfix(Ref<NSExpression> expression);
 
   Ref<NSPredicate> parseCompound(NSCompoundPredicateType type, Ref<NSPredicate> first);
@@ -460,38 +463,40 @@ Operand Parser::parseWord() {
 Operand Parser::parseKeyword() {
   const Token word = _token;
   advance();
+  if (word.keyword == Keyword::TruePredicate || word.keyword == Keyword::FalsePredicate) {
+    return {NSPredicate::predicateWithValue(word.keyword == Keyword::TruePredicate), nullptr};
+  }
+  return {nullptr, parsePostfix(parseKeywordExpression(word))};
+}
+
+Ref<NSExpression> Parser::parseKeywordExpression(const Token& word) {
   switch (word.keyword) {
-    case Keyword::TruePredicate:
-      return {NSPredicate::predicateWithValue(true), nullptr};
-    case Keyword::FalsePredicate:
-      return {NSPredicate::predicateWithValue(false), nullptr};
     case Keyword::Null:
     case Keyword::Nil:
-      return {nullptr, constant(nullptr)};
+      return constant(nullptr);
     case Keyword::True:
     case Keyword::Yes:
-      return {nullptr, constant(true)};
+      return constant(true);
     case Keyword::False:
     case Keyword::No:
-      return {nullptr, constant(false)};
+      return constant(false);
     case Keyword::Self:
-      return {nullptr, parsePostfix(NSExpression::expressionForEvaluatedObject())};
+      return NSExpression::expressionForEvaluatedObject();
     case Keyword::AnyKey:
-      return {nullptr, NSExpression::expressionForAnyKey()};
+      return NSExpression::expressionForAnyKey();
     case Keyword::Subquery: {
       const Level level(*this);
-      return {nullptr, parsePostfix(parseSubquery())};
+      return parseSubquery();
     }
     case Keyword::Cast: {
       const Level level(*this);
-      return {nullptr, parsePostfix(parseCast())};
+      return parseCast();
     }
     case Keyword::Fetch:
       _lexer.fail(word.begin, "FETCH is not supported");
     default:
-      break;
+      _lexer.fail(word.begin, "a reserved word; as a key it is written with # before it");
   }
-  _lexer.fail(word.begin, "a reserved word; as a key it is written with # before it");
 }
 
 Ref<NSExpression> Parser::parsePostfix(Ref<NSExpression> expression) {
