@@ -57,14 +57,14 @@ void showReport(const Catalog& catalog, const std::vector<FeedFile>& files,
   for (const std::string& line : refused) print(NSString::stringWithFormat("  %s", line));
   for (const FeedFile& file : files) {
     print(NSString::stringWithFormat("\nSome of %@:", file.entityName));
-    for (const Value& object : *catalog.sampleOf(file.entityName, 4)) {
+    for (const Value& object : catalog.sampleOf(file.entityName, 4)) {
       print(NSString::stringWithFormat("  %@", as<CatalogItem>(object)->summary()));
     }
     const Value largest = largestNumberOf(file.entityName, catalog.context());
     if (largest) print(NSString::stringWithFormat("  largest code: %@", largest));
   }
   Ref<NSMutableArray> holdings = NSMutableArray::array();
-  for (const Value& value : *catalog.model()->entities()) {
+  for (const Value& value : catalog.model()->entities()) {
     const auto* entity = as<NSEntityDescription>(value);
     if (entity->isAbstract()) continue;
     holdings->addObject(

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 #include <JNFoundation/platform/json/NSJSONSerialization.h>
 #include <JNFoundation/platform/text/NumberText.h>
@@ -25,29 +26,18 @@ class Writer {
     if (!writeStart(root)) return false;
     while (!_open.empty()) {
       Container& container = _open.back();
-      const std::size_t count =
-          container.array ? container.array->count() : container.members.size();
-      if (container.position == count) {
-        const bool isArray = container.array.operator bool();
+      if (container.position == container.count) {
+        const char bracket = container.array ? ']' : '}';
+        const bool wasEmpty = container.count == 0;
         _open.pop_back();
-        if (count > 0) breakLine();
-        _text += isArray ? ']' : '}';
+        if (!wasEmpty) breakLine();
+        _text += bracket;
         continue;
       }
       if (container.position > 0) _text += ',';
       breakLine();
-      const std::size_t position = container.position++;
       // The container may move when another one is opened, so nothing of it is used after that.
-      if (container.array) {
-        if (!writeStart(container.array->objectAtIndex(position))) return false;
-        continue;
-      }
-      const NSDictionary::Pair member = container.members[position];
-      const NSString* key = as<NSString>(member.key);
-      if (!key) return fail(describe(member.key) + " is a key, and JSON's keys are strings");
-      writeString(key->utf8());
-      _text += _isPretty ? ": " : ":";
-      if (!writeStart(member.value)) return false;
+      if (!(container.array ? writeElement(container) : writeMember(container))) return false;
     }
     return true;
   }
@@ -57,12 +47,45 @@ class Writer {
 
  private:
   struct Container {
+    /// Keeps the container alive: it may be an element that was made when it was read.
+    Value owner;
     /// Null for a dictionary.
-    Ref<NSArray> array;
-    std::vector<NSDictionary::Pair> members;
+    const NSArray* array = nullptr;
+    /// The members in their own order; the other way of walking them is the sorted list.
+    std::optional<NSDictionary::Iterator> members;
+    std::vector<const NSDictionary::Entry*> sorted;
+    const NSDictionary::Entry* current = nullptr;
+    std::size_t count = 0;
     /// Of the next element or member.
     std::size_t position = 0;
   };
+
+  bool writeElement(Container& container) {
+    const std::size_t position = container.position++;
+    if (const std::vector<Value>* elements = container.array->contiguousElements()) {
+      return writeStart((*elements)[position]);
+    }
+    return writeStart(container.array->objectAtIndex(position));
+  }
+
+  bool writeMember(Container& container) {
+    const std::size_t position = container.position++;
+    if (_isSorted) {
+      container.current = container.sorted[position];
+    } else {
+      // Steps over the places of removed members too.
+      const bool isThere = *container.members != *container.members;
+      if (!isThere) return fail("the dictionary was changed meanwhile");
+      container.current = &container.members->entry();
+      ++*container.members;
+    }
+    const NSDictionary::Entry& member = *container.current;
+    const NSString* key = as<NSString>(member.key);
+    if (!key) return fail(describe(member.key) + " is a key, and JSON's keys are strings");
+    writeString(key->utf8());
+    _text += _isPretty ? ": " : ":";
+    return writeStart(member.value);
+  }
 
   /// A value that is complete, or a container up to its first value.
   bool writeStart(const Value& value) {
@@ -97,40 +120,47 @@ class Writer {
       _text += number->stringValue()->utf8();
       return true;
     }
-    if (NSArray* array = as<NSArray>(value)) {
+    if (const NSArray* array = as<NSArray>(value)) {
       Container container;
       container.array = array;
-      return open(std::move(container), '[');
+      container.count = array->count();
+      return open(std::move(container), value, '[');
     }
     if (const NSDictionary* dictionary = as<NSDictionary>(value)) {
       Container container;
-      container.members.reserve(dictionary->count());
-      for (const NSDictionary::Pair& pair : *dictionary) container.members.push_back(pair);
-      if (_isSorted) sort(container.members);
-      return open(std::move(container), '{');
+      container.count = dictionary->count();
+      container.members.emplace(*dictionary);
+      if (_isSorted) container.sorted = sortedMembers(*dictionary);
+      return open(std::move(container), value, '{');
     }
     return fail(describe(value) + " has no form in JSON");
   }
 
-  bool open(Container container, char bracket) {
+  bool open(Container&& container, const Value& owner, char bracket) {
     if (_open.size() == NSJSONMaximumDepth) {
       return fail("arrays and dictionaries are nested more than " +
                   textFromUnsigned(NSJSONMaximumDepth) + " deep");
     }
+    container.owner = owner;
     _open.push_back(std::move(container));
     _text += bracket;
     return true;
   }
 
-  static void sort(std::vector<NSDictionary::Pair>& members) {
+  static std::vector<const NSDictionary::Entry*> sortedMembers(const NSDictionary& dictionary) {
+    std::vector<const NSDictionary::Entry*> members;
+    members.reserve(dictionary.count());
+    for (auto at = dictionary.begin(), end = dictionary.end(); at != end; ++at) {
+      members.push_back(&at.entry());
+    }
     // A key that is no string fails when it is written; until then it stands in front.
-    const auto text = [](const NSDictionary::Pair& pair) {
-      const NSString* key = as<NSString>(pair.key);
+    const auto text = [](const NSDictionary::Entry* member) {
+      const NSString* key = as<NSString>(member->key);
       return key ? key->utf8() : std::string_view();
     };
-    std::stable_sort(members.begin(), members.end(), [&text](const auto& left, const auto& right) {
-      return text(left) < text(right);
-    });
+    std::sort(members.begin(), members.end(),
+              [&text](const auto* left, const auto* right) { return text(left) < text(right); });
+    return members;
   }
 
   bool writeFloating(const Value& value) {
@@ -208,12 +238,11 @@ class Writer {
     for (const Container& container : _open) {
       // The container counted on before its element was written.
       if (container.position == 0) continue;
-      const std::size_t position = container.position - 1;
       if (container.array) {
-        place += "[" + textFromUnsigned(position) + "]";
+        place += "[" + textFromUnsigned(container.position - 1) + "]";
       } else {
         if (!place.empty()) place += '.';
-        place += container.members[position].key.description()->utf8();
+        place += container.current->key.description()->utf8();
       }
     }
     constexpr std::size_t shown = 200;

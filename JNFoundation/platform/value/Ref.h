@@ -34,6 +34,13 @@ void releaseObject(const NSObject* object) noexcept;
 template <class T>
 concept Protocol = std::derived_from<T, NSObjectProtocol> && !std::derived_from<T, NSObject>;
 
+/// What a loop can walk: the collections.
+template <class T>
+concept Walkable = requires(T& collection) {
+  collection.begin();
+  collection.end();
+};
+
 template <class T>
 inline NSObject* objectOf(T* pointer) noexcept {
   if constexpr (Protocol<T>) {
@@ -102,8 +109,22 @@ class Ref {
 
   T* get() const noexcept { return _object; }
   T* operator->() const noexcept { return _object; }
-  T& operator*() const noexcept { return *_object; }
+  T& operator*() const& noexcept { return *_object; }
+  /// Of a temporary only within the expression, through `->`: a range-based for over `*temporary()`
+  /// would walk an object that has gone. Write `for (… : temporary())`.
+  T& operator*() const&& = delete;
   explicit operator bool() const noexcept { return _object != nullptr; }
+
+  // A reference to a collection is walked like the collection, and keeps it alive meanwhile.
+  // Requires: not null.
+  template <class Collection = T>
+  auto begin() const -> decltype(std::declval<const Collection&>().begin()) {
+    return static_cast<const Collection&>(*_object).begin();
+  }
+  template <class Collection = T>
+  auto end() const -> decltype(std::declval<const Collection&>().end()) {
+    return static_cast<const Collection&>(*_object).end();
+  }
 
   void swap(Ref& other) noexcept { std::swap(_object, other._object); }
 
@@ -135,5 +156,16 @@ class Ref {
 
   T* _object = nullptr;
 };
+
+/// A loop over a reference walks the collection and keeps it:
+/// `for (const Value& name : array->reversedArray())`.
+template <impl::Walkable T>
+auto begin(const Ref<T>& collection) {
+  return collection->begin();
+}
+template <impl::Walkable T>
+auto end(const Ref<T>& collection) {
+  return collection->end();
+}
 
 }  // namespace JNFoundation

@@ -4,7 +4,6 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 
 #include <JNFoundation/platform/text/NumberText.h>
@@ -26,11 +25,11 @@ bool isWhiteSpace(char character) {
   return character == ' ' || character == '\n' || character == '\r' || character == '\t';
 }
 
-template <class Number>
-std::string hexadecimal(const char* format, Number number) {
-  char buffer[16];
-  std::snprintf(buffer, sizeof buffer, format, static_cast<unsigned>(number));
-  return buffer;
+/// The number in upper-case hexadecimal, that many digits wide.
+std::string hexadecimal(std::uint32_t number, int width) {
+  std::string digits;
+  while (width-- > 0) digits += "0123456789ABCDEF"[number >> 4 * width & 15];
+  return digits;
 }
 
 /// A reader with one character in hand. The operations that return a boolean set the problem and
@@ -68,11 +67,11 @@ class Scanner {
     if (atEnd()) return "the end of the text";
     const char character = _text[_offset];
     const auto byte = static_cast<unsigned char>(character);
-    if (byte < 0x20 || byte == 0x7F) return hexadecimal("the control character U+%04X", byte);
+    if (byte < 0x20 || byte == 0x7F) return "the control character U+" + hexadecimal(byte, 4);
     std::size_t end = _offset;
     while (end < _text.size() && end - _offset < 24 && isLetter(_text[end])) ++end;
     if (end == _offset) {
-      if (isIllFormed(end)) return hexadecimal("the byte 0x%02X, which is not UTF-8", byte);
+      if (isIllFormed(end)) return "the byte 0x" + hexadecimal(byte, 2) + ", which is not UTF-8";
     }
     return "'" + std::string(_text.substr(_offset, end - _offset)) + "'";
   }
@@ -195,7 +194,7 @@ class Scanner {
       if (!scanFourDigits(second)) return false;
     }
     if (second >= 0xDC00 && second <= 0xDFFF) return true;
-    return fail(start, "a string holds " + hexadecimal("the escape \\u%04X", first) +
+    return fail(start, "a string holds the escape \\u" + hexadecimal(first, 4) +
                            ", half of a surrogate pair");
   }
 
