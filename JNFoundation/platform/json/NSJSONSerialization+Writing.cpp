@@ -73,9 +73,9 @@ class Writer {
     if (_isSorted) {
       container.current = container.sorted[position];
     } else {
-      // Steps over the places of removed members too.
-      const bool isThere = *container.members != *container.members;
-      if (!isThere) return fail("the dictionary was changed meanwhile");
+      // The comparison also steps over the places of removed members.
+      const auto end = static_cast<const NSDictionary*>(container.owner.object())->end();
+      if (!(*container.members != end)) return fail("the dictionary was changed meanwhile");
       container.current = &container.members->entry();
       ++*container.members;
     }
@@ -242,7 +242,7 @@ class Writer {
         place += "[" + textFromUnsigned(container.position - 1) + "]";
       } else {
         if (!place.empty()) place += '.';
-        place += container.current->key.description()->utf8();
+        if (container.current) place += container.current->key.description()->utf8();
       }
     }
     constexpr std::size_t shown = 200;

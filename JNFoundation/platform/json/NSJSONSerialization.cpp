@@ -123,7 +123,7 @@ Value NSJSONSerialization::JSONObjectWithTextOptionsError(std::string_view text,
   // small that way, and it is quicker than a text that does not fit the processor's caches.
   constexpr std::size_t large = 64 * 1024;
   const std::size_t start = impl::skipJSONWhiteSpace(text, 0);
-  if (text.size() >= large && text[start] == '[') {
+  if (text.size() >= large && start < text.size() && text[start] == '[') {
     std::vector<Value> elements;
     const bool succeeded = enumerateElementsOfTextOptionsErrorUsingBlock(
         text, options, error,

@@ -248,6 +248,27 @@ TEST(JSONReading, ATextMayFollowOneThatWasTooDeep) {
   EXPECT_EQ(testing::written(parsed("[4]")), "[4]");
 }
 
+TEST(JSONReading, LargeArraysAreReadLikeSmallOnes) {
+  std::string text = " [";
+  for (int i = 0; i < 20'000; ++i) text += (i ? ", [" : "[") + std::to_string(i) + "]";
+  const Value value = parsed(text + "] ");
+  const NSArray* list = as<NSArray>(value);
+  ASSERT_TRUE(list);
+  ASSERT_EQ(list->count(), 20'000u);
+  EXPECT_EQ(testing::written(list->lastObject()), "[19999]");
+  EXPECT_EQ(problemOf(text), "line 1, column " + std::to_string(text.size() + 1) +
+                                 ": expected ',' or ']', found the end of the text");
+  EXPECT_EQ(problemOf(text + "] x"), "line 1, column " + std::to_string(text.size() + 3) +
+                                         ": expected the end of the text, found 'x'");
+  EXPECT_EQ(problemOf(std::string(100'000, ' ')),
+            "line 1, column 100001: expected a value, found the end of the text");
+  const Value changeable = NSJSONSerialization::JSONObjectWithTextOptionsError(
+      text + "]", NSJSONReadingMutableContainers, nullptr);
+  ASSERT_TRUE(isKindOf<NSMutableArray>(changeable));
+  EXPECT_TRUE(isKindOf<NSMutableArray>(as<NSArray>(changeable)->firstObject()));
+  EXPECT_EQ(changeable, value);
+}
+
 TEST(JSONReading, ManyKeysAndLongValuesAreRead) {
   std::string text = "{";
   for (int i = 0; i < 50'000; ++i) {
