@@ -70,6 +70,14 @@ class NSEntityDescription : public NSObject {
   /// Whether this is the entity or a descendant of it.
   bool isKindOfEntity(const Ref<NSEntityDescription>& entity) const noexcept;
 
+  /// What the entity itself declares, and its direct descendants; borrowed until they change.
+  const std::vector<Ref<NSPropertyDescription>>& ownProperties() const noexcept {
+    return _ownProperties;
+  }
+  const std::vector<Ref<NSEntityDescription>>& directSubentities() const noexcept {
+    return _subentities;
+  }
+
   /// All properties, the inherited ones first, each entity's in the order in which it declares
   /// them.
   Ref<NSArray> properties() const;
@@ -123,6 +131,8 @@ class NSEntityDescription : public NSObject {
   /// Forgets what was derived from the properties, here and in the descendants.
   void invalidateLayout();
   void makeImmutable();
+  std::string versionHashBelow(const std::string& hashAbove) const;
+  Ref<NSDictionary> propertiesByNameOfClass(const Class& cls) const;
 
   Ref<NSString> _name;
   Ref<NSString> _managedObjectClassName;

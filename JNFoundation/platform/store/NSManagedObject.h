@@ -142,7 +142,7 @@ class NSManagedObject : public NSObject {
   void willChange();
   void setValueAtIndex(std::size_t index, const Value& value);
   bool validateValues(Ref<NSError>* error) const;
-  Ref<NSDictionary> changesFrom(const Value* committed) const;
+  void checkValue(std::size_t index, const Value& value) const;
 
   Ref<NSEntityDescription> _entity;
   /// The context's list of its objects; null for an object without a context.

@@ -127,17 +127,20 @@ class NSManagedObjectContext : public NSObject {
  private:
   friend class impl::ContextFetch;
   friend class impl::ContextSave;
-  friend class impl::ObjectAccess;
+  friend class NSManagedObject;
 
-  void forgetObjects();
-  void checkOwnership(const NSManagedObject& object, const char* operation) const;
+  /// Reads the values of a fault from its store.
+  void fulfillFault(NSManagedObject& object);
+  void noteUpdate(NSManagedObject& object);
+  /// Has the end of this turn process what was changed.
   void noteChange();
+  void forgetObjects() noexcept;
+  void requireCoordinator() const;
 
   Ref<NSPersistentStoreCoordinator> _coordinator;
   Ref<NSString> _name;
   Ref<impl::ObjectRegistry> _registry;
   std::unique_ptr<impl::ContextChanges> _changes;
-  bool _processingIsPosted = false;
 };
 
 }  // namespace JNFoundation

@@ -7,6 +7,7 @@ namespace JNFoundation {
 
 class NSEntityDescription;
 class NSPersistentStore;
+class NSURL;
 
 namespace impl {
 class ObjectAccess;
@@ -30,9 +31,9 @@ class NSManagedObjectID : public NSObject {
 
   bool isTemporaryID() const noexcept { return !_storeIdentifier; }
 
-  /// The identifier as text: "x-coredata:///Country/t…" while it is temporary, then
+  /// The identifier as an address: "x-coredata:///Country/t…" while it is temporary, then
   /// "x-coredata://STORE-IDENTIFIER/Country/p7". A coordinator reads the permanent form back.
-  Ref<NSString> URIRepresentation() const;
+  Ref<NSURL> URIRepresentation() const;
 
   /// The number of the record among those of the entity's hierarchy; of a temporary identifier, its
   /// number within the process.

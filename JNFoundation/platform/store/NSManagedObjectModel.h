@@ -43,6 +43,8 @@ class NSManagedObjectModel : public NSObject {
 
   /// In the order of their declaration. Never null.
   Ref<NSArray> entities() const;
+  /// The same, borrowed until they change.
+  const std::vector<Ref<NSEntityDescription>>& entityList() const noexcept { return _entities; }
   /// Takes: every entity of the model; the descendants of those given belong to it as well.
   /// Fails: raises NSInvalidArgumentException for a name that is used twice or missing.
   void setEntities(const Ref<NSArray>& entities);
@@ -62,8 +64,12 @@ class NSManagedObjectModel : public NSObject {
 
   Ref<NSString> description() const override;
 
-  /// Checks that the model is whole and makes it unchangeable; a coordinator calls it.
+  /// Whether the model is whole: every superentity in it, no property twice, every stored attribute
+  /// with a type and a fitting default.
   /// Fails: returns false and sets the error, which names entity and property.
+  bool validate(Ref<NSError>* error = nullptr) const;
+
+  /// Makes a whole model unchangeable; a coordinator calls it. Fails: as `validate`.
   bool makeImmutable(Ref<NSError>* error = nullptr);
 
  protected:

@@ -64,9 +64,10 @@ class NSPersistentStoreCoordinator : public NSObject {
   /// Returns: null if there is none of that identifier.
   Ref<NSPersistentStore> persistentStoreWithIdentifier(std::string_view identifier) const;
 
-  /// Reads an identifier's text form back.
-  /// Returns: null for other text, and for a store or an entity that the coordinator does not have.
-  Ref<NSManagedObjectID> managedObjectIDForURIRepresentation(const Ref<NSString>& uri) const;
+  /// Reads an identifier's address back.
+  /// Returns: null for other addresses, and for a store or an entity that the coordinator does not
+  /// have.
+  Ref<NSManagedObjectID> managedObjectIDForURIRepresentation(const Ref<NSURL>& uri) const;
 
   /// The lock under which stores are called.
   std::recursive_mutex& storeLock() const noexcept { return _storeLock; }

@@ -1,0 +1,191 @@
+#include <JNFoundation/platform/store/NSManagedObject.h>
+#include <JNFoundation/platform/store/NSManagedObjectContext.h>
+#include <JNFoundation/platform/store/impl/ObjectAccess.h>
+#include <JNFoundation/platform/value/NSException.h>
+#include <JNFoundation/platform/value/NSNull.h>
+
+namespace JNFoundation {
+
+using impl::EntityLayout;
+
+namespace {
+
+const Method* declared(const std::vector<const Method*> EntityLayout::ClassBinding::*operations,
+                       const NSManagedObject& object, const EntityLayout& layout,
+                       std::size_t index) {
+  const EntityLayout::ClassBinding& usual = layout.objectClass();
+  const EntityLayout::ClassBinding& binding =
+      usual.cls == &object.class_() ? usual : layout.bindingOf(object.class_());
+  return (binding.*operations)[index];
+}
+
+[[noreturn]] void raiseRelationship(const NSEntityDescription& entity, const NSString& key) {
+  raise(NSInvalidArgumentException,
+        "The property '%s' of entity '%@' is a relationship: objects do not hold related objects",
+        key.utf8(), entity.name());
+}
+
+}  // namespace
+
+std::size_t NSManagedObject::indexOfAttribute(const NSString& key) const noexcept {
+  return _entity ? _entity->layout().indexOf(key) : EntityLayout::none;
+}
+
+Value NSManagedObject::valueForKey(const Ref<NSString>& key) const {
+  const std::size_t index = key ? indexOfAttribute(*key) : EntityLayout::none;
+  if (index == EntityLayout::none) {
+    if (key && _entity && _entity->layout().isRelationship(*key)) raiseRelationship(*_entity, *key);
+    return NSObject::valueForKey(key);
+  }
+  const Method* getter =
+      declared(&EntityLayout::ClassBinding::getters, *this, _entity->layout(), index);
+  if (getter) return getter->invoke(Value(const_cast<NSManagedObject*>(this)), {});
+  if ((_flags & Fault) != 0) fire();
+  return _values[index];
+}
+
+void NSManagedObject::setValueForKey(const Value& value, const Ref<NSString>& key) {
+  const std::size_t index = key ? indexOfAttribute(*key) : EntityLayout::none;
+  if (index == EntityLayout::none) {
+    if (key && _entity && _entity->layout().isRelationship(*key)) raiseRelationship(*_entity, *key);
+    NSObject::setValueForKey(value, key);
+    return;
+  }
+  const Method* setter =
+      declared(&EntityLayout::ClassBinding::setters, *this, _entity->layout(), index);
+  if (!setter) {
+    setValueAtIndex(index, value);
+    return;
+  }
+  const char type = setter->argumentType(2);
+  if (value.isNull() && type != '@' && type != '#' && type != '*') {
+    setNilValueForKey(key);
+  } else {
+    setter->invoke(Value(this), {&value, 1});
+  }
+}
+
+Value NSManagedObject::valueForUndefinedKey(const Ref<NSString>& key) const {
+  raise(NSUndefinedKeyException,
+        "[<%s %p> valueForUndefinedKey:]: the entity %@ is not key value coding-compliant for the "
+        "key "
+        "\"%@\".",
+        class_().name(), static_cast<const void*>(this), _entity ? Value(_entity->name()) : Value(),
+        Value(key));
+}
+
+void NSManagedObject::setValueForUndefinedKey(const Value&, const Ref<NSString>& key) {
+  raise(NSUndefinedKeyException,
+        "[<%s %p> setValue:forUndefinedKey:]: the entity %@ is not key value coding-compliant for "
+        "the "
+        "key \"%@\".",
+        class_().name(), static_cast<const void*>(this), _entity ? Value(_entity->name()) : Value(),
+        Value(key));
+}
+
+Value NSManagedObject::storedValueForKey(const Ref<NSString>& key) const {
+  const std::size_t index = key ? indexOfAttribute(*key) : EntityLayout::none;
+  if (index == EntityLayout::none) return valueForUndefinedKey(key);
+  if ((_flags & Fault) != 0) fire();
+  return _values[index];
+}
+
+void NSManagedObject::setStoredValueForKey(const Value& value, const Ref<NSString>& key) {
+  const std::size_t index = key ? indexOfAttribute(*key) : EntityLayout::none;
+  if (index == EntityLayout::none) {
+    setValueForUndefinedKey(value, key);
+  } else {
+    setValueAtIndex(index, value);
+  }
+}
+
+void NSManagedObject::checkValue(std::size_t index, const Value& value) const {
+  const EntityLayout::Slot& slot = _entity->layout()[index];
+  if (slot.attribute->acceptsValue(value)) return;
+  raise(NSInvalidArgumentException,
+        "Unacceptable type of value for attribute: property = \"%@\"; desired type = %@; given "
+        "type = "
+        "%s; value = %@.",
+        slot.name, slot.attribute->attributeValueClassName(), value.class_()->name(), value);
+}
+
+void NSManagedObject::setValueAtIndex(std::size_t index, const Value& value) {
+  checkValue(index, value);
+  if ((_flags & Fault) != 0) fire();
+  willChange();
+  // Data may be mutable; what the object holds must not change behind its back.
+  _values[index] =
+      _entity->layout()[index].type == NSBinaryDataAttributeType ? value.copy() : value;
+}
+
+Value NSManagedObject::primitiveValueForKey(const Ref<NSString>& key) const {
+  const std::size_t index = key ? indexOfAttribute(*key) : EntityLayout::none;
+  if (index == EntityLayout::none) return valueForUndefinedKey(key);
+  return (_flags & HasValues) != 0 ? _values[index] : Value();
+}
+
+void NSManagedObject::setPrimitiveValueForKey(const Value& value, const Ref<NSString>& key) {
+  const std::size_t index = key ? indexOfAttribute(*key) : EntityLayout::none;
+  if (index == EntityLayout::none) {
+    setValueForUndefinedKey(value, key);
+    return;
+  }
+  checkValue(index, value);
+  if ((_flags & HasValues) == 0) fire();
+  _values[index] = value;
+}
+
+void NSManagedObject::willAccessValueForKey(const Ref<NSString>&) const {
+  if ((_flags & Fault) != 0) fire();
+}
+void NSManagedObject::didAccessValueForKey(const Ref<NSString>&) const {}
+void NSManagedObject::willChangeValueForKey(const Ref<NSString>&) {
+  if ((_flags & Fault) != 0) fire();
+  willChange();
+}
+void NSManagedObject::didChangeValueForKey(const Ref<NSString>&) {}
+
+Ref<NSDictionary> NSManagedObject::changedValues() const {
+  NSDictionary::Builder changes;
+  if ((_flags & (Inserted | Updated)) != 0 && _entity) {
+    const EntityLayout& layout = _entity->layout();
+    const Value nothing;
+    for (std::size_t i = 0; i < layout.count(); ++i) {
+      if (!layout[i].stored) continue;
+      const Value& before = _committed ? _committed[i] : nothing;
+      if (impl::storesAlike(before, _values[i], layout[i].type)) continue;
+      changes.set(layout[i].name, _values[i].isNull() ? Value(NSNull::null()) : _values[i]);
+    }
+  }
+  return changes.finish();
+}
+
+Ref<NSDictionary> NSManagedObject::committedValuesForKeys(const Ref<NSArray>& keys) const {
+  const EntityLayout& layout = _entity->layout();
+  if ((_flags & Fault) != 0) fire();
+  NSDictionary::Builder values;
+  const auto add = [&](std::size_t index) {
+    Value value = (_flags & Inserted) != 0 ? Value()
+                  : _committed             ? _committed[index]
+                                           : _values[index];
+    values.set(layout[index].name, value.isNull() ? Value(NSNull::null()) : std::move(value));
+  };
+  if (!keys) {
+    for (std::size_t i = 0; i < layout.count(); ++i) {
+      if (layout[i].stored) add(i);
+    }
+    return values.finish();
+  }
+  for (const Value& value : *keys) {
+    auto* key = as<NSString>(value);
+    const std::size_t index = key ? layout.indexOf(*key) : EntityLayout::none;
+    if (index == EntityLayout::none) {
+      valueForUndefinedKey(Ref<NSString>(key));
+    } else {
+      add(index);
+    }
+  }
+  return values.finish();
+}
+
+}  // namespace JNFoundation

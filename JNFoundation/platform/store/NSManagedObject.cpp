@@ -1,0 +1,125 @@
+#include "JNFoundation/platform/store/NSManagedObject.h"
+
+#include <JNFoundation/platform/store/NSManagedObjectContext.h>
+#include <JNFoundation/platform/store/impl/ObjectAccess.h>
+#include <JNFoundation/platform/value/ClassDeclaration.h>
+#include <JNFoundation/platform/value/NSException.h>
+#include <JNFoundation/platform/value/NSNull.h>
+
+namespace JNFoundation {
+
+constinit const Class NSManagedObject::classObject = Class::of<NSManagedObject>("NSManagedObject");
+
+namespace {
+const ClassDeclaration<NSManagedObject> declaration =
+    ClassDeclaration<NSManagedObject>()
+        .factory()
+        .operation("objectID", &NSManagedObject::objectID)
+        .operation(
+            "entity",
+            [](const NSManagedObject& self) -> Ref<NSEntityDescription> { return self.entity(); })
+        .operation("managedObjectContext", &NSManagedObject::managedObjectContext)
+        .operation("isInserted", &NSManagedObject::isInserted)
+        .operation("isUpdated", &NSManagedObject::isUpdated)
+        .operation("isDeleted", &NSManagedObject::isDeleted)
+        .operation("isFault", &NSManagedObject::isFault)
+        .operation("hasChanges", &NSManagedObject::hasChanges);
+}  // namespace
+
+NSManagedObject::NSManagedObject() = default;
+
+NSManagedObject::~NSManagedObject() {
+  if (_registry) _registry->remove(impl::ObjectAccess::key(*this), *this);
+}
+
+Ref<NSManagedObject> NSManagedObject::initWithEntityInsertIntoManagedObjectContext(
+    const Ref<NSEntityDescription>& entity, const Ref<NSManagedObjectContext>& context) {
+  if (!entity) raise(NSInvalidArgumentException, "A managed object needs an entity");
+  if (entity->isAbstract()) {
+    raise(NSInvalidArgumentException, "The entity '%@' is abstract: it has no objects of its own",
+          entity->name());
+  }
+  const impl::EntityLayout& layout = entity->layout();
+  Ref<NSManagedObject> object = impl::ObjectAccess::make(*entity);
+  object->_values = std::make_unique<Value[]>(layout.count());
+  object->_flags = HasValues;
+  object->_number = impl::ObjectAccess::nextTemporaryNumber();
+  if (layout.hasDefaults()) {
+    for (std::size_t i = 0; i < layout.count(); ++i) object->_values[i] = layout[i].defaultValue;
+  }
+  if (context) context->insertObject(object);
+  return object;
+}
+
+Ref<NSManagedObjectID> NSManagedObject::objectID() const {
+  if (!_objectID) {
+    _objectID =
+        impl::ObjectAccess::makeID(_entity, _number, _hierarchy ? _hierarchy->store : nullptr);
+  }
+  return _objectID;
+}
+
+Ref<NSManagedObjectContext> NSManagedObject::managedObjectContext() const noexcept {
+  return _registry ? _registry->context() : nullptr;
+}
+
+// ---- Life ---------------------------------------------------------------------------------------
+
+void NSManagedObject::awakeFromInsert() {}
+void NSManagedObject::awakeFromFetch() {}
+void NSManagedObject::willSave() {}
+void NSManagedObject::didSave() {}
+void NSManagedObject::prepareForDeletion() {}
+
+void NSManagedObject::fire() const {
+  auto* self = const_cast<NSManagedObject*>(this);
+  if ((_flags & HasValues) == 0) {
+    Ref<NSManagedObjectContext> context = managedObjectContext();
+    if (!context) {
+      raise(NSObjectInaccessibleException,
+            "The NSManagedObject with ID:%@ has been invalidated: its context is gone or was reset",
+            Value(objectID()));
+    }
+    context->fulfillFault(*self);
+  }
+  self->_flags = (_flags & ~Fault) | Awakening;
+  struct Awake {
+    std::uint32_t& flags;
+    ~Awake() { flags &= ~Awakening; }
+  } awake{self->_flags};
+  self->awakeFromFetch();
+}
+
+void NSManagedObject::willChange() {
+  if ((_flags & Awakening) != 0 || !_registry) return;
+  if ((_flags & (Inserted | Updated)) == 0) {
+    const std::size_t count = _entity->layout().count();
+    _committed = std::make_unique<Value[]>(count);
+    for (std::size_t i = 0; i < count; ++i) _committed[i] = _values[i];
+    _flags |= Updated;
+    if ((_flags & Deleted) == 0) {
+      if (Ref<NSManagedObjectContext> context = _registry->context()) context->noteUpdate(*this);
+    }
+  }
+  ++_registry->edits;
+  if (!_registry->processingIsPosted) {
+    if (Ref<NSManagedObjectContext> context = _registry->context()) context->noteChange();
+  }
+}
+
+Ref<NSString> NSManagedObject::description() const {
+  const impl::EntityLayout& layout = _entity->layout();
+  Ref<NSString> values = "<fault>"_s;
+  if ((_flags & HasValues) != 0) {
+    NSDictionary::Builder builder(layout.count());
+    for (std::size_t i = 0; i < layout.count(); ++i) {
+      builder.set(layout[i].name, _values[i].isNull() ? Value("nil"_s) : _values[i]);
+    }
+    values = builder.finish()->description();
+  }
+  return NSString::stringWithFormat("<%s: %p> (entity: %@; id: %@; data: %@)", class_().name(),
+                                    static_cast<const void*>(this), _entity->name(),
+                                    Value(objectID()), values);
+}
+
+}  // namespace JNFoundation

@@ -1,0 +1,194 @@
+#include "JNFoundation/platform/store/impl/EntityLayout.h"
+
+#include <algorithm>
+#include <array>
+#include <string>
+
+#include <JNFoundation/platform/store/NSManagedObject.h>
+#include <JNFoundation/platform/store/NSRelationshipDescription.h>
+#include <JNFoundation/platform/value/NSException.h>
+
+namespace JNFoundation::impl {
+namespace {
+
+std::string capitalized(std::string_view key) {
+  std::string text(key);
+  if (!text.empty() && text[0] >= 'a' && text[0] <= 'z') text[0] = static_cast<char>(text[0] - 32);
+  return text;
+}
+
+const Method* declaredGetter(const Class& cls, std::string_view key) {
+  const std::string name = capitalized(key);
+  for (const std::string& candidate :
+       {"get" + name, std::string(key), "is" + name, "_" + std::string(key)}) {
+    const Method* method = cls.instanceMethodForSelector(SEL(candidate));
+    if (method && method->numberOfArguments() == 2 && method->returnType() != 'v') return method;
+  }
+  return nullptr;
+}
+
+const Method* declaredSetter(const Class& cls, std::string_view key) {
+  const std::string name = capitalized(key);
+  for (const std::string& candidate : {"set" + name + ":", "_set" + name + ":"}) {
+    const Method* method = cls.instanceMethodForSelector(SEL(candidate));
+    if (method && method->numberOfArguments() == 3) return method;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+bool isReservedPropertyName(std::string_view name) noexcept {
+  static constexpr std::array<std::string_view, 45> reserved = {"autorelease",
+                                                                "awakeFromFetch",
+                                                                "awakeFromInsert",
+                                                                "changedValues",
+                                                                "changedValuesForCurrentEvent",
+                                                                "class",
+                                                                "classForCoder",
+                                                                "copy",
+                                                                "dealloc",
+                                                                "debugDescription",
+                                                                "description",
+                                                                "didSave",
+                                                                "didTurnIntoFault",
+                                                                "entity",
+                                                                "faultingState",
+                                                                "finalize",
+                                                                "hasChanges",
+                                                                "hasPersistentChangedValues",
+                                                                "hash",
+                                                                "init",
+                                                                "isDeleted",
+                                                                "isFault",
+                                                                "isInserted",
+                                                                "isProxy",
+                                                                "isUpdated",
+                                                                "load",
+                                                                "managedObjectContext",
+                                                                "mutableCopy",
+                                                                "new",
+                                                                "objectID",
+                                                                "observationInfo",
+                                                                "prepareForDeletion",
+                                                                "release",
+                                                                "retain",
+                                                                "retainCount",
+                                                                "self",
+                                                                "superclass",
+                                                                "validateForDelete",
+                                                                "validateForInsert",
+                                                                "validateForUpdate",
+                                                                "willSave",
+                                                                "willTurnIntoFault",
+                                                                "zone",
+                                                                "awakeFromNib",
+                                                                "isAccessibilityElement"};
+  return std::find(reserved.begin(), reserved.end(), name) != reserved.end();
+}
+
+EntityLayout::EntityLayout(const NSEntityDescription& entity) : _entity(entity), _root(&entity) {
+  std::vector<Ref<NSEntityDescription>> line{
+      Ref<NSEntityDescription>(const_cast<NSEntityDescription*>(&entity))};
+  while (Ref<NSEntityDescription> above = line.back()->superentity()) line.push_back(above);
+  _root = line.back().get();
+  for (auto ancestor = line.rbegin(); ancestor != line.rend(); ++ancestor) {
+    for (const Ref<NSPropertyDescription>& property : (*ancestor)->ownProperties()) {
+      if (isKindOf<NSAttributeDescription>(*property)) {
+        auto* attribute = static_cast<NSAttributeDescription*>(property.get());
+        const bool stored =
+            !attribute->isTransient() && attribute->attributeType() != NSUndefinedAttributeType;
+        _slots.push_back({Ref<NSAttributeDescription>(attribute), attribute->name(),
+                          attribute->attributeType(), stored, attribute->isOptional(),
+                          attribute->defaultValue()});
+        _hasDefaults |= !attribute->defaultValue().isNull();
+      } else if (isKindOf<NSRelationshipDescription>(*property)) {
+        _relationships.push_back(property->name());
+      }
+    }
+  }
+  std::vector<const NSEntityDescription*> pending{&entity};
+  while (!pending.empty()) {
+    const NSEntityDescription* next = pending.back();
+    pending.pop_back();
+    if (!next->isAbstract()) _family.push_back(next);
+    const auto& below = next->directSubentities();
+    for (auto entry = below.rbegin(); entry != below.rend(); ++entry)
+      pending.push_back(entry->get());
+  }
+  buildIndex();
+}
+
+EntityLayout::~EntityLayout() {
+  for (BindingNode* node = _bindings.load(); node;) delete std::exchange(node, node->next);
+}
+
+void EntityLayout::buildIndex() {
+  std::size_t size = 4;
+  while (size < _slots.size() * 2 + 1) size *= 2;
+  _index.assign(size, {});
+  _mask = size - 1;
+  for (std::size_t number = 0; number < _slots.size(); ++number) {
+    const NSString& name = *_slots[number].name;
+    // A name that an ancestor has already stays the ancestor's; using the model reports it.
+    if (indexOf(name) != none) continue;
+    std::size_t place = name.contentHash() & _mask;
+    while (_index[place].name) place = (place + 1) & _mask;
+    _index[place] = {&name, number};
+  }
+}
+
+bool EntityLayout::isRelationship(const NSString& name) const noexcept {
+  return std::any_of(_relationships.begin(), _relationships.end(),
+                     [&](const Ref<NSString>& other) { return other->hasContentOf(name); });
+}
+
+EntityLayout::ClassBinding EntityLayout::makeBinding(const Class& cls) const {
+  ClassBinding binding{&cls, {}, {}};
+  binding.getters.reserve(_slots.size());
+  binding.setters.reserve(_slots.size());
+  for (const Slot& slot : _slots) {
+    binding.getters.push_back(declaredGetter(cls, slot.name->utf8()));
+    binding.setters.push_back(declaredSetter(cls, slot.name->utf8()));
+  }
+  return binding;
+}
+
+const EntityLayout::ClassBinding& EntityLayout::bindingOf(const Class& cls) const {
+  for (BindingNode* node = _bindings.load(std::memory_order_acquire); node; node = node->next) {
+    if (node->binding.cls == &cls) return node->binding;
+  }
+  // Two threads may both add one; either is as good.
+  auto* fresh = new BindingNode{makeBinding(cls), _bindings.load(std::memory_order_relaxed)};
+  while (!_bindings.compare_exchange_weak(fresh->next, fresh, std::memory_order_acq_rel)) {
+  }
+  return fresh->binding;
+}
+
+const EntityLayout::ClassBinding& EntityLayout::objectClass() const {
+  if (const ClassBinding* known = _objectClass.load(std::memory_order_acquire)) return *known;
+  const Ref<NSString>& name = _entity.managedObjectClassName();
+  const Class* cls = NSClassFromString(name->utf8());
+  if (!cls) {
+    raise(
+        NSInternalInconsistencyException,
+        "Unable to find the class named '%@' of entity '%@': it is not linked into the program, or "
+        "nothing refers to it",
+        name, _entity.name());
+  }
+  if (!cls->isSubclassOf(NSManagedObject::classObject)) {
+    raise(NSInternalInconsistencyException,
+          "The class '%@' of entity '%@' is not a subclass of NSManagedObject", name,
+          _entity.name());
+  }
+  if (!cls->canMakeInstances()) {
+    raise(NSInternalInconsistencyException,
+          "The class '%@' of entity '%@' declares no factory, so that no object of it can be made",
+          name, _entity.name());
+  }
+  const ClassBinding& binding = bindingOf(*cls);
+  _objectClass.store(&binding, std::memory_order_release);
+  return binding;
+}
+
+}  // namespace JNFoundation::impl

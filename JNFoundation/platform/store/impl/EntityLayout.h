@@ -1,0 +1,110 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include <JNFoundation/platform/store/NSAttributeDescription.h>
+#include <JNFoundation/platform/value/Class.h>
+#include <JNFoundation/platform/value/Method.h>
+
+namespace JNFoundation {
+
+class NSEntityDescription;
+class NSManagedObject;
+
+namespace impl {
+
+/// What an entity's objects look like in memory: its attributes by number, inherited ones first, so
+/// that a number means the same attribute in every descendant.
+///
+/// Threads: any. What is found out at first use is published atomically.
+class EntityLayout {
+ public:
+  struct Slot {
+    Ref<NSAttributeDescription> attribute;
+    Ref<NSString> name;
+    NSAttributeType type;
+    /// Whether a store keeps the value.
+    bool stored;
+    bool optional;
+    Value defaultValue;
+  };
+
+  /// How the class of an entity's objects reaches their attributes by name.
+  struct ClassBinding {
+    const Class* cls;
+    /// By attribute number; null where the class declares no operation of its own.
+    std::vector<const Method*> getters;
+    std::vector<const Method*> setters;
+  };
+
+  static constexpr std::size_t none = static_cast<std::size_t>(-1);
+
+  explicit EntityLayout(const NSEntityDescription& entity);
+  ~EntityLayout();
+  EntityLayout(const EntityLayout&) = delete;
+  EntityLayout& operator=(const EntityLayout&) = delete;
+
+  std::span<const Slot> slots() const noexcept { return _slots; }
+  std::size_t count() const noexcept { return _slots.size(); }
+  const Slot& operator[](std::size_t index) const noexcept { return _slots[index]; }
+
+  /// The number of the attribute of that name, or `none`.
+  std::size_t indexOf(const NSString& name) const noexcept {
+    const std::uint64_t hash = name.contentHash();
+    for (std::size_t place = hash & _mask; _index[place].name; place = (place + 1) & _mask) {
+      const NSString* candidate = _index[place].name;
+      if (candidate == &name || candidate->hasContentOf(name)) return _index[place].number;
+    }
+    return none;
+  }
+  bool isRelationship(const NSString& name) const noexcept;
+
+  /// The ancestor that has none itself.
+  const NSEntityDescription& root() const noexcept { return *_root; }
+  /// The entity and all its descendants that are not abstract.
+  std::span<const NSEntityDescription* const> family() const noexcept { return _family; }
+
+  /// Whether an inserted object has anything but nulls to start with.
+  bool hasDefaults() const noexcept { return _hasDefaults; }
+
+  /// The class of the entity's objects.
+  /// Fails: raises NSInternalInconsistencyException for a class that is not linked into the
+  /// program, is no managed object, or cannot make instances.
+  const ClassBinding& objectClass() const;
+  /// The same of another class, the object's own. Borrowed from the layout.
+  const ClassBinding& bindingOf(const Class& cls) const;
+
+ private:
+  struct IndexEntry {
+    const NSString* name = nullptr;
+    std::size_t number = 0;
+  };
+  struct BindingNode {
+    ClassBinding binding;
+    BindingNode* next;
+  };
+
+  void buildIndex();
+  ClassBinding makeBinding(const Class& cls) const;
+
+  const NSEntityDescription& _entity;
+  const NSEntityDescription* _root;
+  std::vector<const NSEntityDescription*> _family;
+  std::vector<Slot> _slots;
+  std::vector<Ref<NSString>> _relationships;
+  std::vector<IndexEntry> _index;
+  std::size_t _mask = 0;
+  bool _hasDefaults = false;
+  mutable std::atomic<const ClassBinding*> _objectClass{nullptr};
+  mutable std::atomic<BindingNode*> _bindings{nullptr};
+};
+
+/// Whether objects already answer the name, so that no property may have it.
+bool isReservedPropertyName(std::string_view name) noexcept;
+
+}  // namespace impl
+}  // namespace JNFoundation

@@ -1,0 +1,59 @@
+#include "JNFoundation/platform/store/impl/ObjectAccess.h"
+
+#include <atomic>
+
+namespace JNFoundation::impl {
+
+Ref<NSManagedObject> ObjectAccess::make(const NSEntityDescription& entity) {
+  const EntityLayout& layout = entity.layout();
+  const Class& cls = *layout.objectClass().cls;
+  Ref<Object> object;
+  if (&cls == &Object::classObject) {
+    object = makeObject<Object>();
+  } else {
+    object = Ref<Object>::adopt(static_cast<Object*>(cls.newInstance().leak()));
+  }
+  object->_entity = Ref<NSEntityDescription>(const_cast<NSEntityDescription*>(&entity));
+  return object;
+}
+
+void ObjectAccess::detach(Object& object) noexcept {
+  if (!object._registry) return;
+  object.objectID();
+  object._registry->remove(key(object), object);
+  object._registry = nullptr;
+  object._hierarchy = nullptr;
+  object._flags &= ~(inserted | updated | deleted);
+  object._committed.reset();
+}
+
+std::int64_t ObjectAccess::nextTemporaryNumber() noexcept {
+  static std::atomic<std::int64_t> last{0};
+  return last.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
+Value canonicalValue(const Value& value, NSAttributeType type) {
+  if (value.isNull()) return value;
+  switch (type) {
+    case NSInteger16AttributeType:
+    case NSInteger32AttributeType:
+    case NSInteger64AttributeType:
+      return value.kind() == Value::Kind::Integer ? value : Value(value.longLongValue());
+    case NSBooleanAttributeType:
+      return value.isBoolean() ? value : Value(value.boolValue());
+    case NSDoubleAttributeType:
+      return value.kind() == Value::Kind::Double ? value : Value(value.doubleValue());
+    case NSFloatAttributeType:
+      return value.kind() == Value::Kind::Float ? value : Value(value.floatValue());
+    default:
+      return value;
+  }
+}
+
+bool storesAlike(const Value& left, const Value& right, NSAttributeType type) {
+  if (left.isIdentical(right)) return true;
+  if (left.isNull() || right.isNull()) return false;
+  return left == right || canonicalValue(left, type) == canonicalValue(right, type);
+}
+
+}  // namespace JNFoundation::impl

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <JNFoundation/platform/store/NSManagedObject.h>
+#include <JNFoundation/platform/store/NSManagedObjectContext.h>
+#include <JNFoundation/platform/store/NSPersistentStore.h>
+#include <JNFoundation/platform/store/impl/EntityLayout.h>
+#include <JNFoundation/platform/store/impl/ObjectRegistry.h>
+
+namespace JNFoundation::impl {
+
+/// What contexts do to their objects, past the objects' own face.
+class ObjectAccess {
+ public:
+  using Object = NSManagedObject;
+
+  static constexpr std::uint32_t inserted = Object::Inserted;
+  static constexpr std::uint32_t updated = Object::Updated;
+  static constexpr std::uint32_t deleted = Object::Deleted;
+  static constexpr std::uint32_t fault = Object::Fault;
+  static constexpr std::uint32_t hasValues = Object::HasValues;
+
+  /// An object of the class that the entity names, with nothing but its entity.
+  /// Fails: as EntityLayout::objectClass.
+  static Ref<Object> make(const NSEntityDescription& entity);
+
+  static std::uint32_t& flags(Object& object) noexcept { return object._flags; }
+  static std::uint32_t flags(const Object& object) noexcept { return object._flags; }
+  static std::unique_ptr<Value[]>& values(Object& object) noexcept { return object._values; }
+  static std::unique_ptr<Value[]>& committed(Object& object) noexcept { return object._committed; }
+  static std::uint32_t& version(Object& object) noexcept { return object._version; }
+  static std::uint32_t& changeIndex(Object& object) noexcept { return object._changeIndex; }
+  static Ref<ObjectRegistry>& registry(Object& object) noexcept { return object._registry; }
+  static const Ref<ObjectRegistry>& registry(const Object& object) noexcept {
+    return object._registry;
+  }
+  static void fire(const Object& object) { object.fire(); }
+
+  static ObjectKey key(const Object& object) noexcept {
+    return {object._hierarchy, object._number};
+  }
+  /// Gives the object another identity; the registry is told by the caller.
+  static void setKey(Object& object, const ObjectKey& key) noexcept {
+    object._hierarchy = key.hierarchy;
+    object._number = key.number;
+    object._objectID = nullptr;
+  }
+  /// Cuts the object off from its context. It keeps its identifier and its values.
+  static void detach(Object& object) noexcept;
+
+  /// A number for an object that was never saved, greater than all before.
+  static std::int64_t nextTemporaryNumber() noexcept;
+
+  /// Takes: no store for a temporary identifier.
+  static Ref<NSManagedObjectID> makeID(const Ref<NSEntityDescription>& entity, std::int64_t number,
+                                       const NSPersistentStore* store) {
+    return makeObject<NSManagedObjectID>(entity, number, store);
+  }
+};
+
+/// The value as a store gives it back: a number in the form that its attribute's type has.
+/// Requires: a value that the attribute accepts.
+Value canonicalValue(const Value& value, NSAttributeType type);
+
+/// Whether a save would store the same for both.
+bool storesAlike(const Value& left, const Value& right, NSAttributeType type);
+
+}  // namespace JNFoundation::impl

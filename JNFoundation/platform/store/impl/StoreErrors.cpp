@@ -1,0 +1,24 @@
+#include "JNFoundation/platform/store/impl/StoreErrors.h"
+
+#include <JNFoundation/platform/value/NSArray.h>
+
+namespace JNFoundation::impl {
+
+Ref<NSError> cocoaError(NSInteger code, const Ref<NSString>& sentence,
+                        std::vector<NSDictionary::Pair> details) {
+  std::vector<NSDictionary::Pair> entries{{NSLocalizedDescriptionKey, sentence}};
+  for (NSDictionary::Pair& detail : details) {
+    if (!detail.value.isNull()) entries.push_back(std::move(detail));
+  }
+  return NSError::errorWithDomainCodeUserInfo(
+      NSCocoaErrorDomain, code, NSDictionary::dictionaryWithEntries(std::move(entries)));
+}
+
+Ref<NSError> joinedErrors(const std::vector<Ref<NSError>>& errors) {
+  if (errors.size() == 1) return errors.front();
+  std::vector<Value> list(errors.begin(), errors.end());
+  return cocoaError(NSValidationMultipleErrorsError, "Multiple validation errors occurred.",
+                    {{NSDetailedErrorsKey, NSArray::arrayWithValues(std::move(list))}});
+}
+
+}  // namespace JNFoundation::impl

@@ -1,0 +1,267 @@
+#include <memory>
+#include <unordered_map>
+
+#include <JNFoundation/platform/net/NSURL.h>
+#include <JNFoundation/platform/query/NSPredicate.h>
+#include <JNFoundation/platform/store/impl/EntityLayout.h>
+#include <JNFoundation/platform/store/impl/ObjectAccess.h>
+#include <JNFoundation/platform/store/impl/StoreErrors.h>
+#include <JNFoundation/platform/store/sqlite/SQLiteStore.h>
+#include <JNFoundation/platform/store/sqlite/impl/SQLiteConnection.h>
+#include <JNFoundation/platform/value/NSData.h>
+#include <JNFoundation/platform/value/NSDecimalNumber.h>
+#include <JNFoundation/platform/value/NSUUID.h>
+
+namespace JNFoundation {
+
+using impl::Database;
+using impl::Schema;
+using impl::Statement;
+
+namespace {
+
+/// Binds a value in the form in which its attribute's type stands in the file. Text that had to be
+/// made for it is kept in `made` until the statement has run.
+void bindValue(Statement& statement, int parameter, NSAttributeType type, const Value& value,
+               std::vector<Ref<NSString>>& made) {
+  if (value.isNull()) {
+    statement.bindNull(parameter);
+    return;
+  }
+  const auto bindText = [&](Ref<NSString> text) {
+    statement.bind(parameter, text->utf8());
+    made.push_back(std::move(text));
+  };
+  switch (type) {
+    case NSInteger16AttributeType:
+    case NSInteger32AttributeType:
+    case NSInteger64AttributeType:
+      statement.bind(parameter, value.longLongValue());
+      break;
+    case NSBooleanAttributeType:
+      statement.bind(parameter, static_cast<std::int64_t>(value.boolValue()));
+      break;
+    case NSDoubleAttributeType:
+      statement.bind(parameter, value.doubleValue());
+      break;
+    case NSFloatAttributeType:
+      statement.bind(parameter, static_cast<double>(value.floatValue()));
+      break;
+    case NSDateAttributeType:
+      statement.bind(parameter, value.timeIntervalSince1970());
+      break;
+    case NSStringAttributeType:
+      statement.bind(parameter, static_cast<const NSString*>(value.object())->utf8());
+      break;
+    case NSBinaryDataAttributeType: {
+      const std::string_view bytes = static_cast<const NSData*>(value.object())->view();
+      sqlite3_bind_blob64(statement.handle(), parameter, bytes.empty() ? "" : bytes.data(),
+                          bytes.size(), SQLITE_STATIC);
+      break;
+    }
+    case NSDecimalAttributeType:
+      bindText(value.stringValue());
+      break;
+    case NSUUIDAttributeType:
+      bindText(static_cast<const NSUUID*>(value.object())->UUIDString());
+      break;
+    case NSURIAttributeType:
+      bindText(static_cast<const NSURL*>(value.object())->absoluteString());
+      break;
+    default:
+      // Validation has refused what has no form.
+      statement.bindNull(parameter);
+  }
+}
+
+std::string insertSQL(const Schema::EntityMap& map) {
+  std::string sql = "INSERT INTO " + map.table + " (_pk, _entity, _version";
+  std::string places = ") VALUES (?, " + std::to_string(map.number) + ", 1";
+  for (const Schema::Column& column : map.columns) {
+    sql += ", " + column.name;
+    places += ", ?";
+  }
+  return sql + places + ")";
+}
+
+std::string deleteSQL(const Schema::EntityMap& map) {
+  return "DELETE FROM " + map.table + " WHERE _pk = ? AND _version = ?";
+}
+
+/// Writes the rows of one save, with each statement prepared once.
+class RowWriter {
+ public:
+  RowWriter(Database& database, const Schema& schema) : _database(database), _schema(schema) {}
+
+  enum class Result { Written, Conflict, Failed };
+
+  Result write(const StoreRowChange& change) {
+    if (change.entity != _entity) {
+      _entity = change.entity;
+      _map = &_schema.of(*change.entity);
+      _statements = &_byEntity[change.entity];
+    }
+    _made.clear();
+    switch (change.kind) {
+      case StoreRowChange::Kind::Insert:
+        return insert(change);
+      case StoreRowChange::Kind::Update:
+        return update(change);
+      case StoreRowChange::Kind::Delete:
+        return remove(change);
+    }
+    return Result::Failed;
+  }
+
+ private:
+  struct Statements {
+    Statement insertion;
+    Statement deletion;
+    Statement update;
+    /// Which columns the update writes.
+    std::vector<bool> updated;
+  };
+
+  Result insert(const StoreRowChange& change) {
+    Statement& statement = _statements->insertion;
+    if (!statement) statement = _database.prepare(insertSQL(*_map));
+    if (!statement) return Result::Failed;
+    statement.bind(1, change.primaryKey);
+    int parameter = 2;
+    for (const Schema::Column& column : _map->columns) {
+      bindValue(statement, parameter++, column.type, change.values[column.attribute], _made);
+    }
+    return statement.run() ? Result::Written : Result::Failed;
+  }
+
+  Result update(const StoreRowChange& change) {
+    _changed.assign(_map->columns.size(), false);
+    for (std::size_t i = 0; i < _map->columns.size(); ++i) {
+      const Schema::Column& column = _map->columns[i];
+      _changed[i] = !impl::storesAlike(change.values[column.attribute],
+                                       change.committed[column.attribute], column.type);
+    }
+    Statement& statement = _statements->update;
+    if (!statement || _statements->updated != _changed) {
+      std::string sql = "UPDATE " + _map->table + " SET _version = _version + 1";
+      for (std::size_t i = 0; i < _map->columns.size(); ++i) {
+        if (_changed[i]) sql += ", " + _map->columns[i].name + " = ?";
+      }
+      statement = _database.prepare(sql + " WHERE _pk = ? AND _version = ?");
+      _statements->updated = _changed;
+    }
+    if (!statement) return Result::Failed;
+    int parameter = 1;
+    for (std::size_t i = 0; i < _map->columns.size(); ++i) {
+      const Schema::Column& column = _map->columns[i];
+      if (_changed[i]) {
+        bindValue(statement, parameter++, column.type, change.values[column.attribute], _made);
+      }
+    }
+    return runOnOneRow(statement, parameter, change);
+  }
+
+  Result remove(const StoreRowChange& change) {
+    Statement& statement = _statements->deletion;
+    if (!statement) statement = _database.prepare(deleteSQL(*_map));
+    if (!statement) return Result::Failed;
+    return runOnOneRow(statement, 1, change);
+  }
+
+  Result runOnOneRow(Statement& statement, int parameter, const StoreRowChange& change) {
+    statement.bind(parameter, change.primaryKey);
+    statement.bind(parameter + 1, static_cast<std::int64_t>(change.version));
+    if (!statement.run()) return Result::Failed;
+    return _database.changes() == 1 ? Result::Written : Result::Conflict;
+  }
+
+  Database& _database;
+  const Schema& _schema;
+  const NSEntityDescription* _entity = nullptr;
+  const Schema::EntityMap* _map = nullptr;
+  Statements* _statements = nullptr;
+  std::unordered_map<const NSEntityDescription*, Statements> _byEntity;
+  std::vector<bool> _changed;
+  std::vector<Ref<NSString>> _made;
+};
+
+}  // namespace
+
+bool SQLiteStore::failedToSave(Ref<NSError>* error) const {
+  return impl::fail(error, _connection->database.error(NSPersistentStoreSaveError,
+                                                       "The store cannot be written"));
+}
+
+std::int64_t SQLiteStore::takePrimaryKeys(const NSEntityDescription& entity, NSUInteger count,
+                                          Ref<NSError>* error) {
+  if (!_connection) return refuse(NSPersistentStoreOperationError, "it was closed", error);
+  const auto number = static_cast<std::int64_t>(count);
+  std::int64_t next = 0;
+  {
+    Statement statement = _connection->database.prepare(
+        "UPDATE jn_entity SET next_key = next_key + ?1 WHERE number = ?2 RETURNING next_key");
+    if (statement) {
+      statement.bind(1, number);
+      statement.bind(2, _connection->schema.of(entity.layout().root()).number);
+      if (statement.step() == Statement::Step::Row) {
+        next = statement.integer(0);
+        if (statement.step() != Statement::Step::Done) next = 0;
+      }
+    }
+  }
+  if (next <= number) {
+    failedToSave(error);
+    return 0;
+  }
+  return next - number;
+}
+
+bool SQLiteStore::beginSave(Ref<NSError>* error) {
+  if (!_connection) return refuse(NSPersistentStoreOperationError, "it was closed", error);
+  if (isReadOnly()) {
+    return impl::fail(error, impl::cocoaError(NSPersistentStoreSaveError,
+                                              "The store was opened to be read only."));
+  }
+  if (!_connection->database.execute("BEGIN IMMEDIATE")) return failedToSave(error);
+  _connection->saving = true;
+  return true;
+}
+
+bool SQLiteStore::writeRows(std::span<const StoreRowChange> changes, std::size_t* conflict,
+                            Ref<NSError>* error) {
+  RowWriter writer(_connection->database, _connection->schema);
+  for (const StoreRowChange& change : changes) {
+    switch (writer.write(change)) {
+      case RowWriter::Result::Written:
+        break;
+      case RowWriter::Result::Failed:
+        return failedToSave(error);
+      case RowWriter::Result::Conflict:
+        if (conflict) *conflict = static_cast<std::size_t>(&change - changes.data());
+        return impl::fail(error,
+                          impl::cocoaError(NSManagedObjectMergeError, "Could not merge changes."));
+    }
+  }
+  return true;
+}
+
+bool SQLiteStore::commitSave(Ref<NSError>* error) {
+  if (!_connection->database.execute("COMMIT")) {
+    failedToSave(error);
+    abandonSave();
+    return false;
+  }
+  _connection->saving = false;
+  return true;
+}
+
+void SQLiteStore::abandonSave() noexcept {
+  if (!_connection || !_connection->saving) return;
+  _connection->saving = false;
+  // SQLite may have taken everything back by itself already.
+  if (sqlite3_get_autocommit(_connection->database.handle()) == 0) {
+    sqlite3_exec(_connection->database.handle(), "ROLLBACK", nullptr, nullptr, nullptr);
+  }
+}
+
+}  // namespace JNFoundation

@@ -1,0 +1,213 @@
+#include "JNFoundation/platform/store/sqlite/SQLiteStore.h"
+
+#include <filesystem>
+
+#include <JNFoundation/platform/net/NSURL.h>
+#include <JNFoundation/platform/store/NSManagedObjectModel.h>
+#include <JNFoundation/platform/store/NSPersistentStoreCoordinator.h>
+#include <JNFoundation/platform/store/impl/StoreErrors.h>
+#include <JNFoundation/platform/store/sqlite/impl/SQLiteConnection.h>
+#include <JNFoundation/platform/value/NSUUID.h>
+
+namespace JNFoundation {
+
+using impl::Schema;
+using impl::Statement;
+
+constinit const Class SQLiteStore::classObject = Class::of<SQLiteStore>("SQLiteStore");
+
+namespace {
+
+constexpr double defaultTimeout = 5;
+constexpr NSInteger fileReadNoSuchFileError = 260;
+
+Value option(const Ref<NSDictionary>& options, const char* name) {
+  return options ? options->objectForKey(name) : Value();
+}
+
+}  // namespace
+
+SQLiteStore::SQLiteStore(const Ref<NSManagedObjectModel>& model, const Ref<NSString>& configuration,
+                         const Ref<NSURL>& url, const Ref<NSDictionary>& options)
+    : NSPersistentStore(model, configuration, url, options) {}
+
+SQLiteStore::~SQLiteStore() = default;
+
+Ref<SQLiteStore> SQLiteStore::initWithModelConfigurationURLOptions(
+    const Ref<NSManagedObjectModel>& model, const Ref<NSString>& configuration,
+    const Ref<NSURL>& url, const Ref<NSDictionary>& options) {
+  return Ref<SQLiteStore>::adopt(new SQLiteStore(model, configuration, url, options));
+}
+
+Ref<NSString> SQLiteStore::type() const { return NSString::interned(NSSQLiteStoreType); }
+
+bool SQLiteStore::refuse(NSInteger code, const Ref<NSString>& why, Ref<NSError>* error) const {
+  return impl::fail(
+      error,
+      impl::cocoaError(code,
+                       NSString::stringWithFormat("The store %@ cannot be opened: %@",
+                                                  URL() ? Value(URL()->path()) : Value(), why),
+                       {{NSFilePathErrorKey, URL() ? Value(URL()->path()) : Value()}}));
+}
+
+bool SQLiteStore::open(Ref<NSError>* error) {
+  if (!URL() || !URL()->path() || URL()->path()->utf8().empty()) {
+    return refuse(NSPersistentStoreOpenError, "it has no file URL", error);
+  }
+  setReadOnly(option(options(), NSReadOnlyPersistentStoreOption).boolValue());
+  const std::string path = URL()->path()->toStdString();
+  std::error_code ignored;
+  const bool exists = std::filesystem::exists(path, ignored);
+  if (!exists && isReadOnly()) {
+    return refuse(fileReadNoSuchFileError, "there is no such file", error);
+  }
+  if (openFile(path, exists, error)) return true;
+  _connection.reset();
+  return false;
+}
+
+bool SQLiteStore::openFile(const std::string& path, bool exists, Ref<NSError>* error) {
+  bool isNew = !exists;
+  if (!openConnection(path, error)) return false;
+  if (exists && !checkFile(isNew, error)) return false;
+  if (isReadOnly()) {
+    if (isNew) return refuse(NSPersistentStoreOpenError, "the file is empty", error);
+    return readTables(error);
+  }
+  return prepareForWriting(isNew, error);
+}
+
+bool SQLiteStore::openConnection(const std::string& path, Ref<NSError>* error) {
+  const Value timeout = option(options(), NSPersistentStoreTimeoutOption);
+  const double seconds = timeout.isNumber() ? timeout.doubleValue() : defaultTimeout;
+  const int flags =
+      isReadOnly() ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+  _connection = std::make_unique<impl::SQLiteConnection>();
+  impl::Database& database = _connection->database;
+  // Some names mean something of their own to SQLite; a path never does.
+  const std::string name = std::filesystem::path(path).is_absolute() ? path : "./" + path;
+  if (!database.open(name, flags, seconds)) {
+    return impl::fail(error,
+                      database.error(NSPersistentStoreOpenError, "The store cannot be opened"));
+  }
+  // Until it is known to be ours, not even what its log holds is written into the file.
+  sqlite3_db_config(database.handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+  std::int64_t ignored;
+  std::error_code trouble;
+  if (isReadOnly() && !database.number("PRAGMA schema_version", ignored) &&
+      (database.lastCode() & 0xff) == SQLITE_CANTOPEN &&
+      !std::filesystem::exists(path + "-wal", trouble)) {
+    // In a directory that cannot be written to there is no place for the log's index; without a log
+    // the file is complete in itself.
+    const Ref<NSURL> url = NSURL::fileURLWithPath(std::filesystem::absolute(path).string());
+    if (!database.open(url->absoluteString()->toStdString() + "?immutable=1",
+                       flags | SQLITE_OPEN_URI, seconds)) {
+      return impl::fail(error,
+                        database.error(NSPersistentStoreOpenError, "The store cannot be opened"));
+    }
+  }
+  return true;
+}
+
+/// Looks whose file it is, without writing to it.
+bool SQLiteStore::checkFile(bool& isNew, Ref<NSError>* error) {
+  impl::Database& database = _connection->database;
+  std::int64_t mark, format, objects;
+  if (!database.number("PRAGMA application_id", mark) ||
+      !database.number("PRAGMA user_version", format) ||
+      !database.number("SELECT count(*) FROM sqlite_schema", objects)) {
+    return impl::fail(error,
+                      database.error(NSPersistentStoreOpenError, "The file is not a usable store"));
+  }
+  // A file that was only just begun has nothing in it.
+  isNew = mark == 0 && format == 0 && objects == 0;
+  if (isNew) return true;
+  if (mark != Schema::applicationMark) {
+    return refuse(NSPersistentStoreOpenError, "the file is a database of something else", error);
+  }
+  if (format != Schema::formatVersion) {
+    return refuse(
+        NSPersistentStoreIncompatibleSchemaError,
+        NSString::stringWithFormat("it has format %lld, and this release knows format %lld "
+                                   "only",
+                                   format, Schema::formatVersion),
+        error);
+  }
+  return true;
+}
+
+bool SQLiteStore::prepareForWriting(bool isNew, Ref<NSError>* error) {
+  impl::Database& database = _connection->database;
+  if (sqlite3_db_readonly(database.handle(), "main") == 1) {
+    return refuse(NSPersistentStoreOpenError,
+                  "the file cannot be written to; NSReadOnlyPersistentStoreOption reads it", error);
+  }
+  if (!isNew && !readTables(error)) return false;
+  const Value settings = option(options(), NSSQLitePragmasOption);
+  const auto* pragmas = as<NSDictionary>(settings);
+  const Value synchronous = pragmas ? pragmas->objectForKey("synchronous") : Value();
+  const bool full = synchronous.isString() && as<NSString>(synchronous)->utf8() == "FULL";
+  if (!database.execute("PRAGMA journal_mode = WAL") ||
+      !database.execute(full ? "PRAGMA synchronous = FULL" : "PRAGMA synchronous = NORMAL")) {
+    return impl::fail(error,
+                      database.error(NSPersistentStoreOpenError, "The store cannot be opened"));
+  }
+  if (isNew && !createTables(error)) return false;
+  sqlite3_db_config(database.handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
+  return true;
+}
+
+bool SQLiteStore::createTables(Ref<NSError>* error) {
+  impl::Database& database = _connection->database;
+  if (!database.execute("BEGIN IMMEDIATE")) {
+    return impl::fail(error,
+                      database.error(NSPersistentStoreOpenError, "The store cannot be created"));
+  }
+  // Another process may have been quicker.
+  std::int64_t objects = 0;
+  if (database.number("SELECT count(*) FROM sqlite_schema", objects) && objects > 0) {
+    database.execute("ROLLBACK");
+    bool isNew;
+    return checkFile(isNew, error) && readTables(error);
+  }
+  setIdentifier(NSUUID::UUID()->UUIDString());
+  if (_connection->schema.create(database, *model(), identifier()->utf8()) &&
+      database.execute("COMMIT")) {
+    return true;
+  }
+  impl::fail(error, database.error(NSPersistentStoreOpenError, "The store cannot be created"));
+  database.execute("ROLLBACK");
+  return false;
+}
+
+bool SQLiteStore::readTables(Ref<NSError>* error) {
+  impl::Database& database = _connection->database;
+  Statement identifier = database.prepare("SELECT value FROM jn_metadata WHERE key = 'identifier'");
+  if (!identifier || identifier.step() != Statement::Step::Row) {
+    return impl::fail(error, database.error(NSPersistentStoreOpenError, "The store is damaged"));
+  }
+  setIdentifier(NSString::fromText(identifier.text(0)));
+  std::string difference;
+  switch (_connection->schema.read(database, *model(), difference)) {
+    case Schema::Match::Same:
+      return true;
+    case Schema::Match::OtherModel:
+      return refuse(
+          NSPersistentStoreIncompatibleVersionHashError,
+          NSString::stringWithFormat(
+              "it was made with another model, in which the entity '%s' is different", difference),
+          error);
+    case Schema::Match::Damaged:
+      return refuse(NSPersistentStoreOpenError, "the store is damaged", error);
+    case Schema::Match::Failed:
+      break;
+  }
+  return impl::fail(error, database.error(NSPersistentStoreOpenError, "The store is damaged"));
+}
+
+void SQLiteStore::close() {
+  if (_connection && _connection->saving) abandonSave();
+  _connection.reset();
+}
+
+}  // namespace JNFoundation

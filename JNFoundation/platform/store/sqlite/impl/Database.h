@@ -1,0 +1,129 @@
+#pragma once
+
+#include <memory>
+#include <sqlite3.h>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include <JNFoundation/platform/value/NSError.h>
+#include <JNFoundation/platform/value/NSException.h>
+#include <JNFoundation/platform/value/Value.h>
+
+namespace JNFoundation::impl {
+
+class Database;
+
+/// A prepared statement, taken from its database's cache and given back at the end of the scope.
+class Statement {
+ public:
+  enum class Step { Row, Done, Failed };
+
+  Statement() noexcept = default;
+  Statement(Statement&& other) noexcept
+      : _database(other._database),
+        _sql(std::move(other._sql)),
+        _handle(std::exchange(other._handle, nullptr)) {}
+  Statement& operator=(Statement&& other) noexcept;
+  ~Statement();
+
+  explicit operator bool() const noexcept { return _handle != nullptr; }
+  sqlite3_stmt* handle() const noexcept { return _handle; }
+
+  // Parameters count from 1. Text and bytes are borrowed until the statement is bound again.
+  void bind(int parameter, std::int64_t number) noexcept {
+    sqlite3_bind_int64(_handle, parameter, number);
+  }
+  void bind(int parameter, double number) noexcept {
+    sqlite3_bind_double(_handle, parameter, number);
+  }
+  void bind(int parameter, std::string_view text) noexcept {
+    sqlite3_bind_text64(_handle, parameter, text.data(), text.size(), SQLITE_STATIC, SQLITE_UTF8);
+  }
+  void bindNull(int parameter) noexcept { sqlite3_bind_null(_handle, parameter); }
+
+  /// Fails: what a function of ours raised meanwhile is raised again.
+  Step step() {
+    const int code = sqlite3_step(_handle);
+    if (code == SQLITE_ROW) return Step::Row;
+    if (code == SQLITE_DONE) return Step::Done;
+    return failed();
+  }
+  /// Runs a statement that gives no rows, and makes it ready for the next run.
+  bool run() {
+    const Step result = step();
+    sqlite3_reset(_handle);
+    return result == Step::Done;
+  }
+  void reset() noexcept { sqlite3_reset(_handle); }
+
+  std::string_view text(int column) const noexcept {
+    const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(_handle, column));
+    return {bytes ? bytes : "", static_cast<std::size_t>(sqlite3_column_bytes(_handle, column))};
+  }
+  std::int64_t integer(int column) const noexcept { return sqlite3_column_int64(_handle, column); }
+
+ private:
+  friend class Database;
+  Statement(Database& database, std::string sql, sqlite3_stmt* handle) noexcept
+      : _database(&database), _sql(std::move(sql)), _handle(handle) {}
+
+  Step failed();
+
+  Database* _database = nullptr;
+  std::string _sql;
+  sqlite3_stmt* _handle = nullptr;
+};
+
+/// A connection to one file: statements by their text, and errors as NSError.
+/// Threads: one at a time.
+class Database {
+ public:
+  Database() noexcept = default;
+  ~Database();
+  Database(const Database&) = delete;
+  Database& operator=(const Database&) = delete;
+
+  /// Takes: flags of sqlite3_open_v2. Fails: returns false; `lastCode` says why.
+  bool open(const std::string& name, int flags, double timeout);
+  bool isOpen() const noexcept { return _handle != nullptr; }
+  /// Fails: returns false when statements are in use.
+  bool close() noexcept;
+
+  /// Runs statements that take no parameters and give no rows.
+  bool execute(const char* sql);
+  /// Returns: a false statement on failure.
+  Statement prepare(std::string sql);
+  /// The one number that a statement gives. Returns: false on failure.
+  bool number(const char* sql, std::int64_t& result);
+
+  sqlite3* handle() const noexcept { return _handle; }
+  int lastCode() const noexcept { return _lastCode; }
+  int changes() const noexcept { return sqlite3_changes(_handle); }
+
+  /// An error of NSCocoaErrorDomain with the connection's last failure beneath it. A file that
+  /// stays locked gives 134090 whatever the code asked for.
+  Ref<NSError> error(NSInteger code, const Ref<NSString>& sentence) const;
+
+  /// What a function called by SQLite raised; it cannot pass through SQLite itself.
+  Ref<NSException> pendingException;
+
+ private:
+  friend class Statement;
+
+  bool note(int code);
+  void giveBack(std::string sql, sqlite3_stmt* handle) noexcept;
+
+  sqlite3* _handle = nullptr;
+  std::string _path;
+  int _lastCode = SQLITE_OK;
+  std::string _lastMessage;
+  std::unordered_map<std::string, sqlite3_stmt*> _idle;
+};
+
+/// Registers the functions and collations by which SQL gives the answers of predicates and sort
+/// descriptors: jn_text(operator, options, text, pattern), and jn_caseInsensitive, jn_localized,
+/// jn_localizedCaseInsensitive and jn_localizedStandard.
+bool registerFunctions(Database& database);
+
+}  // namespace JNFoundation::impl
