@@ -126,8 +126,8 @@ class NSExpression : public NSObject {
   virtual Ref<NSString> keyPath() const;
   /// The keys of the path, parsed.
   virtual const KeyPath& parsedKeyPath() const;
-  /// What a key path starts from or a selector is sent to; the evaluated object where nothing else
-  /// was given.
+  /// What a key path starts from (the evaluated object where nothing else was given), or a selector
+  /// is sent to. Returns: null for the language's own functions.
   virtual Ref<NSExpression> operand() const;
   /// The selector of a function.
   virtual Ref<NSString> function() const;

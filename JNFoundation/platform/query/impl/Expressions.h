@@ -115,6 +115,8 @@ class FunctionExpression final : public NSExpression {
       : NSExpression(NSFunctionExpressionType, arguments.nesting() + 1),
         _function(function),
         _arguments(std::move(arguments)) {}
+  /// The language's own functions are sent to nobody.
+  Ref<NSExpression> operand() const override { return nullptr; }
   Ref<NSString> function() const override { return NSString::interned(_function.selector); }
   Ref<NSArray> arguments() const override { return _arguments.array(); }
   const Function& implementation() const noexcept { return _function; }
