@@ -5,7 +5,7 @@
 #include <limits>
 #include <system_error>
 
-#include <JNFoundation/platform/text/impl/WhiteSpace.h>
+#include <JNFoundation/platform/text/WhiteSpace.h>
 #include <JNFoundation/platform/text/impl/Words.h>
 
 namespace JNFoundation {
@@ -24,7 +24,7 @@ Unsigned withoutSign(std::string_view text) {
 }
 
 Unsigned withoutSpaceAndSign(std::string_view text) {
-  return withoutSign(impl::withoutLeadingWhiteSpace(text));
+  return withoutSign(withoutLeadingWhiteSpace(text));
 }
 
 /// Reads digits up to `limit`, the largest magnitude that the caller's type has.
@@ -146,7 +146,7 @@ double doubleFromText(std::string_view text) { return realFromText<double>(text)
 float floatFromText(std::string_view text) { return realFromText<float>(text); }
 
 bool boolFromText(std::string_view text) {
-  const std::string_view trimmed = impl::withoutLeadingWhiteSpace(text);
+  const std::string_view trimmed = withoutLeadingWhiteSpace(text);
   if (trimmed.empty()) return false;
   const char letter = impl::lowerASCII(trimmed.front());
   if (letter == 'y' || letter == 't') return true;

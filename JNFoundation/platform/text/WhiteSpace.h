@@ -5,9 +5,11 @@
 
 #include <JNFoundation/platform/text/UTF8.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation {
 
-/// Unicode's White_Space property.
+/// White space is what Unicode's White_Space property says: blanks of every width, tabulators and
+/// ends of lines. All functions are pure and may run on any thread.
+
 constexpr bool isWhiteSpace(char32_t codePoint) {
   return (codePoint >= 0x09 && codePoint <= 0x0D) || codePoint == 0x20 || codePoint == 0x85 ||
          codePoint == 0xA0 || codePoint == 0x1680 || (codePoint >= 0x2000 && codePoint <= 0x200A) ||
@@ -25,4 +27,13 @@ inline std::string_view withoutLeadingWhiteSpace(std::string_view text) {
   return text.substr(offset);
 }
 
-}  // namespace JNFoundation::impl
+inline std::string_view withoutWhiteSpaceAround(std::string_view text) {
+  text = withoutLeadingWhiteSpace(text);
+  std::size_t end = 0;
+  for (std::size_t offset = 0; offset < text.size();) {
+    if (!isWhiteSpace(nextCodePoint(text, offset))) end = offset;
+  }
+  return text.substr(0, end);
+}
+
+}  // namespace JNFoundation
