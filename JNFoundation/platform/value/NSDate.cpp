@@ -44,7 +44,7 @@ Value NSDate::dateWithTimeIntervalSinceNow(NSTimeInterval seconds) noexcept {
   return dateWithTimeIntervalSince1970(date().timeIntervalSince1970() + seconds);
 }
 
-Value NSDate::distantPast() noexcept { return dateWithTimeIntervalSince1970(-62135769600.0); }
+Value NSDate::distantPast() noexcept { return dateWithTimeIntervalSince1970(-62135596800.0); }
 
 Value NSDate::distantFuture() noexcept { return dateWithTimeIntervalSince1970(64092211200.0); }
 

@@ -25,7 +25,9 @@ class NSDate : public NSObject {
   /// Now, by the system's clock.
   static Value date() noexcept;
   static Value dateWithTimeIntervalSinceNow(NSTimeInterval seconds) noexcept;
+  /// The first instant of the year 1.
   static Value distantPast() noexcept;
+  /// The first instant of the year 4001.
   static Value distantFuture() noexcept;
 
   /// Where `date` reads the time, in seconds since 1970; null means the system's clock. A replaced

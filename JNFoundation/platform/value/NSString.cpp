@@ -12,6 +12,7 @@
 #include <JNFoundation/platform/text/Hash.h>
 #include <JNFoundation/platform/text/NumberText.h>
 #include <JNFoundation/platform/text/UTF8.h>
+#include <JNFoundation/platform/text/WhiteSpace.h>
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/NSArray.h>
 #include <JNFoundation/platform/value/NSException.h>
@@ -253,11 +254,7 @@ Ref<NSString> NSString::substringFromIndex(NSUInteger index) const {
 }
 
 Ref<NSString> NSString::stringByTrimmingWhitespace() const {
-  constexpr std::string_view space = " \t\r\n\v\f";
-  const std::string_view text = utf8();
-  const std::size_t begin = text.find_first_not_of(space);
-  if (begin == std::string_view::npos) return string();
-  return fromText(text.substr(begin, text.find_last_not_of(space) - begin + 1));
+  return fromText(withoutWhiteSpaceAround(utf8()));
 }
 
 Ref<NSArray> NSString::componentsSeparatedByString(std::string_view separator) const {

@@ -91,7 +91,7 @@ class NSString final : public NSObject {
   /// Both count code points. Fail: raise NSRangeException past the end.
   Ref<NSString> substringToIndex(NSUInteger index) const;
   Ref<NSString> substringFromIndex(NSUInteger index) const;
-  /// Without white space and line ends at either end.
+  /// Without the white space of Unicode, line ends included, at either end.
   Ref<NSString> stringByTrimmingWhitespace() const;
   /// The pieces between the separators, empty ones included, at least one.
   Ref<NSArray> componentsSeparatedByString(std::string_view separator) const;

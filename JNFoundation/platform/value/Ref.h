@@ -110,9 +110,10 @@ class Ref {
   T* get() const noexcept { return _object; }
   T* operator->() const noexcept { return _object; }
   T& operator*() const& noexcept { return *_object; }
-  /// Of a temporary only within the expression, through `->`: a range-based for over `*temporary()`
-  /// would walk an object that has gone. Write `for (… : temporary())`.
-  T& operator*() const&& = delete;
+  T& operator*() const&& noexcept requires(!impl::Walkable<T>) { return *_object; }
+  /// A range-based for over `*temporary()` would walk a collection that has gone. Write
+  /// `for (... : temporary())`.
+  T& operator*() const&& requires(impl::Walkable<T>) = delete;
   explicit operator bool() const noexcept { return _object != nullptr; }
 
   // A reference to a collection is walked like the collection, and keeps it alive meanwhile.
@@ -156,16 +157,5 @@ class Ref {
 
   T* _object = nullptr;
 };
-
-/// A loop over a reference walks the collection and keeps it:
-/// `for (const Value& name : array->reversedArray())`.
-template <impl::Walkable T>
-auto begin(const Ref<T>& collection) {
-  return collection->begin();
-}
-template <impl::Walkable T>
-auto end(const Ref<T>& collection) {
-  return collection->end();
-}
 
 }  // namespace JNFoundation

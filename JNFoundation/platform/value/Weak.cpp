@@ -1,5 +1,6 @@
 #include "JNFoundation/platform/value/Weak.h"
 
+#include <JNFoundation/platform/value/TryRetain.h>
 #include <JNFoundation/platform/value/impl/SideRecord.h>
 
 namespace JNFoundation {
@@ -25,5 +26,7 @@ Ref<NSObject> WeakObject::load() const noexcept {
 void WeakObject::reset() noexcept {
   if (_record) std::exchange(_record, nullptr)->letGo();
 }
+
+bool tryRetain(const NSObject& object) noexcept { return SideRecordAccess::tryRetain(object); }
 
 }  // namespace JNFoundation
