@@ -10,8 +10,10 @@
 namespace JNFoundation {
 namespace {
 
-/// A batch with room for more tasks than this gives its memory back: it was a rush.
+/// A vector with room for more tasks than this gives its memory back once it is hardly used: the
+/// rush that it grew for is over.
 constexpr std::size_t keptCapacity = 65536;
+constexpr std::size_t hardlyUsed = 8;
 
 /// The process's first thread, or the one that a scope or the application chose; 0 is no thread.
 std::atomic<std::uint64_t> lastThreadNumber{1};
@@ -170,7 +172,7 @@ void MainQueue::submitDue() {
 }
 
 void MainQueue::takeBatch() {
-  dropBatch();
+  if (!_batch.empty()) dropBatch();
   ++_batchNumber;
   std::lock_guard guard(_mutex);
   _batch.swap(_incoming);
@@ -188,8 +190,10 @@ void MainQueue::runBatch() {
 }
 
 void MainQueue::dropBatch() noexcept {
+  const std::size_t capacity = _batch.capacity();
+  const bool isTooLarge = capacity > keptCapacity && _batch.size() < capacity / hardlyUsed;
   _batch.clear();
-  if (_batch.capacity() > keptCapacity) std::vector<Task>().swap(_batch);
+  if (isTooLarge) std::vector<Task>().swap(_batch);
   _next = 0;
 }
 

@@ -380,7 +380,7 @@ TEST(MainQueue, ScopesNestAndGiveBackTheQueueBefore) {
   EXPECT_EQ(outerRan, 1);
 }
 
-TEST(MainQueue, ARushGivesItsMemoryBackAndTheQueueGoesOn) {
+TEST(MainQueue, TheQueueGoesOnAfterARushWhoseMemoryItGivesBack) {
   MainQueueScope scope;
   std::size_t ran = 0;
   for (int round = 0; round < 3; ++round) {
