@@ -126,7 +126,7 @@ CivilTime civilFromSecondsSince1970(double seconds) {
 std::optional<double> secondsSince1970FromRFC3339(std::string_view text) {
   if (text.size() != 24) return std::nullopt;
   const char* start = text.data();
-  if (!(fits(start, "0000-00-") & fits(start + 8, "00T00:00") & fits(start + 16, ":00.000Z"))) {
+  if (!fits(start, "0000-00-") || !fits(start + 8, "00T00:00") || !fits(start + 16, ":00.000Z")) {
     return std::nullopt;
   }
   const unsigned year = pairAt(start) * 100 + pairAt(start + 2);

@@ -103,8 +103,7 @@ std::string folded(std::string_view text, Fold fold) {
   if (isASCII(text)) {
     return includes(fold, Fold::Case) ? withCaseFlippedFrom(text, 'A') : std::string(text);
   }
-  impl::CodePoints codePoints;
-  impl::appendDecomposed(codePoints, text, fold);
+  impl::CodePoints codePoints = impl::decomposed(text, fold);
   std::string result;
   result.reserve(text.size());
   impl::appendComposed(result, codePoints);
@@ -172,8 +171,7 @@ std::string capitalizedFirst(std::string_view text) {
 
 std::string normalizedNFC(std::string_view text) {
   if (isPlainlyComposed(text)) return std::string(text);
-  impl::CodePoints codePoints;
-  impl::appendDecomposed(codePoints, text, Fold::None);
+  impl::CodePoints codePoints = impl::decomposed(text, Fold::None);
   std::string result;
   result.reserve(text.size());
   impl::appendComposed(result, codePoints);

@@ -64,6 +64,25 @@ bool foldsToSeveral(char32_t codePoint) {
   return length > 1 && compose(decomposition.data(), length) > 1;
 }
 
+/// Folds the case of decomposed text. That comes after the marks are in order, because one of them,
+/// the Greek iota below, folds to a letter.
+CodePoints withCaseFolded(const CodePoints& codePoints) {
+  CodePoints folded;
+  folded.reserve(codePoints.size());
+  Decomposition decomposition;
+  for (const std::int32_t codePoint : codePoints) {
+    if (codePoint < 0x80) {
+      folded.push_back(lowerASCII(static_cast<char>(codePoint)));
+      continue;
+    }
+    const std::size_t length =
+        decompose(decomposition, static_cast<char32_t>(codePoint), Fold::Case);
+    folded.insert(folded.end(), decomposition.begin(), decomposition.begin() + length);
+  }
+  orderMarks(folded.begin(), folded.end());
+  return folded;
+}
+
 }  // namespace
 
 bool isDiacritic(char32_t codePoint) {
@@ -72,10 +91,11 @@ bool isDiacritic(char32_t codePoint) {
     char32_t last;
   };
   static constexpr Range ranges[] = {
-      {0x0300, 0x036F},  // Latin, Greek, Cyrillic
-      {0x0483, 0x0489},  // old Cyrillic
-      {0x0591, 0x05BD}, {0x05BF, 0x05BF}, {0x05C1, 0x05C2}, {0x05C4, 0x05C5},
-      {0x05C7, 0x05C7},                                      // Hebrew points and accents
+      // Of Latin, Greek and Cyrillic, but for the Greek iota below: it is a letter, and case
+      // folding
+      // makes it one.
+      {0x0300, 0x0344}, {0x0346, 0x036F}, {0x0483, 0x0489}, {0x0591, 0x05BD}, {0x05BF, 0x05BF},
+      {0x05C1, 0x05C2}, {0x05C4, 0x05C5}, {0x05C7, 0x05C7},  // Hebrew points and accents
       {0x0610, 0x061A}, {0x064B, 0x065F}, {0x0670, 0x0670},  // Arabic vowel marks
       {0x1AB0, 0x1AFF}, {0x1DC0, 0x1DFF}, {0x20D0, 0x20FF}, {0xFE20, 0xFE2F},
   };
@@ -91,26 +111,25 @@ CodePoints caseFolding(char32_t codePoint) {
   return CodePoints(decomposition.begin(), decomposition.begin() + length);
 }
 
-void appendDecomposed(CodePoints& codePoints, std::string_view text, Fold fold) {
-  const bool foldsCase = includes(fold, Fold::Case);
+CodePoints decomposed(std::string_view text, Fold fold) {
   const bool foldsDiacritics = includes(fold, Fold::Diacritics);
-  const auto start = static_cast<std::ptrdiff_t>(codePoints.size());
-  codePoints.reserve(codePoints.size() + text.size());
+  CodePoints codePoints;
+  codePoints.reserve(text.size());
   Decomposition decomposition;
   for (std::size_t offset = 0; offset < text.size();) {
     if (isASCIIByte(text[offset])) {
-      codePoints.push_back(foldsCase ? lowerASCII(text[offset]) : text[offset]);
-      ++offset;
+      codePoints.push_back(text[offset++]);
       continue;
     }
-    const std::size_t length = decompose(decomposition, nextCodePoint(text, offset), fold);
+    const std::size_t length = decompose(decomposition, nextCodePoint(text, offset), Fold::None);
     for (std::size_t index = 0; index < length; ++index) {
       const std::int32_t part = decomposition[index];
       if (foldsDiacritics && isDiacritic(static_cast<char32_t>(part))) continue;
       codePoints.push_back(part);
     }
   }
-  orderMarks(codePoints.begin() + start, codePoints.end());
+  orderMarks(codePoints.begin(), codePoints.end());
+  return includes(fold, Fold::Case) ? withCaseFolded(codePoints) : codePoints;
 }
 
 void appendComposed(std::string& text, CodePoints& codePoints) {
@@ -122,10 +141,8 @@ void appendComposed(std::string& text, CodePoints& codePoints) {
 
 void appendFoldedLetters(std::string& result, std::vector<std::size_t>& continued,
                          std::string_view text, Fold fold) {
-  CodePoints codePoints;
   const auto appendPiece = [&](std::string_view piece) {
-    codePoints.clear();
-    appendDecomposed(codePoints, piece, fold);
+    CodePoints codePoints = decomposed(piece, fold);
     appendComposed(result, codePoints);
   };
   const bool foldsCase = includes(fold, Fold::Case);

@@ -19,8 +19,8 @@ bool isDiacritic(char32_t codePoint);
 /// The case folding of one code point, decomposed. Most have one of one code point.
 CodePoints caseFolding(char32_t codePoint);
 
-/// Appends the canonical decomposition of the text, its marks in canonical order, folded.
-void appendDecomposed(CodePoints& codePoints, std::string_view text, Fold fold);
+/// The canonical decomposition of the text, folded, its marks in canonical order.
+CodePoints decomposed(std::string_view text, Fold fold);
 
 /// Composes what has a composed form and appends it as UTF-8.
 void appendComposed(std::string& text, CodePoints& codePoints);
