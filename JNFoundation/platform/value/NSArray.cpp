@@ -1,32 +1,26 @@
 #include "JNFoundation/platform/value/NSArray.h"
 
-#include <algorithm>
 #include <string>
 
 #include <JNFoundation/platform/value/ClassDeclaration.h>
-#include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/NSIndexSet.h>
 #include <JNFoundation/platform/value/NSNull.h>
 #include <JNFoundation/platform/value/NSString.h>
-#include <JNFoundation/platform/value/Runtime.h>
+#include <JNFoundation/platform/value/impl/CollectionSupport.h>
+#include <JNFoundation/platform/value/impl/ConcreteCollections.h>
 #include <JNFoundation/platform/value/impl/ContainerEquality.h>
 #include <JNFoundation/platform/value/impl/DescriptionWriter.h>
 
 namespace JNFoundation {
 
 constinit const Class NSArray::classObject = Class::of<NSArray>("NSArray");
+constinit const Class ConcreteArray::classObject = Class::of<ConcreteArray>("__NSArrayI");
 
 namespace {
 
-/// The concrete class, as log texts name it.
-struct PlainArray {
-  using Superclass = NSArray;
-  static const Class classObject;
-};
-constinit const Class PlainArray::classObject = Class::of<PlainArray>("__NSArrayI");
-
 const ClassDeclaration<NSArray> declaration =
     ClassDeclaration<NSArray>()
+        .factory()
         .operation("count", &NSArray::count)
         .operation("firstObject", &NSArray::firstObject)
         .operation("lastObject", &NSArray::lastObject)
@@ -40,7 +34,7 @@ const ClassDeclaration<NSArray> declaration =
 NSArray::~NSArray() = default;
 
 const Class& NSArray::class_() const noexcept {
-  return _foreign ? classObject : PlainArray::classObject;
+  return _foreign ? classObject : ConcreteArray::classObject;
 }
 
 Ref<NSArray> NSArray::array() {
@@ -55,13 +49,7 @@ Ref<NSArray> NSArray::arrayWithArray(const Ref<NSArray>& array) {
 }
 
 Ref<NSArray> NSArray::arrayWithValues(std::vector<Value> values) {
-  for (std::size_t i = 0; i < values.size(); ++i) {
-    if (values[i].isNull()) {
-      raise(NSInvalidArgumentException,
-            "*** -[NSArray initWithObjects:count:]: attempt to insert nil object from objects[%zu]",
-            i);
-    }
-  }
+  impl::requireValues(values, "__NSPlaceholderArray");
   return makeObject<NSArray>(std::move(values));
 }
 
@@ -75,37 +63,35 @@ Value NSArray::checkedObjectAtIndex(NSUInteger index) const {
 }
 
 void NSArray::raiseBeyondBounds(const char* operation, NSUInteger index) const {
-  if (count() == 0) {
-    raise(NSRangeException, "*** -[%s %s]: index %llu beyond bounds for empty array",
-          class_().name(), operation, index);
-  }
-  raise(NSRangeException, "*** -[%s %s]: index %llu beyond bounds [0 .. %llu]", class_().name(),
-        operation, index, count() - 1);
+  impl::raiseIndexBeyondBounds(*this, operation, index, count(), "array");
 }
 
-void NSArray::raiseMutatedDuringWalk() const {
-  raise(NSGenericException, "*** Collection <%s: %p> was mutated while being enumerated.",
-        class_().name(), static_cast<const void*>(this));
-}
+void NSArray::raiseMutatedDuringWalk() const { impl::raiseMutated(*this); }
 
 bool NSArray::containsObject(const Value& object) const {
   return indexOfObject(object) != static_cast<NSUInteger>(NSNotFound);
 }
 
 NSUInteger NSArray::indexOfObject(const Value& object) const {
-  NSUInteger index = 0;
-  for (const Value& element : *this) {
-    if (element.isEqual(object)) return index;
-    ++index;
+  if (object.isNull()) return NSNotFound;
+  // A copy: the object may be an element that goes when its equality changes the array.
+  const Value wanted = object;
+  for (NSUInteger i = 0; i < count(); ++i) {
+    if (_foreign) {
+      if (objectAtIndex(i).isEqual(wanted)) return i;
+      continue;
+    }
+    const Value& element = _elements[i];
+    if (element.isIdentical(wanted) || impl::memberEquals(element, wanted, _mutations)) return i;
   }
   return NSNotFound;
 }
 
 NSUInteger NSArray::indexOfObjectIdenticalTo(const Value& object) const {
-  NSUInteger index = 0;
-  for (const Value& element : *this) {
-    if (element.isIdentical(object)) return index;
-    ++index;
+  if (object.isNull()) return NSNotFound;
+  for (NSUInteger i = 0; i < count(); ++i) {
+    if (_foreign ? objectAtIndex(i).isIdentical(object) : _elements[i].isIdentical(object))
+      return i;
   }
   return NSNotFound;
 }
@@ -113,11 +99,8 @@ NSUInteger NSArray::indexOfObjectIdenticalTo(const Value& object) const {
 bool NSArray::isEqualToArray(const Ref<NSArray>& other) const { return isEqual(Value(other)); }
 
 Ref<NSArray> NSArray::subarrayWithRange(NSRange range) const {
-  const NSUInteger size = count();
-  if (range.location > size || range.length > size - range.location) {
-    raise(NSRangeException,
-          "*** -[%s subarrayWithRange:]: range {%llu, %llu} extends beyond bounds", class_().name(),
-          range.location, range.length);
+  if (impl::isBeyond(range, count())) {
+    impl::raiseRangeBeyondBounds(*this, "subarrayWithRange:", range, count());
   }
   std::vector<Value> values;
   values.reserve(range.length);
@@ -126,24 +109,28 @@ Ref<NSArray> NSArray::subarrayWithRange(NSRange range) const {
 }
 
 Ref<NSArray> NSArray::arrayByAddingObject(const Value& object) const {
-  return arrayByAddingObjectsFromArray(arrayWithObject(object));
+  if (object.isNull()) impl::raiseNullObject(*this, "arrayByAddingObject:");
+  std::vector<Value> values = impl::elementsOf(impl::held(this));
+  values.push_back(object);
+  return makeObject<NSArray>(std::move(values));
 }
 
 Ref<NSArray> NSArray::arrayByAddingObjectsFromArray(const Ref<NSArray>& other) const {
-  std::vector<Value> values;
-  values.reserve(count() + (other ? other->count() : 0));
-  for (const Value& element : *this) values.push_back(element);
-  if (other) {
-    for (const Value& element : *other) values.push_back(element);
-  }
+  std::vector<Value> values = impl::elementsOf(impl::held(this));
+  std::vector<Value> added = impl::elementsOf(other);
+  values.insert(values.end(), std::make_move_iterator(added.begin()),
+                std::make_move_iterator(added.end()));
   return makeObject<NSArray>(std::move(values));
 }
 
 Ref<NSArray> NSArray::objectsAtIndexes(const Ref<NSIndexSet>& indexes) const {
   std::vector<Value> values;
-  if (indexes) {
-    indexes->enumerateIndexesUsingBlock(
-        [&](NSUInteger index, bool&) { values.push_back(objectAtIndex(index)); });
+  if (indexes && indexes->count() > 0) {
+    if (indexes->lastIndex() >= count()) {
+      raiseBeyondBounds("objectsAtIndexes:", indexes->lastIndex());
+    }
+    values.reserve(indexes->count());
+    for (const NSUInteger index : *indexes) values.push_back(objectAtIndex(index));
   }
   return makeObject<NSArray>(std::move(values));
 }
@@ -157,15 +144,13 @@ Ref<NSArray> NSArray::reversedArray() const {
 
 Ref<NSArray> NSArray::sortedArrayUsingComparator(
     const Block<NSComparisonResult(const Value&, const Value&)>& comparator) const {
-  Ref<NSMutableArray> sorted =
-      NSMutableArray::arrayWithArray(Ref<NSArray>(const_cast<NSArray*>(this)));
-  sorted->sortUsingComparator(comparator);
-  return as<NSArray>(sorted->copy());
+  return makeObject<NSArray>(impl::stablySorted(impl::elementsOf(impl::held(this)), comparator));
 }
 
 void NSArray::enumerateObjectsUsingBlock(
     const Block<void(const Value& object, NSUInteger index, bool& stop)>& block) const {
-  const Ref<const NSArray> held(this);
+  impl::requireBlock(block != nullptr, "NSArray enumerateObjectsUsingBlock:");
+  const Ref<NSArray> held = impl::held(this);
   bool stop = false;
   NSUInteger index = 0;
   for (const Value& element : *this) {
@@ -175,12 +160,17 @@ void NSArray::enumerateObjectsUsingBlock(
 }
 
 Ref<NSString> NSArray::componentsJoinedByString(std::string_view separator) const {
+  const Ref<NSArray> held = impl::held(this);
   std::string text;
   bool isFirst = true;
   for (const Value& element : *this) {
     if (!isFirst) text += separator;
     isFirst = false;
-    text += element.description()->utf8();
+    if (const NSString* string = as<NSString>(element)) {
+      text += string->utf8();
+    } else {
+      text += element.description()->utf8();
+    }
   }
   return NSString::fromText(text);
 }
@@ -198,21 +188,21 @@ Value NSArray::mutableCopy() const {
 }
 
 Value NSArray::valueForKey(const Ref<NSString>& key) const {
-  if (key && key->hasPrefix("@")) return NSObject::valueForKey(key->substringFromIndex(1));
+  if (impl::namesOwnProperty(key)) return NSObject::valueForKey(impl::ownPropertyName(key));
+  const impl::KeyNesting nesting;
+  const Ref<NSArray> held = impl::held(this);
   std::vector<Value> values;
   values.reserve(count());
   for (const Value& element : *this) {
-    values.push_back(orNSNull(element.isObject()
-                                  ? element.object()->valueForKey(key)
-                                  : performSelector(element, NSSelectorFromString(key->utf8()))));
+    values.push_back(orNSNull(impl::memberValueForKey(element, key)));
   }
   return makeObject<NSArray>(std::move(values));
 }
 
 void NSArray::setValueForKey(const Value& value, const Ref<NSString>& key) {
-  for (const Value& element : *this) {
-    if (element.isObject()) element.object()->setValueForKey(value, key);
-  }
+  const impl::KeyNesting nesting;
+  const Ref<NSArray> held(this);
+  for (const Value& element : *this) impl::setMemberValueForKey(element, value, key);
 }
 
 }  // namespace JNFoundation

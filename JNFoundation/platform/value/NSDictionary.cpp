@@ -1,70 +1,67 @@
 #include "JNFoundation/platform/value/NSDictionary.h"
 
-#include <JNFoundation/platform/text/Hash.h>
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/NSArray.h>
 #include <JNFoundation/platform/value/NSException.h>
+#include <JNFoundation/platform/value/impl/CollectionSupport.h>
+#include <JNFoundation/platform/value/impl/ConcreteCollections.h>
 #include <JNFoundation/platform/value/impl/ContainerEquality.h>
 #include <JNFoundation/platform/value/impl/DescriptionWriter.h>
 
 namespace JNFoundation {
 
 constinit const Class NSDictionary::classObject = Class::of<NSDictionary>("NSDictionary");
+constinit const Class ConcreteDictionary::classObject =
+    Class::of<ConcreteDictionary>("__NSDictionaryI");
 
 namespace {
 
-/// The concrete class, as log texts name it.
-struct PlainDictionary {
-  using Superclass = NSDictionary;
-  static const Class classObject;
-};
-constinit const Class PlainDictionary::classObject = Class::of<PlainDictionary>("__NSDictionaryI");
-
 const ClassDeclaration<NSDictionary> declaration =
     ClassDeclaration<NSDictionary>()
+        .factory()
         .operation("count", &NSDictionary::count)
         .operation("allKeys", &NSDictionary::allKeys)
         .operation("allValues", &NSDictionary::allValues)
         .operation("objectForKey:", &NSDictionary::objectForKey)
         .classOperation("dictionary", &NSDictionary::dictionary);
 
-using Table = OrderedHashTable<NSDictionary::Entry>;
-
 std::uint64_t hashOf(const Value& key) {
   if (const NSString* text = as<NSString>(key)) return text->contentHash();
   return key.hash();
 }
 
-/// Sets the value under the key, in its old place if it is there. Returns: what was there before.
-Value put(Table& table, Value key, Value value) {
-  const std::uint64_t hash = hashOf(key);
-  const std::size_t position = table.find(key, hash);
-  if (position != Table::npos) return std::exchange(table.at(position).value, std::move(value));
-  table.append({std::move(key), std::move(value), hash});
-  return nullptr;
-}
-
-[[noreturn]] void raiseNull(const char* what) {
-  raise(NSInvalidArgumentException, "*** -[__NSDictionaryM setObject:forKey:]: %s cannot be nil",
-        what);
-}
-
-Table tableOfEntries(std::vector<NSDictionary::Pair> entries) {
-  Table table;
-  table.reserve(entries.size());
-  for (auto& [key, value] : entries) {
-    if (key.isNull()) raiseNull("key");
-    if (value.isNull()) raiseNull("object");
-    put(table, key.copy(), std::move(value));
+/// A key that the dictionary may keep: nobody can change it from outside.
+Value ownKey(const Value& key) {
+  if (!key.isObject() || key.isString()) return key;
+  Value copy = key.copy();
+  if (copy.isNull()) {
+    raise(NSInvalidArgumentException, "-[%s copy]: a key of a dictionary must have a copy, not nil",
+          key.class_()->name());
   }
-  return table;
+  return copy;
+}
+
+/// Compares strings, which most keys are, without asking what else may be equal to them.
+template <class Table>
+std::size_t positionInTable(const Table& table, const NSString& key) {
+  return table.findWhere(key.contentHash(), [&](const Value& candidate) {
+    if (candidate.object() == &key) return true;
+    const NSString* text = as<NSString>(candidate);
+    return text && text->hasContentOf(key);
+  });
+}
+
+template <class Table>
+std::size_t positionInTable(const Table& table, const Value& key, std::uint64_t hash) {
+  if (const NSString* text = as<NSString>(key)) return positionInTable(table, *text);
+  return table.find(key, hash);
 }
 
 }  // namespace
 
 NSDictionary::~NSDictionary() = default;
 
-const Class& NSDictionary::class_() const noexcept { return PlainDictionary::classObject; }
+const Class& NSDictionary::class_() const noexcept { return ConcreteDictionary::classObject; }
 
 Ref<NSDictionary> NSDictionary::dictionary() {
   static const auto* empty = new Ref<NSDictionary>(makeObject<NSDictionary>());
@@ -80,43 +77,63 @@ Ref<NSDictionary> NSDictionary::dictionaryWithDictionary(const Ref<NSDictionary>
 }
 
 Ref<NSDictionary> NSDictionary::dictionaryWithEntries(std::vector<Pair> entries) {
-  return makeObject<NSDictionary>(tableOfEntries(std::move(entries)));
+  return makeObject<NSDictionary>(tableOf(std::move(entries)));
+}
+
+Value NSDictionary::put(Table& table, const Value& key, Value value) {
+  Value own = ownKey(key);
+  const std::uint64_t hash = hashOf(own);
+  const std::size_t position = positionInTable(table, own, hash);
+  if (position != Table::npos) return std::exchange(table.at(position).value, std::move(value));
+  table.append({std::move(own), std::move(value), hash});
+  return nullptr;
+}
+
+NSDictionary::Table NSDictionary::tableOf(std::vector<Pair> entries) {
+  Table table;
+  table.reserve(entries.size());
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    auto& [key, value] = entries[i];
+    if (key.isNull() || value.isNull()) {
+      raise(
+          NSInvalidArgumentException,
+          "*** -[__NSPlaceholderDictionary initWithObjects:forKeys:count:]: attempt to insert nil "
+          "object from %s[%zu]",
+          key.isNull() ? "keys" : "objects", i);
+    }
+    put(table, key, std::move(value));
+  }
+  return table;
+}
+
+NSDictionary::Table NSDictionary::compactedTable() const {
+  Table table = _table;
+  table.compact();
+  return table;
+}
+
+std::size_t NSDictionary::positionOf(const Value& key) const {
+  return positionInTable(_table, key, hashOf(key));
 }
 
 const Value* NSDictionary::find(const Value& key) const {
   if (key.isNull()) return nullptr;
-  if (const NSString* text = as<NSString>(key)) return find(*text);
-  const std::size_t position = _table.find(key, hashOf(key));
+  const std::size_t position = positionOf(key);
   return position == Table::npos ? nullptr : &_table.at(position).value;
 }
 
 const Value* NSDictionary::find(const NSString& key) const {
-  const std::size_t position = _table.findWhere(key.contentHash(), [&](const Value& candidate) {
-    if (candidate.object() == &key) return true;
-    const NSString* text = as<NSString>(candidate);
-    return text && text->hasContentOf(key);
-  });
+  const std::size_t position = positionInTable(_table, key);
   return position == Table::npos ? nullptr : &_table.at(position).value;
 }
 
 const Value* NSDictionary::findText(std::string_view key) const {
-  const std::uint64_t hash = hashBytes(key);
-  const std::size_t position = _table.findWhere(hash != 0 ? hash : 1, [&](const Value& candidate) {
+  const std::uint64_t hash = NSString::contentHashOf(key);
+  const std::size_t position = _table.findWhere(hash, [&](const Value& candidate) {
     const NSString* text = as<NSString>(candidate);
     return text && text->utf8() == key;
   });
   return position == Table::npos ? nullptr : &_table.at(position).value;
-}
-
-bool NSDictionary::entryAfter(std::size_t& position, Value& key, Value& value) const {
-  while (position < _table.end()) {
-    const Entry& entry = _table.at(position++);
-    if (entry.key.isNull()) continue;
-    key = entry.key;
-    value = entry.value;
-    return true;
-  }
-  return false;
 }
 
 Ref<NSArray> NSDictionary::allKeys() const {
@@ -134,9 +151,10 @@ Ref<NSArray> NSDictionary::allValues() const {
 }
 
 Ref<NSArray> NSDictionary::allKeysForObject(const Value& object) const {
+  const Value wanted = object;
   std::vector<Value> keys;
   for (const auto& [key, value] : *this) {
-    if (value.isEqual(object)) keys.push_back(key);
+    if (value.isEqual(wanted)) keys.push_back(key);
   }
   return NSArray::arrayWithValues(std::move(keys));
 }
@@ -147,7 +165,8 @@ bool NSDictionary::isEqualToDictionary(const Ref<NSDictionary>& other) const {
 
 void NSDictionary::enumerateKeysAndObjectsUsingBlock(
     const Block<void(const Value& key, const Value& object, bool& stop)>& block) const {
-  const Ref<const NSDictionary> held(this);
+  impl::requireBlock(block != nullptr, "NSDictionary enumerateKeysAndObjectsUsingBlock:");
+  const Ref<NSDictionary> held = impl::held(this);
   bool stop = false;
   for (const auto& [key, value] : *this) {
     block(key, value, stop);
@@ -165,107 +184,23 @@ Ref<NSString> NSDictionary::description() const { return DescriptionWriter::desc
 
 Value NSDictionary::copy() const { return Value(const_cast<NSDictionary*>(this)); }
 
-Value NSDictionary::mutableCopy() const { return makeObject<NSMutableDictionary>(_table); }
+Value NSDictionary::mutableCopy() const {
+  return makeObject<NSMutableDictionary>(compactedTable());
+}
 
 Value NSDictionary::valueForKey(const Ref<NSString>& key) const {
-  if (key && key->hasPrefix("@")) return NSObject::valueForKey(key->substringFromIndex(1));
+  if (impl::namesOwnProperty(key)) return NSObject::valueForKey(impl::ownPropertyName(key));
   return objectForKey(key);
 }
 
-void NSDictionary::raiseMutatedDuringWalk() const {
-  raise(NSGenericException, "*** Collection <%s: %p> was mutated while being enumerated.",
-        class_().name(), static_cast<const void*>(this));
-}
+void NSDictionary::raiseMutatedDuringWalk() const { impl::raiseMutated(*this); }
 
 void NSDictionary::Builder::set(Value key, Value value) {
-  if (!key.isNull() && !value.isNull()) put(_table, std::move(key), std::move(value));
+  if (!key.isNull() && !value.isNull()) put(_table, key, std::move(value));
 }
 
 Ref<NSDictionary> NSDictionary::Builder::finish() {
   return makeObject<NSDictionary>(std::exchange(_table, {}));
 }
-
-constinit const Class NSMutableDictionary::classObject =
-    Class::of<NSMutableDictionary>("NSMutableDictionary");
-
-namespace {
-
-/// The concrete class, as log texts name it.
-struct PlainMutableDictionary {
-  using Superclass = NSMutableDictionary;
-  static const Class classObject;
-};
-constinit const Class PlainMutableDictionary::classObject =
-    Class::of<PlainMutableDictionary>("__NSDictionaryM");
-
-const ClassDeclaration<NSMutableDictionary> mutableDeclaration =
-    ClassDeclaration<NSMutableDictionary>()
-        .factory([]() -> Ref<NSObject> { return NSMutableDictionary::dictionary(); })
-        .operation("setObject:forKey:", &NSMutableDictionary::setObjectForKey)
-        .operation("removeObjectForKey:", &NSMutableDictionary::removeObjectForKey)
-        .operation("removeAllObjects", &NSMutableDictionary::removeAllObjects)
-        .classOperation("dictionary", &NSMutableDictionary::dictionary);
-
-}  // namespace
-
-const Class& NSMutableDictionary::class_() const noexcept {
-  return PlainMutableDictionary::classObject;
-}
-
-Ref<NSMutableDictionary> NSMutableDictionary::dictionary() {
-  return makeObject<NSMutableDictionary>();
-}
-
-Ref<NSMutableDictionary> NSMutableDictionary::dictionaryWithDictionary(
-    const Ref<NSDictionary>& other) {
-  return other ? as<NSMutableDictionary>(other->mutableCopy()) : dictionary();
-}
-
-Ref<NSMutableDictionary> NSMutableDictionary::dictionaryWithEntries(std::vector<Pair> entries) {
-  return makeObject<NSMutableDictionary>(tableOfEntries(std::move(entries)));
-}
-
-void NSMutableDictionary::setObjectForKey(const Value& object, const Value& key) {
-  if (key.isNull()) raiseNull("key");
-  if (object.isNull()) raiseNull("object");
-  Value ownKey = key.copy();
-  ++_mutations;
-  // What was there is released last: its end may reach this dictionary.
-  const Value before = put(_table, std::move(ownKey), object);
-}
-
-void NSMutableDictionary::removeObjectForKey(const Value& key) {
-  if (key.isNull()) return;
-  const std::size_t position = _table.find(key, hashOf(key));
-  if (position == Table::npos) return;
-  ++_mutations;
-  const Entry removed = _table.take(position);
-}
-
-void NSMutableDictionary::removeAllObjects() {
-  ++_mutations;
-  const std::vector<Entry> removed = _table.takeAll();
-}
-
-void NSMutableDictionary::addEntriesFromDictionary(const Ref<NSDictionary>& other) {
-  if (!other || other.get() == this) return;
-  for (const auto& [key, value] : *other) setObjectForKey(value, key);
-}
-
-void NSMutableDictionary::setDictionary(const Ref<NSDictionary>& other) {
-  Ref<NSMutableDictionary> fresh = dictionaryWithDictionary(other);
-  ++_mutations;
-  _table.swap(fresh->_table);
-}
-
-void NSMutableDictionary::setValueForKey(const Value& value, const Ref<NSString>& key) {
-  if (value.isNull()) {
-    removeObjectForKey(key);
-  } else {
-    setObjectForKey(value, key);
-  }
-}
-
-Value NSMutableDictionary::copy() const { return makeObject<NSDictionary>(_table); }
 
 }  // namespace JNFoundation

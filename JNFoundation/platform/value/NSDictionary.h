@@ -11,8 +11,8 @@ class NSArray;
 /// Values by key, neither of them null (see NSNull); keys are compared by equality and copied where
 /// they are mutable. Enumerates in the order in which the keys were first put in.
 ///
-///     Ref<NSDictionary> record = NSDictionary::dictionaryWithEntries({{"id", 7}, {"name",
-///     "Ann"}}); for (const auto& [key, value] : *record) print(key, value);
+///     auto record = NSDictionary::dictionaryWithEntries({{"id", 7}, {"name", "Ann"}});
+///     for (const auto& [key, value] : *record) print(key, value);
 ///
 /// Threads: an immutable dictionary may be read on any thread; a mutable one belongs to one at a
 /// time.
@@ -35,7 +35,8 @@ class NSDictionary : public NSObject {
   static Ref<NSDictionary> dictionaryWithEntries(std::vector<Pair> entries);
 
   NSUInteger count() const noexcept { return _table.count(); }
-  /// Returns: null for a missing key and for a null key.
+  /// Returns: null for a missing key and for a null key. Requires, as every look-up does: the
+  /// caller keeps the dictionary alive where a key's equality is an application's.
   Value objectForKey(const Value& key) const {
     const Value* found = find(key);
     return found ? *found : Value();
@@ -48,10 +49,6 @@ class NSDictionary : public NSObject {
   const Value* find(const NSString& key) const;
   /// The same without making a string of the text.
   const Value* findText(std::string_view key) const;
-
-  /// The first entry at or behind the position, which moves on past it; positions count from 0.
-  /// Returns: false at the end.
-  bool entryAfter(std::size_t& position, Value& key, Value& value) const;
 
   /// In the order of enumeration.
   Ref<NSArray> allKeys() const;
@@ -81,7 +78,9 @@ class NSDictionary : public NSObject {
   class Iterator {
    public:
     explicit Iterator(const NSDictionary& dictionary) noexcept
-        : _dictionary(&dictionary), _mutations(dictionary._mutations) {}
+        : _dictionary(&dictionary),
+          _position(dictionary._table.begin()),
+          _mutations(dictionary._mutations) {}
     /// A copy of the pair, so that the body may change the dictionary and then leave the walk.
     Pair operator*() const {
       const Entry& entry = _dictionary->_table.at(_position);
@@ -102,7 +101,7 @@ class NSDictionary : public NSObject {
 
    private:
     const NSDictionary* _dictionary;
-    std::size_t _position = 0;
+    std::size_t _position;
     std::uint64_t _mutations;
   };
   Iterator begin() const noexcept { return Iterator(*this); }
@@ -121,15 +120,27 @@ class NSDictionary : public NSObject {
   };
 
  protected:
+  using Table = OrderedHashTable<Entry>;
+
   NSDictionary() = default;
-  explicit NSDictionary(OrderedHashTable<Entry> table) : _table(std::move(table)) {}
+  explicit NSDictionary(Table table) : _table(std::move(table)) {}
   ~NSDictionary() override;
 
+  /// Sets the value under a copy of the key, in its old place if it is there. Returns: what was
+  /// there before, for the caller to release when all is done.
+  static Value put(Table& table, const Value& key, Value value);
+  static Table tableOf(std::vector<Pair> entries);
+  Table compactedTable() const;
+  /// The position in the table, or npos. Requires: not null.
+  std::size_t positionOf(const Value& key) const;
   [[noreturn]] void raiseMutatedDuringWalk() const;
 
-  OrderedHashTable<Entry> _table;
+  Table _table;
   /// Counts the changes, so that a walk notices them.
   std::uint64_t _mutations = 0;
+
+ private:
+  friend class ContainerEquality;
 };
 
 /// A dictionary that can be changed. A null key, or null put in as a value, raises
@@ -147,7 +158,7 @@ class NSMutableDictionary : public NSDictionary {
 
   /// A key that is there keeps its place in the order.
   void setObjectForKey(const Value& object, const Value& key);
-  /// A missing key is ignored.
+  /// A missing key is ignored, a null one is not.
   void removeObjectForKey(const Value& key);
   void removeAllObjects();
   void addEntriesFromDictionary(const Ref<NSDictionary>& other);
@@ -159,7 +170,7 @@ class NSMutableDictionary : public NSDictionary {
 
  protected:
   NSMutableDictionary() = default;
-  explicit NSMutableDictionary(OrderedHashTable<Entry> table) : NSDictionary(std::move(table)) {}
+  explicit NSMutableDictionary(Table table) : NSDictionary(std::move(table)) {}
 };
 
 }  // namespace JNFoundation

@@ -4,92 +4,84 @@
 #include <JNFoundation/platform/value/NSArray.h>
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/NSIndexSet.h>
-#include <JNFoundation/platform/value/NSString.h>
+#include <JNFoundation/platform/value/impl/CollectionSupport.h>
+#include <JNFoundation/platform/value/impl/ConcreteCollections.h>
 
 namespace JNFoundation {
 
 constinit const Class NSMutableArray::classObject = Class::of<NSMutableArray>("NSMutableArray");
+constinit const Class ConcreteMutableArray::classObject =
+    Class::of<ConcreteMutableArray>("__NSArrayM");
 
 namespace {
 
-/// The concrete class, as log texts name it.
-struct PlainMutableArray {
-  using Superclass = NSMutableArray;
-  static const Class classObject;
-};
-constinit const Class PlainMutableArray::classObject = Class::of<PlainMutableArray>("__NSArrayM");
-
 const ClassDeclaration<NSMutableArray> declaration =
     ClassDeclaration<NSMutableArray>()
-        .factory([]() -> Ref<NSObject> { return NSMutableArray::array(); })
+        .factory()
         .operation("addObject:", &NSMutableArray::addObject)
+        .operation("addObjectsFromArray:", &NSMutableArray::addObjectsFromArray)
+        .operation("insertObject:atIndex:", &NSMutableArray::insertObjectAtIndex)
+        .operation("replaceObjectAtIndex:withObject:",
+                   &NSMutableArray::replaceObjectAtIndexWithObject)
         .operation("removeObject:", &NSMutableArray::removeObject)
+        .operation("removeObjectAtIndex:", &NSMutableArray::removeObjectAtIndex)
+        .operation("removeLastObject", &NSMutableArray::removeLastObject)
         .operation("removeAllObjects", &NSMutableArray::removeAllObjects)
+        .operation("setArray:", &NSMutableArray::setArray)
         .classOperation("array", &NSMutableArray::array);
 
-[[noreturn]] void raiseNull(const char* operation) {
-  raise(NSInvalidArgumentException, "*** -[__NSArrayM %s]: object cannot be nil", operation);
-}
-
-std::vector<Value> elementsOf(const Ref<NSArray>& array) {
-  std::vector<Value> values;
-  if (!array) return values;
-  values.reserve(array->count());
-  for (const Value& element : *array) values.push_back(element);
-  return values;
-}
+/// A wish for room beyond this is cut: what comes then still fits.
+constexpr NSUInteger largestReservation = NSUInteger{1} << 20;
 
 }  // namespace
 
-const Class& NSMutableArray::class_() const noexcept {
-  return _foreign ? classObject : PlainMutableArray::classObject;
-}
+const Class& NSMutableArray::class_() const noexcept { return ConcreteMutableArray::classObject; }
 
 Ref<NSMutableArray> NSMutableArray::array() { return makeObject<NSMutableArray>(); }
 
 Ref<NSMutableArray> NSMutableArray::arrayWithCapacity(NSUInteger capacity) {
   Ref<NSMutableArray> made = array();
-  made->_elements.reserve(std::min<NSUInteger>(capacity, 1 << 20));
+  made->_elements.reserve(std::min(capacity, largestReservation));
   return made;
 }
 
 Ref<NSMutableArray> NSMutableArray::arrayWithArray(const Ref<NSArray>& array) {
-  return makeObject<NSMutableArray>(elementsOf(array));
+  return makeObject<NSMutableArray>(impl::elementsOf(array));
 }
 
 Ref<NSMutableArray> NSMutableArray::arrayWithValues(std::vector<Value> values) {
-  if (std::any_of(values.begin(), values.end(), [](const Value& v) { return v.isNull(); })) {
-    raiseNull("initWithObjects:count:");
-  }
+  impl::requireValues(values, "__NSPlaceholderArray");
   return makeObject<NSMutableArray>(std::move(values));
 }
 
 void NSMutableArray::addObject(const Value& object) {
-  if (object.isNull()) raiseNull("insertObject:atIndex:");
+  if (object.isNull()) impl::raiseNullObject(*this, "insertObject:atIndex:");
   _elements.push_back(object);
   ++_mutations;
 }
 
 void NSMutableArray::addObjectsFromArray(const Ref<NSArray>& other) {
-  std::vector<Value> values = elementsOf(other);
-  _elements.insert(_elements.end(), std::make_move_iterator(values.begin()),
-                   std::make_move_iterator(values.end()));
+  std::vector<Value> added = impl::elementsOf(other);
+  _elements.insert(_elements.end(), std::make_move_iterator(added.begin()),
+                   std::make_move_iterator(added.end()));
   ++_mutations;
 }
 
 void NSMutableArray::insertObjectAtIndex(const Value& object, NSUInteger index) {
-  if (object.isNull()) raiseNull("insertObject:atIndex:");
+  if (object.isNull()) impl::raiseNullObject(*this, "insertObject:atIndex:");
   if (index > _elements.size()) raiseBeyondBounds("insertObject:atIndex:", index);
   _elements.insert(_elements.begin() + static_cast<std::ptrdiff_t>(index), Value(object));
   ++_mutations;
 }
 
+// What goes is released last, in every operation: its end may reach this array again.
+
 void NSMutableArray::replaceObjectAtIndexWithObject(NSUInteger index, const Value& object) {
-  if (object.isNull()) raiseNull("replaceObjectAtIndex:withObject:");
+  if (object.isNull()) impl::raiseNullObject(*this, "replaceObjectAtIndex:withObject:");
   if (index >= _elements.size()) raiseBeyondBounds("replaceObjectAtIndex:withObject:", index);
+  Value replaced = object;
+  _elements[index].swap(replaced);
   ++_mutations;
-  // What was there is released last: its end may reach this array.
-  const Value before = std::exchange(_elements[index], object);
 }
 
 void NSMutableArray::exchangeObjectAtIndexWithObjectAtIndex(NSUInteger first, NSUInteger second) {
@@ -110,17 +102,14 @@ void NSMutableArray::removeObjectAtIndex(NSUInteger index) {
 }
 
 void NSMutableArray::removeObjectsInRange(NSRange range) {
-  const NSUInteger size = _elements.size();
-  if (range.location > size || range.length > size - range.location) {
-    raise(NSRangeException,
-          "*** -[%s removeObjectsInRange:]: range {%llu, %llu} extends beyond bounds",
-          class_().name(), range.location, range.length);
+  if (impl::isBeyond(range, _elements.size())) {
+    impl::raiseRangeBeyondBounds(*this, "removeObjectsInRange:", range, _elements.size());
   }
+  const auto start = _elements.begin() + static_cast<std::ptrdiff_t>(range.location);
+  const auto end = start + static_cast<std::ptrdiff_t>(range.length);
+  const std::vector<Value> removed(std::make_move_iterator(start), std::make_move_iterator(end));
+  _elements.erase(start, end);
   ++_mutations;
-  const auto begin = _elements.begin() + static_cast<std::ptrdiff_t>(range.location);
-  const auto end = begin + static_cast<std::ptrdiff_t>(range.length);
-  const std::vector<Value> removed(std::make_move_iterator(begin), std::make_move_iterator(end));
-  _elements.erase(begin, end);
 }
 
 void NSMutableArray::removeObjectsAtIndexes(const Ref<NSIndexSet>& indexes) {
@@ -128,31 +117,32 @@ void NSMutableArray::removeObjectsAtIndexes(const Ref<NSIndexSet>& indexes) {
   if (indexes->lastIndex() >= _elements.size()) {
     raiseBeyondBounds("removeObjectsAtIndexes:", indexes->lastIndex());
   }
-  ++_mutations;
   std::vector<Value> removed;
-  indexes->enumerateIndexesUsingBlock(
-      [&](NSUInteger index, bool&) { removed.push_back(std::move(_elements[index])); });
+  removed.reserve(indexes->count());
+  for (const NSUInteger index : *indexes) removed.push_back(std::move(_elements[index]));
   std::erase_if(_elements, [](const Value& element) { return element.isNull(); });
+  ++_mutations;
 }
 
 void NSMutableArray::insertObjectsAtIndexes(const Ref<NSArray>& objects,
                                             const Ref<NSIndexSet>& indexes) {
-  const NSUInteger added = objects ? objects->count() : 0;
-  if (added != (indexes ? indexes->count() : 0)) {
+  std::vector<Value> added = impl::elementsOf(objects);
+  const NSUInteger places = indexes ? indexes->count() : 0;
+  if (added.size() != places) {
     raise(
         NSInvalidArgumentException,
-        "*** -[%s insertObjects:atIndexes:]: count of array (%llu) differs from count of index set",
-        class_().name(), added);
+        "*** -[%s insertObjects:atIndexes:]: count of array (%zu) differs from count of index set "
+        "(%llu)",
+        class_().name(), added.size(), places);
   }
-  if (added == 0) return;
-  const NSUInteger size = _elements.size() + added;
+  if (added.empty()) return;
+  const std::size_t size = _elements.size() + added.size();
   if (indexes->lastIndex() >= size) {
     raiseBeyondBounds("insertObjects:atIndexes:", indexes->lastIndex());
   }
   std::vector<Value> merged(size);
-  NSUInteger next = 0;
-  indexes->enumerateIndexesUsingBlock(
-      [&](NSUInteger index, bool&) { merged[index] = objects->objectAtIndex(next++); });
+  auto next = added.begin();
+  for (const NSUInteger index : *indexes) merged[index] = std::move(*next++);
   auto old = _elements.begin();
   for (Value& place : merged) {
     if (place.isNull()) place = std::move(*old++);
@@ -166,35 +156,42 @@ void NSMutableArray::removeLastObject() {
 }
 
 void NSMutableArray::removeObject(const Value& object) {
+  if (object.isNull()) return;
+  // Compared first, then removed: equality may be an application's, and a refused change changes
+  // nothing.
   const Value wanted = object;
-  // Compared first, on elements that are held, then removed: equality may be an application's.
-  const std::vector<Value> before = _elements;
-  std::vector<Value> kept;
-  for (const Value& element : before) {
-    if (!element.isEqual(wanted)) kept.push_back(element);
+  std::vector<std::size_t> doomed;
+  for (std::size_t i = 0; i < _elements.size(); ++i) {
+    const Value& element = _elements[i];
+    if (element.isIdentical(wanted) || impl::memberEquals(element, wanted, _mutations)) {
+      doomed.push_back(i);
+    }
   }
-  if (kept.size() == before.size()) return;
-  _elements.swap(kept);
+  if (doomed.empty()) return;
+  std::vector<Value> removed;
+  removed.reserve(doomed.size());
+  for (const std::size_t index : doomed) removed.push_back(std::move(_elements[index]));
+  std::erase_if(_elements, [](const Value& element) { return element.isNull(); });
   ++_mutations;
 }
 
 void NSMutableArray::removeAllObjects() {
-  ++_mutations;
   const std::vector<Value> removed = std::exchange(_elements, {});
+  ++_mutations;
 }
 
 void NSMutableArray::setArray(const Ref<NSArray>& other) {
-  std::vector<Value> values = elementsOf(other);
-  _elements.swap(values);
+  std::vector<Value> elements = impl::elementsOf(other);
+  _elements.swap(elements);
   ++_mutations;
 }
 
 void NSMutableArray::sortUsingComparator(
     const Block<NSComparisonResult(const Value&, const Value&)>& comparator) {
-  std::vector<Value> sorted = _elements;
-  std::stable_sort(sorted.begin(), sorted.end(), [&](const Value& left, const Value& right) {
-    return comparator(left, right) == NSOrderedAscending;
-  });
+  const Ref<NSMutableArray> held(this);
+  const std::uint64_t before = _mutations;
+  std::vector<Value> sorted = impl::stablySorted(_elements, comparator);
+  if (_mutations != before) raiseMutatedDuringWalk();
   _elements.swap(sorted);
   ++_mutations;
 }

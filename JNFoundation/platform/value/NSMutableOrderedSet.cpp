@@ -6,45 +6,55 @@
 #include <JNFoundation/platform/value/NSIndexSet.h>
 #include <JNFoundation/platform/value/NSOrderedSet.h>
 #include <JNFoundation/platform/value/NSSet.h>
-#include <JNFoundation/platform/value/NSString.h>
+#include <JNFoundation/platform/value/impl/CollectionSupport.h>
+#include <JNFoundation/platform/value/impl/ConcreteCollections.h>
 
 namespace JNFoundation {
 
 constinit const Class NSMutableOrderedSet::classObject =
     Class::of<NSMutableOrderedSet>("NSMutableOrderedSet");
+constinit const Class ConcreteMutableOrderedSet::classObject =
+    Class::of<ConcreteMutableOrderedSet>("__NSOrderedSetM");
 
 namespace {
 
-/// The concrete class, as log texts name it.
-struct PlainMutableOrderedSet {
-  using Superclass = NSMutableOrderedSet;
-  static const Class classObject;
-};
-constinit const Class PlainMutableOrderedSet::classObject =
-    Class::of<PlainMutableOrderedSet>("__NSOrderedSetM");
-
 const ClassDeclaration<NSMutableOrderedSet> declaration =
     ClassDeclaration<NSMutableOrderedSet>()
-        .factory([]() -> Ref<NSObject> { return NSMutableOrderedSet::orderedSet(); })
+        .factory()
         .operation("addObject:", &NSMutableOrderedSet::addObject)
+        .operation("addObjectsFromArray:", &NSMutableOrderedSet::addObjectsFromArray)
+        .operation("insertObject:atIndex:", &NSMutableOrderedSet::insertObjectAtIndex)
         .operation("removeObject:", &NSMutableOrderedSet::removeObject)
+        .operation("removeObjectAtIndex:", &NSMutableOrderedSet::removeObjectAtIndex)
         .operation("removeAllObjects", &NSMutableOrderedSet::removeAllObjects)
+        .operation("unionSet:", &NSMutableOrderedSet::unionSet)
+        .operation("minusSet:", &NSMutableOrderedSet::minusSet)
         .classOperation("orderedSet", &NSMutableOrderedSet::orderedSet);
 
 using Table = OrderedHashTable<NSOrderedSet::Entry>;
 
-std::vector<Value> valuesOf(const Ref<NSArray>& array) {
-  std::vector<Value> values;
-  if (array) {
-    for (const Value& value : *array) values.push_back(value);
+constexpr NSUInteger notFound = static_cast<NSUInteger>(NSNotFound);
+
+/// Only a class that brings another representation is asked, and it must say what a change means.
+[[noreturn]] void raiseNotImplemented(const NSObject& set, const char* operation) {
+  raise(NSInternalInconsistencyException, "*** -[%s %s]: only defined by a subclass",
+        set.class_().name(), operation);
+}
+
+/// The members that the other set does not have.
+template <class Set>
+std::vector<Value> missingIn(const NSOrderedSet& members, const Ref<Set>& other) {
+  std::vector<Value> missing;
+  for (const Value& object : members) {
+    if (!other || !other->containsObject(object)) missing.push_back(object);
   }
-  return values;
+  return missing;
 }
 
 }  // namespace
 
 const Class& NSMutableOrderedSet::class_() const noexcept {
-  return _foreign ? classObject : PlainMutableOrderedSet::classObject;
+  return _foreign ? classObject : ConcreteMutableOrderedSet::classObject;
 }
 
 Ref<NSMutableOrderedSet> NSMutableOrderedSet::orderedSet() {
@@ -62,7 +72,7 @@ Ref<NSMutableOrderedSet> NSMutableOrderedSet::orderedSetWithObject(const Value& 
 }
 
 Ref<NSMutableOrderedSet> NSMutableOrderedSet::orderedSetWithArray(const Ref<NSArray>& array) {
-  return orderedSetWithValues(valuesOf(array));
+  return orderedSetWithValues(impl::elementsOf(array));
 }
 
 Ref<NSMutableOrderedSet> NSMutableOrderedSet::orderedSetWithSet(const Ref<NSSet>& set) {
@@ -75,60 +85,91 @@ Ref<NSMutableOrderedSet> NSMutableOrderedSet::orderedSetWithOrderedSet(
 }
 
 Ref<NSMutableOrderedSet> NSMutableOrderedSet::orderedSetWithValues(std::vector<Value> values) {
-  return makeObject<NSMutableOrderedSet>(tableOf(std::move(values)));
+  return makeObject<NSMutableOrderedSet>(tableOf(values));
 }
 
 void NSMutableOrderedSet::addObject(const Value& object) {
-  if (object.isNull()) raiseNull("addObject:");
+  if (object.isNull()) impl::raiseNullObject(*this, "addObject:");
   if (_foreign) return insertObjectAtIndex(object, count());
-  const std::uint64_t hash = object.hash();
-  if (_table.find(object, hash) != Table::npos) return;
-  _table.append({object, hash});
-  ++_mutations;
+  if (impl::addToTable(_table, object)) ++_mutations;
 }
 
 void NSMutableOrderedSet::addObjectsFromArray(const Ref<NSArray>& array) {
-  for (const Value& object : valuesOf(array)) addObject(object);
+  for (const Value& object : impl::elementsOf(array)) addObject(object);
 }
 
 void NSMutableOrderedSet::insertObjectAtIndex(const Value& object, NSUInteger index) {
-  if (object.isNull()) raiseNull("insertObject:atIndex:");
+  if (object.isNull()) impl::raiseNullObject(*this, "insertObject:atIndex:");
   if (index > count()) raiseBeyondBounds("insertObject:atIndex:", index);
-  if (containsObject(object)) return;
-  if (_foreign) return foreignInsertObjectAtIndex(object, index);
-  const std::uint64_t hash = object.hash();
+  if (_foreign) {
+    if (!containsObject(object)) foreignInsertObjectAtIndex(object, index);
+    return;
+  }
+  Entry entry{object, 0};
+  entry.hash = entry.key.hash();
+  if (_table.find(entry.key, entry.hash) != Table::npos) return;
   _table.closeHoles();
-  _table.insert(_table.begin() + index, {object, hash});
+  // The hash may be an application's, which may have made the set shorter.
+  _table.insert(_table.begin() + std::min<std::size_t>(index, _table.count()), std::move(entry));
   ++_mutations;
 }
 
 void NSMutableOrderedSet::insertObjectsAtIndexes(const Ref<NSArray>& objects,
                                                  const Ref<NSIndexSet>& indexes) {
-  const NSUInteger added = objects ? objects->count() : 0;
-  if (added != (indexes ? indexes->count() : 0)) {
+  const std::vector<Value> added = impl::elementsOf(objects);
+  const NSUInteger places = indexes ? indexes->count() : 0;
+  if (added.size() != places) {
     raise(
         NSInvalidArgumentException,
-        "*** -[%s insertObjects:atIndexes:]: count of array (%llu) differs from count of index set",
-        class_().name(), added);
+        "*** -[%s insertObjects:atIndexes:]: count of array (%zu) differs from count of index set "
+        "(%llu)",
+        class_().name(), added.size(), places);
   }
-  if (added == 0) return;
-  if (indexes->lastIndex() >= count() + added) {
+  if (added.empty()) return;
+  if (indexes->lastIndex() >= count() + added.size()) {
     raiseBeyondBounds("insertObjects:atIndexes:", indexes->lastIndex());
   }
-  NSUInteger next = 0;
-  indexes->enumerateIndexesUsingBlock([&](NSUInteger index, bool&) {
-    insertObjectAtIndex(objects->objectAtIndex(next++), std::min(index, count()));
-  });
+  // Added at the end, then moved in one go: where each one would stand if they were inserted one
+  // after another, those that are members already left out.
+  const std::size_t before = count();
+  std::vector<NSUInteger> goals;
+  auto next = added.begin();
+  for (const NSUInteger index : *indexes) {
+    const std::size_t known = count();
+    addObject(*next++);
+    if (count() > known) goals.push_back(index);
+  }
+  std::vector<std::size_t> order;
+  std::size_t old = 0;
+  for (std::size_t i = 0; i < goals.size(); ++i) {
+    while (order.size() < goals[i] && old < before) order.push_back(old++);
+    order.push_back(before + i);
+  }
+  while (old < before) order.push_back(old++);
+  reorder(order);
 }
 
 void NSMutableOrderedSet::replaceObjectAtIndexWithObject(NSUInteger index, const Value& object) {
-  if (object.isNull()) raiseNull("replaceObjectAtIndex:withObject:");
+  if (object.isNull()) impl::raiseNullObject(*this, "replaceObjectAtIndex:withObject:");
   if (index >= count()) raiseBeyondBounds("replaceObjectAtIndex:withObject:", index);
-  const Value added = object;
-  const NSUInteger known = indexOfObject(added);
-  if (known != static_cast<NSUInteger>(NSNotFound) && known != index) return;
-  removeObjectAtIndex(index);
-  insertObjectAtIndex(added, std::min(index, count()));
+  if (_foreign) {
+    const Value added = object;
+    const NSUInteger known = indexOfObject(added);
+    if (known != notFound && known != index) return;
+    foreignRemoveObjectAtIndex(index);
+    foreignInsertObjectAtIndex(added, index);
+    return;
+  }
+  Entry entry{object, 0};
+  entry.hash = entry.key.hash();
+  // The hash may be an application's, which may have made the set shorter.
+  if (index >= count()) raiseMutatedDuringWalk();
+  _table.closeHoles();
+  const std::size_t position = _table.begin() + index;
+  const std::size_t known = _table.find(entry.key, entry.hash);
+  if (known != Table::npos && known != position) return;
+  const Entry replaced = _table.replace(position, std::move(entry));
+  ++_mutations;
 }
 
 void NSMutableOrderedSet::exchangeObjectAtIndexWithObjectAtIndex(NSUInteger first,
@@ -137,9 +178,18 @@ void NSMutableOrderedSet::exchangeObjectAtIndexWithObjectAtIndex(NSUInteger firs
     if (index >= count()) raiseBeyondBounds("exchangeObjectAtIndex:withObjectAtIndex:", index);
   }
   if (first == second) return;
-  std::vector<Value> values = valuesOf(array());
-  values[first].swap(values[second]);
-  setContents(std::move(values));
+  if (_foreign) {
+    const Value objects[] = {objectAtIndex(first), objectAtIndex(second)};
+    const NSUInteger low = std::min(first, second), high = std::max(first, second);
+    foreignRemoveObjectAtIndex(high);
+    foreignRemoveObjectAtIndex(low);
+    foreignInsertObjectAtIndex(objects[low == first], low);
+    foreignInsertObjectAtIndex(objects[low != first], high);
+    return;
+  }
+  _table.closeHoles();
+  _table.exchange(_table.begin() + first, _table.begin() + second);
+  ++_mutations;
 }
 
 void NSMutableOrderedSet::moveObjectsAtIndexesToIndex(const Ref<NSIndexSet>& indexes,
@@ -148,62 +198,94 @@ void NSMutableOrderedSet::moveObjectsAtIndexesToIndex(const Ref<NSIndexSet>& ind
   if (indexes->lastIndex() >= count()) {
     raiseBeyondBounds("moveObjectsAtIndexes:toIndex:", indexes->lastIndex());
   }
-  std::vector<Value> values = valuesOf(array());
-  std::vector<Value> moved;
-  indexes->enumerateIndexesUsingBlock(
-      [&](NSUInteger from, bool&) { moved.push_back(std::move(values[from])); });
-  std::erase_if(values, [](const Value& value) { return value.isNull(); });
-  if (index > values.size()) raiseBeyondBounds("moveObjectsAtIndexes:toIndex:", index);
-  values.insert(values.begin() + static_cast<std::ptrdiff_t>(index),
-                std::make_move_iterator(moved.begin()), std::make_move_iterator(moved.end()));
-  setContents(std::move(values));
+  if (index > count() - indexes->count()) {
+    raiseBeyondBounds("moveObjectsAtIndexes:toIndex:", index);
+  }
+  std::vector<std::size_t> order;
+  order.reserve(count());
+  for (std::size_t i = 0; i < count(); ++i) {
+    if (!indexes->containsIndex(i)) order.push_back(i);
+  }
+  std::vector<std::size_t> moved;
+  for (const NSUInteger from : *indexes) moved.push_back(from);
+  order.insert(order.begin() + static_cast<std::ptrdiff_t>(index), moved.begin(), moved.end());
+  reorder(order);
 }
+
+// What goes is released last, in every operation: its end may reach this set again.
 
 void NSMutableOrderedSet::removeObject(const Value& object) {
   if (object.isNull()) return;
   if (_foreign) {
     const NSUInteger index = indexOfObject(object);
-    if (index != static_cast<NSUInteger>(NSNotFound)) foreignRemoveObjectAtIndex(index);
+    if (index != notFound) foreignRemoveObjectAtIndex(index);
     return;
   }
   const std::size_t position = _table.find(object, object.hash());
   if (position == Table::npos) return;
-  ++_mutations;
   const Entry removed = _table.take(position);
+  ++_mutations;
 }
 
 void NSMutableOrderedSet::removeObjectAtIndex(NSUInteger index) {
   if (index >= count()) raiseBeyondBounds("removeObjectAtIndex:", index);
   if (_foreign) return foreignRemoveObjectAtIndex(index);
-  ++_mutations;
   const Entry removed = _table.take(positionOfIndex(index));
+  ++_mutations;
 }
 
 void NSMutableOrderedSet::removeObjectsInRange(NSRange range) {
-  if (range.location > count() || range.length > count() - range.location) {
-    raise(NSRangeException,
-          "*** -[%s removeObjectsInRange:]: range {%llu, %llu} extends beyond bounds",
-          class_().name(), range.location, range.length);
+  if (impl::isBeyond(range, count())) {
+    impl::raiseRangeBeyondBounds(*this, "removeObjectsInRange:", range, count());
   }
-  if (range.length > 0) removeObjectsAtIndexes(NSIndexSet::indexSetWithIndexesInRange(range));
+  if (range.length == 0) return;
+  if (_foreign) {
+    for (NSUInteger i = range.end(); i-- > range.location;) foreignRemoveObjectAtIndex(i);
+    return;
+  }
+  _table.closeHoles();
+  const std::vector<Entry> removed = _table.takeRun(_table.begin() + range.location, range.length);
+  ++_mutations;
 }
 
 void NSMutableOrderedSet::removeObjectsAtIndexes(const Ref<NSIndexSet>& indexes) {
   if (!indexes || indexes->count() == 0) return;
-  removeObjectsInArray(objectsAtIndexes(indexes));
+  if (indexes->lastIndex() >= count()) {
+    raiseBeyondBounds("removeObjectsAtIndexes:", indexes->lastIndex());
+  }
+  const std::vector<NSRange> ranges = indexes->ranges();
+  if (_foreign || ranges.size() == 1) {
+    for (auto range = ranges.rbegin(); range != ranges.rend(); ++range) {
+      removeObjectsInRange(*range);
+    }
+    return;
+  }
+  Table kept;
+  std::vector<Entry> removed;
+  std::size_t index = 0;
+  auto range = ranges.begin();
+  for (Entry& entry : _table.takeAll()) {
+    if (entry.key.isNull()) continue;
+    while (range != ranges.end() && range->end() <= index) ++range;
+    if (range != ranges.end() && range->location <= index) {
+      removed.push_back(std::move(entry));
+    } else {
+      kept.append(std::move(entry));
+    }
+    ++index;
+  }
+  _table.swap(kept);
+  ++_mutations;
 }
 
 void NSMutableOrderedSet::removeObjectsInArray(const Ref<NSArray>& array) {
-  for (const Value& object : valuesOf(array)) removeObject(object);
+  for (const Value& object : impl::elementsOf(array)) removeObject(object);
 }
 
 void NSMutableOrderedSet::removeAllObjects() {
-  if (_foreign) {
-    while (count() > 0) foreignRemoveObjectAtIndex(count() - 1);
-    return;
-  }
-  ++_mutations;
+  if (_foreign) return removeObjectsInRange({0, count()});
   const std::vector<Entry> removed = _table.takeAll();
+  ++_mutations;
 }
 
 Value NSMutableOrderedSet::takeFirstObject() {
@@ -234,37 +316,48 @@ void NSMutableOrderedSet::minusOrderedSet(const Ref<NSOrderedSet>& other) {
 }
 
 void NSMutableOrderedSet::intersectSet(const Ref<NSSet>& other) {
-  for (const Value& object : valuesOf(array())) {
-    if (!other || !other->containsObject(object)) removeObject(object);
-  }
+  for (const Value& object : missingIn(*this, other)) removeObject(object);
 }
 
 void NSMutableOrderedSet::intersectOrderedSet(const Ref<NSOrderedSet>& other) {
-  for (const Value& object : valuesOf(array())) {
-    if (!other || !other->containsObject(object)) removeObject(object);
-  }
+  for (const Value& object : missingIn(*this, other)) removeObject(object);
 }
 
 void NSMutableOrderedSet::sortUsingComparator(
     const Block<NSComparisonResult(const Value&, const Value&)>& comparator) {
-  setContents(valuesOf(sortedArrayUsingComparator(comparator)));
+  const Ref<NSMutableOrderedSet> held(this);
+  const std::uint64_t before = _mutations;
+  const std::vector<std::size_t> order = impl::stableOrder(impl::elementsOf(array()), comparator);
+  if (_mutations != before) raiseMutatedDuringWalk();
+  reorder(order);
 }
 
 Value NSMutableOrderedSet::copy() const { return makeObject<NSOrderedSet>(tableOfContents()); }
 
-void NSMutableOrderedSet::foreignInsertObjectAtIndex(const Value&, NSUInteger) {}
+void NSMutableOrderedSet::foreignInsertObjectAtIndex(const Value&, NSUInteger) {
+  raiseNotImplemented(*this, "insertObject:atIndex:");
+}
 
-void NSMutableOrderedSet::foreignRemoveObjectAtIndex(NSUInteger) {}
+void NSMutableOrderedSet::foreignRemoveObjectAtIndex(NSUInteger) {
+  raiseNotImplemented(*this, "removeObjectAtIndex:");
+}
 
-void NSMutableOrderedSet::setContents(std::vector<Value> values) {
+void NSMutableOrderedSet::reorder(const std::vector<std::size_t>& order) {
+  if (order.size() != count()) raiseMutatedDuringWalk();
   if (_foreign) {
+    const std::vector<Value> objects = impl::elementsOf(array());
     removeAllObjects();
-    for (const Value& value : values) addObject(value);
+    NSUInteger index = 0;
+    for (const std::size_t from : order) foreignInsertObjectAtIndex(objects[from], index++);
     return;
   }
-  Table table = tableOf(std::move(values));
+  _table.closeHoles();
+  const std::size_t start = _table.begin();
+  Table reordered;
+  reordered.reserve(order.size());
+  for (const std::size_t from : order) reordered.append(std::move(_table.at(start + from)));
+  _table.swap(reordered);
   ++_mutations;
-  _table.swap(table);
 }
 
 }  // namespace JNFoundation

@@ -1,32 +1,25 @@
 #include "JNFoundation/platform/value/NSOrderedSet.h"
 
-#include <algorithm>
-
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/NSArray.h>
-#include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/NSIndexSet.h>
 #include <JNFoundation/platform/value/NSSet.h>
-#include <JNFoundation/platform/value/NSString.h>
-#include <JNFoundation/platform/value/Runtime.h>
+#include <JNFoundation/platform/value/impl/CollectionSupport.h>
+#include <JNFoundation/platform/value/impl/ConcreteCollections.h>
 #include <JNFoundation/platform/value/impl/ContainerEquality.h>
 #include <JNFoundation/platform/value/impl/DescriptionWriter.h>
 
 namespace JNFoundation {
 
 constinit const Class NSOrderedSet::classObject = Class::of<NSOrderedSet>("NSOrderedSet");
+constinit const Class ConcreteOrderedSet::classObject =
+    Class::of<ConcreteOrderedSet>("__NSOrderedSetI");
 
 namespace {
 
-/// The concrete class, as log texts name it.
-struct PlainOrderedSet {
-  using Superclass = NSOrderedSet;
-  static const Class classObject;
-};
-constinit const Class PlainOrderedSet::classObject = Class::of<PlainOrderedSet>("__NSOrderedSetI");
-
 const ClassDeclaration<NSOrderedSet> declaration =
     ClassDeclaration<NSOrderedSet>()
+        .factory()
         .operation("count", &NSOrderedSet::count)
         .operation("firstObject", &NSOrderedSet::firstObject)
         .operation("lastObject", &NSOrderedSet::lastObject)
@@ -39,21 +32,22 @@ const ClassDeclaration<NSOrderedSet> declaration =
 
 using Table = OrderedHashTable<NSOrderedSet::Entry>;
 
-/// Adds what is no member yet. Returns: whether it was added.
-bool add(Table& table, const Value& object) {
-  const std::uint64_t hash = object.hash();
-  if (table.find(object, hash) != Table::npos) return false;
-  table.append({object, hash});
+template <class Set>
+bool isSubsetOf(const NSOrderedSet& members, const Ref<Set>& other) {
+  if (members.count() > (other ? other->count() : 0)) return false;
+  for (const Value& object : members) {
+    if (!other->containsObject(object)) return false;
+  }
   return true;
 }
 
-std::vector<Value> valuesOf(const Ref<NSArray>& array) {
-  std::vector<Value> values;
-  if (array) {
-    values.reserve(array->count());
-    for (const Value& value : *array) values.push_back(value);
+template <class Set>
+bool intersects(const NSOrderedSet& members, const Ref<Set>& other) {
+  if (!other) return false;
+  for (const Value& object : members) {
+    if (other->containsObject(object)) return true;
   }
-  return values;
+  return false;
 }
 
 }  // namespace
@@ -61,19 +55,14 @@ std::vector<Value> valuesOf(const Ref<NSArray>& array) {
 NSOrderedSet::~NSOrderedSet() = default;
 
 const Class& NSOrderedSet::class_() const noexcept {
-  return _foreign ? classObject : PlainOrderedSet::classObject;
+  return _foreign ? classObject : ConcreteOrderedSet::classObject;
 }
 
-Table NSOrderedSet::tableOf(std::vector<Value> values) {
+Table NSOrderedSet::tableOf(const std::vector<Value>& values) {
+  impl::requireValues(values, "__NSPlaceholderOrderedSet");
   Table table;
   table.reserve(values.size());
-  for (const Value& value : values) {
-    if (value.isNull()) {
-      raise(NSInvalidArgumentException,
-            "*** -[NSOrderedSet initWithObjects:count:]: attempt to insert nil object");
-    }
-    add(table, value);
-  }
+  for (const Value& value : values) impl::addToTable(table, value);
   return table;
 }
 
@@ -85,13 +74,14 @@ Table NSOrderedSet::tableOfContents() const {
 
 Ref<NSOrderedSet> NSOrderedSet::foreignContents() const { return orderedSet(); }
 
-std::vector<Value> NSOrderedSet::valuesBeforeNull(std::initializer_list<Value> values) {
-  std::vector<Value> list;
-  for (const Value& value : values) {
-    if (value.isNull()) break;
-    list.push_back(value);
+Ref<NSOrderedSet> NSOrderedSet::orderedSetWithObjectsBeforeNull(
+    std::initializer_list<Value> objects) {
+  Table table;
+  for (const Value& object : objects) {
+    if (object.isNull()) break;
+    impl::addToTable(table, object);
   }
-  return list;
+  return makeObject<NSOrderedSet>(std::move(table));
 }
 
 Ref<NSOrderedSet> NSOrderedSet::orderedSet() {
@@ -104,7 +94,7 @@ Ref<NSOrderedSet> NSOrderedSet::orderedSetWithObject(const Value& object) {
 }
 
 Ref<NSOrderedSet> NSOrderedSet::orderedSetWithArray(const Ref<NSArray>& array) {
-  return orderedSetWithValues(valuesOf(array));
+  return orderedSetWithValues(impl::elementsOf(array));
 }
 
 Ref<NSOrderedSet> NSOrderedSet::orderedSetWithSet(const Ref<NSSet>& set) {
@@ -116,7 +106,7 @@ Ref<NSOrderedSet> NSOrderedSet::orderedSetWithOrderedSet(const Ref<NSOrderedSet>
 }
 
 Ref<NSOrderedSet> NSOrderedSet::orderedSetWithValues(std::vector<Value> values) {
-  return makeObject<NSOrderedSet>(tableOf(std::move(values)));
+  return makeObject<NSOrderedSet>(tableOf(values));
 }
 
 Value NSOrderedSet::objectAtIndex(NSUInteger index) const {
@@ -162,41 +152,28 @@ Ref<NSArray> NSOrderedSet::objectsAtIndexes(const Ref<NSIndexSet>& indexes) cons
   if (indexes && indexes->count() > 0 && indexes->lastIndex() >= count()) {
     raiseBeyondBounds("objectsAtIndexes:", indexes->lastIndex());
   }
-  return array()->objectsAtIndexes(indexes);
+  std::vector<Value> values;
+  if (indexes) {
+    values.reserve(indexes->count());
+    for (const NSUInteger index : *indexes) values.push_back(objectAtIndex(index));
+  }
+  return NSArray::arrayWithValues(std::move(values));
 }
 
 bool NSOrderedSet::isEqualToOrderedSet(const Ref<NSOrderedSet>& other) const {
   return other ? isEqual(Value(other)) : count() == 0;
 }
 
-bool NSOrderedSet::isSubsetOfSet(const Ref<NSSet>& other) const {
-  for (const Value& object : *this) {
-    if (!other || !other->containsObject(object)) return false;
-  }
-  return true;
-}
+bool NSOrderedSet::isSubsetOfSet(const Ref<NSSet>& other) const { return isSubsetOf(*this, other); }
 
 bool NSOrderedSet::isSubsetOfOrderedSet(const Ref<NSOrderedSet>& other) const {
-  for (const Value& object : *this) {
-    if (!other || !other->containsObject(object)) return false;
-  }
-  return true;
+  return isSubsetOf(*this, other);
 }
 
-bool NSOrderedSet::intersectsSet(const Ref<NSSet>& other) const {
-  if (!other) return false;
-  for (const Value& object : *this) {
-    if (other->containsObject(object)) return true;
-  }
-  return false;
-}
+bool NSOrderedSet::intersectsSet(const Ref<NSSet>& other) const { return intersects(*this, other); }
 
 bool NSOrderedSet::intersectsOrderedSet(const Ref<NSOrderedSet>& other) const {
-  if (!other) return false;
-  for (const Value& object : *this) {
-    if (other->containsObject(object)) return true;
-  }
-  return false;
+  return intersects(*this, other);
 }
 
 Ref<NSArray> NSOrderedSet::sortedArrayUsingComparator(
@@ -206,7 +183,8 @@ Ref<NSArray> NSOrderedSet::sortedArrayUsingComparator(
 
 void NSOrderedSet::enumerateObjectsUsingBlock(
     const Block<void(const Value& object, NSUInteger index, bool& stop)>& block) const {
-  const Ref<const NSOrderedSet> held(this);
+  impl::requireBlock(block != nullptr, "NSOrderedSet enumerateObjectsUsingBlock:");
+  const Ref<NSOrderedSet> held = impl::held(this);
   bool stop = false;
   NSUInteger index = 0;
   for (const Value& object : *this) {
@@ -232,40 +210,27 @@ Value NSOrderedSet::mutableCopy() const {
 }
 
 Value NSOrderedSet::valueForKey(const Ref<NSString>& key) const {
-  if (key && key->hasPrefix("@")) return NSObject::valueForKey(key->substringFromIndex(1));
+  if (impl::namesOwnProperty(key)) return NSObject::valueForKey(impl::ownPropertyName(key));
+  const impl::KeyNesting nesting;
+  const Ref<NSOrderedSet> held = impl::held(this);
   Table table;
   for (const Value& object : *this) {
-    const Value value = object.isObject()
-                            ? object.object()->valueForKey(key)
-                            : performSelector(object, NSSelectorFromString(key->utf8()));
-    if (!value.isNull()) add(table, value);
+    const Value value = impl::memberValueForKey(object, key);
+    if (!value.isNull()) impl::addToTable(table, value);
   }
   return makeObject<NSOrderedSet>(std::move(table));
 }
 
 void NSOrderedSet::setValueForKey(const Value& value, const Ref<NSString>& key) {
-  for (const Value& object : *this) {
-    if (object.isObject()) object.object()->setValueForKey(value, key);
-  }
+  const impl::KeyNesting nesting;
+  const Ref<NSOrderedSet> held(this);
+  for (const Value& object : *this) impl::setMemberValueForKey(object, value, key);
 }
 
-void NSOrderedSet::raiseMutatedDuringWalk() const {
-  raise(NSGenericException, "*** Collection <%s: %p> was mutated while being enumerated.",
-        class_().name(), static_cast<const void*>(this));
-}
+void NSOrderedSet::raiseMutatedDuringWalk() const { impl::raiseMutated(*this); }
 
 void NSOrderedSet::raiseBeyondBounds(const char* operation, NSUInteger index) const {
-  if (count() == 0) {
-    raise(NSRangeException, "*** -[%s %s]: index %llu beyond bounds for empty ordered set",
-          class_().name(), operation, index);
-  }
-  raise(NSRangeException, "*** -[%s %s]: index %llu beyond bounds [0 .. %llu]", class_().name(),
-        operation, index, count() - 1);
-}
-
-void NSOrderedSet::raiseNull(const char* operation) const {
-  raise(NSInvalidArgumentException, "*** -[%s %s]: object cannot be nil", class_().name(),
-        operation);
+  impl::raiseIndexBeyondBounds(*this, operation, index, count(), "ordered set");
 }
 
 }  // namespace JNFoundation

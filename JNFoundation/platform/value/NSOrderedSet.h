@@ -36,13 +36,14 @@ class NSOrderedSet : public NSObject {
   /// The list ends at the first null.
   template <class... Objects>
   static Ref<NSOrderedSet> orderedSetWithObjects(const Objects&... objects) {
-    return orderedSetWithValues(valuesBeforeNull({Value(objects)...}));
+    return orderedSetWithObjectsBeforeNull({Value(objects)...});
   }
   // Null gives an empty set.
   static Ref<NSOrderedSet> orderedSetWithArray(const Ref<NSArray>& array);
   static Ref<NSOrderedSet> orderedSetWithSet(const Ref<NSSet>& set);
   static Ref<NSOrderedSet> orderedSetWithOrderedSet(const Ref<NSOrderedSet>& other);
-  /// Of equal values the first stays. Fails: raises NSInvalidArgumentException for a null among them.
+  /// Of equal values the first stays. Fails: raises NSInvalidArgumentException for a null among
+  /// them.
   static Ref<NSOrderedSet> orderedSetWithValues(std::vector<Value> values);
 
   NSUInteger count() const { return _foreign ? foreignContents()->count() : _table.count(); }
@@ -152,12 +153,11 @@ class NSOrderedSet : public NSObject {
   }
   [[noreturn]] void raiseMutatedDuringWalk() const;
   [[noreturn]] void raiseBeyondBounds(const char* operation, NSUInteger index) const;
-  [[noreturn]] void raiseNull(const char* operation) const;
-  static OrderedHashTable<Entry> tableOf(std::vector<Value> values);
+  static OrderedHashTable<Entry> tableOf(const std::vector<Value>& values);
   OrderedHashTable<Entry> tableOfContents() const;
 
-  /// The holes that removals leave are closed by readers, which nobody can notice: only a mutable set
-  /// has holes, and it belongs to one thread.
+  /// The holes that removals leave are closed by readers, which nobody can notice: only a mutable
+  /// set has holes, and it belongs to one thread.
   mutable OrderedHashTable<Entry> _table;
   /// Counts the changes, so that a walk notices them.
   std::uint64_t _mutations = 0;
@@ -165,8 +165,7 @@ class NSOrderedSet : public NSObject {
   bool _mutable = false;
 
  private:
-  friend class ContainerEquality;
-  static std::vector<Value> valuesBeforeNull(std::initializer_list<Value> values);
+  static Ref<NSOrderedSet> orderedSetWithObjectsBeforeNull(std::initializer_list<Value> objects);
 };
 
 /// An ordered set that can be changed. Putting null into it raises NSInvalidArgumentException, an
@@ -231,14 +230,15 @@ class NSMutableOrderedSet : public NSOrderedSet {
     _mutable = true;
   }
 
-  // Every change of a set of another representation arrives here.
+  // Every change of a set of another representation arrives here, never with null.
   /// Requires: index <= count(), and no member equals the object.
   virtual void foreignInsertObjectAtIndex(const Value& object, NSUInteger index);
   /// Requires: index < count().
   virtual void foreignRemoveObjectAtIndex(NSUInteger index);
 
  private:
-  void setContents(std::vector<Value> values);
+  /// Puts the members into another order: first the one at the first of the positions.
+  void reorder(const std::vector<std::size_t>& order);
 };
 
 }  // namespace JNFoundation

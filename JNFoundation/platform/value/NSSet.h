@@ -11,8 +11,8 @@ namespace JNFoundation {
 
 class NSArray;
 
-/// Values of which no two are equal, none of them null (see NSNull). Enumerates in the order in which
-/// they were first put in.
+/// Values of which no two are equal, none of them null (see NSNull). Enumerates in the order in
+/// which they were first put in.
 ///
 ///     Ref<NSSet> tags = NSSet::setWithObjects("new", "open");
 ///     for (const Value& tag : *tags) print(tag);
@@ -32,12 +32,13 @@ class NSSet : public NSObject {
   /// The list ends at the first null.
   template <class... Objects>
   static Ref<NSSet> setWithObjects(const Objects&... objects) {
-    return setWithValues(valuesBeforeNull({Value(objects)...}));
+    return setWithObjectsBeforeNull({Value(objects)...});
   }
   /// Null gives an empty set.
   static Ref<NSSet> setWithArray(const Ref<NSArray>& array);
   static Ref<NSSet> setWithSet(const Ref<NSSet>& other);
-  /// Of equal values the first stays. Fails: raises NSInvalidArgumentException for a null among them.
+  /// Of equal values the first stays. Fails: raises NSInvalidArgumentException for a null among
+  /// them.
   static Ref<NSSet> setWithValues(std::vector<Value> values);
 
   NSUInteger count() const { return _foreign ? foreignContents()->count() : _table.count(); }
@@ -68,8 +69,8 @@ class NSSet : public NSObject {
   Ref<NSString> description() const override;
   Value copy() const override;
   Value mutableCopy() const override;
-  /// The set of the members' values for the key; null is left out. A key that starts with "@" is the
-  /// set's own property of that name.
+  /// The set of the members' values for the key; null is left out. A key that starts with "@" is
+  /// the set's own property of that name.
   Value valueForKey(const Ref<NSString>& key) const override;
   /// Sends the value to every member.
   void setValueForKey(const Value& value, const Ref<NSString>& key) override;
@@ -131,7 +132,7 @@ class NSSet : public NSObject {
   virtual Ref<NSSet> foreignContents() const;
 
   [[noreturn]] void raiseMutatedDuringWalk() const;
-  static OrderedHashTable<Entry> tableOf(std::vector<Value> values);
+  static OrderedHashTable<Entry> tableOf(const std::vector<Value>& values);
   OrderedHashTable<Entry> tableOfContents() const;
 
   OrderedHashTable<Entry> _table;
@@ -141,12 +142,11 @@ class NSSet : public NSObject {
   bool _mutable = false;
 
  private:
-  friend class ContainerEquality;
-  static std::vector<Value> valuesBeforeNull(std::initializer_list<Value> values);
+  static Ref<NSSet> setWithObjectsBeforeNull(std::initializer_list<Value> objects);
 };
 
-/// A set that can be changed. Adding null raises NSInvalidArgumentException; a refused change changes
-/// nothing. Null in place of a set or an array counts as empty.
+/// A set that can be changed. Adding null raises NSInvalidArgumentException; a refused change
+/// changes nothing. Null in place of a set or an array counts as empty.
 class NSMutableSet : public NSSet {
  public:
   using Superclass = NSSet;
@@ -159,9 +159,7 @@ class NSMutableSet : public NSSet {
   static Ref<NSMutableSet> setWithObject(const Value& object);
   template <class... Objects>
   static Ref<NSMutableSet> setWithObjects(const Objects&... objects) {
-    Ref<NSMutableSet> made = set();
-    made->addObjectsFromSet(NSSet::setWithObjects(objects...));
-    return made;
+    return setWithSet(NSSet::setWithObjects(objects...));
   }
   static Ref<NSMutableSet> setWithArray(const Ref<NSArray>& array);
   static Ref<NSMutableSet> setWithSet(const Ref<NSSet>& other);
@@ -188,12 +186,12 @@ class NSMutableSet : public NSSet {
   }
   explicit NSMutableSet(Representation representation) : NSSet(representation) { _mutable = true; }
 
-  // Every change of a set of another representation arrives here.
+  // Every change of a set of another representation arrives here, never with null.
   virtual void foreignAddObject(const Value& object);
   virtual void foreignRemoveObject(const Value& object);
 
  private:
-  void take(std::vector<Value> doomed);
+  void removeObjects(const std::vector<Value>& objects);
 };
 
 }  // namespace JNFoundation

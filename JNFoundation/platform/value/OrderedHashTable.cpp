@@ -13,7 +13,8 @@ bool memberEquals(const Value& member, const Value& other, const std::uint64_t& 
   const std::uint64_t before = generation;
   const bool equal = heldMember.isEqual(heldOther);
   if (generation != before) {
-    raise(NSGenericException, "*** A collection was mutated by the isEqual: of one of its members.");
+    raise(NSGenericException,
+          "*** A collection was mutated by the isEqual: of one of its members.");
   }
   return equal;
 }

@@ -5,7 +5,6 @@
 #include <JNFoundation/platform/value/FatalError.h>
 #include <JNFoundation/platform/value/Method.h>
 #include <JNFoundation/platform/value/NSException.h>
-#include <JNFoundation/platform/value/SEL.h>
 
 namespace JNFoundation::impl {
 
@@ -20,7 +19,8 @@ std::vector<Value> elementsOf(const Ref<NSArray>& array) {
 void raiseRangeBeyondBounds(const NSObject& collection, const char* operation, NSRange range,
                             NSUInteger count) {
   if (count == 0) {
-    raise(NSRangeException, "*** -[%s %s]: range {%llu, %llu} extends beyond bounds for empty array",
+    raise(NSRangeException,
+          "*** -[%s %s]: range {%llu, %llu} extends beyond bounds for empty array",
           collection.class_().name(), operation, range.location, range.length);
   }
   raise(NSRangeException, "*** -[%s %s]: range {%llu, %llu} extends beyond bounds [0 .. %llu]",
@@ -42,12 +42,29 @@ void raiseNullObject(const NSObject& collection, const char* operation, const ch
         operation, what);
 }
 
+void requireValues(const std::vector<Value>& values, const char* className) {
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    if (!values[i].isNull()) continue;
+    raise(NSInvalidArgumentException,
+          "*** -[%s initWithObjects:count:]: attempt to insert nil object from objects[%zu]",
+          className, i);
+  }
+}
+
 void raiseMutated(const NSObject& collection) {
   raise(NSGenericException, "*** Collection <%s: %p> was mutated while being enumerated.",
         collection.class_().name(), static_cast<const void*>(&collection));
 }
 
+void requireBlock(bool isThere, const char* operation) {
+  if (isThere) return;
+  fatalError(std::string("-[") + operation + "] needs a block, not null");
+}
+
 namespace {
+
+constexpr int keyNestingLimit = 500;
+thread_local int keyNesting = 0;
 
 [[noreturn]] void raiseUndefinedKey(const Value& member, const char* operation,
                                     const Ref<NSString>& key) {
@@ -58,34 +75,45 @@ namespace {
 
 }  // namespace
 
+KeyNesting::KeyNesting() {
+  if (keyNesting == keyNestingLimit) {
+    raise(NSGenericException,
+          "*** A key cannot be read or set through collections nested more than %d deep.",
+          keyNestingLimit);
+  }
+  ++keyNesting;
+}
+
+KeyNesting::~KeyNesting() { --keyNesting; }
+
 Value memberValueForKey(const Value& member, const Ref<NSString>& key) {
   if (member.isObject()) {
     const Value held = member;
     return held.object()->valueForKey(key);
   }
-  const Method* getter = key ? member.class_()->instanceMethodForSelector(SEL(key->utf8())) : nullptr;
-  if (!getter || getter->numberOfArguments() != 2 || getter->returnType() == 'v') {
-    raiseUndefinedKey(member, "valueForUndefinedKey:", key);
-  }
+  if (member.isNull()) return nullptr;
+  const Method* getter = key ? member.class_()->getterForKey(key->utf8()) : nullptr;
+  if (!getter) raiseUndefinedKey(member, "valueForUndefinedKey:", key);
   return getter->invoke(member, {});
 }
 
 void setMemberValueForKey(const Value& member, const Value& value, const Ref<NSString>& key) {
+  if (member.isNull()) return;
   // Numbers and dates have nothing that could be set.
   if (!member.isObject()) raiseUndefinedKey(member, "setValue:forUndefinedKey:", key);
   const Value held = member;
   held.object()->setValueForKey(value, key);
 }
 
-std::vector<Value> stablySorted(
-    std::vector<Value> values,
+std::vector<std::size_t> stableOrder(
+    const std::vector<Value>& values,
     const Block<NSComparisonResult(const Value&, const Value&)>& comparator) {
   if (!comparator) fatalError("a sort needs a comparator, not null");
   const std::size_t count = values.size();
-  std::vector<Value*> sorted(count), merged(count);
-  for (std::size_t i = 0; i < count; ++i) sorted[i] = &values[i];
-  const auto areReversed = [&](const Value* left, const Value* right) {
-    return comparator(*left, *right) == NSOrderedDescending;
+  std::vector<std::size_t> sorted(count), merged(count);
+  for (std::size_t i = 0; i < count; ++i) sorted[i] = i;
+  const auto areReversed = [&](std::size_t left, std::size_t right) {
+    return comparator(values[left], values[right]) == NSOrderedDescending;
   };
   // Merging never reads past a run whatever the comparator says; the sorts of the standard library
   // may, when it contradicts itself.
@@ -96,7 +124,8 @@ std::vector<Value> stablySorted(
       std::size_t left = start, right = middle, to = start;
       if (middle < end && areReversed(sorted[middle - 1], sorted[middle])) {
         while (left < middle && right < end) {
-          merged[to++] = areReversed(sorted[left], sorted[right]) ? sorted[right++] : sorted[left++];
+          merged[to++] =
+              areReversed(sorted[left], sorted[right]) ? sorted[right++] : sorted[left++];
         }
       }
       std::copy(sorted.begin() + static_cast<std::ptrdiff_t>(left),
@@ -109,10 +138,18 @@ std::vector<Value> stablySorted(
     }
     sorted.swap(merged);
   }
-  std::vector<Value> result;
-  result.reserve(count);
-  for (Value* value : sorted) result.push_back(std::move(*value));
-  return result;
+  return sorted;
+}
+
+std::vector<Value> stablySorted(
+    std::vector<Value> values,
+    const Block<NSComparisonResult(const Value&, const Value&)>& comparator) {
+  std::vector<Value> sorted;
+  sorted.reserve(values.size());
+  for (std::size_t index : stableOrder(values, comparator)) {
+    sorted.push_back(std::move(values[index]));
+  }
+  return sorted;
 }
 
 }  // namespace JNFoundation::impl

@@ -5,6 +5,7 @@
 #include <JNFoundation/platform/value/Block.h>
 #include <JNFoundation/platform/value/NSArray.h>
 #include <JNFoundation/platform/value/NSString.h>
+#include <JNFoundation/platform/value/OrderedHashTable.h>
 #include <JNFoundation/platform/value/Value.h>
 
 /// What the collections share.
@@ -22,14 +23,18 @@ constexpr bool isBeyond(NSRange range, NSUInteger count) {
 [[noreturn]] void raiseRangeBeyondBounds(const NSObject& collection, const char* operation,
                                          NSRange range, NSUInteger count);
 
-/// Raises NSRangeException: "*** -[Class operation]: index 7 beyond bounds [0 .. 2]", or "… for empty
-/// array".
+/// Raises NSRangeException: "*** -[Class operation]: index 7 beyond bounds [0 .. 2]", or "… for
+/// empty array".
 [[noreturn]] void raiseIndexBeyondBounds(const NSObject& collection, const char* operation,
                                          NSUInteger index, NSUInteger count, const char* kind);
 
 /// Raises NSInvalidArgumentException: "*** -[Class operation]: object cannot be nil".
 [[noreturn]] void raiseNullObject(const NSObject& collection, const char* operation,
                                   const char* what = "object");
+
+/// Fails: raises NSInvalidArgumentException for a null among the values:
+/// "*** -[Class initWithObjects:count:]: attempt to insert nil object from objects[1]".
+void requireValues(const std::vector<Value>& values, const char* className);
 
 /// Raises NSGenericException: "*** Collection <Class: 0x…> was mutated while being enumerated."
 [[noreturn]] void raiseMutated(const NSObject& collection);
@@ -45,11 +50,37 @@ inline Ref<NSString> ownPropertyName(const Ref<NSString>& key) {
   return NSString::fromText(key->utf8().substr(1));
 }
 
-/// The values in the comparator's order; values that it calls the same keep theirs. The comparator
-/// may contradict itself or throw: the result is then in some order, or there is none.
+/// Stands in every operation of a collection that goes on to its members' keys.
+/// Fails: raises NSGenericException where collections are nested too deeply for the native stack.
+struct KeyNesting {
+  KeyNesting();
+  ~KeyNesting();
+};
+
+/// The positions of the values in the comparator's order; values that it calls the same keep
+/// theirs. The comparator may contradict itself or throw: the result is then some order, or there
+/// is none.
+std::vector<std::size_t> stableOrder(
+    const std::vector<Value>& values,
+    const Block<NSComparisonResult(const Value&, const Value&)>& comparator);
+/// The values themselves in that order.
 std::vector<Value> stablySorted(
     std::vector<Value> values,
     const Block<NSComparisonResult(const Value&, const Value&)>& comparator);
+
+/// Aborts with a message that names the operation ("NSArray enumerateObjectsUsingBlock:") where a
+/// block that must be there is null.
+void requireBlock(bool isThere, const char* operation);
+
+/// Adds a value of which no equal one is in the table. Returns: whether it was added.
+template <class Entry>
+bool addToTable(OrderedHashTable<Entry>& table, const Value& object) {
+  Entry entry{object, 0};
+  entry.hash = entry.key.hash();
+  if (table.find(entry.key, entry.hash) != OrderedHashTable<Entry>::npos) return false;
+  table.append(std::move(entry));
+  return true;
+}
 
 /// Keeps a collection alive while blocks run that may drop the last other reference to it.
 template <class Collection>

@@ -13,34 +13,40 @@
 namespace JNFoundation {
 namespace {
 
+/// What runs on the thread: the containers being written, outermost first, and how much text the
+/// descriptions inside of the outermost one have made.
+struct Descriptions {
+  std::vector<const NSObject*> open;
+  std::size_t written = 0;
+};
+thread_local Descriptions descriptions;
+
 bool isContainer(const Value& value) {
   return isKindOf<NSArray>(value) || isKindOf<NSDictionary>(value) || isKindOf<NSSet>(value) ||
          isKindOf<NSOrderedSet>(value);
 }
 
-std::vector<Value> valuesOf(const Value& container) {
-  std::vector<Value> values;
-  if (const auto* array = as<NSArray>(container)) {
-    for (const Value& value : *array) values.push_back(value);
-  } else if (const auto* set = as<NSSet>(container)) {
-    for (const Value& value : *set) values.push_back(value);
-  } else if (const auto* orderedSet = as<NSOrderedSet>(container)) {
-    for (const Value& value : *orderedSet) values.push_back(value);
-  }
-  return values;
+/// Copies: the description of a member may change the container.
+template <class Container>
+std::vector<Value> membersOf(const Container& container) {
+  std::vector<Value> members;
+  members.reserve(container.count());
+  for (const Value& member : container) members.push_back(member);
+  return members;
 }
 
 /// In the order of the keys where all of them are strings.
-std::vector<NSDictionary::Pair> pairsOf(const NSDictionary& dictionary) {
-  std::vector<NSDictionary::Pair> pairs;
+std::vector<std::pair<Value, Value>> pairsOf(const NSDictionary& dictionary) {
+  std::vector<std::pair<Value, Value>> pairs;
+  pairs.reserve(dictionary.count());
   bool areStrings = true;
-  for (const auto& pair : dictionary) {
-    areStrings = areStrings && pair.key.isString();
-    pairs.push_back(pair);
+  for (const auto& [key, value] : dictionary) {
+    areStrings = areStrings && key.isString();
+    pairs.emplace_back(key, value);
   }
   if (areStrings) {
-    std::stable_sort(pairs.begin(), pairs.end(), [](const auto& left, const auto& right) {
-      return as<NSString>(left.key)->utf8() < as<NSString>(right.key)->utf8();
+    std::sort(pairs.begin(), pairs.end(), [](const auto& left, const auto& right) {
+      return as<NSString>(left.first)->utf8() < as<NSString>(right.first)->utf8();
     });
   }
   return pairs;
@@ -48,23 +54,30 @@ std::vector<NSDictionary::Pair> pairsOf(const NSDictionary& dictionary) {
 
 }  // namespace
 
+/// The container is being written as long as this lives.
+class DescriptionWriter::Opened {
+ public:
+  explicit Opened(const NSObject* container) { descriptions.open.push_back(container); }
+  ~Opened() {
+    descriptions.open.pop_back();
+    if (descriptions.open.empty()) descriptions.written = 0;
+  }
+  Opened(const Opened&) = delete;
+  Opened& operator=(const Opened&) = delete;
+};
+
 Ref<NSString> DescriptionWriter::describe(const NSObject& container) {
   DescriptionWriter writer;
   writer.writeContainer(Value(const_cast<NSObject*>(&container)), 0);
+  if (!descriptions.open.empty()) descriptions.written += writer._text.size();
   return NSString::fromText(writer._text);
 }
 
-void DescriptionWriter::indent(int level) {
-  _text.append(static_cast<std::size_t>(level) * 4, ' ');
-}
+bool DescriptionWriter::isFull() const { return _text.size() + descriptions.written >= sizeLimit; }
 
-void DescriptionWriter::write(const Value& value, int level) {
+void DescriptionWriter::write(const Value& value, std::size_t level) {
   if (isContainer(value)) {
-    if (level >= nestingLimit) {
-      _text += "...";
-    } else {
-      writeContainer(value, level);
-    }
+    writeContainer(value, level);
   } else if (const auto* string = as<NSString>(value)) {
     _text += quotedForPropertyList(string->utf8());
   } else {
@@ -72,32 +85,59 @@ void DescriptionWriter::write(const Value& value, int level) {
   }
 }
 
-void DescriptionWriter::writeContainer(const Value& value, int level) {
-  if (const auto* dictionary = as<NSDictionary>(value)) {
-    _text += "{\n";
-    for (const auto& [key, object] : pairsOf(*dictionary)) {
-      indent(level + 1);
-      write(key, level + 1);
-      _text += " = ";
-      write(object, level + 1);
-      _text += ";\n";
-    }
-    indent(level);
-    _text += '}';
+void DescriptionWriter::writeContainer(const Value& container, std::size_t level) {
+  const std::vector<const NSObject*>& open = descriptions.open;
+  if (open.size() >= nestingLimit ||
+      std::find(open.begin(), open.end(), container.object()) != open.end()) {
+    _text += "...";
     return;
   }
-  const bool isArray = isKindOf<NSArray>(value);
-  _text += isArray ? "(\n" : "{(\n";
-  bool isFirst = true;
-  for (const Value& object : valuesOf(value)) {
-    if (!isFirst) _text += ",\n";
-    isFirst = false;
-    indent(level + 1);
-    write(object, level + 1);
+  const Opened opened(container.object());
+  if (const auto* dictionary = as<NSDictionary>(container)) {
+    _text += "{\n";
+    writePairs(pairsOf(*dictionary), level + 1);
+    indent(level);
+    _text += '}';
+  } else if (const auto* array = as<NSArray>(container)) {
+    _text += "(\n";
+    writeMembers(membersOf(*array), level + 1);
+    indent(level);
+    _text += ')';
+  } else {
+    _text += "{(\n";
+    const auto* set = as<NSSet>(container);
+    writeMembers(set ? membersOf(*set) : membersOf(*as<NSOrderedSet>(container)), level + 1);
+    indent(level);
+    _text += ")}";
   }
-  if (!isFirst) _text += '\n';
-  indent(level);
-  _text += isArray ? ")" : ")}";
+}
+
+void DescriptionWriter::writeMembers(const std::vector<Value>& members, std::size_t level) {
+  for (const Value& member : members) {
+    if (&member != &members.front()) _text += ",\n";
+    indent(level);
+    if (isFull()) {
+      _text += "...";
+      break;
+    }
+    write(member, level);
+  }
+  if (!members.empty()) _text += '\n';
+}
+
+void DescriptionWriter::writePairs(const std::vector<std::pair<Value, Value>>& pairs,
+                                   std::size_t level) {
+  for (const auto& [key, value] : pairs) {
+    indent(level);
+    if (isFull()) {
+      _text += "...\n";
+      break;
+    }
+    write(key, level);
+    _text += " = ";
+    write(value, level);
+    _text += ";\n";
+  }
 }
 
 }  // namespace JNFoundation
