@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/store/NSPersistentStoreCoordinator.h>
 #include <JNFoundation/platform/text/Hash.h>
-#include <JNFoundation/platform/value/impl/SideRecord.h>
+#include <JNFoundation/platform/value/TryRetain.h>
 
 namespace JNFoundation::impl {
 
@@ -66,7 +66,7 @@ Ref<NSManagedObject> ObjectRegistry::find(const ObjectKey& key) const {
   if (_entries.empty()) return nullptr;
   NSManagedObject* object = _entries[placeOf(key)].object;
   // An object whose last reference has just gone stands here until its destructor takes it out.
-  if (!object || !SideRecordAccess::tryRetain(*object)) return nullptr;
+  if (!object || !tryRetain(*object)) return nullptr;
   return Ref<NSManagedObject>::adopt(object);
 }
 
@@ -96,7 +96,7 @@ std::vector<Ref<NSManagedObject>> ObjectRegistry::all() const {
   std::lock_guard guard(_mutex);
   objects.reserve(_count);
   for (const Entry& entry : _entries) {
-    if (entry.object && SideRecordAccess::tryRetain(*entry.object)) {
+    if (entry.object && tryRetain(*entry.object)) {
       objects.push_back(Ref<NSManagedObject>::adopt(entry.object));
     }
   }

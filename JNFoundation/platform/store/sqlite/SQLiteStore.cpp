@@ -25,6 +25,13 @@ Value option(const Ref<NSDictionary>& options, const char* name) {
   return options ? options->objectForKey(name) : Value();
 }
 
+/// Whether there is a log beside the file that holds pages of it.
+bool hasLog(const std::string& path) {
+  std::error_code trouble;
+  const auto size = std::filesystem::file_size(path + "-wal", trouble);
+  return !trouble && size > 0;
+}
+
 }  // namespace
 
 SQLiteStore::SQLiteStore(const Ref<NSManagedObjectModel>& model, const Ref<NSString>& configuration,
@@ -48,6 +55,11 @@ bool SQLiteStore::refuse(NSInteger code, const Ref<NSString>& why, Ref<NSError>*
                        NSString::stringWithFormat("The store %@ cannot be opened: %@",
                                                   URL() ? Value(URL()->path()) : Value(), why),
                        {{NSFilePathErrorKey, URL() ? Value(URL()->path()) : Value()}}));
+}
+
+bool SQLiteStore::refuseUnwritable(Ref<NSError>* error) const {
+  return refuse(NSPersistentStoreOpenError,
+                "the file cannot be written to; NSReadOnlyPersistentStoreOption reads it", error);
 }
 
 bool SQLiteStore::open(Ref<NSError>* error) {
@@ -93,10 +105,10 @@ bool SQLiteStore::openConnection(const std::string& path, Ref<NSError>* error) {
   // Until it is known to be ours, not even what its log holds is written into the file.
   sqlite3_db_config(database.handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
   std::int64_t ignored;
-  std::error_code trouble;
   if (isReadOnly() && !database.number("PRAGMA schema_version", ignored) &&
-      (database.lastCode() & 0xff) == SQLITE_CANTOPEN &&
-      !std::filesystem::exists(path + "-wal", trouble)) {
+      ((database.lastCode() & 0xff) == SQLITE_CANTOPEN ||
+       (database.lastCode() & 0xff) == SQLITE_READONLY) &&
+      !hasLog(path)) {
     // In a directory that cannot be written to there is no place for the log's index; without a log
     // the file is complete in itself.
     const Ref<NSURL> url = NSURL::fileURLWithPath(std::filesystem::absolute(path).string());
@@ -112,10 +124,14 @@ bool SQLiteStore::openConnection(const std::string& path, Ref<NSError>* error) {
 /// Looks whose file it is, without writing to it.
 bool SQLiteStore::checkFile(bool& isNew, Ref<NSError>* error) {
   impl::Database& database = _connection->database;
-  std::int64_t mark, format, objects;
+  std::int64_t mark, format, objects, pageSize;
   if (!database.number("PRAGMA application_id", mark) ||
+      !database.number("PRAGMA page_size", pageSize) ||
       !database.number("PRAGMA user_version", format) ||
       !database.number("SELECT count(*) FROM sqlite_schema", objects)) {
+    if (!isReadOnly() && (database.lastCode() & 0xff) == SQLITE_READONLY) {
+      return refuseUnwritable(error);
+    }
     return impl::fail(error,
                       database.error(NSPersistentStoreOpenError, "The file is not a usable store"));
   }
@@ -133,15 +149,19 @@ bool SQLiteStore::checkFile(bool& isNew, Ref<NSError>* error) {
                                    format, Schema::formatVersion),
         error);
   }
+  // SQLite takes what is missing of the last page for zeros, that is for records without values.
+  std::error_code trouble;
+  const std::string path = URL()->path()->toStdString();
+  const auto size = std::filesystem::file_size(path, trouble);
+  if (!trouble && !hasLog(path) && size % static_cast<std::uintmax_t>(pageSize) != 0) {
+    return refuse(NSPersistentStoreOpenError, "the file has been cut off", error);
+  }
   return true;
 }
 
 bool SQLiteStore::prepareForWriting(bool isNew, Ref<NSError>* error) {
   impl::Database& database = _connection->database;
-  if (sqlite3_db_readonly(database.handle(), "main") == 1) {
-    return refuse(NSPersistentStoreOpenError,
-                  "the file cannot be written to; NSReadOnlyPersistentStoreOption reads it", error);
-  }
+  if (sqlite3_db_readonly(database.handle(), "main") == 1) return refuseUnwritable(error);
   if (!isNew && !readTables(error)) return false;
   const Value settings = option(options(), NSSQLitePragmasOption);
   const auto* pragmas = as<NSDictionary>(settings);

@@ -58,6 +58,7 @@ class SQLiteStore final : public NSPersistentStore {
   bool createTables(Ref<NSError>* error);
   bool readTables(Ref<NSError>* error);
   bool refuse(NSInteger code, const Ref<NSString>& why, Ref<NSError>* error) const;
+  bool refuseUnwritable(Ref<NSError>* error) const;
   bool failedToRead(Ref<NSError>* error) const;
   bool failedToSave(Ref<NSError>* error) const;
 

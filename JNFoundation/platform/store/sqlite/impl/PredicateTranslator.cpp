@@ -9,6 +9,7 @@
 #include <JNFoundation/platform/store/impl/EntityLayout.h>
 #include <JNFoundation/platform/store/sqlite/impl/Database.h>
 #include <JNFoundation/platform/value/NSData.h>
+#include <JNFoundation/platform/value/NSNull.h>
 #include <JNFoundation/platform/value/NSSet.h>
 #include <JNFoundation/platform/value/NSUUID.h>
 
@@ -203,8 +204,7 @@ bool PredicateTranslator::operandOf(const NSExpression& expression, Operand& ope
         const auto* inner = as<NSExpression>(member);
         if (inner && inner->expressionType() != NSConstantValueExpressionType) return false;
         const Value value = inner ? inner->constantValue() : member;
-        if (value.isNull()) return false;
-        values.push_back(value);
+        values.push_back(value.isNull() ? Value(NSNull::null()) : value);
       }
       operand.constant = NSArray::arrayWithValues(std::move(values));
       return true;
