@@ -78,7 +78,8 @@ NSObject::~NSObject() {
 }
 
 void NSObject::destroy() const noexcept {
-  std::atomic_thread_fence(std::memory_order_acquire);
+  // What other threads did to the object before they let go of it comes before its end.
+  static_cast<void>(_references.load(std::memory_order_acquire));
   // From here on no weak reference finds the object, and a reference taken and dropped by its own
   // destructor does not destroy it again.
   _references.store(beingDestroyed, std::memory_order_relaxed);
