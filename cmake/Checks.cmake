@@ -15,6 +15,19 @@ add_test(NAME rules_catch_offenders
   WORKING_DIRECTORY ${PROJECT_SOURCE_DIR})
 set_tests_properties(rules_catch_offenders PROPERTIES LABELS rule)
 
+# What must not compile does not, and says why: the first line of each file names a part of it.
+if(NOT MSVC)
+  file(GLOB refusals CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/refusals/*.cpp)
+  foreach(source ${refusals})
+    cmake_path(GET source STEM name)
+    file(STRINGS ${source} reason LIMIT_COUNT 1)
+    string(REPLACE "// Refused with: " "" reason "${reason}")
+    add_test(NAME refuses_${name}
+      COMMAND ${CMAKE_CXX_COMPILER} -std=c++20 -fsyntax-only -I${PROJECT_SOURCE_DIR} ${source})
+    set_tests_properties(refuses_${name} PROPERTIES LABELS rule PASS_REGULAR_EXPRESSION "${reason}")
+  endforeach()
+endif()
+
 if(TARGET JNFoundation AND JN_INSTALL)
   foreach(way installed subdirectory)
     add_test(NAME package_${way}

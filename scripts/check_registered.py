@@ -7,7 +7,7 @@ import re
 import tree
 
 # Folders of tests/ that mirror no folder of the library, and what runs them.
-OTHERS = ["regressions/", "package/", "scripts/", "support/"]
+OTHERS = ["refusals/", "regressions/", "package/", "scripts/", "support/"]
 TEST = re.compile(r"^\s*(TYPED_TEST|TYPED_TEST_P|TEST|TEST_F|TEST_P)\s*\(\s*(\w+)\s*,\s*(\w+)",
                   re.MULTILINE)
 
