@@ -1,0 +1,72 @@
+#include <gtest/gtest.h>
+#include <mutex>
+#include <thread>
+
+#include "JNFoundation/platform/value/TryRetain.h"
+#include "platform/value/LiveObjects.h"
+
+#include <JNFoundation/platform/value/Subclass.h>
+
+namespace JNFoundation {
+namespace {
+
+class Entry;
+
+/// A table of objects that it does not keep alive.
+struct Table {
+  Ref<Entry> find();
+  std::mutex mutex;
+  Entry* entry = nullptr;
+};
+
+class Entry : public Subclass<Entry, NSObject> {
+ public:
+  explicit Entry(Table& table) : _table(table) {
+    std::lock_guard guard(_table.mutex);
+    _table.entry = this;
+  }
+  ~Entry() override {
+    EXPECT_FALSE(tryRetain(*this));
+    std::lock_guard guard(_table.mutex);
+    if (_table.entry == this) _table.entry = nullptr;
+  }
+
+ private:
+  Table& _table;
+};
+
+Ref<Entry> Table::find() {
+  std::lock_guard guard(mutex);
+  return entry && tryRetain(*entry) ? Ref<Entry>::adopt(entry) : nullptr;
+}
+
+TEST(TryRetain, TakesAReferenceWhileThereIsOne) {
+  testing::LiveObjects live;
+  Table table;
+  Ref<Entry> entry = makeObject<Entry>(table);
+  EXPECT_EQ(table.find(), entry);
+  EXPECT_EQ(entry->retainCount(), 1u);
+  entry = nullptr;
+  EXPECT_EQ(table.find(), nullptr);
+  EXPECT_EQ(live.count(), 0);
+}
+
+TEST(TryRetain, GivesNothingOrAnObjectWhileItDiesElsewhere) {
+  testing::LiveObjects live;
+  {
+    Table table;
+    std::thread reader([&] {
+      for (int i = 0; i < 20'000; ++i) {
+        if (const Ref<Entry> entry = table.find()) {
+          EXPECT_EQ(&entry->class_(), &Entry::classObject);
+        }
+      }
+    });
+    for (int i = 0; i < 20'000; ++i) makeObject<Entry>(table);
+    reader.join();
+  }
+  EXPECT_EQ(live.count(), 0);
+}
+
+}  // namespace
+}  // namespace JNFoundation
