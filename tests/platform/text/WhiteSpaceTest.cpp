@@ -2,7 +2,7 @@
 #include <string>
 #include <string_view>
 
-#include "JNFoundation/platform/text/WhiteSpace.h"
+#include <JNFoundation/platform/text/WhiteSpace.h>
 
 namespace JNFoundation {
 namespace {

@@ -7,10 +7,10 @@
 #include <utility>
 #include <vector>
 
-#include "JNFoundation/platform/value/Block.h"
 #include "platform/value/LiveObjects.h"
 #include "platform/value/SmallStack.h"
 
+#include <JNFoundation/platform/value/Block.h>
 #include <JNFoundation/platform/value/NSString.h>
 #include <JNFoundation/platform/value/Subclass.h>
 

@@ -4,9 +4,9 @@
 #include <thread>
 #include <vector>
 
-#include "JNFoundation/platform/value/ClassDeclaration.h"
 #include "platform/value/LiveObjects.h"
 
+#include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/NSString.h>
 #include <JNFoundation/platform/value/Runtime.h>
 #include <JNFoundation/platform/value/Subclass.h>

@@ -1,8 +1,7 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "JNFoundation/platform/value/Class.h"
-
+#include <JNFoundation/platform/value/Class.h>
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/NSDate.h>
 #include <JNFoundation/platform/value/NSNumber.h>

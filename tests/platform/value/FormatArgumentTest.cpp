@@ -3,8 +3,7 @@
 #include <limits>
 #include <string>
 
-#include "JNFoundation/platform/value/FormatArgument.h"
-
+#include <JNFoundation/platform/value/FormatArgument.h>
 #include <JNFoundation/platform/value/NSDate.h>
 #include <JNFoundation/platform/value/NSNull.h>
 #include <JNFoundation/platform/value/NSString.h>

@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "JNFoundation/platform/value/Method.h"
 #include "platform/value/Raising.h"
 
 #include <JNFoundation/platform/value/ClassDeclaration.h>
+#include <JNFoundation/platform/value/Method.h>
 #include <JNFoundation/platform/value/NSString.h>
 #include <JNFoundation/platform/value/Subclass.h>
 

@@ -3,8 +3,7 @@
 #include <string>
 #include <unordered_map>
 
-#include "JNFoundation/platform/value/NSDate.h"
-
+#include <JNFoundation/platform/value/NSDate.h>
 #include <JNFoundation/platform/value/NSString.h>
 
 namespace JNFoundation {

@@ -3,10 +3,10 @@
 #include <string>
 #include <type_traits>
 
-#include "JNFoundation/platform/value/NSException.h"
 #include "platform/value/LiveObjects.h"
 
 #include <JNFoundation/platform/value/NSDictionary.h>
+#include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/Runtime.h>
 #include <JNFoundation/platform/value/Subclass.h>
 

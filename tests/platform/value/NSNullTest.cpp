@@ -3,9 +3,9 @@
 #include <thread>
 #include <vector>
 
-#include "JNFoundation/platform/value/NSNull.h"
 #include "platform/value/Raising.h"
 
+#include <JNFoundation/platform/value/NSNull.h>
 #include <JNFoundation/platform/value/NSString.h>
 #include <JNFoundation/platform/value/Runtime.h>
 

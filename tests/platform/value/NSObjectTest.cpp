@@ -6,11 +6,11 @@
 #include <thread>
 #include <vector>
 
-#include "JNFoundation/platform/value/NSObject.h"
 #include "platform/value/LiveObjects.h"
 #include "platform/value/Raising.h"
 #include "platform/value/SmallStack.h"
 
+#include <JNFoundation/platform/value/NSObject.h>
 #include <JNFoundation/platform/value/NSString.h>
 #include <JNFoundation/platform/value/Subclass.h>
 #include <JNFoundation/platform/value/Weak.h>

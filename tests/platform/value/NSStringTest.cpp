@@ -5,13 +5,13 @@
 #include <unordered_set>
 #include <vector>
 
-#include "JNFoundation/platform/value/NSString.h"
 #include "platform/text/Randomness.h"
 #include "platform/value/LiveObjects.h"
 #include "platform/value/Raising.h"
 
 #include <JNFoundation/platform/text/UTF8.h>
 #include <JNFoundation/platform/value/NSArray.h>
+#include <JNFoundation/platform/value/NSString.h>
 
 namespace JNFoundation {
 namespace {

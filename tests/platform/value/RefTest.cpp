@@ -3,10 +3,10 @@
 #include <utility>
 #include <vector>
 
-#include "JNFoundation/platform/value/Ref.h"
 #include "platform/value/LiveObjects.h"
 
 #include <JNFoundation/platform/value/NSString.h>
+#include <JNFoundation/platform/value/Ref.h>
 #include <JNFoundation/platform/value/Subclass.h>
 
 namespace JNFoundation {

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "JNFoundation/platform/value/Runtime.h"
 #include "platform/value/LiveObjects.h"
 #include "platform/value/Raising.h"
 
@@ -10,6 +9,7 @@
 #include <JNFoundation/platform/value/NSDecimalNumber.h>
 #include <JNFoundation/platform/value/NSNull.h>
 #include <JNFoundation/platform/value/NSString.h>
+#include <JNFoundation/platform/value/Runtime.h>
 #include <JNFoundation/platform/value/Subclass.h>
 
 namespace JNFoundation {

@@ -4,7 +4,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "JNFoundation/platform/value/SEL.h"
+#include <JNFoundation/platform/value/SEL.h>
 
 namespace JNFoundation {
 namespace {

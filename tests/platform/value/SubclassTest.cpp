@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "JNFoundation/platform/value/Subclass.h"
 #include "platform/value/LiveObjects.h"
 
 #include <JNFoundation/platform/value/NSString.h>
+#include <JNFoundation/platform/value/Subclass.h>
 #include <JNFoundation/platform/value/Value.h>
 
 namespace JNFoundation {

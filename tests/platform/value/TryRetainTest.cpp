@@ -2,10 +2,10 @@
 #include <mutex>
 #include <thread>
 
-#include "JNFoundation/platform/value/TryRetain.h"
 #include "platform/value/LiveObjects.h"
 
 #include <JNFoundation/platform/value/Subclass.h>
+#include <JNFoundation/platform/value/TryRetain.h>
 
 namespace JNFoundation {
 namespace {

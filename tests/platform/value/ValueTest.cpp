@@ -4,7 +4,6 @@
 #include <limits>
 #include <string>
 
-#include "JNFoundation/platform/value/Value.h"
 #include "platform/value/LiveObjects.h"
 #include "platform/value/Raising.h"
 
@@ -13,6 +12,7 @@
 #include <JNFoundation/platform/value/NSNumber.h>
 #include <JNFoundation/platform/value/NSString.h>
 #include <JNFoundation/platform/value/Subclass.h>
+#include <JNFoundation/platform/value/Value.h>
 
 namespace JNFoundation {
 namespace {

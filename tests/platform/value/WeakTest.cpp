@@ -4,12 +4,12 @@
 #include <utility>
 #include <vector>
 
-#include "JNFoundation/platform/value/Weak.h"
 #include "platform/value/LiveObjects.h"
 
 #include <JNFoundation/platform/value/NSString.h>
 #include <JNFoundation/platform/value/Runtime.h>
 #include <JNFoundation/platform/value/Subclass.h>
+#include <JNFoundation/platform/value/Weak.h>
 
 namespace JNFoundation {
 namespace {
