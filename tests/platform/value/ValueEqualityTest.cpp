@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
@@ -238,10 +239,8 @@ Value randomNumber(testing::Randomness& random) {
       return center + static_cast<double>(distance) / 4;
     case 2:
       return std::nextafter(center, distance < 0 ? -infinity : infinity);
-    case 3: {
-      const double nearby = std::abs(center) >= 0x1p63 ? 0x1p62 : center;
-      return static_cast<std::int64_t>(nearby) * (center < 0 ? -1 : 1) * 2 + distance;
-    }
+    case 3:
+      return static_cast<std::int64_t>(std::clamp(center, -0x1p62, 0x1p62)) + distance;
     case 4:
       return center >= 0x1p64   ? largestUnsigned - random.below(4)
              : center >= 0x1p63 ? (std::uint64_t{1} << 63) + random.below(4)
