@@ -1,5 +1,6 @@
 #include "JNFoundation/platform/text/NumberText.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -100,17 +101,36 @@ std::string textFromReal(Number number, int plainLimit) {
   if (exponent <= -5 || exponent >= plainLimit) return std::string(scientific);
 
   const bool negative = scientific.front() == '-';
-  std::string digits(scientific.substr(negative ? 1 : 0, exponentMark - (negative ? 1 : 0)));
-  if (digits.size() > 1) digits.erase(1, 1);
-  std::string text(negative ? "-" : "");
+  const char firstDigit = scientific[negative ? 1 : 0];
+  const std::size_t fractionStart = negative ? 3 : 2;
+  const std::string_view moreDigits =
+      exponentMark > fractionStart ? scientific.substr(fractionStart, exponentMark - fractionStart)
+                                   : std::string_view();
+  // Sign, "0.", four zeros and 17 digits, or up to 17 digits and a point.
+  char plain[32];
+  char* position = plain;
+  const auto put = [&position](std::string_view characters) {
+    position = std::copy(characters.begin(), characters.end(), position);
+  };
+  const auto putZeros = [&position](std::size_t count) {
+    position = std::fill_n(position, count, '0');
+  };
+  if (negative) *position++ = '-';
   if (exponent < 0) {
-    return text.append("0.").append(static_cast<std::size_t>(-exponent - 1), '0').append(digits);
+    put("0.");
+    putZeros(static_cast<std::size_t>(-exponent - 1));
   }
-  const auto wholeDigits = static_cast<std::size_t>(exponent) + 1;
-  if (digits.size() <= wholeDigits) {
-    return text.append(digits).append(wholeDigits - digits.size(), '0');
+  *position++ = firstDigit;
+  const std::size_t wholeDigits =
+      exponent < 0 ? moreDigits.size() : static_cast<std::size_t>(exponent);
+  put(moreDigits.substr(0, wholeDigits));
+  if (moreDigits.size() < wholeDigits) {
+    putZeros(wholeDigits - moreDigits.size());
+  } else if (moreDigits.size() > wholeDigits) {
+    *position++ = '.';
+    put(moreDigits.substr(wholeDigits));
   }
-  return text.append(digits, 0, wholeDigits).append(1, '.').append(digits, wholeDigits);
+  return std::string(plain, position);
 }
 
 template <class Number>
@@ -160,7 +180,7 @@ std::string textFromInteger(std::int64_t number) { return textFromWhole(number);
 std::string textFromUnsigned(std::uint64_t number) { return textFromWhole(number); }
 
 std::string textFromDouble(double number) {
-  // Most doubles of an application are whole numbers, and these are five times as fast.
+  // Most doubles of an application are whole numbers, and need no search for the shortest digits.
   constexpr double exactlyWhole = 1e15;
   if (number > -exactlyWhole && number < exactlyWhole) {
     const auto whole = static_cast<std::int64_t>(number);

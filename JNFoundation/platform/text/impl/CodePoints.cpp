@@ -13,7 +13,7 @@ namespace {
 
 static_assert(sizeof(utf8proc_int32_t) == sizeof(CodePoints::value_type));
 
-/// No code point before this one is a combining mark.
+/// No code point before this one is a combining mark or composes with what stands before it.
 constexpr std::int32_t firstMark = 0x300;
 
 /// Longer than the longest decomposition of a folding.
@@ -64,15 +64,15 @@ bool foldsToSeveral(char32_t codePoint) {
   return length > 1 && compose(decomposition.data(), length) > 1;
 }
 
-/// Folds the case of decomposed text. That comes after the marks are in order, because one of them,
-/// the Greek iota below, folds to a letter.
+/// Folds the case of decomposed text whose ASCII letters are folded already. That comes after the
+/// marks are in order, because one of them, the Greek iota below, folds to a letter.
 CodePoints withCaseFolded(const CodePoints& codePoints) {
   CodePoints folded;
   folded.reserve(codePoints.size());
   Decomposition decomposition;
   for (const std::int32_t codePoint : codePoints) {
     if (codePoint < 0x80) {
-      folded.push_back(lowerASCII(static_cast<char>(codePoint)));
+      folded.push_back(codePoint);
       continue;
     }
     const std::size_t length =
@@ -112,28 +112,36 @@ CodePoints caseFolding(char32_t codePoint) {
 }
 
 CodePoints decomposed(std::string_view text, Fold fold) {
+  const bool foldsCase = includes(fold, Fold::Case);
   const bool foldsDiacritics = includes(fold, Fold::Diacritics);
   CodePoints codePoints;
   codePoints.reserve(text.size());
   Decomposition decomposition;
   for (std::size_t offset = 0; offset < text.size();) {
     if (isASCIIByte(text[offset])) {
-      codePoints.push_back(text[offset++]);
+      codePoints.push_back(foldsCase ? lowerASCII(text[offset]) : text[offset]);
+      ++offset;
       continue;
     }
     const std::size_t length = decompose(decomposition, nextCodePoint(text, offset), Fold::None);
     for (std::size_t index = 0; index < length; ++index) {
       const std::int32_t part = decomposition[index];
       if (foldsDiacritics && isDiacritic(static_cast<char32_t>(part))) continue;
-      codePoints.push_back(part);
+      const bool foldsHere = foldsCase && part < 0x80;
+      codePoints.push_back(foldsHere ? lowerASCII(static_cast<char>(part)) : part);
     }
   }
   orderMarks(codePoints.begin(), codePoints.end());
-  return includes(fold, Fold::Case) ? withCaseFolded(codePoints) : codePoints;
+  const auto isFolded = [](std::int32_t codePoint) { return codePoint < 0x80; };
+  if (!foldsCase || std::all_of(codePoints.begin(), codePoints.end(), isFolded)) return codePoints;
+  return withCaseFolded(codePoints);
 }
 
 void appendComposed(std::string& text, CodePoints& codePoints) {
-  const std::size_t length = compose(codePoints.data(), codePoints.size());
+  const bool mayCompose = std::any_of(codePoints.begin(), codePoints.end(),
+                                      [](std::int32_t part) { return part >= firstMark; });
+  const std::size_t length =
+      mayCompose ? compose(codePoints.data(), codePoints.size()) : codePoints.size();
   for (std::size_t index = 0; index < length; ++index) {
     appendUTF8(text, static_cast<char32_t>(codePoints[index]));
   }
