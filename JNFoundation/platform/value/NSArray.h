@@ -33,7 +33,7 @@ class NSArray : public NSObject {
   static Ref<NSArray> arrayWithObjects(const Objects&... objects) {
     std::vector<Value> values;
     values.reserve(sizeof...(objects));
-    bool ended = false;
+    [[maybe_unused]] bool ended = false;
     (void)std::initializer_list<int>{(append(values, Value(objects), ended), 0)...};
     return arrayWithValues(std::move(values));
   }
