@@ -23,9 +23,8 @@ Value performSelectorWithArguments(const Value& receiver, SEL selector,
                                    std::span<const Value> arguments) {
   const Method* method = methodOf(receiver, selector);
   if (method) {
-    // The operation may drop the last reference that the caller has to the receiver.
-    const Value held = receiver;
-    return method->invoke(held, arguments);
+    // A copy: the operation may drop the last reference that the caller has to the receiver.
+    return method->invoke(Value(receiver), arguments);
   }
   if (receiver.isNull()) return nullptr;
   doesNotRecognizeSelector(receiver, selector);

@@ -39,7 +39,7 @@ class RecordPool {
   }
 
  private:
-  /// Each chunk is as large as all before it together, so that a few suffice for every number.
+  /// Each chunk is twice as large as the one before, so that a few suffice for every number.
   static constexpr std::uint32_t firstChunkSize = 512;
   static constexpr std::uint32_t chunkLimit = 22;
 
@@ -47,11 +47,12 @@ class RecordPool {
     std::uint32_t chunk;
     std::uint32_t position;
   };
-  /// The numbers from firstChunkSize to twice that are chunk 0, the next doubling chunk 1, and so
-  /// on: 0 stays free for "no record".
+  /// The numbers count from 1, 0 is "no record". Chunk 0 has the first 512 of them, chunk 1 the
+  /// next 1024, and so on.
   static Place placeOf(std::uint32_t number) noexcept {
-    const auto chunk = static_cast<std::uint32_t>(std::bit_width(number / firstChunkSize)) - 1;
-    return {chunk, number - (firstChunkSize << chunk)};
+    const std::uint32_t shifted = number - 1 + firstChunkSize;
+    const std::uint32_t start = std::bit_floor(shifted);
+    return {static_cast<std::uint32_t>(std::countr_zero(start / firstChunkSize)), shifted - start};
   }
 
   void grow() {
@@ -59,7 +60,7 @@ class RecordPool {
     const std::uint32_t size = firstChunkSize << _chunkCount;
     auto chunk = std::make_unique<SideRecord[]>(size);
     for (std::uint32_t i = size; i-- > 0;) {
-      chunk[i].number = size + i;
+      chunk[i].number = size - firstChunkSize + i + 1;
       chunk[i].nextFree = _free;
       _free = &chunk[i];
     }
