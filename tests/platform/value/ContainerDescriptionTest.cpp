@@ -84,7 +84,7 @@ TEST(ContainerDescription, EveryLevelIsIndentedByFour) {
 }
 
 TEST(ContainerDescription, NestingEndsAtALimit) {
-  onStackOf(256 * 1024, [] {
+  onStackOf(1024 * 1024, [] {
     Value value = "core";
     for (int i = 0; i < 64; ++i) value = NSArray::arrayWithObject(value);
     EXPECT_EQ(countOf(text(value), "core"), 1);
@@ -126,7 +126,7 @@ TEST(ContainerDescription, EndlessTextEndsAtALimit) {
 }
 
 TEST(ContainerDescription, ObjectsThatDescribeWhatContainsThemEnd) {
-  onStackOf(512 * 1024, [] {
+  onStackOf(1024 * 1024, [] {
     Ref<Reentrant> object = Reentrant::numbered(1);
     Ref<NSMutableArray> array = NSMutableArray::arrayWithValues({object});
     std::string inner;

@@ -22,6 +22,9 @@ using testing::onStackOf;
 using testing::raisedName;
 using testing::Reentrant;
 
+/// What threads usually have; the nesting that is allowed takes a small part of it.
+constexpr std::size_t stackOfAThread = 8 * 1024 * 1024;
+
 using Wrap = Value (*)(const Value&);
 
 Value inArray(const Value& value) { return NSArray::arrayWithObject(value); }
@@ -135,7 +138,7 @@ TEST(ContainerEquality, KindsMayAlternate) {
 
 TEST(ContainerEquality, SetsAreNestedUpToALimitWithAClearError) {
   const LiveObjects alive;
-  onStackOf(1024 * 1024, [] {
+  onStackOf(stackOfAThread, [] {
     EXPECT_TRUE(nested(400, inSet, "core") == nested(400, inSet, "core"));
     EXPECT_FALSE(nested(400, inSet, "core") == nested(400, inSet, "other"));
     EXPECT_EQ(raisedName([] { (void)(nested(100'000, inSet, 1) == nested(100'000, inSet, 1)); }),
@@ -150,7 +153,7 @@ TEST(ContainerEquality, KeysAreNestedUpToTheSameLimit) {
   const Wrap asKey = [](const Value& value) -> Value {
     return NSDictionary::dictionaryWithObjectForKey(1, value);
   };
-  onStackOf(1024 * 1024, [asKey] {
+  onStackOf(stackOfAThread, [asKey] {
     EXPECT_TRUE(nested(400, asKey, "core") == nested(400, asKey, "core"));
     EXPECT_EQ(raisedName([&] { (void)(nested(5000, asKey, 1) == nested(5000, asKey, 1)); }),
               NSGenericException);
@@ -206,7 +209,7 @@ TEST(ContainerEquality, ACycleThroughSetsGivesAClearError) {
   };
   Ref<NSMutableArray> one = cycle();
   Ref<NSMutableArray> other = cycle();
-  onStackOf(1024 * 1024, [&] {
+  onStackOf(stackOfAThread, [&] {
     EXPECT_EQ(raisedName([&] { one->isEqual(Value(other)); }), NSGenericException);
   });
   one->removeAllObjects();
