@@ -1,12 +1,8 @@
 #include "JNFoundation/platform/value/NSString.h"
 
 #include <algorithm>
-#include <array>
 #include <limits>
-#include <mutex>
 #include <new>
-#include <shared_mutex>
-#include <unordered_map>
 
 #include <JNFoundation/platform/text/Folding.h>
 #include <JNFoundation/platform/text/Hash.h>
@@ -16,6 +12,7 @@
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/NSArray.h>
 #include <JNFoundation/platform/value/NSException.h>
+#include <JNFoundation/platform/value/impl/GrowingTable.h>
 
 namespace JNFoundation {
 
@@ -53,28 +50,17 @@ const ClassDeclaration<NSString> declaration =
         .operation("substringFromIndex:", &NSString::substringFromIndex)
         .operation("stringByTrimmingWhitespace", &NSString::stringByTrimmingWhitespace);
 
-/// The interned strings, in parts that are locked apart.
-struct InternTable {
-  static constexpr std::size_t partCount = 16;
-  struct Part {
-    std::shared_mutex mutex;
-    std::unordered_multimap<std::uint64_t, NSString*> byHash;
-  };
-  std::array<Part, partCount> parts;
+struct InternedString {
+  std::string_view text() const noexcept { return string->utf8(); }
+  std::uint64_t hash() const noexcept { return string->contentHash(); }
 
-  static InternTable& shared() {
-    static InternTable* table = new InternTable;  // outlives every static object
-    return *table;
-  }
-  Part& partFor(std::uint64_t hash) noexcept { return parts[(hash >> 56) % partCount]; }
+  NSString* string;
+  InternedString* next;
 };
 
-NSString* findInterned(InternTable::Part& part, std::uint64_t hash, std::string_view text) {
-  const auto [begin, end] = part.byHash.equal_range(hash);
-  for (auto i = begin; i != end; ++i) {
-    if (i->second->utf8() == text) return i->second;
-  }
-  return nullptr;
+impl::GrowingTable<InternedString>& internedStrings() {
+  static auto& strings = *new impl::GrowingTable<InternedString>;  // outlives every static object
+  return strings;
 }
 
 NSComparisonResult sign(int order) {
@@ -120,26 +106,21 @@ Ref<NSString> NSString::stringWithUTF8String(const char* text) {
 
 Ref<NSString> NSString::interned(std::string_view text) {
   const std::uint64_t hash = contentHashOf(text);
-  InternTable::Part& part = InternTable::shared().partFor(hash);
-  {
-    std::shared_lock lock(part.mutex);
-    if (NSString* known = findInterned(part, hash, text)) return known;
-  }
-  Ref<NSString> fresh = fromText(text);
-  if (fresh->utf8() != text) return interned(fresh->utf8());
-  std::unique_lock lock(part.mutex);
-  if (NSString* known = findInterned(part, hash, text)) return known;
-  fresh->_interned = 1;
-  part.byHash.emplace(hash, Ref<NSString>(fresh).leak());
-  impl::excludeFromLiveObjects();
-  return fresh;
+  if (const InternedString* known = internedStrings().find(text, hash)) return known->string;
+  if (!isValidUTF8(text)) return interned(sanitizedUTF8(text));
+  const auto make = [text] {
+    Ref<NSString> string = fromText(text);
+    string->_interned = 1;
+    string->contentHash();
+    impl::excludeFromLiveObjects();
+    return new InternedString{string.leak(), nullptr};
+  };
+  return internedStrings().findOrAdd(text, hash, make).string;
 }
 
 NSString* NSString::internedIfPresent(std::string_view text) noexcept {
-  const std::uint64_t hash = contentHashOf(text);
-  InternTable::Part& part = InternTable::shared().partFor(hash);
-  std::shared_lock lock(part.mutex);
-  return findInterned(part, hash, text);
+  const InternedString* found = internedStrings().find(text, contentHashOf(text));
+  return found ? found->string : nullptr;
 }
 
 std::uint64_t NSString::contentHashOf(std::string_view wellFormed) noexcept {
