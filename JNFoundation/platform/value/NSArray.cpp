@@ -38,7 +38,10 @@ const Class& NSArray::class_() const noexcept {
 }
 
 Ref<NSArray> NSArray::array() {
-  static const auto* empty = new Ref<NSArray>(makeObject<NSArray>());
+  static const auto* empty = [] {
+    impl::excludeFromLiveObjects();
+    return new Ref<NSArray>(makeObject<NSArray>());
+  }();
   return *empty;
 }
 

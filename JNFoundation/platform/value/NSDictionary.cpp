@@ -64,7 +64,10 @@ NSDictionary::~NSDictionary() = default;
 const Class& NSDictionary::class_() const noexcept { return ConcreteDictionary::classObject; }
 
 Ref<NSDictionary> NSDictionary::dictionary() {
-  static const auto* empty = new Ref<NSDictionary>(makeObject<NSDictionary>());
+  static const auto* empty = [] {
+    impl::excludeFromLiveObjects();
+    return new Ref<NSDictionary>(makeObject<NSDictionary>());
+  }();
   return *empty;
 }
 

@@ -85,7 +85,10 @@ Ref<NSOrderedSet> NSOrderedSet::orderedSetWithObjectsBeforeNull(
 }
 
 Ref<NSOrderedSet> NSOrderedSet::orderedSet() {
-  static const auto* empty = new Ref<NSOrderedSet>(makeObject<NSOrderedSet>());
+  static const auto* empty = [] {
+    impl::excludeFromLiveObjects();
+    return new Ref<NSOrderedSet>(makeObject<NSOrderedSet>());
+  }();
   return *empty;
 }
 

@@ -60,7 +60,10 @@ Ref<NSSet> NSSet::setWithObjectsBeforeNull(std::initializer_list<Value> objects)
 }
 
 Ref<NSSet> NSSet::set() {
-  static const auto* empty = new Ref<NSSet>(makeObject<NSSet>());
+  static const auto* empty = [] {
+    impl::excludeFromLiveObjects();
+    return new Ref<NSSet>(makeObject<NSSet>());
+  }();
   return *empty;
 }
 
