@@ -33,6 +33,8 @@ const ClassDeclaration<PLVDeferred> declaration =
 
 PLVDeferred::PLVDeferred() noexcept = default;
 
+bool PLVDeferred::isSettledByEngine() const noexcept { return impl::isExactly<PLVDeferred>(*this); }
+
 PLVDeferred::~PLVDeferred() {
   if (!_firstStep || MainQueue::isMainThread()) return;
   // Handlers may own what belongs to the main thread.
@@ -117,11 +119,11 @@ Ref<PLVDeferred> PLVDeferred::thenResolve(const Ref<PLVResolvable>& target) {
   return this;
 }
 
-void PLVDeferred::enqueueStep(Ref<StepNode> step) {
-  Engine::current().run(attach(std::move(step)));
-}
+void PLVDeferred::enqueueStep(Ref<StepNode> step) { Engine::run(attach(std::move(step))); }
 
-void PLVDeferred::addStep(const Ref<PLVDeferredStep>& step) { Engine::current().run(append(step)); }
+void PLVDeferred::addStep(const Ref<PLVDeferredStep>& step) {
+  Engine::run(append(step->forOnePlace()));
+}
 
 void PLVDeferred::resolve(const Value& value) {
   if (!MainQueue::isMainThread()) {
@@ -141,20 +143,16 @@ void PLVDeferred::cancelWithValue(const Value& value) {
         [self = Ref<PLVDeferred>(this), value] { self->cancelWithValue(value); });
     return;
   }
-  Engine::current().run(beginCancel(value));
+  Engine::run(beginCancel(value));
 }
 
-void PLVDeferred::consumeStepsWithValue(const Value& value) {
-  Engine::current().run(settle(value));
-}
+void PLVDeferred::consumeStepsWithValue(const Value& value) { Engine::run(settle(value)); }
 
-void PLVDeferred::consumeSteps() { Engine::current().run(ready()); }
+void PLVDeferred::consumeSteps() { Engine::run(ready()); }
 
-void PLVDeferred::pauseWithDeferred(const Ref<PLVDeferred>& inner) {
-  Engine::current().run(pause(*inner));
-}
+void PLVDeferred::pauseWithDeferred(const Ref<PLVDeferred>& inner) { Engine::run(pause(*inner)); }
 
-void PLVDeferred::resumeWithValue(const Value& value) { Engine::current().run(resume(value)); }
+void PLVDeferred::resumeWithValue(const Value& value) { Engine::run(resume(value)); }
 
 Entry PLVDeferred::settle(Value value) {
   if (_resolved) return {};
@@ -189,7 +187,7 @@ Entry PLVDeferred::attach(Ref<StepNode> step) {
   _asyncStepAdditions.fetch_add(1, std::memory_order_relaxed);
   MainQueue::current().async([self = Ref<PLVDeferred>(this), step = std::move(step)]() mutable {
     self->_asyncStepAdditions.fetch_sub(1, std::memory_order_relaxed);
-    Engine::current().run(self->append(std::move(step)));
+    Engine::run(self->append(std::move(step)));
   });
   return {};
 }
@@ -220,8 +218,7 @@ Entry PLVDeferred::beginCancel(const Value& value) {
       return {};
     }
     if (!inner->isSettledByEngine()) {
-      Ref<PLVDeferred>(inner)->cancelWithValue(value);
-      return {};
+      return {Entry::Kind::SendCancel, Ref<NSObject>(inner), value};
     }
     deferred = inner;
   }

@@ -2,6 +2,8 @@
 
 #include <atomic>
 #include <cstdint>
+#include <type_traits>
+#include <typeinfo>
 
 #include <JNFoundation/deferred/PLVDeferredStep.h>
 #include <JNFoundation/deferred/PLVResolvable.h>
@@ -11,8 +13,20 @@
 namespace JNFoundation {
 
 namespace impl {
+
 struct Entry;
+
+/// Whether the object was made as a T, not as something derived from it.
+template <class T>
+bool isExactly(const NSObject& object) noexcept {
+  if constexpr (std::is_final_v<T>) {
+    return typeid(object) == typeid(T);
+  } else {
+    return typeid(object) == typeid(Concrete<T>);
+  }
 }
+
+}  // namespace impl
 
 /// A unit of asynchronous work: it receives exactly one outcome and passes it through a
 /// first-in-first-out chain of steps, each of which sees what the step before it returned.
@@ -111,7 +125,7 @@ class PLVDeferred : public NSObject, public PLVResolvable {
 
   /// Whether the engine may settle the deferred without calling its virtual operations, which is so
   /// unless a subclass overrides them.
-  virtual bool isSettledByEngine() const noexcept { return true; }
+  virtual bool isSettledByEngine() const noexcept;
 
  private:
   friend class impl::Engine;
@@ -193,7 +207,8 @@ class PLVDeferred::ClassOperations : public Above {
       using Operation = void (PLVDeferred::*)(const Value&);
       return std::is_same_v<decltype(&Self::resolve), Operation> &&
              std::is_same_v<decltype(&Self::reject), Operation> &&
-             std::is_same_v<decltype(&Self::cancelWithValue), Operation>;
+             std::is_same_v<decltype(&Self::cancelWithValue), Operation> &&
+             impl::isExactly<Self>(*this);
     } else {
       return false;
     }

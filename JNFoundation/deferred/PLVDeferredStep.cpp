@@ -15,4 +15,9 @@ Value PLVDeferredStep::processValue(const Value& value) const {
   return _deferredResolved ? _deferredResolved(value) : value;
 }
 
+Ref<PLVDeferredStep> PLVDeferredStep::forOnePlace() {
+  if (!std::exchange(_hasPlace, true)) return this;
+  return makeObject<PLVDeferredStep>(_deferredResolved, _deferredRejected);
+}
+
 }  // namespace JNFoundation

@@ -32,8 +32,9 @@ class PLVRejectedHandler {
     using Stored = std::decay_t<Closure>;
     static_assert(!std::is_void_v<std::invoke_result_t<Stored&, const Ref<PLVRejected>&>>,
                   "a handler must return a value: end it with `return rejected;` (or a value)");
-    if constexpr (std::is_pointer_v<Stored> || impl::isBlock<Stored>) {
-      if (!closure) return;
+    // A lambda without captures would convert to a function pointer and is never null.
+    if constexpr (!std::is_empty_v<Stored> && std::is_constructible_v<bool, const Stored&>) {
+      if (!static_cast<bool>(closure)) return;
     }
     _block = [stored =
                   Stored(std::forward<Closure>(closure))](const Value& value) mutable -> Value {
@@ -79,7 +80,7 @@ class StepNode : public NSObject {
 }  // namespace impl
 
 /// One step of a deferred: a handler for success and one for failure, either of which may be null.
-/// Belongs to the main thread once it is added to a deferred; it is added to one deferred, once.
+/// Belongs to the main thread once it is added to a deferred. It may be added more than once.
 class PLVDeferredStep : public impl::StepNode {
  public:
   using Superclass = impl::StepNode;
@@ -100,8 +101,15 @@ class PLVDeferredStep : public impl::StepNode {
       : _deferredResolved(std::move(resolved)), _deferredRejected(std::move(rejected)) {}
 
  private:
+  friend class PLVDeferred;
+
+  /// A list is linked through its steps, so a step stands in one place only.
+  /// Returns: the step itself the first time, another one with the same handlers after that.
+  Ref<PLVDeferredStep> forOnePlace();
+
   PLVResolvedHandler _deferredResolved;
   PLVRejectedHandler _deferredRejected;
+  bool _hasPlace = false;
 };
 
 }  // namespace JNFoundation

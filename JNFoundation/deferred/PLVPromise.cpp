@@ -39,6 +39,8 @@ const ClassDeclaration<PLVPromise> declaration =
 
 PLVPromise::PLVPromise() noexcept = default;
 
+bool PLVPromise::isSettledByEngine() const noexcept { return impl::isExactly<PLVPromise>(*this); }
+
 PLVPromise::~PLVPromise() {
   if (MainQueue::isMainThread() || (!_promiseFulfilledBlock && !_resolvables)) return;
   // Callbacks and listeners may own what belongs to the main thread.
@@ -161,22 +163,22 @@ void PLVPromise::cancelWithValue(const Value& value) {
         [self = Ref<PLVPromise>(this), value] { self->cancelWithValue(value); });
     return;
   }
-  Engine::current().run(beginCancel(value));
+  Engine::run(beginCancel(value));
 }
 
 void PLVPromise::resolvableDidCancelWithValue(const Ref<PLVResolvable>& resolvable, const Value&) {
-  if (resolvable) Engine::current().run(listenerDidCancel(*resolvable->protocolObject()));
+  if (resolvable) Engine::run(listenerDidCancel(*resolvable->protocolObject()));
 }
 
-void PLVPromise::consumeValue(const Value& value) { Engine::current().run(settle(value)); }
+void PLVPromise::consumeValue(const Value& value) { Engine::run(settle(value)); }
 
 void PLVPromise::waitForDeferred(const Ref<PLVDeferred>& deferred) {
-  Engine::current().run(waitFor(*deferred));
+  Engine::run(waitFor(*deferred));
 }
 
-void PLVPromise::resumeWithValue(const Value& value) { Engine::current().run(resume(value)); }
+void PLVPromise::resumeWithValue(const Value& value) { Engine::run(resume(value)); }
 
-void PLVPromise::consume() { Engine::current().run(ready()); }
+void PLVPromise::consume() { Engine::run(ready()); }
 
 Entry PLVPromise::settle(Value value) {
   if (_resolved) return {};

@@ -12,14 +12,17 @@ using PLVPromiseFulfilledBlock = Block<void(const Value& value, const Ref<PLVRej
 /// any PLVResolvable) and to callbacks.
 ///
 ///     Ref<PLVPromise> user = PLVPromise::init();
-///     user->deferredResolution()->thenResolved(showName);   // a chain of its own for each
-///     listener user->whenFulfilled([](const Value& value, const Ref<PLVRejected>& rejected) { …
-///     }); … user->resolve(record);
+///     user->deferredResolution()->thenResolved(showName);   // each listener has its own chain
+///     user->whenFulfilled([](const Value& value, const Ref<PLVRejected>& rejected) { … });
+///     …
+///     user->resolve(record);
 ///
 /// A promise that loses its last listener to cancellation before the outcome is there cancels
-/// itself, unless `shouldProcessResolvableCancellations` is false. Threads: as for PLVDeferred;
-/// listeners and callbacks are called on the main thread. Takes: listeners and callbacks strongly,
-/// until the outcome was handed on; what it waits for and its source weakly.
+/// itself, unless `shouldProcessResolvableCancellations` is false.
+///
+/// Threads: as for PLVDeferred; listeners and callbacks are called on the main thread.
+/// Takes: listeners and callbacks strongly, until the outcome was handed on; what it waits for and
+/// its source weakly.
 class PLVPromise : public NSObject, public PLVResolvable, public PLVResolutionSource {
  public:
   using Superclass = NSObject;
@@ -107,7 +110,7 @@ class PLVPromise : public NSObject, public PLVResolvable, public PLVResolutionSo
 
   /// Whether the engine may settle the promise without calling its virtual operations, which is so
   /// unless a subclass overrides them.
-  virtual bool isSettledByEngine() const noexcept { return true; }
+  virtual bool isSettledByEngine() const noexcept;
 
  private:
   friend class impl::Engine;
@@ -188,7 +191,8 @@ class PLVPromise::ClassOperations : public Above {
       return std::is_same_v<decltype(&Self::resolve), Operation> &&
              std::is_same_v<decltype(&Self::reject), Operation> &&
              std::is_same_v<decltype(&Self::cancelWithValue), Operation> &&
-             std::is_same_v<decltype(&Self::resolvableDidCancelWithValue), Notice>;
+             std::is_same_v<decltype(&Self::resolvableDidCancelWithValue), Notice> &&
+             impl::isExactly<Self>(*this);
     } else {
       return false;
     }

@@ -28,9 +28,8 @@ Ref<PLVRejectedIgnored> PLVRejectedIgnored::initWithRejected(const Ref<PLVReject
 
 Ref<NSString> PLVRejectedIgnored::description() const {
   // Read twice, once to test and once to format: a subclass may answer each time afresh.
-  const Ref<NSString> suffix = rejected()
-                                   ? NSString::stringWithFormat(" (%@)", rejected()->description())
-                                   : NSString::string();
+  const Ref<NSString> suffix =
+      rejected() ? NSString::stringWithFormat(" (%@)", rejected()) : NSString::string();
   return NSString::stringWithFormat("%@%@", NSObject::description(), suffix);
 }
 

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-
 #include <vector>
 
 #include <JNFoundation/deferred/PLVDeferred.h>

@@ -11,11 +11,12 @@
 namespace JNFoundation::impl {
 namespace {
 
-// States of a frame of steps.
-constexpr unsigned char looping = 0;
-constexpr unsigned char awaitingContinuation = 1;
-// States of a frame of listeners.
+// The first state of frames of steps and of listeners.
 constexpr unsigned char starting = 0;
+// States of a frame of steps.
+constexpr unsigned char looping = 1;
+constexpr unsigned char awaitingContinuation = 2;
+// States of a frame of listeners.
 constexpr unsigned char telling = 1;
 constexpr unsigned char callingBack = 2;
 // States of a frame of cancellation.
@@ -86,15 +87,23 @@ void Engine::runFramesAbove(std::size_t base) {
 void Engine::finishPutOff() {
   if (_frames.empty() && _frames.capacity() > keptFrames) std::vector<Frame>().swap(_frames);
   if (_putOff.empty()) return;
-  MainQueue::current().async([rest = std::move(_putOff)]() mutable {
-    for (Entry& entry : rest) Engine::current().run(std::move(entry));
-  });
+  for (Entry& entry : _putOff) {
+    MainQueue::current().async([entry = std::move(entry)]() mutable { run(std::move(entry)); });
+  }
   _putOff.clear();
 }
 
 void Engine::push(Entry entry) {
   if (!entry) return;
   _frames.push_back({entry.kind, 0, std::move(entry.object), std::move(entry.value), Value(), 0});
+}
+
+/// The frame is destroyed by the caller, outside of the stack: the end of what it holds may run
+/// application code that comes back here and pushes another.
+Engine::Frame Engine::pop() noexcept {
+  Frame top = std::move(_frames.back());
+  _frames.pop_back();
+  return top;
 }
 
 void Engine::advance() {
@@ -108,17 +117,25 @@ void Engine::advance() {
       return advanceCancelDeferred(static_cast<PLVDeferred&>(*frame.object));
     case Entry::Kind::CancelPromise:
       return advanceCancelPromise(static_cast<PLVPromise&>(*frame.object));
+    case Entry::Kind::SendCancel: {
+      const Frame sent = pop();
+      return static_cast<PLVDeferred&>(*sent.object).cancelWithValue(sent.value);
+    }
     case Entry::Kind::None:
       break;
   }
-  _frames.pop_back();
+  pop();
 }
 
 /// Runs handlers in a row until the list is empty, the chain pauses, or a continuation has to run
 /// on top. A reference to the frame would not survive a handler that grows the stack.
 void Engine::advanceSteps(PLVDeferred& deferred) {
   const std::size_t position = _frames.size() - 1;
-  if (_frames[position].state == awaitingContinuation) {
+  if (_frames[position].state == starting) {
+    // Since the frame was asked for, another one may have run the chain up to a pause.
+    if (deferred._consumingStep || deferred._paused) return static_cast<void>(pop());
+    _frames[position].state = looping;
+  } else if (_frames[position].state == awaitingContinuation) {
     _frames[position].state = looping;
     if (!applyResult(deferred, std::move(_frames[position].value))) return;
   }
@@ -135,7 +152,7 @@ void Engine::advanceSteps(PLVDeferred& deferred) {
     push(continueInto(*step, value));
     return;
   }
-  _frames.pop_back();
+  pop();
 }
 
 /// Takes the result of a step into the chain. Returns: false when the loop has to be left, either
@@ -151,7 +168,7 @@ bool Engine::applyResult(PLVDeferred& deferred, Value result) {
     const Value before = std::exchange(deferred._resolution, result);
     if (inner) {
       Entry next = deferred.pause(*inner);
-      _frames.pop_back();
+      pop();
       push(std::move(next));
       return false;
     }
@@ -202,8 +219,7 @@ Entry Engine::resolveEntry(PLVResolvable& target, NSObject& object, const Value&
 
 Entry Engine::cancelEntry(PLVDeferred& deferred, const Value& value) {
   if (deferred.isSettledByEngine()) return deferred.beginCancel(value);
-  deferred.cancelWithValue(value);
-  return {};
+  return {Entry::Kind::SendCancel, Ref<NSObject>(&deferred), value};
 }
 
 Entry Engine::tellSource(const Value& source, const Ref<PLVResolvable>& cancelled,
@@ -223,7 +239,7 @@ Entry Engine::tellSource(const Value& source, const Ref<PLVResolvable>& cancelle
 void Engine::advanceListeners(PLVPromise& promise) {
   const std::size_t position = _frames.size() - 1;
   if (_frames[position].state == starting) {
-    if (!promise._isFulfilled) return _frames.pop_back();
+    if (!promise._isFulfilled) return static_cast<void>(pop());
     _frames[position].state = telling;
     _frames[position].value = promise._resolution;
     if (promise._resolvables && promise._resolvables->count() > 0) {
@@ -251,8 +267,6 @@ void Engine::advanceListeners(PLVPromise& promise) {
       }
     }
     _frames[position].state = callingBack;
-  } else if (_frames[position].state == callingBack) {
-    return _frames.pop_back();
   }
   if (promise._finalized && promise._promiseFulfilledBlock) {
     struct Release {
@@ -266,7 +280,7 @@ void Engine::advanceListeners(PLVPromise& promise) {
       promise._promiseFulfilledBlock(outcome, nullptr);
     }
   }
-  _frames.pop_back();
+  pop();
 }
 
 void Engine::advanceCancelDeferred(PLVDeferred& deferred) {
@@ -280,10 +294,8 @@ void Engine::advanceCancelDeferred(PLVDeferred& deferred) {
     }
     return;
   }
-  const Ref<NSObject> kept = frame.object;
-  const Value value = std::move(frame.value);
-  _frames.pop_back();
-  push(deferred.settle(PLVRejected::cancellationWithValue(value)));
+  const Frame told = pop();
+  push(deferred.settle(PLVRejected::cancellationWithValue(told.value)));
 }
 
 void Engine::advanceCancelPromise(PLVPromise& promise) {
@@ -306,10 +318,8 @@ void Engine::advanceCancelPromise(PLVPromise& promise) {
     }
     return;
   }
-  const Ref<NSObject> kept = frame.object;
-  const Value value = std::move(frame.value);
-  _frames.pop_back();
-  push(promise.settle(PLVRejected::cancellationWithValue(value)));
+  const Frame told = pop();
+  push(promise.settle(PLVRejected::cancellationWithValue(told.value)));
 }
 
 /// An NSException left what the top frame called. Returns: whether a frame above the base took it;
@@ -330,7 +340,7 @@ bool Engine::recover(std::size_t base, const Raised& raised) {
     }
     // A listener that raises must not starve the others; what the callback raises goes on.
     if (frame.kind == Entry::Kind::Listeners && frame.state == telling) return true;
-    _frames.pop_back();
+    pop();
   }
   return false;
 }
@@ -341,7 +351,7 @@ void Engine::abandon(std::size_t base) noexcept {
     if (frame.kind == Entry::Kind::Steps) {
       static_cast<PLVDeferred&>(*frame.object)._consumingStep = false;
     }
-    _frames.pop_back();
+    pop();
   }
 }
 

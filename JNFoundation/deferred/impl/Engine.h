@@ -22,6 +22,7 @@ struct Entry {
     Listeners,       ///< of the promise
     CancelDeferred,  ///< with the value
     CancelPromise,   ///< with the value
+    SendCancel,      ///< to the deferred, whose class has a way of its own to cancel
   };
 
   Kind kind = Kind::None;
@@ -40,13 +41,10 @@ struct Entry {
 /// again, `run` nests.
 class Engine {
  public:
-  /// The calling thread's engine; only the main thread's is ever used.
-  static Engine& current();
-
   /// Runs the entry and all that it leads to, then returns. Nested past the limit of depth, it
   /// notes the entry for the outermost call and returns at once.
-  void run(Entry entry) {
-    if (entry) runEntry(std::move(entry));
+  static void run(Entry entry) {
+    if (entry) current().runEntry(std::move(entry));
   }
 
   static constexpr int nestingLimit = 128;
@@ -64,9 +62,12 @@ class Engine {
     std::size_t next = 0;
   };
 
+  /// The calling thread's engine, made where something runs: on a thread that is the main one.
+  static Engine& current();
   void runEntry(Entry entry);
   void runFramesAbove(std::size_t base);
   void push(Entry entry);
+  Frame pop() noexcept;
   void advance();
   void advanceSteps(PLVDeferred& deferred);
   void advanceListeners(PLVPromise& promise);
