@@ -80,13 +80,9 @@ NSObject::~NSObject() {
 void NSObject::destroy() const noexcept {
   // What other threads did to the object before they let go of it comes before its end.
   static_cast<void>(_references.load(std::memory_order_acquire));
-  // From here on no weak reference finds the object, and a reference taken and dropped by its own
-  // destructor does not destroy it again.
+  // From here on no weak reference takes hold of the object, and a reference that its own
+  // destructor takes and drops does not destroy it again.
   _references.store(beingDestroyed, std::memory_order_relaxed);
-  if (SideRecord* record = SideRecordAccess::existing(*this)) {
-    SideRecord::Locked locked(*record);
-    record->object = nullptr;
-  }
   Destruction& state = destruction;
   if (state.depth == destructionDepthLimit) {
     if (!state.waiting) state.waiting = new std::vector<const NSObject*>;

@@ -14,6 +14,7 @@ class Entry;
 
 /// A table of objects that it does not keep alive.
 struct Table {
+  Ref<Entry> add();
   Ref<Entry> find();
   std::mutex mutex;
   Entry* entry = nullptr;
@@ -21,10 +22,7 @@ struct Table {
 
 class Entry : public Subclass<Entry, NSObject> {
  public:
-  explicit Entry(Table& table) : _table(table) {
-    std::lock_guard guard(_table.mutex);
-    _table.entry = this;
-  }
+  explicit Entry(Table& table) : _table(table) {}
   ~Entry() override {
     EXPECT_FALSE(tryRetain(*this));
     std::lock_guard guard(_table.mutex);
@@ -35,6 +33,14 @@ class Entry : public Subclass<Entry, NSObject> {
   Table& _table;
 };
 
+Ref<Entry> Table::add() {
+  // Not from the constructor: others must not meet an object that is not complete.
+  Ref<Entry> added = makeObject<Entry>(*this);
+  std::lock_guard guard(mutex);
+  entry = added.get();
+  return added;
+}
+
 Ref<Entry> Table::find() {
   std::lock_guard guard(mutex);
   return entry && tryRetain(*entry) ? Ref<Entry>::adopt(entry) : nullptr;
@@ -43,7 +49,7 @@ Ref<Entry> Table::find() {
 TEST(TryRetain, TakesAReferenceWhileThereIsOne) {
   testing::LiveObjects live;
   Table table;
-  Ref<Entry> entry = makeObject<Entry>(table);
+  Ref<Entry> entry = table.add();
   EXPECT_EQ(table.find(), entry);
   EXPECT_EQ(entry->retainCount(), 1u);
   entry = nullptr;
@@ -62,7 +68,7 @@ TEST(TryRetain, GivesNothingOrAnObjectWhileItDiesElsewhere) {
         }
       }
     });
-    for (int i = 0; i < 20'000; ++i) makeObject<Entry>(table);
+    for (int i = 0; i < 20'000; ++i) table.add();
     reader.join();
   }
   EXPECT_EQ(live.count(), 0);
