@@ -78,7 +78,7 @@ bool NSArray::containsObject(const Value& object) const {
 NSUInteger NSArray::indexOfObject(const Value& object) const {
   if (object.isNull()) return NSNotFound;
   // A copy: the object may be an element that goes when its equality changes the array.
-  const Value wanted = object;
+  const Value wanted = impl::held(object);
   for (NSUInteger i = 0; i < count(); ++i) {
     if (_foreign) {
       if (objectAtIndex(i).isEqual(wanted)) return i;

@@ -154,7 +154,7 @@ Ref<NSArray> NSDictionary::allValues() const {
 }
 
 Ref<NSArray> NSDictionary::allKeysForObject(const Value& object) const {
-  const Value wanted = object;
+  const Value wanted = impl::held(object);
   std::vector<Value> keys;
   for (const auto& [key, value] : *this) {
     if (value.isEqual(wanted)) keys.push_back(key);

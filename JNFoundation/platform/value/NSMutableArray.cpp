@@ -159,7 +159,7 @@ void NSMutableArray::removeObject(const Value& object) {
   if (object.isNull()) return;
   // Compared first, then removed: equality may be an application's, and a refused change changes
   // nothing.
-  const Value wanted = object;
+  const Value wanted = impl::held(object);
   std::vector<std::size_t> doomed;
   for (std::size_t i = 0; i < _elements.size(); ++i) {
     const Value& element = _elements[i];

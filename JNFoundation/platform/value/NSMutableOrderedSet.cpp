@@ -85,7 +85,7 @@ Ref<NSMutableOrderedSet> NSMutableOrderedSet::orderedSetWithOrderedSet(
 }
 
 Ref<NSMutableOrderedSet> NSMutableOrderedSet::orderedSetWithValues(std::vector<Value> values) {
-  return makeObject<NSMutableOrderedSet>(tableOf(values));
+  return makeObject<NSMutableOrderedSet>(tableOf(std::move(values)));
 }
 
 void NSMutableOrderedSet::addObject(const Value& object) {
@@ -153,7 +153,7 @@ void NSMutableOrderedSet::replaceObjectAtIndexWithObject(NSUInteger index, const
   if (object.isNull()) impl::raiseNullObject(*this, "replaceObjectAtIndex:withObject:");
   if (index >= count()) raiseBeyondBounds("replaceObjectAtIndex:withObject:", index);
   if (_foreign) {
-    const Value added = object;
+    const Value added = impl::held(object);
     const NSUInteger known = indexOfObject(added);
     if (known != notFound && known != index) return;
     foreignRemoveObjectAtIndex(index);

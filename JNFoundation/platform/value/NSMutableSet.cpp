@@ -57,7 +57,7 @@ Ref<NSMutableSet> NSMutableSet::setWithSet(const Ref<NSSet>& other) {
 }
 
 Ref<NSMutableSet> NSMutableSet::setWithValues(std::vector<Value> values) {
-  return makeObject<NSMutableSet>(tableOf(values));
+  return makeObject<NSMutableSet>(tableOf(std::move(values)));
 }
 
 void NSMutableSet::addObject(const Value& object) {

@@ -58,11 +58,11 @@ const Class& NSOrderedSet::class_() const noexcept {
   return _foreign ? classObject : ConcreteOrderedSet::classObject;
 }
 
-Table NSOrderedSet::tableOf(const std::vector<Value>& values) {
+Table NSOrderedSet::tableOf(std::vector<Value> values) {
   impl::requireValues(values, "__NSPlaceholderOrderedSet");
   Table table;
   table.reserve(values.size());
-  for (const Value& value : values) impl::addToTable(table, value);
+  for (Value& value : values) impl::addToTable(table, std::move(value));
   return table;
 }
 
@@ -109,7 +109,7 @@ Ref<NSOrderedSet> NSOrderedSet::orderedSetWithOrderedSet(const Ref<NSOrderedSet>
 }
 
 Ref<NSOrderedSet> NSOrderedSet::orderedSetWithValues(std::vector<Value> values) {
-  return makeObject<NSOrderedSet>(tableOf(values));
+  return makeObject<NSOrderedSet>(tableOf(std::move(values)));
 }
 
 Value NSOrderedSet::objectAtIndex(NSUInteger index) const {

@@ -153,7 +153,7 @@ class NSOrderedSet : public NSObject {
   }
   [[noreturn]] void raiseMutatedDuringWalk() const;
   [[noreturn]] void raiseBeyondBounds(const char* operation, NSUInteger index) const;
-  static OrderedHashTable<Entry> tableOf(const std::vector<Value>& values);
+  static OrderedHashTable<Entry> tableOf(std::vector<Value> values);
   OrderedHashTable<Entry> tableOfContents() const;
 
   /// The holes that removals leave are closed by readers, which nobody can notice: only a mutable

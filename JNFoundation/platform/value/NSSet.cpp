@@ -34,11 +34,11 @@ const Class& NSSet::class_() const noexcept {
   return _foreign ? classObject : ConcreteSet::classObject;
 }
 
-Table NSSet::tableOf(const std::vector<Value>& values) {
+Table NSSet::tableOf(std::vector<Value> values) {
   impl::requireValues(values, "__NSPlaceholderSet");
   Table table;
   table.reserve(values.size());
-  for (const Value& value : values) impl::addToTable(table, value);
+  for (Value& value : values) impl::addToTable(table, std::move(value));
   return table;
 }
 
@@ -78,7 +78,7 @@ Ref<NSSet> NSSet::setWithSet(const Ref<NSSet>& other) {
 }
 
 Ref<NSSet> NSSet::setWithValues(std::vector<Value> values) {
-  return makeObject<NSSet>(tableOf(values));
+  return makeObject<NSSet>(tableOf(std::move(values)));
 }
 
 Value NSSet::member(const Value& object) const {

@@ -132,7 +132,7 @@ class NSSet : public NSObject {
   virtual Ref<NSSet> foreignContents() const;
 
   [[noreturn]] void raiseMutatedDuringWalk() const;
-  static OrderedHashTable<Entry> tableOf(const std::vector<Value>& values);
+  static OrderedHashTable<Entry> tableOf(std::vector<Value> values);
   OrderedHashTable<Entry> tableOfContents() const;
 
   OrderedHashTable<Entry> _table;

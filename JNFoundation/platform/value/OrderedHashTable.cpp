@@ -1,6 +1,7 @@
 #include "JNFoundation/platform/value/OrderedHashTable.h"
 
 #include <JNFoundation/platform/value/NSException.h>
+#include <JNFoundation/platform/value/impl/CollectionSupport.h>
 
 namespace JNFoundation::impl {
 
@@ -8,8 +9,8 @@ bool memberEquals(const Value& member, const Value& other, const std::uint64_t& 
   const bool decidedHere =
       member.isString() || (!member.isObject() && (!other.isObject() || other.isString()));
   if (decidedHere) return member.isEqual(other);
-  const Value heldMember = member;
-  const Value heldOther = other;
+  const Value heldMember = held(member);
+  const Value heldOther = held(other);
   const std::uint64_t before = generation;
   const bool equal = heldMember.isEqual(heldOther);
   if (generation != before) {

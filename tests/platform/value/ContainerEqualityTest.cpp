@@ -139,12 +139,12 @@ TEST(ContainerEquality, KindsMayAlternate) {
 TEST(ContainerEquality, SetsAreNestedUpToALimitWithAClearError) {
   const LiveObjects alive;
   onStackOf(stackOfAThread, [] {
-    EXPECT_TRUE(nested(400, inSet, "core") == nested(400, inSet, "core"));
-    EXPECT_FALSE(nested(400, inSet, "core") == nested(400, inSet, "other"));
+    EXPECT_TRUE(nested(200, inSet, "core") == nested(200, inSet, "core"));
+    EXPECT_FALSE(nested(200, inSet, "core") == nested(200, inSet, "other"));
     EXPECT_EQ(raisedName([] { (void)(nested(100'000, inSet, 1) == nested(100'000, inSet, 1)); }),
               NSGenericException);
     // And it is over with the error.
-    EXPECT_TRUE(nested(400, inSet, "core") == nested(400, inSet, "core"));
+    EXPECT_TRUE(nested(200, inSet, "core") == nested(200, inSet, "core"));
   });
   EXPECT_EQ(alive.count(), 0);
 }
@@ -154,7 +154,7 @@ TEST(ContainerEquality, KeysAreNestedUpToTheSameLimit) {
     return NSDictionary::dictionaryWithObjectForKey(1, value);
   };
   onStackOf(stackOfAThread, [asKey] {
-    EXPECT_TRUE(nested(400, asKey, "core") == nested(400, asKey, "core"));
+    EXPECT_TRUE(nested(200, asKey, "core") == nested(200, asKey, "core"));
     EXPECT_EQ(raisedName([&] { (void)(nested(5000, asKey, 1) == nested(5000, asKey, 1)); }),
               NSGenericException);
   });
@@ -185,6 +185,7 @@ TEST(ContainerEquality, ContainersThatContainThemselvesCompare) {
 TEST(ContainerEquality, CyclesOfDifferentLengthCompare) {
   const auto ring = [](int length) {
     std::vector<Ref<NSMutableArray>> arrays;
+    arrays.reserve(static_cast<std::size_t>(length));
     for (int i = 0; i < length; ++i) arrays.push_back(NSMutableArray::array());
     for (int i = 0; i < length; ++i) arrays[i]->addObject(arrays[(i + 1) % length]);
     return arrays;

@@ -143,7 +143,7 @@ TEST(OrderedHashTable, AMovedTableIsLeftEmpty) {
   Table table;
   for (NSInteger i = 0; i < 20; ++i) table.append(entryOf(i));
   const Table other = std::move(table);
-  EXPECT_EQ(table.count(), 0u);
+  EXPECT_EQ(table.count(), 0u);  // NOLINT(bugprone-use-after-move)
   EXPECT_EQ(positionOf(table, 3), Table::npos);
   EXPECT_EQ(other.count(), 20u);
 }

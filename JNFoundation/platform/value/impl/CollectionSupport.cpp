@@ -88,8 +88,8 @@ KeyNesting::~KeyNesting() { --keyNesting; }
 
 Value memberValueForKey(const Value& member, const Ref<NSString>& key) {
   if (member.isObject()) {
-    const Value held = member;
-    return held.object()->valueForKey(key);
+    const Value receiver = held(member);
+    return receiver.object()->valueForKey(key);
   }
   if (member.isNull()) return nullptr;
   const Method* getter = key ? member.class_()->getterForKey(key->utf8()) : nullptr;
@@ -101,8 +101,8 @@ void setMemberValueForKey(const Value& member, const Value& value, const Ref<NSS
   if (member.isNull()) return;
   // Numbers and dates have nothing that could be set.
   if (!member.isObject()) raiseUndefinedKey(member, "setValue:forUndefinedKey:", key);
-  const Value held = member;
-  held.object()->setValueForKey(value, key);
+  const Value receiver = held(member);
+  receiver.object()->setValueForKey(value, key);
 }
 
 std::vector<std::size_t> stableOrder(

@@ -74,13 +74,17 @@ void requireBlock(bool isThere, const char* operation);
 
 /// Adds a value of which no equal one is in the table. Returns: whether it was added.
 template <class Entry>
-bool addToTable(OrderedHashTable<Entry>& table, const Value& object) {
-  Entry entry{object, 0};
+bool addToTable(OrderedHashTable<Entry>& table, Value object) {
+  Entry entry{std::move(object), 0};
   entry.hash = entry.key.hash();
   if (table.find(entry.key, entry.hash) != OrderedHashTable<Entry>::npos) return false;
   table.append(std::move(entry));
   return true;
 }
+
+/// A copy, which keeps the value alive while code of an application runs that may change what the
+/// value stands in.
+inline Value held(const Value& value) { return value; }
 
 /// Keeps a collection alive while blocks run that may drop the last other reference to it.
 template <class Collection>

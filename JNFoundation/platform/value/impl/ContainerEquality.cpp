@@ -7,6 +7,7 @@
 #include <JNFoundation/platform/text/Hash.h>
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/NSString.h>
+#include <JNFoundation/platform/value/impl/CollectionSupport.h>
 #include <JNFoundation/platform/value/impl/ConcreteCollections.h>
 
 namespace JNFoundation {
@@ -85,7 +86,8 @@ class ContainerEquality::Comparison {
  private:
   /// One difference anywhere decides everything, so a pair that was opened before needs no second
   /// look: that ends cycles, and keeps what is shared many times from being compared many times.
-  /// Only what has more than one owner can be met again; the other one here is `left` itself.
+  /// Only what has a second owner, beside the one it was read from and the argument here, can be
+  /// met again.
   bool isMetAgain(const Value& left, const Value& right) {
     if (left.object()->retainCount() <= 2 && right.object()->retainCount() <= 2) return false;
     return !_met.emplace(left, right).second;
@@ -102,13 +104,13 @@ bool ContainerEquality::equal(const NSObject& left, const Value& right) {
   if (!other || kindOf(other->class_()) != kind) return false;
   if (other == &left) return true;
   const Nesting nested;
-  Value own(const_cast<NSObject*>(&left));
+  Value heldLeft(const_cast<NSObject*>(&left));
+  Value heldRight = impl::held(right);
   if (kind == Kind::Set) {
-    const Value held = right;
-    return setsAreEqual(*static_cast<const NSSet*>(&left), *static_cast<const NSSet*>(other));
+    return setsAreEqual(static_cast<const NSSet&>(left), *static_cast<const NSSet*>(other));
   }
   Comparison comparison;
-  return comparison.open(std::move(own), right, kind) && comparison.run();
+  return comparison.open(std::move(heldLeft), std::move(heldRight), kind) && comparison.run();
 }
 
 ContainerEquality::Kind ContainerEquality::kindOf(const Class& cls) {
@@ -176,8 +178,8 @@ ContainerEquality::Outcome ContainerEquality::compareMembers(const Value& left,
     if (!right.isObject() || kindOf(right.object()->class_()) != kind) return Outcome::Different;
     if (kind != Kind::Set) return Outcome::Nested;
   }
-  const Value heldLeft = left;
-  const Value heldRight = right;
+  const Value heldLeft = impl::held(left);
+  const Value heldRight = impl::held(right);
   return heldLeft.isEqual(heldRight) ? Outcome::Equal : Outcome::Different;
 }
 

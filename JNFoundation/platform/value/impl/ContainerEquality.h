@@ -20,7 +20,7 @@ class NSSet;
 /// What is changed meanwhile, by an application's isEqual, compares somehow, but safely.
 class ContainerEquality {
  public:
-  static constexpr int nestingLimit = 500;
+  static constexpr int nestingLimit = 250;
 
   /// Requires: `left` is a container.
   static bool equal(const NSObject& left, const Value& right);
