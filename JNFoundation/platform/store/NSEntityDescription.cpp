@@ -295,8 +295,8 @@ Ref<NSString> NSEntityDescription::description() const {
       Value(propertiesByName()->allKeys()));
 }
 
-const impl::EntityLayout& NSEntityDescription::layout() const {
-  if (!_layout) _layout = std::make_unique<impl::EntityLayout>(*this);
+const impl::EntityLayout& NSEntityDescription::makeLayout() const {
+  _layout = std::make_unique<impl::EntityLayout>(*this);
   return *_layout;
 }
 

@@ -117,7 +117,10 @@ class NSEntityDescription : public NSObject {
 
   /// The entity's attributes by number, for the store. An attribute has the same number in every
   /// descendant of the entity that declares it.
-  const impl::EntityLayout& layout() const;
+  const impl::EntityLayout& layout() const {
+    if (_layout) return *_layout;
+    return makeLayout();
+  }
 
  protected:
   NSEntityDescription();
@@ -131,6 +134,7 @@ class NSEntityDescription : public NSObject {
   /// Forgets what was derived from the properties, here and in the descendants.
   void invalidateLayout();
   void makeImmutable();
+  const impl::EntityLayout& makeLayout() const;
   std::string versionHashBelow(const std::string& hashAbove) const;
   Ref<NSDictionary> propertiesByNameOfClass(const Class& cls) const;
 

@@ -41,7 +41,7 @@ Ref<NSManagedObject> NSManagedObject::initWithEntityInsertIntoManagedObjectConte
   }
   const impl::EntityLayout& layout = entity->layout();
   Ref<NSManagedObject> object = impl::ObjectAccess::make(*entity);
-  object->_values = std::make_unique<Value[]>(layout.count());
+  object->_values = ValueArray(layout.count());
   object->_flags = HasValues;
   object->_number = impl::ObjectAccess::nextTemporaryNumber();
   if (layout.hasDefaults()) {
@@ -94,7 +94,7 @@ void NSManagedObject::willChange() {
   if ((_flags & Awakening) != 0 || !_registry) return;
   if ((_flags & (Inserted | Updated)) == 0) {
     const std::size_t count = _entity->layout().count();
-    _committed = std::make_unique<Value[]>(count);
+    _committed = ValueArray(count);
     for (std::size_t i = 0; i < count; ++i) _committed[i] = _values[i];
     _flags |= Updated;
     if ((_flags & Deleted) == 0) {

@@ -4,6 +4,7 @@
 
 #include <JNFoundation/platform/store/NSEntityDescription.h>
 #include <JNFoundation/platform/store/NSManagedObjectID.h>
+#include <JNFoundation/platform/store/ValueArray.h>
 
 namespace JNFoundation {
 
@@ -152,9 +153,9 @@ class NSManagedObject : public NSObject {
   std::int64_t _number = 0;
   mutable Ref<NSManagedObjectID> _objectID;
   /// By attribute number; null while nothing is known.
-  std::unique_ptr<Value[]> _values;
+  ValueArray _values;
   /// What the values were when last fetched or saved; null while nothing was changed since.
-  std::unique_ptr<Value[]> _committed;
+  ValueArray _committed;
   std::uint32_t _version = 0;
   std::uint32_t _flags = 0;
   /// The place in the context's list of changes.

@@ -89,7 +89,7 @@ class FaultReceiver final : public StoreRowReceiver {
     // A row of a descendant of the entity that the identifier named has more places than this
     // object.
     if (&entity != _object.entity().get()) return nullptr;
-    ObjectAccess::values(_object) = std::make_unique<Value[]>(entity.layout().count());
+    ObjectAccess::values(_object) = ValueArray(entity.layout().count());
     ObjectAccess::version(_object) = version;
     ObjectAccess::flags(_object) |= ObjectAccess::hasValues;
     return ObjectAccess::values(_object).get();
@@ -154,13 +154,13 @@ Ref<NSManagedObject> NSManagedObjectContext::existingObjectWithIDError(
                     std::uint32_t number) override {
       rowEntity = &entity;
       version = number;
-      values = std::make_unique<Value[]>(entity.layout().count());
+      values = ValueArray(entity.layout().count());
       return values.get();
     }
     void endRow() override {}
     const NSEntityDescription* rowEntity = nullptr;
     std::uint32_t version = 0;
-    std::unique_ptr<Value[]> values;
+    ValueArray values;
   } receiver;
   {
     std::lock_guard guard(_coordinator->storeLock());
@@ -278,7 +278,7 @@ Ref<NSSet> setOf(const std::vector<Ref<NSManagedObject>>& objects) {
 }
 
 void revert(NSManagedObject& object) {
-  if (std::unique_ptr<Value[]>& committed = ObjectAccess::committed(object)) {
+  if (ValueArray& committed = ObjectAccess::committed(object)) {
     ObjectAccess::values(object) = std::move(committed);
   }
   ObjectAccess::flags(object) &= ~(ObjectAccess::updated | ObjectAccess::deleted);

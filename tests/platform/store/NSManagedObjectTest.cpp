@@ -91,7 +91,9 @@ Ref<NSManagedObjectModel> peopleModel() {
                   {attributeNamed("name", NSStringAttributeType),
                    attributeNamed("size", NSInteger32AttributeType),
                    attributeNamed("born", NSDateAttributeType),
-                   attributeNamed("data", NSBinaryDataAttributeType), defaults, computed})));
+                   attributeNamed("data", NSBinaryDataAttributeType),
+                   attributeNamed("updated", NSDateAttributeType),
+                   attributeNamed("deleted", NSStringAttributeType), defaults, computed})));
   return model;
 }
 
@@ -124,6 +126,15 @@ TEST_F(NSManagedObjectTest, ValuesAreReadAsTheyWereSet) {
   EXPECT_EQ(thing->valueForKey("size"), Value(2.9));
   thing->setValueForKey(nullptr, "name");
   EXPECT_TRUE(thing->valueForKey("name").isNull());
+}
+
+TEST_F(NSManagedObjectTest, AnAttributeMayBeNamedLikeAStateOfObjects) {
+  auto thing = insert("Thing", {{"deleted", "no"}});
+  thing->setValueForKey(NSDate::dateWithTimeIntervalSince1970(5), "updated");
+  EXPECT_EQ(thing->valueForKey("updated"), NSDate::dateWithTimeIntervalSince1970(5));
+  EXPECT_EQ(thing->valueForKey("deleted"), Value("no"));
+  EXPECT_FALSE(thing->isDeleted());
+  EXPECT_EQ(thing->valueForKey("isInserted"), Value(true));
 }
 
 TEST_F(NSManagedObjectTest, AValueOfTheWrongKindRaisesAndChangesNothing) {

@@ -46,8 +46,8 @@ class ObjectReceiver final : public StoreRowReceiver {
     _objects.push_back(std::move(object));
     // What somebody has looked at stays as it is.
     if (!_includesValues || (ObjectAccess::flags(found) & ObjectAccess::fault) == 0) return nullptr;
-    std::unique_ptr<Value[]>& values = ObjectAccess::values(found);
-    values = std::make_unique<Value[]>(_count);
+    ValueArray& values = ObjectAccess::values(found);
+    values = ValueArray(_count);
     ObjectAccess::version(found) = version;
     ObjectAccess::flags(found) |= ObjectAccess::hasValues;
     return values.get();

@@ -17,11 +17,20 @@ std::string capitalized(std::string_view key) {
   return text;
 }
 
+/// The operation that the application declares. What every managed object has (`isUpdated`) is no
+/// accessor of an attribute that happens to be named like it (`updated`).
+const Method* ownMethod(const Class& cls, const std::string& name) {
+  const SEL selector(name);
+  const Method* method = cls.instanceMethodForSelector(selector);
+  return method == NSManagedObject::classObject.instanceMethodForSelector(selector) ? nullptr
+                                                                                    : method;
+}
+
 const Method* declaredGetter(const Class& cls, std::string_view key) {
   const std::string name = capitalized(key);
   for (const std::string& candidate :
        {"get" + name, std::string(key), "is" + name, "_" + std::string(key)}) {
-    const Method* method = cls.instanceMethodForSelector(SEL(candidate));
+    const Method* method = ownMethod(cls, candidate);
     if (method && method->numberOfArguments() == 2 && method->returnType() != 'v') return method;
   }
   return nullptr;
@@ -30,7 +39,7 @@ const Method* declaredGetter(const Class& cls, std::string_view key) {
 const Method* declaredSetter(const Class& cls, std::string_view key) {
   const std::string name = capitalized(key);
   for (const std::string& candidate : {"set" + name + ":", "_set" + name + ":"}) {
-    const Method* method = cls.instanceMethodForSelector(SEL(candidate));
+    const Method* method = ownMethod(cls, candidate);
     if (method && method->numberOfArguments() == 3) return method;
   }
   return nullptr;

@@ -25,8 +25,8 @@ class ObjectAccess {
 
   static std::uint32_t& flags(Object& object) noexcept { return object._flags; }
   static std::uint32_t flags(const Object& object) noexcept { return object._flags; }
-  static std::unique_ptr<Value[]>& values(Object& object) noexcept { return object._values; }
-  static std::unique_ptr<Value[]>& committed(Object& object) noexcept { return object._committed; }
+  static ValueArray& values(Object& object) noexcept { return object._values; }
+  static ValueArray& committed(Object& object) noexcept { return object._committed; }
   static std::uint32_t& version(Object& object) noexcept { return object._version; }
   static std::uint32_t& changeIndex(Object& object) noexcept { return object._changeIndex; }
   static Ref<ObjectRegistry>& registry(Object& object) noexcept { return object._registry; }

@@ -40,7 +40,6 @@ class ObjectRegistry final : public NSObject {
   void rekey(const ObjectKey& from, const ObjectKey& to, NSManagedObject& object);
   /// Ignored if another object has the identity by now.
   void remove(const ObjectKey& key, const NSManagedObject& object) noexcept;
-  void reserve(std::size_t additional);
   std::vector<Ref<NSManagedObject>> all() const;
 
   /// Cuts the objects off from their context.
@@ -54,22 +53,47 @@ class ObjectRegistry final : public NSObject {
 
  private:
   struct Entry {
-    ObjectKey key;
+    std::int64_t number = 0;
     NSManagedObject* object = nullptr;
   };
 
-  static std::size_t hashOf(const ObjectKey& key) noexcept;
-  std::size_t placeOf(const ObjectKey& key) const noexcept;
-  void grow(std::size_t count);
-  void insert(const ObjectKey& key, NSManagedObject& object);
-  void erase(const ObjectKey& key, const NSManagedObject& object) noexcept;
+  /// The objects of one hierarchy. Numbers of records come in runs, so a number is its own hash:
+  /// what is fetched together stands together. Numbers that crowd all the same have the table
+  /// mixed.
+  class Table {
+   public:
+    const StoreHierarchy* hierarchy = nullptr;
+
+    NSManagedObject* find(std::int64_t number) const noexcept;
+    void insert(std::int64_t number, NSManagedObject& object);
+    /// Ignored if the number is another object's.
+    void erase(std::int64_t number, const NSManagedObject& object) noexcept;
+    std::size_t count() const noexcept { return _count; }
+    const std::vector<Entry>& entries() const noexcept { return _entries; }
+
+   private:
+    static constexpr std::size_t none = static_cast<std::size_t>(-1);
+
+    std::size_t homeOf(std::int64_t number) const noexcept;
+    std::size_t placeOf(std::int64_t number) const noexcept;
+    bool place(const Entry& entry) noexcept;
+    void rebuild(std::size_t size);
+
+    /// Open addressing; the size is a power of two.
+    std::vector<Entry> _entries;
+    std::size_t _count = 0;
+    /// No entry stands further from its home than this.
+    std::size_t _reach = 0;
+    bool _mixed = false;
+  };
+
+  Table& tableOf(const StoreHierarchy* hierarchy) const;
 
   Weak<NSManagedObjectContext> _context;
   Ref<NSPersistentStoreCoordinator> _coordinator;
   mutable std::mutex _mutex;
-  /// Guarded by the mutex. Open addressing; the size is a power of two.
-  std::vector<Entry> _entries;
-  std::size_t _count = 0;
+  /// Guarded by the mutex. Few, so a list.
+  mutable std::vector<Table> _tables;
   bool _invalid = false;
 };
 

@@ -27,7 +27,7 @@ Value StoredRow::valueForKey(const Ref<NSString>& key) const {
 
 Value* RowCollector::beginRow(const NSEntityDescription& entity, std::int64_t primaryKey,
                               std::uint32_t version) {
-  auto values = std::make_unique<Value[]>(entity.layout().count());
+  auto values = ValueArray(entity.layout().count());
   Value* places = values.get();
   rows.emplace_back(makeObject<StoredRow>(_store, entity, primaryKey, version, std::move(values)));
   return places;

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include <JNFoundation/platform/store/NSPersistentStore.h>
+#include <JNFoundation/platform/store/ValueArray.h>
 
 namespace JNFoundation::impl {
 
@@ -13,7 +14,7 @@ class StoredRow final : public NSObject {
   explicit StoredRow(const NSPersistentStore& store) : _store(store) {}
   /// Keeps the values.
   StoredRow(const NSPersistentStore& store, const NSEntityDescription& entity,
-            std::int64_t primaryKey, std::uint32_t version, std::unique_ptr<Value[]> values)
+            std::int64_t primaryKey, std::uint32_t version, ValueArray values)
       : StoredRow(store) {
     _owned = std::move(values);
     pointTo(entity, primaryKey, version, _owned.get());
@@ -41,7 +42,7 @@ class StoredRow final : public NSObject {
   const NSPersistentStore& _store;
   const NSEntityDescription* _entity = nullptr;
   const Value* _values = nullptr;
-  std::unique_ptr<Value[]> _owned;
+  ValueArray _owned;
   std::int64_t _primaryKey = 0;
   std::uint32_t _version = 0;
 };

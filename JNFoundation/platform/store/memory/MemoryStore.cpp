@@ -65,7 +65,7 @@ bool MemoryStore::writeRows(std::span<const StoreRowChange> changes, std::size_t
                             Ref<NSError>* error) {
   for (const StoreRowChange& change : changes) {
     const impl::EntityLayout& layout = change.entity->layout();
-    Row row{change.entity, 1, nullptr};
+    Row row{change.entity, 1, ValueArray()};
     if (change.kind != StoreRowChange::Kind::Insert) {
       const Table& table = tableOf(*change.entity);
       const auto found = table.rows.find(change.primaryKey);
@@ -77,7 +77,7 @@ bool MemoryStore::writeRows(std::span<const StoreRowChange> changes, std::size_t
       row.version = change.version + 1;
     }
     if (change.kind != StoreRowChange::Kind::Delete) {
-      row.values = std::make_unique<Value[]>(layout.count());
+      row.values = ValueArray(layout.count());
       for (std::size_t i = 0; i < layout.count(); ++i) {
         if (layout[i].stored)
           row.values[i] = impl::canonicalValue(change.values[i], layout[i].type);

@@ -3,6 +3,7 @@
 #include <map>
 
 #include <JNFoundation/platform/store/NSPersistentStore.h>
+#include <JNFoundation/platform/store/ValueArray.h>
 
 namespace JNFoundation {
 
@@ -40,7 +41,7 @@ class MemoryStore final : public NSPersistentStore {
   struct Row {
     const NSEntityDescription* entity;
     std::uint32_t version;
-    std::unique_ptr<Value[]> values;
+    ValueArray values;
   };
   struct Table {
     std::map<std::int64_t, Row> rows;

@@ -17,38 +17,40 @@ using impl::Statement;
 
 namespace {
 
-/// Reads a column that may hold a value of the type; the place is null so far.
+/// Reads a column that may hold a value of the type; the place is null so far. The column is looked
+/// up once: nobody else uses the connection meanwhile, so that its value may be asked directly.
 inline void readValue(sqlite3_stmt* row, int column, NSAttributeType type, Value& place) {
-  if (sqlite3_column_type(row, column) == SQLITE_NULL) return;
+  sqlite3_value* value = sqlite3_column_value(row, column);
+  if (sqlite3_value_type(value) == SQLITE_NULL) return;
   const auto text = [&] {
-    const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(row, column));
+    const auto* bytes = reinterpret_cast<const char*>(sqlite3_value_text(value));
     return std::string_view(bytes ? bytes : "",
-                            static_cast<std::size_t>(sqlite3_column_bytes(row, column)));
+                            static_cast<std::size_t>(sqlite3_value_bytes(value)));
   };
   switch (type) {
     case NSInteger16AttributeType:
     case NSInteger32AttributeType:
     case NSInteger64AttributeType:
-      place = Value(static_cast<std::int64_t>(sqlite3_column_int64(row, column)));
+      place = Value(static_cast<std::int64_t>(sqlite3_value_int64(value)));
       break;
     case NSBooleanAttributeType:
-      place = Value(sqlite3_column_int64(row, column) != 0);
+      place = Value(sqlite3_value_int64(value) != 0);
       break;
     case NSDoubleAttributeType:
-      place = Value(sqlite3_column_double(row, column));
+      place = Value(sqlite3_value_double(value));
       break;
     case NSFloatAttributeType:
-      place = Value(static_cast<float>(sqlite3_column_double(row, column)));
+      place = Value(static_cast<float>(sqlite3_value_double(value)));
       break;
     case NSDateAttributeType:
-      place = Value::dateWithTimeIntervalSince1970(sqlite3_column_double(row, column));
+      place = Value::dateWithTimeIntervalSince1970(sqlite3_value_double(value));
       break;
     case NSStringAttributeType:
       place = Value(NSString::fromText(text()));
       break;
     case NSBinaryDataAttributeType: {
-      const void* bytes = sqlite3_column_blob(row, column);
-      const auto size = static_cast<NSUInteger>(sqlite3_column_bytes(row, column));
+      const void* bytes = sqlite3_value_blob(value);
+      const auto size = static_cast<NSUInteger>(sqlite3_value_bytes(value));
       place = Value(NSData::dataWithBytesLength(bytes, size));
       break;
     }

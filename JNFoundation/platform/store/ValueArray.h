@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstddef>
+#include <utility>
+
+#include <JNFoundation/platform/value/Value.h>
+
+namespace JNFoundation {
+
+/// A fixed number of values side by side, or nothing: what an object or a record holds.
+///
+/// Arrays are cut from larger blocks of memory, since those of objects that were fetched together
+/// mostly go together as well; a block is given back when the last array in it has gone.
+/// Threads: like any C++ value; an array may go on another thread than it was made on.
+class ValueArray {
+ public:
+  /// Nothing.
+  constexpr ValueArray() noexcept = default;
+  /// So many nulls.
+  explicit ValueArray(std::size_t count);
+  ValueArray(ValueArray&& other) noexcept : _values(std::exchange(other._values, nullptr)) {}
+  ValueArray& operator=(ValueArray&& other) noexcept {
+    ValueArray taken(std::move(other));
+    std::swap(_values, taken._values);
+    return *this;
+  }
+  ~ValueArray() {
+    if (_values) release(_values);
+  }
+
+  explicit operator bool() const noexcept { return _values != nullptr; }
+  Value* get() const noexcept { return _values; }
+  Value& operator[](std::size_t index) const noexcept { return _values[index]; }
+  void reset() noexcept { *this = ValueArray(); }
+
+ private:
+  static void release(Value* values) noexcept;
+
+  Value* _values = nullptr;
+};
+
+}  // namespace JNFoundation
