@@ -79,6 +79,19 @@ ObjectKey keyOf(const NSManagedObjectID& objectID, const NSPersistentStoreCoordi
   return {store ? store->hierarchyOf(*objectID.entity()) : nullptr, objectID.number()};
 }
 
+/// The identifier's entity in the store's own model; the identifier may come from another
+/// coordinator.
+Ref<NSEntityDescription> entityOf(const NSManagedObjectID& objectID,
+                                  const NSPersistentStore& store) {
+  Ref<NSEntityDescription> entity =
+      store.model()->entityWithName(objectID.entity()->name()->utf8());
+  if (!entity) {
+    raise(NSInvalidArgumentException, "The store's model has no entity '%@'",
+          objectID.entity()->name());
+  }
+  return entity;
+}
+
 /// Fills one object with the one row that a store gives.
 class FaultReceiver final : public StoreRowReceiver {
  public:
@@ -123,7 +136,7 @@ Ref<NSManagedObject> NSManagedObjectContext::objectWithID(const Ref<NSManagedObj
           Value(objectID));
   }
   if (Ref<NSManagedObject> known = _registry->find(key)) return known;
-  Ref<NSManagedObject> object = ObjectAccess::make(*objectID->entity());
+  Ref<NSManagedObject> object = ObjectAccess::make(*entityOf(*objectID, *store));
   ObjectAccess::setKey(*object, key);
   ObjectAccess::flags(*object) = ObjectAccess::fault;
   ObjectAccess::registry(*object) = _registry;
@@ -164,7 +177,8 @@ Ref<NSManagedObject> NSManagedObjectContext::existingObjectWithIDError(
   } receiver;
   {
     std::lock_guard guard(_coordinator->storeLock());
-    if (!store->fetchRow(*objectID->entity(), objectID->number(), receiver, error)) return nullptr;
+    if (!store->fetchRow(*entityOf(*objectID, *store), objectID->number(), receiver, error))
+      return nullptr;
   }
   if (!receiver.rowEntity) return missing();
   if (!known || known->entity().get() != receiver.rowEntity) {
@@ -180,20 +194,23 @@ Ref<NSManagedObject> NSManagedObjectContext::existingObjectWithIDError(
   return known;
 }
 
-void NSManagedObjectContext::fulfillFault(NSManagedObject& object) {
+bool NSManagedObjectContext::readValues(NSManagedObject& object, Ref<NSError>* error) {
   const ObjectKey key = ObjectAccess::key(object);
   FaultReceiver receiver(object);
-  Ref<NSError> error;
   if (key.hierarchy && key.hierarchy->store->isOpen()) {
     std::lock_guard guard(_coordinator->storeLock());
-    key.hierarchy->store->fetchRow(*object.entity(), key.number, receiver, &error);
+    key.hierarchy->store->fetchRow(*object.entity(), key.number, receiver, error);
   }
-  if ((ObjectAccess::flags(object) & ObjectAccess::hasValues) == 0) {
-    raise(NSObjectInaccessibleException, "Core Data could not fulfill a fault for '%@'%@",
-          Value(object.objectID()),
-          error ? Value(NSString::stringWithFormat(": %@", error->localizedDescription()))
-                : Value(""));
-  }
+  return (ObjectAccess::flags(object) & ObjectAccess::hasValues) != 0;
+}
+
+void NSManagedObjectContext::fulfillFault(NSManagedObject& object) {
+  Ref<NSError> error;
+  if (readValues(object, &error)) return;
+  raise(
+      NSObjectInaccessibleException, "Core Data could not fulfill a fault for '%@'%@",
+      Value(object.objectID()),
+      error ? Value(NSString::stringWithFormat(": %@", error->localizedDescription())) : Value(""));
 }
 
 // ---- Changes ------------------------------------------------------------------------------------
@@ -258,9 +275,10 @@ void NSManagedObjectContext::deleteObject(const Ref<NSManagedObject>& object) {
     Ref<NSManagedObject> kept = object;
     _changes->inserted.remove(*kept);
     ObjectAccess::detach(*kept);
+  } else if ((flags & ObjectAccess::hasValues) == 0 && !readValues(*object, nullptr)) {
+    // The version that a deletion is based on has to be known; what has no record is gone already.
+    ObjectAccess::detach(*object);
   } else {
-    // The version that the deletion is based on has to be known.
-    if ((flags & ObjectAccess::hasValues) == 0) ObjectAccess::fire(*object);
     if ((flags & ObjectAccess::updated) != 0) _changes->updated.remove(*object);
     flags |= ObjectAccess::deleted;
     _changes->deleted.add(*object);

@@ -129,7 +129,9 @@ class NSManagedObjectContext : public NSObject {
   friend class impl::ContextSave;
   friend class NSManagedObject;
 
-  /// Reads the values of a fault from its store.
+  /// Reads the values of a fault from its store. Returns: whether its record is there.
+  bool readValues(NSManagedObject& object, Ref<NSError>* error);
+  /// The same. Fails: raises NSObjectInaccessibleException if the record is gone.
   void fulfillFault(NSManagedObject& object);
   void noteUpdate(NSManagedObject& object);
   /// Has the end of this turn process what was changed.

@@ -52,7 +52,7 @@ bool NSManagedObjectID::isEqual(const Value& other) const {
   }
   // Numbers are unique within a hierarchy, so the entities may differ where one is a guess.
   return _storeIdentifier->isEqualToString(identifier->_storeIdentifier) &&
-         _entity->layout().root().name() == identifier->_entity->layout().root().name();
+         _entity->layout().rootName() == identifier->_entity->layout().rootName();
 }
 
 std::size_t NSManagedObjectID::hash() const {

@@ -31,9 +31,10 @@ NSPersistentStore::~NSPersistentStore() = default;
 
 const impl::StoreHierarchy* NSPersistentStore::hierarchyOf(
     const NSEntityDescription& entity) const noexcept {
-  const NSEntityDescription& root = entity.layout().root();
+  // By name, so that an identifier that came from another coordinator's model is understood.
+  const Ref<NSString>& name = entity.layout().rootName();
   for (const auto& hierarchy : _hierarchies) {
-    if (hierarchy->root == &root) return hierarchy.get();
+    if (hierarchy->root->name() == name) return hierarchy.get();
   }
   return nullptr;
 }

@@ -236,6 +236,21 @@ TEST_F(TranslationTest, DeepPredicatesAreAnswered) {
   std::string wide = "year == 0";
   for (int i = 1; i <= 3000; ++i) wide += " OR year == " + std::to_string(i);
   EXPECT_EQ(fetch(request("Book", NSPredicate::predicateWithFormat(wide)))->count(), 1u);
+  std::string nested = "year == 7";
+  for (int i = 0; i < 60; ++i) {
+    std::string level = "(";
+    for (int k = 0; k < 60; ++k) level += "year == " + std::to_string(k + 100) + " OR ";
+    nested = level + nested + ")";
+  }
+  EXPECT_EQ(fetch(request("Book", NSPredicate::predicateWithFormat(nested)))->count(), 1u);
+  std::vector<Value> thousands(9'000, Value(7));
+  auto list = NSArray::arrayWithValues(thousands);
+  EXPECT_EQ(fetch(request("Book", NSPredicate::predicateWithFormat(
+                                      "year IN %@ AND year IN %@ AND year IN %@ AND year IN %@",
+                                      list, list, list, list)))
+                ->count(),
+            1u)
+      << "more parameters than SQLite takes";
   std::vector<Value> many;
   for (int i = 0; i < 30'000; ++i) many.emplace_back(i);
   EXPECT_EQ(fetch(request("Book", NSPredicate::predicateWithFormat("year IN %@",

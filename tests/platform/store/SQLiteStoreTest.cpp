@@ -389,6 +389,27 @@ TEST_F(SQLiteStoreTest, TwoCoordinatorsShareAFile) {
       << "one coordinator has a store once";
 }
 
+TEST_F(SQLiteStoreTest, AnIdentifierMeansTheSameToEveryCoordinatorOfTheFile) {
+  makeStore();
+  Ref<NSManagedObjectID> objectID;
+  {
+    Opened first = openHere();
+    auto request = NSFetchRequest::fetchRequestWithEntityName("Book");
+    const Value book = first.context->executeFetchRequestError(request)->firstObject();
+    objectID = as<NSManagedObject>(book)->objectID();
+  }
+  EXPECT_EQ(objectID->persistentStore(), nullptr) << "its coordinator and its model are gone";
+  Opened second = openHere();
+  auto book = second.context->existingObjectWithIDError(objectID);
+  ASSERT_TRUE(book);
+  EXPECT_EQ(book->valueForKey("title"), Value("book 0"));
+  EXPECT_EQ(Value(book->objectID()), Value(objectID));
+  EXPECT_EQ(second.context->objectWithID(objectID), book);
+  auto request = NSFetchRequest::fetchRequestWithEntityName("Book");
+  request->setPredicate(NSPredicate::predicateWithFormat("objectID == %@", objectID));
+  EXPECT_EQ(second.context->countForFetchRequestError(request), 1u);
+}
+
 TEST_F(SQLiteStoreTest, AFileThatStaysLockedIsATimeout) {
   makeStore();
   Opened opened =

@@ -168,6 +168,19 @@ TEST_P(SavingTest, ARecordThatSomebodyElseDeletedIsAConflict) {
   EXPECT_EQ(error->code(), 133020);
 }
 
+TEST_P(SavingTest, DeletingAFaultWhoseRecordIsGoneForgetsIt) {
+  auto book = saved("Book", {{"title", "a"}});
+  const auto objectID = book->objectID();
+  context->deleteObject(book);
+  save();
+  auto other = newContext();
+  auto fault = other->objectWithID(objectID);
+  other->deleteObject(fault);
+  EXPECT_FALSE(other->hasChanges());
+  EXPECT_EQ(fault->managedObjectContext(), nullptr);
+  EXPECT_TRUE(other->save());
+}
+
 TEST_P(SavingTest, EqualValuesAreNoChangeOfTheRecord) {
   auto book = saved("Book", {{"title", "same"}, {"pages", 7}, {"rating", 2.0}});
   auto other = newContext();

@@ -172,12 +172,12 @@ void ContextFetch::cut(Items& items) const {
 // ---- Records ------------------------------------------------------------------------------------
 
 bool ContextFetch::fetchRows(NSPersistentStore& store, const StoreQuery& query,
-                             std::vector<Value>& rows, Ref<NSError>* error) {
+                             std::vector<Value>& rows, bool& isCut, Ref<NSError>* error) {
   StoreQuery everything = query;
   everything.includesValues = true;
-  everything.limit = 0;
-  everything.offset = 0;
   const StoreQueryPlan plan = store.planQuery(everything);
+  if (!plan.limits) everything.limit = everything.offset = 0;
+  isCut = plan.limits;
   RowCollector collector(store);
   if (!store.fetchRows(everything, collector, error)) return false;
   if (plan.remainingPredicate) {
@@ -235,9 +235,10 @@ bool ContextFetch::fetchObjects(NSPersistentStore& store, const StoreQuery& quer
   }
   // What the store leaves is done on its records, so that only those asked for become objects.
   std::vector<Value> rows;
-  if (!fetchRows(store, query, rows, error)) return false;
-  const NSUInteger first = std::min<NSUInteger>(query.offset, rows.size());
-  const NSUInteger end = query.limit == 0
+  bool isCut = false;
+  if (!fetchRows(store, query, rows, isCut, error)) return false;
+  const NSUInteger first = isCut ? 0 : std::min<NSUInteger>(query.offset, rows.size());
+  const NSUInteger end = query.limit == 0 || isCut
                              ? rows.size()
                              : std::min<NSUInteger>(rows.size() - first, query.limit) + first;
   for (NSUInteger i = first; i < end; ++i) {
@@ -475,17 +476,24 @@ Ref<NSDictionary> ContextFetch::dictionaryOf(const std::vector<Column>& columns,
 
 Ref<NSArray> ContextFetch::dictionaries(Ref<NSError>* error) {
   const std::vector<Column> wanted = columns();
+  const bool aggregates = !wanted.empty() && wanted.front().aggregate;
+  StoreQuery everything = query();
+  if (aggregates || _request.returnsDistinctResults() || stores().size() > 1) {
+    everything.limit = everything.offset = 0;
+  }
   std::vector<Value> rows;
+  bool isCut = false;
   for (const Ref<NSPersistentStore>& store : stores()) {
     if (_wantsObjects) {
       raise(NSInvalidArgumentException,
             "A fetch of dictionaries cannot use the predicate %@, which speaks of objects",
             Value(_predicate));
     }
-    if (!fetchRows(*store, query(), rows, error)) return nullptr;
+    if (!fetchRows(*store, everything, rows, isCut, error)) return nullptr;
   }
+  isCut = isCut && (everything.limit > 0 || everything.offset > 0);
   std::vector<Value> results;
-  if (!wanted.empty() && wanted.front().aggregate) {
+  if (aggregates) {
     const Value all = NSArray::arrayWithValues(std::move(rows));
     results.emplace_back(dictionaryOf(wanted, nullptr, all));
   } else {
@@ -494,7 +502,7 @@ Ref<NSArray> ContextFetch::dictionaries(Ref<NSError>* error) {
           sortedArrayUsingDescriptors(NSArray::arrayWithValues(std::move(rows)), _sortDescriptors);
       rows = *sorted->contiguousElements();
     }
-    if (!_request.returnsDistinctResults()) cut(rows);
+    if (!_request.returnsDistinctResults() && !isCut) cut(rows);
     results.reserve(rows.size());
     Ref<NSMutableSet> seen = NSMutableSet::set();
     for (const Value& row : rows) {

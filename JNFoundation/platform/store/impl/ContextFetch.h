@@ -43,10 +43,10 @@ class ContextFetch {
   /// Appends the objects of the query in one store, all of it done.
   bool fetchObjects(NSPersistentStore& store, const StoreQuery& query, Objects& objects,
                     Ref<NSError>* error);
-  /// Appends the records of the query in one store, with their values; none of offset and limit
-  /// done.
+  /// Appends the records of the query in one store, with their values. `isCut` says whether offset
+  /// and limit are done.
   bool fetchRows(NSPersistentStore& store, const StoreQuery& query, std::vector<Value>& rows,
-                 Ref<NSError>* error);
+                 bool& isCut, Ref<NSError>* error);
   bool objects(Objects& objects, Ref<NSError>* error);
   bool mergePendingChanges(Objects& objects);
   Ref<NSArray> identifiers(Ref<NSError>* error);

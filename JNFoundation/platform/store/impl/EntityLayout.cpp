@@ -101,6 +101,7 @@ EntityLayout::EntityLayout(const NSEntityDescription& entity) : _entity(entity),
       Ref<NSEntityDescription>(const_cast<NSEntityDescription*>(&entity))};
   while (Ref<NSEntityDescription> above = line.back()->superentity()) line.push_back(above);
   _root = line.back().get();
+  _rootName = _root->name();
   for (auto ancestor = line.rbegin(); ancestor != line.rend(); ++ancestor) {
     for (const Ref<NSPropertyDescription>& property : (*ancestor)->ownProperties()) {
       if (isKindOf<NSAttributeDescription>(*property)) {

@@ -63,8 +63,10 @@ class EntityLayout {
   }
   bool isRelationship(const NSString& name) const noexcept;
 
-  /// The ancestor that has none itself.
+  /// The ancestor that has none itself. Requires: the model is alive.
   const NSEntityDescription& root() const noexcept { return *_root; }
+  /// Its name, interned; null while it has none.
+  const Ref<NSString>& rootName() const noexcept { return _rootName; }
   /// The entity and all its descendants that are not abstract.
   std::span<const NSEntityDescription* const> family() const noexcept { return _family; }
 
@@ -93,6 +95,7 @@ class EntityLayout {
 
   const NSEntityDescription& _entity;
   const NSEntityDescription* _root;
+  Ref<NSString> _rootName;
   std::vector<const NSEntityDescription*> _family;
   std::vector<Slot> _slots;
   std::vector<Ref<NSString>> _relationships;

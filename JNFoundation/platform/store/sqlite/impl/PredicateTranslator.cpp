@@ -1,5 +1,6 @@
 #include "JNFoundation/platform/store/sqlite/impl/PredicateTranslator.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include <JNFoundation/platform/query/NSCompoundPredicate.h>
@@ -18,6 +19,11 @@ namespace {
 
 /// More members than this are compared in memory.
 constexpr NSUInteger memberLimit = 10'000;
+
+/// SQLite takes 32,766 parameters, and expressions of 1,000 levels. What comes close to that is
+/// left to memory.
+constexpr std::size_t parameterLimit = 30'000;
+constexpr unsigned depthLimit = 800;
 
 Value withoutMarker(const Value& value) { return value.isNSNull() ? Value() : value; }
 
@@ -142,7 +148,11 @@ std::string PredicateTranslator::condition(const Ref<NSPredicate>& predicate,
   for (const Value& part : parts) {
     const std::size_t before = _parameters.size();
     std::string sql;
-    if (translate(*as<NSPredicate>(part), sql)) {
+    unsigned depth = 0;
+    // The conditions are joined to one expression, a level for each.
+    const auto levels = static_cast<unsigned>(std::min<std::size_t>(parts.size(), depthLimit));
+    if (translate(*as<NSPredicate>(part), sql, depth) && depth + levels < depthLimit &&
+        _parameters.size() <= parameterLimit) {
       if (!conditions.empty()) conditions += " AND ";
       conditions += sql;
     } else {
@@ -160,33 +170,39 @@ std::string PredicateTranslator::condition(const Ref<NSPredicate>& predicate,
 }
 
 // Recursion is bounded by the depth that predicates may have.
-bool PredicateTranslator::translate(const NSPredicate& predicate, std::string& sql) {
+bool PredicateTranslator::translate(const NSPredicate& predicate, std::string& sql,
+                                    unsigned& depth) {
+  constexpr unsigned depthOfComparison = 8;
+  depth = depthOfComparison;
   if (const std::optional<bool> answer = predicate.constantAnswer()) {
     sql += *answer ? "1" : "0";
     return true;
   }
-  if (isKindOf<NSCompoundPredicate>(predicate)) return translateCompound(predicate, sql);
+  if (isKindOf<NSCompoundPredicate>(predicate)) return translateCompound(predicate, sql, depth);
   return isKindOf<NSComparisonPredicate>(predicate) &&
          translateComparison(static_cast<const NSComparisonPredicate&>(predicate), sql);
 }
 
-bool PredicateTranslator::translateCompound(const NSPredicate& predicate, std::string& sql) {
-  // SQLite refuses expressions of more levels than a thousand; far fewer are read with pleasure.
-  constexpr unsigned nestingLimit = 200;
-  if (predicate.nesting() > nestingLimit) return false;
+bool PredicateTranslator::translateCompound(const NSPredicate& predicate, std::string& sql,
+                                            unsigned& depth) {
   const auto& compound = static_cast<const NSCompoundPredicate&>(predicate);
   const NSCompoundPredicateType type = compound.compoundPredicateType();
-  if (compound.subpredicates()->count() > nestingLimit) return false;
+  if (compound.subpredicates()->count() > depthLimit) return false;
   sql += type == NSNotPredicateType ? "(NOT " : "(";
   bool first = true;
-  for (const Value& part : compound.subpredicates()) {
+  unsigned deepest = 0;
+  for (const Value& part : *compound.subpredicates()) {
     if (!first) sql += type == NSAndPredicateType ? " AND " : " OR ";
     first = false;
-    if (!translate(*as<NSPredicate>(part), sql)) return false;
+    unsigned depthOfPart = 0;
+    if (!translate(*as<NSPredicate>(part), sql, depthOfPart)) return false;
+    deepest = std::max(deepest, depthOfPart);
   }
   if (first) sql += type == NSAndPredicateType ? "1" : "0";
   sql += ")";
-  return true;
+  // SQLite reads a AND b AND c as (a AND b) AND c.
+  depth = deepest + static_cast<unsigned>(compound.subpredicates()->count()) + 1;
+  return depth < depthLimit;
 }
 
 bool PredicateTranslator::operandOf(const NSExpression& expression, Operand& operand) const {
@@ -390,7 +406,7 @@ bool PredicateTranslator::identifier(NSPredicateOperatorType type, const Value& 
     const auto* objectID = as<NSManagedObjectID>(candidate);
     if (!objectID || objectID->isTemporaryID() ||
         objectID->storeIdentifier()->utf8() != _storeIdentifier ||
-        &objectID->entity()->layout().root() != &_map.entity->layout().root()) {
+        objectID->entity()->layout().rootName() != _map.entity->layout().rootName()) {
       return 0;
     }
     return objectID->number();

@@ -42,8 +42,9 @@ class PredicateTranslator {
   static Kind kindOf(NSAttributeType type) noexcept;
   static Kind kindOf(const Value& value) noexcept;
 
-  bool translate(const NSPredicate& predicate, std::string& sql);
-  bool translateCompound(const NSPredicate& predicate, std::string& sql);
+  /// `depth` gets a bound of the expression's levels.
+  bool translate(const NSPredicate& predicate, std::string& sql, unsigned& depth);
+  bool translateCompound(const NSPredicate& predicate, std::string& sql, unsigned& depth);
   bool translateComparison(const NSComparisonPredicate& predicate, std::string& sql);
   bool operandOf(const NSExpression& expression, Operand& operand) const;
   bool compareColumnWithValue(NSPredicateOperatorType type, NSComparisonPredicateOptions options,
