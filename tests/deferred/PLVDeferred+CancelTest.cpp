@@ -172,6 +172,17 @@ TEST_F(PLVDeferredCancelTest, ASourceThatResolvesOrCancelsTheDeferredAgainChange
   EXPECT_EQ(text(deferred->resolution()), "PLVRejected (CANCELLED) [1]");
 }
 
+TEST_F(PLVDeferredCancelTest, AChainThatResolvesTheDeferredWhileItsSourceIsToldChangesNothing) {
+  const Ref<PLVDeferred> chain = PLVDeferred::init();
+  const Ref<Source> meddling = Source::answering(
+      [&](const Ref<PLVResolvable>&, const Value&) { chain->resolve("meddled"); });
+  const Ref<PLVDeferred> deferred = PLVDeferred::withResolutionSource(meddling);
+  chain->thenResolve(deferred)->thenEither(noting("chain"));
+  deferred->cancelWithValue(1);
+  EXPECT_EQ(happened(), Words{"chain meddled"});
+  EXPECT_EQ(text(deferred->resolution()), "PLVRejected (CANCELLED) [1]");
+}
+
 TEST_F(PLVDeferredCancelTest, ASourceMayAddStepsWhichThenSeeTheCancellation) {
   const Ref<Source> adding =
       Source::answering([&](const Ref<PLVResolvable>& resolvable, const Value&) {

@@ -1,7 +1,8 @@
 #include <functional>
 
 #include "DeferredFixture.h"
-#include "JNFoundation/deferred/PLVDeferredStep.h"
+
+#include <JNFoundation/deferred/PLVDeferredStep.h>
 
 namespace JNFoundation {
 namespace {

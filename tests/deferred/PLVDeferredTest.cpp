@@ -1,5 +1,6 @@
 #include "DeferredFixture.h"
-#include "JNFoundation/deferred/PLVDeferred.h"
+
+#include <JNFoundation/deferred/PLVDeferred.h>
 
 namespace JNFoundation {
 namespace {
@@ -206,6 +207,14 @@ TEST_F(PLVDeferredTest, AnOutcomeThatIsACancellationCancels) {
   deferred->resolve(PLVRejected::cancellationWithValue(1));
   EXPECT_EQ(happened(), Words{"step PLVRejected (CANCELLED) [1]"});
   EXPECT_TRUE(deferred->isCancelled());
+}
+
+TEST_F(PLVDeferredTest, AnOutcomeThatIsACancellationHasEveryResultIgnored) {
+  const Ref<PLVDeferred> deferred = PLVDeferred::init();
+  deferred->thenRejected(returning("first", "ignored"))->thenEither(noting("second"));
+  deferred->reject(PLVRejected::cancellationWithValue(1));
+  EXPECT_EQ(happened(),
+            (Words{"first PLVRejected (CANCELLED) [1]", "second PLVRejected (CANCELLED) [1]"}));
 }
 
 TEST_F(PLVDeferredTest, AResultThatIsACancellationCancelsAndLaterResultsAreIgnored) {

@@ -96,6 +96,17 @@ TEST_F(PLVPromiseCancelTest, ASourceThatResolvesThePromiseChangesNothing) {
   EXPECT_EQ(text(promise->resolution()), "PLVRejected (CANCELLED) [1]");
 }
 
+TEST_F(PLVPromiseCancelTest, AChainThatResolvesThePromiseWhileItsSourceIsToldChangesNothing) {
+  const Ref<PLVDeferred> chain = PLVDeferred::init();
+  const Ref<Source> meddling = Source::answering(
+      [&](const Ref<PLVResolvable>&, const Value&) { chain->resolve("meddled"); });
+  const Ref<PLVPromise> promise = PLVPromise::withResolutionSource(meddling);
+  chain->thenResolve(promise)->thenEither(noting("chain"));
+  promise->cancelWithValue(1);
+  EXPECT_EQ(happened(), Words{"chain meddled"});
+  EXPECT_EQ(text(promise->resolution()), "PLVRejected (CANCELLED) [1]");
+}
+
 TEST_F(PLVPromiseCancelTest, WhatASourceRaisesGoesToWhoCancelsAndThePromiseStaysOutstanding) {
   const Ref<Source> raises = Source::answering(
       [](const Ref<PLVResolvable>&, const Value&) { raise("Scripted", "raised"); });
@@ -216,6 +227,18 @@ TEST_F(PLVPromiseCancelTest, AStrangersCancellationIsIgnored) {
   promise->enlistResolvable(PLVDeferred::init());
   promise->resolvableDidCancelWithValue(stranger, 1);
   promise->resolvableDidCancelWithValue(nullptr, 1);
+  EXPECT_FALSE(promise->isFulfilled());
+}
+
+TEST_F(PLVPromiseCancelTest, AStrangerIsIgnoredAlsoWhereNoListenerIsLeft) {
+  const Ref<PLVPromise> promise = PLVPromise::init();
+  promise->setShouldProcessResolvableCancellations(false);
+  const Ref<PLVDeferred> withdrawn = promise->deferredResolution();
+  withdrawn->cancel();
+  promise->setShouldProcessResolvableCancellations(true);
+  EXPECT_EQ(promise->resolvables()->count(), 0u);
+  promise->resolvableDidCancelWithValue(withdrawn, nullptr);
+  promise->resolvableDidCancelWithValue(PLVDeferred::init(), nullptr);
   EXPECT_FALSE(promise->isFulfilled());
 }
 

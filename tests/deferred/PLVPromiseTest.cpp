@@ -1,5 +1,6 @@
 #include "DeferredFixture.h"
-#include "JNFoundation/deferred/PLVPromise.h"
+
+#include <JNFoundation/deferred/PLVPromise.h>
 
 namespace JNFoundation {
 namespace {

@@ -1,5 +1,6 @@
 #include "DeferredFixture.h"
-#include "JNFoundation/deferred/PLVRejectedIgnored.h"
+
+#include <JNFoundation/deferred/PLVRejectedIgnored.h>
 
 namespace JNFoundation {
 namespace {

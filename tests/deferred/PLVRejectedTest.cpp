@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 #include <limits>
 
-#include "JNFoundation/deferred/PLVRejected.h"
 #include "platform/value/LiveObjects.h"
 
+#include <JNFoundation/deferred/PLVRejected.h>
 #include <JNFoundation/platform/value/NSDictionary.h>
 #include <JNFoundation/platform/value/Runtime.h>
 #include <JNFoundation/platform/value/Subclass.h>

@@ -101,7 +101,7 @@ bool NSCompoundPredicate::hasEqualContent(const NSPredicate& other) const {
 
 std::size_t NSCompoundPredicate::contentHash() const {
   std::size_t hash = _type;
-  for (const Value& element : *_subpredicates) hash = impl::combinedHash(hash, element.hash());
+  for (const Value& element : _subpredicates) hash = impl::combinedHash(hash, element.hash());
   return hash;
 }
 

@@ -3,8 +3,7 @@
 #include <platform/query/Family.h>
 #include <sstream>
 
-#include "JNFoundation/platform/query/NSComparisonPredicate.h"
-
+#include <JNFoundation/platform/query/NSComparisonPredicate.h>
 #include <JNFoundation/platform/query/NSCompoundPredicate.h>
 #include <JNFoundation/platform/value/NSDate.h>
 #include <JNFoundation/platform/value/NSDecimalNumber.h>

@@ -3,8 +3,7 @@
 #include <limits>
 #include <platform/query/Family.h>
 
-#include "JNFoundation/platform/query/NSExpression.h"
-
+#include <JNFoundation/platform/query/NSExpression.h>
 #include <JNFoundation/platform/value/NSDate.h>
 #include <JNFoundation/platform/value/NSDecimalNumber.h>
 

@@ -2,9 +2,8 @@
 #include <platform/query/Family.h>
 #include <platform/value/LiveObjects.h>
 
-#include "JNFoundation/platform/query/NSPredicate.h"
-
 #include <JNFoundation/platform/query/NSCompoundPredicate.h>
+#include <JNFoundation/platform/query/NSPredicate.h>
 
 namespace JNFoundation {
 namespace {

@@ -3,8 +3,7 @@
 #include <platform/query/Family.h>
 #include <random>
 
-#include "JNFoundation/platform/query/NSSortDescriptor.h"
-
+#include <JNFoundation/platform/query/NSSortDescriptor.h>
 #include <JNFoundation/platform/value/NSDate.h>
 
 namespace JNFoundation {

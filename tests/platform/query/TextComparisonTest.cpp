@@ -1,8 +1,7 @@
 #include <gtest/gtest.h>
 #include <platform/value/Raising.h>
 
-#include "JNFoundation/platform/query/TextComparison.h"
-
+#include <JNFoundation/platform/query/TextComparison.h>
 #include <JNFoundation/platform/text/TextMatch.h>
 
 namespace JNFoundation {
