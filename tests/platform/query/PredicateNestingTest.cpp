@@ -21,9 +21,9 @@ template <class Action>
 void onSmallStack(Action action) {
   pthread_attr_t attributes;
   pthread_attr_init(&attributes);
-#if defined(__SANITIZE_ADDRESS__) || !defined(NDEBUG)
-  // Unoptimised and instrumented frames are several times as large.
-  constexpr std::size_t size = 4 << 20;
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || !defined(__OPTIMIZE__)
+  // Instrumented and unoptimised frames are more than ten times as large.
+  constexpr std::size_t size = 16 << 20;
 #else
   constexpr std::size_t size = 512 << 10;
 #endif
