@@ -95,7 +95,7 @@ Ref<NSDictionary> jn_dictionaryForKeyOptionalType(const Ref<NSDictionary>& dicti
 }
 
 Value jn_numberForKeyWithConversions(const Ref<NSDictionary>& dictionary, const Value& key) {
-  const Value value = presentValue(dictionary, key);
+  Value value = presentValue(dictionary, key);
   if (value.isNull() || value.isNumber()) return value;
   const NSString* text = as<NSString>(value);
   if (!text) raise(parseException, numberNeeded, key);

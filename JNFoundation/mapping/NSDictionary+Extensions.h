@@ -23,7 +23,7 @@ std::uint64_t jn_unsignedLongLongForKey(const Ref<NSDictionary>& dictionary, con
 /// everything else. Writes the log line "BoolForKey value" at every call.
 bool jn_boolForKey(const Ref<NSDictionary>& dictionary, const Value& key);
 
-// ---- Strict: the value itself, null if absent ---------------------------------------------------
+// ---- Strict: the value itself, null if absent -------------------------------------------------
 // Fail: raise an exception named "Parse exception", e.g. "number needed for key:count", for a value
 // of another kind. Whoever reads data from outside must be ready for that.
 
@@ -32,7 +32,7 @@ Ref<NSString> jn_stringForKey(const Ref<NSDictionary>& dictionary, const Value& 
 Ref<NSArray> jn_arrayForKey(const Ref<NSDictionary>& dictionary, const Value& key);
 Ref<NSDictionary> jn_dictionaryForKey(const Ref<NSDictionary>& dictionary, const Value& key);
 
-// ---- Lenient: the value itself, null if absent or of another kind -------------------------------
+// ---- Lenient: the value itself, null if absent or of another kind -----------------------------
 
 Value jn_numberForKeyOptionalType(const Ref<NSDictionary>& dictionary, const Value& key);
 Ref<NSString> jn_stringForKeyOptionalType(const Ref<NSDictionary>& dictionary, const Value& key);
@@ -40,8 +40,7 @@ Ref<NSArray> jn_arrayForKeyOptionalType(const Ref<NSDictionary>& dictionary, con
 Ref<NSDictionary> jn_dictionaryForKeyOptionalType(const Ref<NSDictionary>& dictionary,
                                                   const Value& key);
 
-// ---- Converting
-// -----------------------------------------------------------------------------------
+// ---- Converting -------------------------------------------------------------------------------
 
 /// A number as it is; text as a double of its numeric prefix (0.0 without one), empty text as null.
 /// Fails: raises as `jn_numberForKey` does for any other kind.
@@ -54,8 +53,7 @@ Value jn_dateForKey(const Ref<NSDictionary>& dictionary, const Value& key);
 /// none.
 Value jn_valueForCaseInsensitiveKey(const Ref<NSDictionary>& dictionary, const Ref<NSString>& key);
 
-// ---- Text forms
-// -------------------------------------------------------------------------------------
+// ---- Text forms -------------------------------------------------------------------------------
 
 /// The parts of a URL query string: decoded keys to decoded values, of equal keys the last one. A
 /// part without "=" has the empty text as its value; one that cannot be decoded (a broken escape,

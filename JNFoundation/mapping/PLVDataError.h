@@ -14,6 +14,10 @@ class PLVDataError : public NSError {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  /// As of the base, of this class.
+  static Ref<PLVDataError> errorWithDomainCodeUserInfo(const Ref<NSString>& domain, NSInteger code,
+                                                       const Ref<NSDictionary>& userInfo);
+
  protected:
   using NSError::NSError;
 };

@@ -1,6 +1,7 @@
 #include "JNFoundation/mapping/PLVDataMapFilter.h"
 
 #include <JNFoundation/platform/value/ClassDeclaration.h>
+#include <JNFoundation/platform/value/Runtime.h>
 #include <JNFoundation/util/PLVTargetAction.h>
 
 namespace JNFoundation {
@@ -30,15 +31,17 @@ void PLVDataMapFilter::setActionForFilter(SEL action, const Ref<NSString>& name)
 }
 
 void PLVDataMapFilter::removeActionForFilter(const Ref<NSString>& name) {
-  if (_filterActions) _filterActions->removeObjectForKey(name);
+  if (_filterActions && name) _filterActions->removeObjectForKey(name);
 }
 
 Value PLVDataMapFilter::valueFilteredBy(const Value& value, const Ref<NSString>& name) const {
-  if (!_filterActions || !name) return nullptr;
+  if (!_filterActions) return nullptr;
   // Kept alive for the call: the action may register another one under its own name.
   const Value registered = _filterActions->objectForKey(name);
+  if (registered.isNull()) return nullptr;
   const auto* action = as<PLVTargetAction>(registered);
-  return action ? action->performWithObject(value) : Value();
+  if (!action) doesNotRecognizeSelector(registered, "performWithObject:");
+  return action->performWithObject(value);
 }
 
 }  // namespace JNFoundation

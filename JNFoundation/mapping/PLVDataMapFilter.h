@@ -31,19 +31,22 @@ class PLVDataMapFilter : public NSObject {
   /// Without actions.
   static Ref<PLVDataMapFilter> init();
 
-  /// Filter name to PLVTargetAction; the actions do not keep the filter alive.
+  /// Filter name to PLVTargetAction; the actions do not keep the filter alive. Null only when it
+  /// was set so: there are no actions then, and none can be registered.
   const Ref<NSMutableDictionary>& filterActions() const noexcept { return _filterActions; }
   void setFilterActions(const Ref<NSMutableDictionary>& actions) { _filterActions = actions; }
 
   /// Registers the filter's own operation, which takes and returns one object, under the name;
   /// replaces what the name stood for. Fails: raises NSInvalidArgumentException for a null name.
   void setActionForFilter(SEL action, const Ref<NSString>& name);
-  /// An unknown name is ignored.
+  /// An unknown name is ignored, and so is null.
   void removeActionForFilter(const Ref<NSString>& name);
 
   /// Sends the registered operation to the filter with the value, which may be null.
   /// Returns: what the operation returns; null for a name that nobody registered, so a rule with an
   /// unknown filter clears its attribute instead of passing the value through.
+  /// Fails: what the operation raises comes through; an entry of `filterActions` that is no action
+  /// raises NSInvalidArgumentException.
   Value valueFilteredBy(const Value& value, const Ref<NSString>& name) const;
 
   template <class Self, class Above>

@@ -19,9 +19,9 @@ class PLVDataMapFilter;
 /// Destinations are those of PLVScalarDataMap; keys of any other form are ignored. Descriptors come
 /// from the entity's user info, completed by its attributes (`automaticMapDescriptorForEntity`), so
 /// a record whose keys are the attribute names needs no rule. Nested dictionaries all go onto the
-/// same object. Nothing here raises or returns an error; a bad rule costs its own key and one line
-/// in the log. Immutable, so it may be shared and kept. Threads: mapping runs where the object may
-/// be used.
+/// same object, as deep as rules and records go. Nothing here returns an error; a bad rule costs
+/// its own key and one line in the log. Immutable, so it may be shared and kept. Threads: mapping
+/// runs where the object may be used.
 class PLVDictionaryDataMap : public NSObject {
  public:
   using Superclass = NSObject;
@@ -46,7 +46,8 @@ class PLVDictionaryDataMap : public NSObject {
                              const Ref<NSManagedObject>& object) const;
   /// Maps every key of the record, in its order: a dictionary by the nested map of its key,
   /// anything else (and a dictionary without a nested map) by the scalar map. Unknown keys are
-  /// ignored.
+  /// ignored. Fails: raises NSGenericException when the record is changed meanwhile; what a filter
+  /// or a message of the application raises comes through. The keys before it have been mapped.
   void mapDictionaryToObjectFilter(const Ref<NSDictionary>& record,
                                    const Ref<NSManagedObject>& object,
                                    const Ref<PLVDataMapFilter>& filter) const;

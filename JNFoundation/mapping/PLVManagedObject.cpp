@@ -4,6 +4,7 @@
 #include <JNFoundation/platform/query/NSExpression.h>
 #include <JNFoundation/platform/store/NSExpressionDescription.h>
 #include <JNFoundation/platform/value/ClassDeclaration.h>
+#include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/util/NSArray+PLVExtensions.h>
 
 namespace JNFoundation {
@@ -42,11 +43,19 @@ Ref<NSFetchRequest> PLVManagedObject::requestForEntity(const Ref<NSEntityDescrip
 Ref<NSArray> PLVManagedObject::executeRequest(const Ref<NSFetchRequest>& request, NSUInteger limit,
                                               const Ref<NSManagedObjectContext>& context,
                                               Ref<NSError>* error) {
+  if (!context) return nullptr;
   request->setFetchLimit(limit);
   Ref<NSError> failure;
   Ref<NSArray> found = context->executeFetchRequestError(request, &failure);
   if (!found && error) *error = failure;
   return found;
+}
+
+void PLVManagedObject::raiseForeignClass(const Value& object, const Class& wanted) {
+  raise(NSInternalInconsistencyException,
+        "the entity %@ has objects of the class %s, which is no %s; its class name in the model "
+        "says which class they get",
+        as<NSManagedObject>(object)->entity()->name(), object.class_()->name(), wanted.name());
 }
 
 Value PLVManagedObject::aggregate(

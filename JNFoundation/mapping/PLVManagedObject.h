@@ -52,10 +52,11 @@ class PLVManagedObject : public NSManagedObject {
   static Ref<NSArray> executeRequest(const Ref<NSFetchRequest>& request, NSUInteger limit,
                                      const Ref<NSManagedObjectContext>& context,
                                      Ref<NSError>* error);
-  static Value aggregate(const Class& receiver, const Ref<NSString>& attributeName,
-                         const Ref<NSString>& function,
-                         Ref<NSEntityDescription> (*entity)(const Ref<NSManagedObjectContext>&),
-                         const Ref<NSManagedObjectContext>& context, Ref<NSError>* error);
+  [[noreturn]] static void raiseForeignClass(const Value& object, const Class& wanted);
+  static Value aggregate(
+      const Class& receiver, const Ref<NSString>& attributeName, const Ref<NSString>& function,
+      Ref<NSEntityDescription> (*entityInContext)(const Ref<NSManagedObjectContext>&),
+      const Ref<NSManagedObjectContext>& context, Ref<NSError>* error);
 };
 
 /// Without a sort order, the first object is the first in the store's own order.
@@ -104,6 +105,8 @@ class PLVManagedObject::ClassOperations : public Above {
         NSPredicate::predicateWithFormat(format, arguments...), limit, context, error);
   }
   /// The first matching object. Returns: null for none, and when the fetch failed.
+  /// Fails: raises NSInternalInconsistencyException when the entity names another class, so that
+  /// what was found is no Self.
   template <class... Arguments>
   static Ref<Self> firstObjectInContextErrorMatching(const Ref<NSManagedObjectContext>& context,
                                                      Ref<NSError>* error,
@@ -111,7 +114,11 @@ class PLVManagedObject::ClassOperations : public Above {
                                                      const Arguments&... arguments) {
     const Ref<NSArray> found =
         objectsInContextLimitErrorMatching(context, 1, error, format, arguments...);
-    return found ? as<Self>(found->firstObject()) : nullptr;
+    const Value first = found ? found->firstObject() : Value();
+    if (!first.isNull() && !isKindOf<Self>(first)) {
+      Above::raiseForeignClass(first, Self::classObject);
+    }
+    return Ref<Self>(as<Self>(first));
   }
 
   /// The aggregate of one attribute over all objects of the entity, e.g. "max:" of "population".

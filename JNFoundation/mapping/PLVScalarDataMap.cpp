@@ -92,17 +92,18 @@ Ref<PLVScalarDataMap> PLVScalarDataMap::newMapWithDestinationForEntity(
           message);
     return nullptr;
   };
-  const Ref<NSString>& entityName = entity->name();
-  std::string_view rest = destination->utf8();
+  const Ref<NSString> entityName = entity ? entity->name() : nullptr;
+  std::string_view rest = destination ? destination->utf8() : std::string_view();
   Ref<NSString> filter;
   if (const std::size_t bar = rest.find('|'); bar != std::string_view::npos) {
     filter = NSString::fromText(rest.substr(0, bar));
     rest.remove_prefix(bar + 1);
   }
-  const Ref<NSString> name = NSString::fromText(rest);
+  const Ref<NSString> name = destination ? NSString::fromText(rest) : nullptr;
   if (rest.size() >= 2 && rest.back() == ':') {
     const SEL selector = NSSelectorFromString(rest);
-    const Class* cls = NSClassFromString(entity->managedObjectClassName()->utf8());
+    const Class* cls =
+        entity ? NSClassFromString(entity->managedObjectClassName()->utf8()) : nullptr;
     if (const char* objection = objectionTo(selector, cls)) {
       return fail(NSString::stringWithFormat(objection, entityName, name));
     }
@@ -110,8 +111,8 @@ Ref<PLVScalarDataMap> PLVScalarDataMap::newMapWithDestinationForEntity(
     return initWithEntityNameFilterSelectorSelectorReturnsVoid(entityName, filter, selector,
                                                                returnsVoid);
   }
-  const auto attribute =
-      as<NSAttributeDescription>(entity->attributesByName()->objectForKey(Value(name)));
+  const auto attribute = as<NSAttributeDescription>(
+      entity ? entity->attributesByName()->objectForKey(Value(name)) : Value());
   if (!attribute) {
     return fail(
         NSString::stringWithFormat("Undefined attribute '%@' for entity '%@'", name, entityName));
@@ -135,6 +136,8 @@ void PLVScalarDataMap::mapValueToObjectFilter(const Value& value,
                                               const Ref<NSManagedObject>& object,
                                               const Ref<PLVDataMapFilter>& filter) const {
   if (!object) return;
+  // A filter is an application's code, which may let go of the object that it gave us.
+  const Ref<NSManagedObject> target(object.get());
   Value filtered;
   const Value* input = value.isNSNull() ? &filtered : &value;
   if (_filterName) {
@@ -142,11 +145,11 @@ void PLVScalarDataMap::mapValueToObjectFilter(const Value& value,
     input = &filtered;
   }
   if (_mapType == MapType::Selector) {
-    performSelector(Value(object), _destinationSelector, *input);
+    performSelector(Value(target), _destinationSelector, *input);
   } else if (input->isNull()) {
-    object->setValueForKey(nullptr, _destination);
+    target->setValueForKey(nullptr, _destination);
   } else {
-    setConverted(*input, *object);
+    setConverted(*input, *target);
   }
 }
 

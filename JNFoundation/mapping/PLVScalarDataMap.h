@@ -19,8 +19,10 @@ class PLVDataMapFilter;
 ///     "trim|name"       the attribute name, after the filter action "trim"
 ///     "applyPayload:"   the message applyPayload:, with the value as it is
 ///
-/// Nothing here raises or returns an error: a bad destination and a value that the attribute cannot
-/// take are each one line in the log, "operation(address) message".
+/// Nothing here raises or returns an error of its own: a bad destination and a value that the
+/// attribute cannot take are each one line in the log, "operation(address) message". What a filter,
+/// a message or an accessor of the application raises comes through, as does the runtime's refusal
+/// of an argument of another kind than the message's declaration takes.
 /// Immutable, so it may be shared. Threads: mapping runs where the object may be used.
 class PLVScalarDataMap : public NSObject {
  public:
