@@ -67,7 +67,7 @@ class PersonFilter : public Subclass<PersonFilter, PLVDataMapFilter> {
 
 /// A context over a memory store, an entity with an attribute of every accepted type (named after
 /// it), and the lines that mapping logs.
-class MappingTest : public testing::Test {
+class MappingTest : public ::testing::Test {
  protected:
   MappingTest();
 
