@@ -107,9 +107,9 @@ Ref<NSMutableDictionary> scalarMapsOf(const Rules::Node& node,
 
 /// The map in a table that somebody filled by hand, perhaps with something else.
 template <class Map>
-const Map& mapIn(const Value& entry, SEL selector) {
+const Map& mapIn(const Value& entry, const char* selector) {
   const Map* map = as<Map>(entry);
-  if (!map) doesNotRecognizeSelector(entry, selector);
+  if (!map) doesNotRecognizeSelector(entry, SEL(selector));
   return *map;
 }
 

@@ -101,7 +101,8 @@ Ref<PLVScalarDataMap> PLVScalarDataMap::newMapWithDestinationForEntity(
   }
   const Ref<NSString> name = destination ? NSString::fromText(rest) : nullptr;
   if (rest.size() >= 2 && rest.back() == ':') {
-    const SEL selector = NSSelectorFromString(rest);
+    // What nobody has declared names no selector yet, and a bad rule does not make it one.
+    const SEL selector = SEL::ifKnown(rest);
     const Class* cls =
         entity ? NSClassFromString(entity->managedObjectClassName()->utf8()) : nullptr;
     if (const char* objection = objectionTo(selector, cls)) {
