@@ -21,9 +21,11 @@ template <class Action>
 void onSmallStack(Action action) {
   pthread_attr_t attributes;
   pthread_attr_init(&attributes);
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || !defined(__OPTIMIZE__)
-  // Instrumented and unoptimised frames are more than ten times as large.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  // Instrumented frames are more than ten times as large, those for looking at several times.
   constexpr std::size_t size = 16 << 20;
+#elif !defined(NDEBUG)
+  constexpr std::size_t size = 4 << 20;
 #else
   constexpr std::size_t size = 512 << 10;
 #endif

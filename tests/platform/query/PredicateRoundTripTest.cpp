@@ -146,7 +146,13 @@ TEST(PredicateRoundTrip, FormatsAreReadBackToPredicatesThatAnswerAlike) {
   SCOPED_TRACE("seed " + std::to_string(seed));
   Grower grower(seed);
   int answers = 0;
-  for (int round = 0; round < 3000; ++round) {
+#if defined(__SANITIZE_ADDRESS__)
+  // What a raise jumps over stays in the checker's own stack, which makes it a hundred times slower.
+  constexpr int rounds = 400;
+#else
+  constexpr int rounds = 3000;
+#endif
+  for (int round = 0; round < rounds; ++round) {
     const Ref<NSPredicate> grown = grower.predicate(4);
     const std::string format = grown->predicateFormat()->toStdString();
     Ref<NSPredicate> read;
@@ -162,7 +168,7 @@ TEST(PredicateRoundTrip, FormatsAreReadBackToPredicatesThatAnswerAlike) {
     }
   }
   // The test would prove nothing if hardly any predicate ever held.
-  EXPECT_GT(answers, 500);
+  EXPECT_GT(answers, rounds / 6);
 }
 
 TEST(PredicateRoundTrip, RandomTextNeverDoesMoreThanRaise) {
