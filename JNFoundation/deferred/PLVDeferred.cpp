@@ -9,7 +9,7 @@ namespace JNFoundation {
 
 using impl::Engine;
 using impl::Entry;
-using impl::StepNode;
+using impl::Step;
 
 constinit const Class PLVDeferred::classObject = Class::of<PLVDeferred>("PLVDeferred");
 
@@ -36,13 +36,13 @@ PLVDeferred::PLVDeferred() noexcept = default;
 bool PLVDeferred::isSettledByEngine() const noexcept { return impl::isExactly<PLVDeferred>(*this); }
 
 PLVDeferred::~PLVDeferred() {
-  if (!_firstStep || MainQueue::isMainThread()) return;
+  if (_deferredSteps.isEmpty() || MainQueue::isMainThread()) return;
   // Handlers may own what belongs to the main thread.
-  MainQueue::current().async([steps = std::move(_firstStep)] {});
+  MainQueue::current().async([steps = std::move(_deferredSteps)] {});
 }
 
 void PLVDeferred::adoptResolutionSource(const Value& source) {
-  _resolutionSource = Weak<NSObject>(source.object());
+  _resolutionSource = WeakObject(source.object());
 }
 
 Ref<PLVDeferred> PLVDeferred::init() { return makeObject<PLVDeferred>(); }
@@ -89,40 +89,44 @@ Ref<PLVDeferred> PLVDeferred::deferredWithRejected(const Value& value) {
 
 Ref<PLVDeferred> PLVDeferred::thenResolvedRejected(PLVResolvedHandler resolved,
                                                    PLVRejectedHandler rejected) {
-  enqueueStep(makeObject<PLVDeferredStep>(std::move(resolved), std::move(rejected)));
-  return this;
+  if (!rejected) return thenResolved(std::move(resolved));
+  if (!resolved) return thenRejected(std::move(rejected));
+  return enqueueStep(Step::continuing(
+      Step::Kind::Object, makeObject<PLVDeferredStep>(std::move(resolved), std::move(rejected))));
 }
 
 Ref<PLVDeferred> PLVDeferred::thenResolved(PLVResolvedHandler resolved) {
-  return thenResolvedRejected(std::move(resolved), nullptr);
+  return enqueueStep(Step::handling(Step::Kind::Resolved, std::move(resolved)));
 }
 
 Ref<PLVDeferred> PLVDeferred::thenRejected(PLVRejectedHandler rejected) {
-  return thenResolvedRejected(nullptr, std::move(rejected));
+  return enqueueStep(Step::handling(Step::Kind::Rejected, rejected.takeBlock()));
 }
 
 Ref<PLVDeferred> PLVDeferred::thenEither(PLVResolvedHandler either) {
-  PLVRejectedHandler rejected;
-  if (either) rejected = PLVRejectedHandler(either);
-  return thenResolvedRejected(std::move(either), std::move(rejected));
+  return enqueueStep(Step::handling(Step::Kind::Either, std::move(either)));
 }
 
 Ref<PLVDeferred> PLVDeferred::thenEitherUnlessCanceled(PLVResolvedHandler either) {
-  PLVRejectedHandler unlessCanceled = [either](const Value& rejected) -> Value {
-    return !either || isCancellation(rejected) ? rejected : either(rejected);
-  };
-  return thenResolvedRejected(std::move(either), std::move(unlessCanceled));
+  return enqueueStep(Step::handling(Step::Kind::EitherUnlessCanceled, std::move(either)));
 }
 
 Ref<PLVDeferred> PLVDeferred::thenResolve(const Ref<PLVResolvable>& target) {
-  enqueueStep(makeObject<impl::ResolveTargetStep>(target));
+  return enqueueStep(Step::continuing(Step::Kind::Resolve, impl::objectOf(target.get())));
+}
+
+Ref<PLVDeferred> PLVDeferred::enqueueStep(Step&& step) {
+  if (mayAppendNow()) {
+    _deferredSteps.append(std::move(step));
+    if (_resolved) Engine::run(ready());
+  } else {
+    appendLater(std::move(step));
+  }
   return this;
 }
 
-void PLVDeferred::enqueueStep(Ref<StepNode> step) { Engine::run(attach(std::move(step))); }
-
 void PLVDeferred::addStep(const Ref<PLVDeferredStep>& step) {
-  Engine::run(append(step->forOnePlace()));
+  Engine::run(append(Step::continuing(Step::Kind::Object, step)));
 }
 
 void PLVDeferred::resolve(const Value& value) {
@@ -167,34 +171,34 @@ Entry PLVDeferred::settle(Value value) {
   return inner ? pause(*inner) : ready();
 }
 
-Entry PLVDeferred::append(Ref<StepNode> step) {
-  StepNode* added = step.get();
-  if (_lastStep) {
-    _lastStep->setNext(std::move(step));
-  } else {
-    _firstStep = std::move(step);
-  }
-  _lastStep = added;
+Entry PLVDeferred::append(Step&& step) {
+  _deferredSteps.append(std::move(step));
   return _resolved ? ready() : Entry();
 }
 
 /// Every thread's additions pass through the main queue while one is on its way there, so that
 /// steps stand in the order in which they were asked for.
-Entry PLVDeferred::attach(Ref<StepNode> step) {
-  if (_asyncStepAdditions.load(std::memory_order_relaxed) == 0 && MainQueue::isMainThread()) {
-    return append(std::move(step));
-  }
+bool PLVDeferred::mayAppendNow() const noexcept {
+  return _asyncStepAdditions.load(std::memory_order_relaxed) == 0 && MainQueue::isMainThread();
+}
+
+void PLVDeferred::appendLater(Step&& step) {
   _asyncStepAdditions.fetch_add(1, std::memory_order_relaxed);
   MainQueue::current().async([self = Ref<PLVDeferred>(this), step = std::move(step)]() mutable {
     self->_asyncStepAdditions.fetch_sub(1, std::memory_order_relaxed);
     Engine::run(self->append(std::move(step)));
   });
+}
+
+Entry PLVDeferred::attach(Step&& step) {
+  if (mayAppendNow()) return append(std::move(step));
+  appendLater(std::move(step));
   return {};
 }
 
 Entry PLVDeferred::pause(PLVDeferred& inner) {
   _paused = true;
-  return inner.attach(makeObject<impl::ResumeDeferredStep>(Ref<PLVDeferred>(this)));
+  return inner.attach(Step::continuing(Step::Kind::ResumeDeferred, this));
 }
 
 Entry PLVDeferred::resume(Value value) {
@@ -211,7 +215,7 @@ Entry PLVDeferred::beginCancel(const Value& value) {
     if (!deferred->_resolved) return {Entry::Kind::CancelDeferred, deferred, value};
     auto* inner = as<PLVDeferred>(deferred->_resolution);
     if (!inner) {
-      if (!deferred->_firstStep) {
+      if (deferred->_deferredSteps.isEmpty()) {
         const Value before =
             std::exchange(deferred->_resolution, Value(PLVRejected::cancellationWithValue(value)));
       }
@@ -225,17 +229,8 @@ Entry PLVDeferred::beginCancel(const Value& value) {
 }
 
 Entry PLVDeferred::ready() {
-  if (_consumingStep || _paused || !_firstStep) return {};
+  if (_consumingStep || _paused || _deferredSteps.isEmpty()) return {};
   return {Entry::Kind::Steps, this, Value()};
-}
-
-Ref<StepNode> PLVDeferred::takeFirstStep() noexcept {
-  Ref<StepNode> first = std::move(_firstStep);
-  if (first) {
-    _firstStep = first->takeNext();
-    if (!_firstStep) _lastStep = nullptr;
-  }
-  return first;
 }
 
 }  // namespace JNFoundation

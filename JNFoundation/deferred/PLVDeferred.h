@@ -7,6 +7,7 @@
 
 #include <JNFoundation/deferred/PLVDeferredStep.h>
 #include <JNFoundation/deferred/PLVResolvable.h>
+#include <JNFoundation/deferred/StepList.h>
 #include <JNFoundation/platform/value/Subclass.h>
 #include <JNFoundation/platform/value/Weak.h>
 
@@ -14,6 +15,7 @@ namespace JNFoundation {
 
 namespace impl {
 
+class Engine;
 struct Entry;
 
 /// Whether the object was made as a T, not as something derived from it.
@@ -132,22 +134,21 @@ class PLVDeferred : public NSObject, public PLVResolvable {
   friend class PLVPromise;
 
   /// Adds the step now, or on the main queue behind the additions that wait there.
-  void enqueueStep(Ref<impl::StepNode> step);
+  Ref<PLVDeferred> enqueueStep(impl::Step&& step);
 
   // What the public operations do up to the point where something has to run. Each returns that.
   impl::Entry settle(Value value);
-  impl::Entry append(Ref<impl::StepNode> step);
-  impl::Entry attach(Ref<impl::StepNode> step);
+  impl::Entry append(impl::Step&& step);
+  impl::Entry attach(impl::Step&& step);
+  bool mayAppendNow() const noexcept;
+  void appendLater(impl::Step&& step);
   impl::Entry pause(PLVDeferred& inner);
   impl::Entry resume(Value value);
   impl::Entry beginCancel(const Value& value);
   impl::Entry ready();
 
-  Ref<impl::StepNode> takeFirstStep() noexcept;
-
-  Weak<NSObject> _resolutionSource;
-  Ref<impl::StepNode> _firstStep;
-  impl::StepNode* _lastStep = nullptr;
+  WeakObject _resolutionSource;
+  impl::StepList _deferredSteps;
   bool _resolved = false;
   bool _consumingStep = false;
   bool _paused = false;

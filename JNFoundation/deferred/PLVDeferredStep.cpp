@@ -2,7 +2,6 @@
 
 namespace JNFoundation {
 
-constinit const Class impl::StepNode::classObject = Class::of<impl::StepNode>("PLVStepNode");
 constinit const Class PLVDeferredStep::classObject = Class::of<PLVDeferredStep>("PLVDeferredStep");
 
 Ref<PLVDeferredStep> PLVDeferredStep::initWithResolvedBlockRejectedBlock(
@@ -13,11 +12,6 @@ Ref<PLVDeferredStep> PLVDeferredStep::initWithResolvedBlockRejectedBlock(
 Value PLVDeferredStep::processValue(const Value& value) const {
   if (isKindOf<PLVRejected>(value)) return _deferredRejected ? _deferredRejected(value) : value;
   return _deferredResolved ? _deferredResolved(value) : value;
-}
-
-Ref<PLVDeferredStep> PLVDeferredStep::forOnePlace() {
-  if (!std::exchange(_hasPlace, true)) return this;
-  return makeObject<PLVDeferredStep>(_deferredResolved, _deferredRejected);
 }
 
 }  // namespace JNFoundation

@@ -36,54 +36,35 @@ class PLVRejectedHandler {
     if constexpr (!std::is_empty_v<Stored> && std::is_constructible_v<bool, const Stored&>) {
       if (!static_cast<bool>(closure)) return;
     }
-    _block = [stored =
-                  Stored(std::forward<Closure>(closure))](const Value& value) mutable -> Value {
-      return stored(Ref<PLVRejected>(static_cast<PLVRejected*>(value.object())));
+    const auto rejectedOf = [](const Value& value) {
+      return Ref<PLVRejected>(static_cast<PLVRejected*>(value.object()));
     };
+    if constexpr (std::is_invocable_v<const Stored&, const Ref<PLVRejected>&>) {
+      _block = [rejectedOf, stored = Stored(std::forward<Closure>(closure))](
+                   const Value& value) -> Value { return stored(rejectedOf(value)); };
+    } else {
+      _block = [rejectedOf, stored = Stored(std::forward<Closure>(closure))](
+                   const Value& value) mutable -> Value { return stored(rejectedOf(value)); };
+    }
   }
 
   explicit operator bool() const noexcept { return static_cast<bool>(_block); }
   /// Requires: not null; the value is a PLVRejected.
   Value operator()(const Value& rejected) const { return _block(rejected); }
 
+  /// The same handler as one of any value, which must only be called with a PLVRejected.
+  PLVResolvedHandler takeBlock() noexcept { return std::move(_block); }
+
  private:
   PLVResolvedHandler _block;
 };
 
-class PLVDeferredStep;
-
-namespace impl {
-
-class Engine;
-
-/// A place in the list of steps of a deferred: an application's step, or a continuation that the
-/// engine runs itself.
-class StepNode : public NSObject {
+/// One step of a deferred: a handler for success and one for failure, either of which may be null.
+/// Threads: the handlers are fixed; they run on the main thread. It may be added more than once, to
+/// any deferred.
+class PLVDeferredStep : public NSObject {
  public:
   using Superclass = NSObject;
-  static const Class classObject;
-  const Class& class_() const noexcept override { return classObject; }
-
-  enum class Kind : unsigned char { Handlers, ResolveTarget, ResumeDeferred, ResumePromise };
-  virtual Kind kind() const noexcept = 0;
-
-  Ref<StepNode> takeNext() noexcept { return std::move(_next); }
-  void setNext(Ref<StepNode> next) noexcept { _next = std::move(next); }
-
- protected:
-  StepNode() noexcept = default;
-
- private:
-  Ref<StepNode> _next;
-};
-
-}  // namespace impl
-
-/// One step of a deferred: a handler for success and one for failure, either of which may be null.
-/// Belongs to the main thread once it is added to a deferred. It may be added more than once.
-class PLVDeferredStep : public impl::StepNode {
- public:
-  using Superclass = impl::StepNode;
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
@@ -94,22 +75,13 @@ class PLVDeferredStep : public impl::StepNode {
   /// Returns: what the handler returned, null included.
   Value processValue(const Value& value) const;
 
-  Kind kind() const noexcept final { return Kind::Handlers; }
-
  protected:
   PLVDeferredStep(PLVResolvedHandler resolved, PLVRejectedHandler rejected)
       : _deferredResolved(std::move(resolved)), _deferredRejected(std::move(rejected)) {}
 
  private:
-  friend class PLVDeferred;
-
-  /// A list is linked through its steps, so a step stands in one place only.
-  /// Returns: the step itself the first time, another one with the same handlers after that.
-  Ref<PLVDeferredStep> forOnePlace();
-
-  PLVResolvedHandler _deferredResolved;
-  PLVRejectedHandler _deferredRejected;
-  bool _hasPlace = false;
+  const PLVResolvedHandler _deferredResolved;
+  const PLVRejectedHandler _deferredRejected;
 };
 
 }  // namespace JNFoundation

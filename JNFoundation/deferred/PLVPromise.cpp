@@ -8,6 +8,7 @@ namespace JNFoundation {
 
 using impl::Engine;
 using impl::Entry;
+using impl::Step;
 
 constinit const Class PLVPromise::classObject = Class::of<PLVPromise>("PLVPromise");
 
@@ -42,14 +43,16 @@ PLVPromise::PLVPromise() noexcept = default;
 bool PLVPromise::isSettledByEngine() const noexcept { return impl::isExactly<PLVPromise>(*this); }
 
 PLVPromise::~PLVPromise() {
-  if (MainQueue::isMainThread() || (!_promiseFulfilledBlock && !_resolvables)) return;
+  if (MainQueue::isMainThread()) return;
+  if (!_promiseFulfilledBlock && !_resolvables && _ownListeners.empty()) return;
   // Callbacks and listeners may own what belongs to the main thread.
-  MainQueue::current().async(
-      [callback = std::move(_promiseFulfilledBlock), resolvables = std::move(_resolvables)] {});
+  MainQueue::current().async([callback = std::move(_promiseFulfilledBlock),
+                              resolvables = std::move(_resolvables),
+                              listeners = std::move(_ownListeners)] {});
 }
 
 void PLVPromise::adoptResolutionSource(const Value& source) {
-  _resolutionSource = Weak<NSObject>(source.object());
+  _resolutionSource = WeakObject(source.object());
 }
 
 Ref<PLVPromise> PLVPromise::init() { return makeObject<PLVPromise>(); }
@@ -93,16 +96,23 @@ void PLVPromise::getPromiseResolvedBy(Ref<PLVPromise>* promise, const Ref<PLVDef
 Ref<PLVPromise> PLVPromise::promiseWithResolved(const Value& value) { return withResolved(value); }
 Ref<PLVPromise> PLVPromise::promiseWithRejected(const Value& value) { return withRejected(value); }
 
-Ref<PLVDeferred> PLVPromise::deferredResolution() {
-  Ref<PLVDeferred> deferred = PLVDeferred::initWithResolutionSource(Value(this));
-  enlistResolvable(deferred);
-  return deferred;
-}
+Ref<PLVDeferred> PLVPromise::deferredResolution() { return enlistNew<PLVDeferred>(); }
 
-Ref<PLVPromise> PLVPromise::promisedResolution() {
-  Ref<PLVPromise> promise = PLVPromise::initWithResolutionSource(Value(this));
-  enlistResolvable(promise);
-  return promise;
+Ref<PLVPromise> PLVPromise::promisedResolution() { return enlistNew<PLVPromise>(); }
+
+template <class Listener>
+Ref<Listener> PLVPromise::enlistNew() {
+  Ref<Listener> listener = makeObject<Listener>();
+  if (_isFulfilled || _resolvables || !MainQueue::isMainThread()) {
+    listener->_resolutionSource = WeakObject(this);
+    enlistResolvable(listener);
+  } else {
+    if (!_hasOwnListeners) _weakSelf = WeakObject(this);
+    listener->_resolutionSource = _weakSelf;
+    _ownListeners.emplace_back(listener);
+    _hasOwnListeners = true;
+  }
+  return listener;
 }
 
 void PLVPromise::getPromisedResolution(Ref<PLVPromise>* promise) {
@@ -141,8 +151,39 @@ void PLVPromise::enlistResolvable(const Ref<PLVResolvable>& resolvable) {
     resolvable->resolve(Value(_resolution));
     return;
   }
-  if (!_resolvables) _resolvables = NSMutableOrderedSet::orderedSet();
+  if (!resolvables()) _resolvables = NSMutableOrderedSet::orderedSet();
   _resolvables->addObject(Value(resolvable));
+}
+
+const Ref<NSMutableOrderedSet>& PLVPromise::resolvables() const {
+  if (!_resolvables && _hasOwnListeners) {
+    _resolvables = NSMutableOrderedSet::orderedSet();
+    for (std::size_t i = _toldListeners; i < _ownListeners.size(); ++i) {
+      _resolvables->addObject(Value(_ownListeners[i]));
+    }
+    if (!_isFulfilled) _ownListeners.clear();
+  }
+  return _resolvables;
+}
+
+void PLVPromise::setResolvables(const Ref<NSMutableOrderedSet>& resolvables) {
+  // Whoever is replaced may run application code at its end, so it goes last.
+  const Ref<NSMutableOrderedSet> before = std::exchange(_resolvables, resolvables);
+  std::vector<Ref<NSObject>> own;
+  if (!_isFulfilled) own.swap(_ownListeners);
+  _hasOwnListeners = false;
+}
+
+bool PLVPromise::hasListeners() const noexcept {
+  return _resolvables ? _resolvables->count() > 0 : _toldListeners < _ownListeners.size();
+}
+
+/// Returns: the next of the promise's own listeners that was not told yet, or null after the last.
+Ref<NSObject> PLVPromise::takeOwnListener() noexcept {
+  if (_toldListeners < _ownListeners.size()) return std::move(_ownListeners[_toldListeners++]);
+  std::vector<Ref<NSObject>>().swap(_ownListeners);
+  _toldListeners = 0;
+  return nullptr;
 }
 
 void PLVPromise::resolve(const Value& value) {
@@ -193,7 +234,7 @@ Entry PLVPromise::settle(Value value) {
 
 Entry PLVPromise::waitFor(PLVDeferred& deferred) {
   _deferredSource = Weak<PLVDeferred>(&deferred);
-  return deferred.attach(makeObject<impl::ResumePromiseStep>(Ref<PLVPromise>(this)));
+  return deferred.attach(Step::continuing(Step::Kind::ResumePromise, this));
 }
 
 Entry PLVPromise::resume(Value value) {
@@ -213,10 +254,9 @@ Entry PLVPromise::beginCancel(const Value& value) {
 
 Entry PLVPromise::listenerDidCancel(NSObject& listener) {
   const Value cancelled(&listener);
-  if (!_resolvables || !_resolvables->containsObject(cancelled)) return {};
+  if (!resolvables() || !_resolvables->containsObject(cancelled)) return {};
   _resolvables->removeObject(cancelled);
-  if (_isFulfilled || !_shouldProcessResolvableCancellations || _resolvables->count() > 0)
-    return {};
+  if (_isFulfilled || !_shouldProcessResolvableCancellations || hasListeners()) return {};
   if (isSettledByEngine()) return beginCancel(nullptr);
   cancel();
   return {};
@@ -224,8 +264,7 @@ Entry PLVPromise::listenerDidCancel(NSObject& listener) {
 
 Entry PLVPromise::ready() {
   if (!_isFulfilled) return {};
-  const bool hasListeners = _resolvables && _resolvables->count() > 0;
-  if (!hasListeners && !(_finalized && _promiseFulfilledBlock)) return {};
+  if (!hasListeners() && !(_finalized && _promiseFulfilledBlock)) return {};
   return {Entry::Kind::Listeners, this, Value()};
 }
 

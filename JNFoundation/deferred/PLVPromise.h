@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vector>
+
 #include <JNFoundation/deferred/PLVDeferred.h>
 #include <JNFoundation/platform/value/NSOrderedSet.h>
 
@@ -90,8 +92,8 @@ class PLVPromise : public NSObject, public PLVResolvable, public PLVResolutionSo
   void setResolution(const Value& resolution) { _resolution = resolution; }
 
   /// The listeners that still wait, in order; null until one was enlisted before the outcome.
-  const Ref<NSMutableOrderedSet>& resolvables() const noexcept { return _resolvables; }
-  void setResolvables(const Ref<NSMutableOrderedSet>& resolvables) { _resolvables = resolvables; }
+  const Ref<NSMutableOrderedSet>& resolvables() const;
+  void setResolvables(const Ref<NSMutableOrderedSet>& resolvables);
 
   // The machinery, main thread only.
   void consumeValue(const Value& value);
@@ -123,7 +125,12 @@ class PLVPromise : public NSObject, public PLVResolvable, public PLVResolutionSo
   impl::Entry listenerDidCancel(NSObject& listener);
   impl::Entry ready();
 
-  Weak<NSObject> _resolutionSource;
+  template <class Listener>
+  Ref<Listener> enlistNew();
+  bool hasListeners() const noexcept;
+  Ref<NSObject> takeOwnListener() noexcept;
+
+  WeakObject _resolutionSource;
   Weak<PLVDeferred> _deferredSource;
   PLVPromiseFulfilledBlock _promiseFulfilledBlock;
   bool _resolved = false;
@@ -132,7 +139,15 @@ class PLVPromise : public NSObject, public PLVResolvable, public PLVResolutionSo
   bool _isFulfilled = false;
   bool _shouldProcessResolvableCancellations = true;
   Value _resolution;
-  Ref<NSMutableOrderedSet> _resolvables;
+  /// The listeners, once anybody looks at them.
+  mutable Ref<NSMutableOrderedSet> _resolvables;
+  /// Until then, those that the promise made itself: they are new, so they need no set to stand in
+  /// it only once. While they are told, those before `_toldListeners` are gone.
+  mutable std::vector<Ref<NSObject>> _ownListeners;
+  std::size_t _toldListeners = 0;
+  mutable bool _hasOwnListeners = false;
+  /// Copied into each listener as its source, which costs less than a new weak reference.
+  WeakObject _weakSelf;
 };
 
 /// The class operations of a subclass make instances of it.

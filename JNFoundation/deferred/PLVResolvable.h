@@ -13,7 +13,7 @@ class PLVResolvable : public NSObjectProtocol {
   virtual void reject(const Value& value) = 0;
 
  protected:
-  ~PLVResolvable() = default;
+  ~PLVResolvable() override = default;
 };
 
 /// What wants to know that a resolvable which waits for it was cancelled.
@@ -24,7 +24,7 @@ class PLVResolutionSource : public NSObjectProtocol {
                                             const Value& value) = 0;
 
  protected:
-  ~PLVResolutionSource() = default;
+  ~PLVResolutionSource() override = default;
 };
 
 }  // namespace JNFoundation

@@ -13,9 +13,8 @@ namespace {
 
 // The first state of frames of steps and of listeners.
 constexpr unsigned char starting = 0;
-// States of a frame of steps.
-constexpr unsigned char looping = 1;
-constexpr unsigned char awaitingContinuation = 2;
+// State of a frame of steps.
+constexpr unsigned char awaitingContinuation = 1;
 // States of a frame of listeners.
 constexpr unsigned char telling = 1;
 constexpr unsigned char callingBack = 2;
@@ -56,14 +55,23 @@ void Engine::runEntry(Entry entry) {
   };
   const std::size_t base = _frames.size();
   Nesting nesting(*this);
-  push(std::move(entry));
+  begin(std::move(entry));
   runFramesAbove(base);
   if (_depth > 1) return;
   while (!_putOff.empty()) {
     Entry next = std::move(_putOff.front());
     _putOff.pop_front();
-    push(std::move(next));
+    begin(std::move(next));
     runFramesAbove(base);
+  }
+}
+
+/// Runs the entry as far as it comes without a frame.
+void Engine::begin(Entry entry) {
+  if (entry.kind == Entry::Kind::Steps) {
+    runSteps(static_cast<PLVDeferred&>(*entry.object));
+  } else {
+    push(std::move(entry));
   }
 }
 
@@ -109,8 +117,12 @@ Engine::Frame Engine::pop() noexcept {
 void Engine::advance() {
   const Frame& frame = _frames.back();
   switch (frame.kind) {
-    case Entry::Kind::Steps:
-      return advanceSteps(static_cast<PLVDeferred&>(*frame.object));
+    case Entry::Kind::Steps: {
+      Frame steps = pop();
+      auto& deferred = static_cast<PLVDeferred&>(*steps.object);
+      return steps.state == awaitingContinuation ? goOn(deferred, std::move(steps.value))
+                                                 : runSteps(deferred);
+    }
     case Entry::Kind::Listeners:
       return advanceListeners(static_cast<PLVPromise&>(*frame.object));
     case Entry::Kind::CancelDeferred:
@@ -127,93 +139,116 @@ void Engine::advance() {
   pop();
 }
 
-/// Runs handlers in a row until the list is empty, the chain pauses, or a continuation has to run
-/// on top. A reference to the frame would not survive a handler that grows the stack.
-void Engine::advanceSteps(PLVDeferred& deferred) {
-  const std::size_t position = _frames.size() - 1;
-  if (_frames[position].state == starting) {
-    // Since the frame was asked for, another one may have run the chain up to a pause.
-    if (deferred._consumingStep || deferred._paused) return static_cast<void>(pop());
-    _frames[position].state = looping;
-  } else if (_frames[position].state == awaitingContinuation) {
-    _frames[position].state = looping;
-    if (!applyResult(deferred, std::move(_frames[position].value))) return;
-  }
-  while (Ref<StepNode> step = deferred.takeFirstStep()) {
+/// Runs steps in a row until the list is empty, the chain pauses, or what a step leads to has to
+/// run first; that is then on top, above a frame in which this chain goes on. The deferred lives as
+/// long as its caller keeps it.
+void Engine::runSteps(PLVDeferred& deferred) {
+  // Since this was asked for, something else may have run the chain up to a pause.
+  if (deferred._consumingStep || deferred._paused) return;
+  while (!deferred._deferredSteps.isEmpty()) {
+    const Step step = deferred._deferredSteps.takeFirst();
     deferred._consumingStep = true;
     Value value = deferred._resolution;
-    if (step->kind() == StepNode::Kind::Handlers) {
-      Value result = static_cast<const PLVDeferredStep&>(*step).processValue(value);
-      if (!applyResult(deferred, std::move(result))) return;
-      continue;
+    try {
+      if (step.isContinuation()) {
+        if (Entry next = continueInto(step, value)) {
+          _frames.push_back({Entry::Kind::Steps, awaitingContinuation, Ref<NSObject>(&deferred),
+                             std::move(value), Value(), 0});
+          push(std::move(next));
+          return;
+        }
+      } else {
+        value = step.process(value);
+      }
+      if (!applyResult(deferred, std::move(value))) return;
+    } catch (const Raised& raised) {
+      fail(deferred, raised);
+    } catch (...) {
+      deferred._consumingStep = false;
+      throw;
     }
-    _frames[position].state = awaitingContinuation;
-    _frames[position].value = value;
-    push(continueInto(*step, value));
-    return;
   }
-  pop();
 }
 
-/// Takes the result of a step into the chain. Returns: false when the loop has to be left, either
-/// because the chain pauses (its frame is gone) or because something runs on top first.
+/// Goes on behind a continuation, whose result is the value that went into it.
+void Engine::goOn(PLVDeferred& deferred, Value value) {
+  try {
+    if (!applyResult(deferred, std::move(value))) return;
+  } catch (const Raised& raised) {
+    fail(deferred, raised);
+  } catch (...) {
+    deferred._consumingStep = false;
+    throw;
+  }
+  runSteps(deferred);
+}
+
+/// What a step raised is what the next one gets.
+void Engine::fail(PLVDeferred& deferred, const Raised& raised) {
+  deferred._consumingStep = false;
+  const Value before =
+      std::exchange(deferred._resolution,
+                    Value(deferred._cancelled ? PLVRejected::cancellation()
+                                              : PLVRejected::withValue(Value(raised.exception()))));
+}
+
+/// Takes the result of a step into the chain. Returns: false when the loop has to be left, because
+/// the chain pauses or something runs on top first.
 bool Engine::applyResult(PLVDeferred& deferred, Value result) {
+  PLVDeferred* inner = nullptr;
   if (result.isObject()) {
     if (auto* promise = as<PLVPromise>(result)) result = promise->deferredResolution();
+    inner = as<PLVDeferred>(result);
   }
   deferred._consumingStep = false;
-  auto* inner = result.isObject() ? as<PLVDeferred>(result) : nullptr;
   if (!deferred._cancelled) {
     // What was there before is released last: its end may run application code.
-    const Value before = std::exchange(deferred._resolution, result);
+    const Value before = std::exchange(deferred._resolution, std::move(result));
     if (inner) {
-      Entry next = deferred.pause(*inner);
-      pop();
-      push(std::move(next));
+      push(deferred.pause(*inner));
       return false;
     }
-    if (isCancellation(result)) deferred._cancelled = true;
+    if (isCancellation(deferred._resolution)) deferred._cancelled = true;
     return true;
   }
   if (inner) {
     static const SEL valueSelector("value");
-    push(cancelEntry(*inner, performSelector(deferred._resolution, valueSelector)));
+    Entry cancelling = cancelEntry(*inner, performSelector(deferred._resolution, valueSelector));
+    push({Entry::Kind::Steps, Ref<NSObject>(&deferred), Value()});
+    push(std::move(cancelling));
     return false;
   }
   if (isCancellation(result)) deferred._resolution = std::move(result);
   return true;
 }
 
-Entry Engine::continueInto(StepNode& step, const Value& value) {
-  switch (step.kind()) {
-    case StepNode::Kind::ResolveTarget: {
-      PLVResolvable* target = static_cast<ResolveTargetStep&>(step).target.get();
-      return target ? resolveEntry(*target, *target->protocolObject(), value) : Entry();
-    }
-    case StepNode::Kind::ResumeDeferred:
-      return static_cast<ResumeDeferredStep&>(step).waiting->resume(value);
-    case StepNode::Kind::ResumePromise:
-      return static_cast<ResumePromiseStep&>(step).waiting->resume(value);
-    case StepNode::Kind::Handlers:
-      break;
+Entry Engine::continueInto(const Step& step, const Value& value) {
+  switch (step.kind) {
+    case Step::Kind::Resolve:
+      return resolveEntry(*step.object, value);
+    case Step::Kind::ResumeDeferred:
+      return static_cast<PLVDeferred&>(*step.object).resume(value);
+    case Step::Kind::ResumePromise:
+      return static_cast<PLVPromise&>(*step.object).resume(value);
+    default:
+      return {};
   }
-  return {};
 }
 
 /// Sends `resolve:` to the target: up to where something runs if the engine owns it, else natively.
-Entry Engine::resolveEntry(PLVResolvable& target, NSObject& object, const Value& value) {
-  if (isKindOf<PLVDeferred>(object)) {
-    auto& deferred = static_cast<PLVDeferred&>(object);
+Entry Engine::resolveEntry(NSObject& target, const Value& value) {
+  if (isKindOf<PLVDeferred>(target)) {
+    auto& deferred = static_cast<PLVDeferred&>(target);
     if (deferred.isSettledByEngine()) {
       return deferred._cancelled ? Entry() : deferred.settle(value);
     }
-  } else if (isKindOf<PLVPromise>(object)) {
-    auto& promise = static_cast<PLVPromise&>(object);
+  } else if (isKindOf<PLVPromise>(target)) {
+    auto& promise = static_cast<PLVPromise&>(target);
     if (promise.isSettledByEngine()) {
       return promise._cancelled ? Entry() : promise.settle(value);
     }
   }
-  target.resolve(value);
+  if (auto* resolvable = dynamic_cast<PLVResolvable*>(&target)) resolvable->resolve(value);
   return {};
 }
 
@@ -236,34 +271,35 @@ Entry Engine::tellSource(const Value& source, const Ref<PLVResolvable>& cancelle
   return {};
 }
 
+/// Returns: the next listener to tell, or null: of those in the set when the frame began, or else
+/// of the promise's own.
+Ref<NSObject> Engine::takeListener(PLVPromise& promise, Frame& frame) {
+  if (auto* listeners = as<NSArray>(frame.other)) {
+    // What is no object was put there by somebody who misused the set.
+    while (frame.next < listeners->count()) {
+      const Value listener = listeners->objectAtIndex(frame.next++);
+      if (listener.isObject()) return listener.object();
+    }
+    return nullptr;
+  }
+  return promise.takeOwnListener();
+}
+
 void Engine::advanceListeners(PLVPromise& promise) {
   const std::size_t position = _frames.size() - 1;
   if (_frames[position].state == starting) {
     if (!promise._isFulfilled) return static_cast<void>(pop());
     _frames[position].state = telling;
     _frames[position].value = promise._resolution;
-    if (promise._resolvables && promise._resolvables->count() > 0) {
-      _frames[position].other = promise._resolvables->array();
-    }
+    if (promise._resolvables) _frames[position].other = promise._resolvables->array();
   }
   if (_frames[position].state == telling) {
-    const Ref<NSArray> listeners = as<NSArray>(Value(_frames[position].other));
     const Value outcome = _frames[position].value;
-    while (listeners && _frames[position].next < listeners->count()) {
-      const Value listener = listeners->objectAtIndex(_frames[position].next++);
+    while (const Ref<NSObject> listener = takeListener(promise, _frames[position])) {
       if (promise._resolvables) promise._resolvables->removeObject(listener);
-      PLVResolvable* target = nullptr;
-      if (auto* deferred = as<PLVDeferred>(listener)) {
-        target = deferred;
-      } else if (auto* other = as<PLVPromise>(listener)) {
-        target = other;
-      } else {
-        target = as<PLVResolvable>(listener);
-      }
-      if (!target) continue;
-      if (Entry next = resolveEntry(*target, *listener.object(), outcome)) {
-        push(std::move(next));
-        return;
+      if (Entry next = resolveEntry(*listener, outcome)) {
+        begin(std::move(next));
+        if (_frames.size() > position + 1) return;
       }
     }
     _frames[position].state = callingBack;
@@ -328,14 +364,9 @@ bool Engine::recover(std::size_t base, const Raised& raised) {
   while (_frames.size() > base) {
     Frame& frame = _frames.back();
     if (frame.kind == Entry::Kind::Steps) {
-      auto& deferred = static_cast<PLVDeferred&>(*frame.object);
-      frame.state = looping;
+      frame.state = starting;
       const Value kept = std::move(frame.value);
-      deferred._consumingStep = false;
-      const Value before = std::exchange(
-          deferred._resolution,
-          Value(deferred._cancelled ? PLVRejected::cancellation()
-                                    : PLVRejected::withValue(Value(raised.exception()))));
+      fail(static_cast<PLVDeferred&>(*frame.object), raised);
       return true;
     }
     // A listener that raises must not starve the others; what the callback raises goes on.

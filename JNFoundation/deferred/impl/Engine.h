@@ -55,9 +55,10 @@ class Engine {
     /// How far the frame has come; its meaning is the kind's own.
     unsigned char state = 0;
     Ref<NSObject> object;
-    /// What is kept while other frames run on top: the step's value, the outcome, the cancellation.
+    /// What is kept while other frames run on top: the value that went into a continuation, the
+    /// outcome, the cancellation.
     Value value;
-    /// The listeners of a promise, or the source that is being told.
+    /// The listeners that were in a promise's set, or the source that is being told.
     Value other;
     std::size_t next = 0;
   };
@@ -69,17 +70,21 @@ class Engine {
   void push(Entry entry);
   Frame pop() noexcept;
   void advance();
-  void advanceSteps(PLVDeferred& deferred);
+  void begin(Entry entry);
+  void runSteps(PLVDeferred& deferred);
+  void goOn(PLVDeferred& deferred, Value value);
+  static void fail(PLVDeferred& deferred, const Raised& raised);
   void advanceListeners(PLVPromise& promise);
   void advanceCancelDeferred(PLVDeferred& deferred);
   void advanceCancelPromise(PLVPromise& promise);
+  static Ref<NSObject> takeListener(PLVPromise& promise, Frame& frame);
   bool applyResult(PLVDeferred& deferred, Value result);
-  Entry continueInto(StepNode& step, const Value& value);
+  Entry continueInto(const Step& step, const Value& value);
   bool recover(std::size_t base, const Raised& raised);
   void abandon(std::size_t base) noexcept;
   void finishPutOff();
 
-  static Entry resolveEntry(PLVResolvable& target, NSObject& object, const Value& value);
+  static Entry resolveEntry(NSObject& target, const Value& value);
   static Entry cancelEntry(PLVDeferred& deferred, const Value& value);
   static Entry tellSource(const Value& source, const Ref<PLVResolvable>& cancelled,
                           const Value& value);
@@ -88,25 +93,6 @@ class Engine {
   std::deque<Entry> _putOff;
   int _depth = 0;
 };
-
-/// The step that sends the value to a target and passes it on.
-class ResolveTargetStep final : public StepNode {
- public:
-  explicit ResolveTargetStep(Ref<PLVResolvable> target) : target(std::move(target)) {}
-  Kind kind() const noexcept override { return Kind::ResolveTarget; }
-  const Ref<PLVResolvable> target;
-};
-
-/// The step by which a deferred or a promise waits for another deferred.
-template <class Waiting, StepNode::Kind stepKind>
-class ResumeStep final : public StepNode {
- public:
-  explicit ResumeStep(Ref<Waiting> waiting) : waiting(std::move(waiting)) {}
-  Kind kind() const noexcept override { return stepKind; }
-  const Ref<Waiting> waiting;
-};
-using ResumeDeferredStep = ResumeStep<PLVDeferred, StepNode::Kind::ResumeDeferred>;
-using ResumePromiseStep = ResumeStep<PLVPromise, StepNode::Kind::ResumePromise>;
 
 }  // namespace impl
 }  // namespace JNFoundation

@@ -67,10 +67,12 @@ class Block<Result(Arguments...)> {
       if (!static_cast<bool>(closure)) return;
     }
     if constexpr (fitsInline<Stored>) {
+      clearBehind<sizeof(Stored)>();
       ::new (static_cast<void*>(_storage)) Stored(std::forward<Closure>(closure));
       _operations = &inlineOperations<Stored>;
     } else {
       NSObject* shared = new impl::SharedClosure<Stored>(std::forward<Closure>(closure));
+      clearBehind<sizeof shared>();
       std::memcpy(_storage, &shared, sizeof shared);
       _operations = &sharedOperations<Stored>;
     }
@@ -79,11 +81,9 @@ class Block<Result(Arguments...)> {
   Block(const Block& other) noexcept : _operations(other._operations) {
     if (_operations) _operations->copy(_storage, other._storage);
   }
-  Block(Block&& other) noexcept : _operations(std::exchange(other._operations, nullptr)) {
-    if (_operations) _operations->relocate(_storage, other._storage);
-  }
+  Block(Block&& other) noexcept { takeOver(other); }
   ~Block() {
-    if (_operations) std::exchange(_operations, nullptr)->destroy(_storage);
+    if (_operations && _operations->destroy) std::exchange(_operations, nullptr)->destroy(_storage);
   }
   Block& operator=(const Block& other) noexcept {
     Block copy(other);
@@ -94,8 +94,7 @@ class Block<Result(Arguments...)> {
     if (this == &other) return *this;
     // The old closure goes last: what it captured may reach this block again while it dies.
     Block old(std::move(*this));
-    _operations = std::exchange(other._operations, nullptr);
-    if (_operations) _operations->relocate(_storage, other._storage);
+    takeOver(other);
     return *this;
   }
 
@@ -128,7 +127,9 @@ class Block<Result(Arguments...)> {
   struct Operations {
     Result (*call)(const std::byte* storage, Arguments&&... arguments);
     void (*copy)(std::byte* to, const std::byte* from) noexcept;
+    /// Null where moving the bytes is enough.
     void (*relocate)(std::byte* to, std::byte* from) noexcept;
+    /// Null where nothing has to be done.
     void (*destroy)(std::byte* storage) noexcept;
   };
 
@@ -147,6 +148,18 @@ class Block<Result(Arguments...)> {
   }
 
   template <class Closure>
+  static void relocateInline(std::byte* to, std::byte* from) noexcept {
+    Closure* closure = std::launder(reinterpret_cast<Closure*>(from));
+    ::new (static_cast<void*>(to)) Closure(std::move(*closure));
+    closure->~Closure();
+  }
+
+  template <class Closure>
+  static void destroyInline(std::byte* storage) noexcept {
+    std::launder(reinterpret_cast<Closure*>(storage))->~Closure();
+  }
+
+  template <class Closure>
   static constexpr Operations inlineOperations{
       [](const std::byte* storage, Arguments&&... arguments) -> Result {
         // A copy, because the block may be gone before the call returns.
@@ -156,14 +169,8 @@ class Block<Result(Arguments...)> {
       [](std::byte* to, const std::byte* from) noexcept {
         ::new (static_cast<void*>(to)) Closure(inlineClosure<Closure>(from));
       },
-      [](std::byte* to, std::byte* from) noexcept {
-        Closure* closure = std::launder(reinterpret_cast<Closure*>(from));
-        ::new (static_cast<void*>(to)) Closure(std::move(*closure));
-        closure->~Closure();
-      },
-      [](std::byte* storage) noexcept {
-        std::launder(reinterpret_cast<Closure*>(storage))->~Closure();
-      }};
+      std::is_trivially_copyable_v<Closure> ? nullptr : &relocateInline<Closure>,
+      std::is_trivially_destructible_v<Closure> ? nullptr : &destroyInline<Closure>};
 
   static NSObject* sharedObject(const std::byte* storage) noexcept {
     NSObject* object;
@@ -182,8 +189,25 @@ class Block<Result(Arguments...)> {
         std::memcpy(to, from, sizeof(NSObject*));
         sharedObject(to)->retain();
       },
-      [](std::byte* to, std::byte* from) noexcept { std::memcpy(to, from, sizeof(NSObject*)); },
+      nullptr,  // the reference moves with its bytes
       [](std::byte* storage) noexcept { sharedObject(storage)->release(); }};
+
+  /// Moving all bytes must not read any that were never written.
+  template <std::size_t used>
+  void clearBehind() noexcept {
+    if constexpr (used < inlineSize) std::memset(_storage + used, 0, inlineSize - used);
+  }
+
+  /// Requires: this block is null.
+  void takeOver(Block& other) noexcept {
+    _operations = std::exchange(other._operations, nullptr);
+    if (!_operations) return;
+    if (_operations->relocate) {
+      _operations->relocate(_storage, other._storage);
+    } else {
+      std::memcpy(_storage, other._storage, sizeof _storage);
+    }
+  }
 
   const Operations* _operations = nullptr;
   alignas(void*) std::byte _storage[inlineSize];

@@ -72,17 +72,17 @@ NSObject::~NSObject() {
   liveObjects.fetch_sub(1, std::memory_order_relaxed);
 #endif
   if (SideRecord* record = SideRecordAccess::existing(*this)) SideRecordAccess::retire(*record);
-  if (_references.load(std::memory_order_relaxed) > beingDestroyed) {
+  if (_references.load() > beingDestroyed) {
     fatalError("an object was retained while it was being destroyed and not released again");
   }
 }
 
 void NSObject::destroy() const noexcept {
   // What other threads did to the object before they let go of it comes before its end.
-  static_cast<void>(_references.load(std::memory_order_acquire));
+  _references.synchronize();
   // From here on no weak reference takes hold of the object, and a reference that its own
   // destructor takes and drops does not destroy it again.
-  _references.store(beingDestroyed, std::memory_order_relaxed);
+  _references.store(beingDestroyed);
   Destruction& state = destruction;
   if (state.depth == destructionDepthLimit) {
     if (!state.waiting) state.waiting = new std::vector<const NSObject*>;

@@ -4,6 +4,10 @@
 #include <cstddef>
 #include <cstdint>
 
+#if __has_include(<sys/single_threaded.h>)
+#include <sys/single_threaded.h>
+#endif
+
 #include <JNFoundation/platform/value/Class.h>
 #include <JNFoundation/platform/value/Ref.h>
 #include <JNFoundation/platform/value/SEL.h>
@@ -13,6 +17,54 @@ namespace JNFoundation {
 
 class NSString;
 class Value;
+
+namespace impl {
+
+/// A number of references that any thread may change. While the process has had one thread only,
+/// it is counted without atomic instructions, which cost several times as much as what they guard;
+/// the standard library's shared pointers do the same.
+class ReferenceCount {
+ public:
+  constexpr explicit ReferenceCount(std::uint32_t count) noexcept : _count(count) {}
+
+  void increment() noexcept {
+    if (hasOneThread()) {
+      _count.store(_count.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    } else {
+      _count.fetch_add(1, std::memory_order_relaxed);
+    }
+  }
+  /// Returns: what the count was before. What this thread did before it comes before whatever a
+  /// thread does that has seen the result and called `synchronize`.
+  std::uint32_t decrement() noexcept {
+    if (hasOneThread()) {
+      const std::uint32_t before = _count.load(std::memory_order_relaxed);
+      _count.store(before - 1, std::memory_order_relaxed);
+      return before;
+    }
+    return _count.fetch_sub(1, std::memory_order_release);
+  }
+  void synchronize() const noexcept { static_cast<void>(_count.load(std::memory_order_acquire)); }
+
+  std::uint32_t load() const noexcept { return _count.load(std::memory_order_relaxed); }
+  void store(std::uint32_t count) noexcept { _count.store(count, std::memory_order_relaxed); }
+  bool exchange(std::uint32_t& expected, std::uint32_t count) noexcept {
+    return _count.compare_exchange_weak(expected, count, std::memory_order_relaxed);
+  }
+
+ private:
+  static bool hasOneThread() noexcept {
+#if __has_include(<sys/single_threaded.h>)
+    return __libc_single_threaded != 0;
+#else
+    return false;
+#endif
+  }
+
+  std::atomic<std::uint32_t> _count;
+};
+
+}  // namespace impl
 
 /// The root of every class: identity, life, equality, text, and key-value access by name.
 ///
@@ -63,13 +115,13 @@ class NSObject {
   /// by default.
   virtual void setNilValueForKey(const Ref<NSString>& key);
 
-  void retain() const noexcept { _references.fetch_add(1, std::memory_order_relaxed); }
+  void retain() const noexcept { _references.increment(); }
   void release() const noexcept {
-    if (_references.fetch_sub(1, std::memory_order_release) == 1) destroy();
+    if (_references.decrement() == 1) destroy();
   }
 
   /// How many strong references there are at this instant; for tests and diagnosis only.
-  std::uint32_t retainCount() const noexcept { return _references.load(std::memory_order_relaxed); }
+  std::uint32_t retainCount() const noexcept { return _references.load(); }
 
  protected:
 #if JN_COUNT_OBJECTS
@@ -88,7 +140,7 @@ class NSObject {
   void destroy() const noexcept;
 
   /// 1 at birth: `makeObject` adopts that reference.
-  mutable std::atomic<std::uint32_t> _references{1};
+  mutable impl::ReferenceCount _references{1};
   /// The number of the record that holds weak references, associated objects and the lock; 0 while
   /// the object never had any.
   mutable std::atomic<std::uint32_t> _sideRecord{0};

@@ -76,7 +76,9 @@ class RecordPool {
 }  // namespace
 
 void SideRecord::letGo() noexcept {
-  if (_holders.fetch_sub(1, std::memory_order_acq_rel) == 1) RecordPool::shared().giveBack(*this);
+  if (_holders.decrement() != 1) return;
+  _holders.synchronize();
+  RecordPool::shared().giveBack(*this);
 }
 
 SideRecord* SideRecordAccess::existing(const NSObject& object) noexcept {
@@ -88,7 +90,7 @@ SideRecord& SideRecordAccess::of(const NSObject& object) {
   if (SideRecord* record = existing(object)) return *record;
   SideRecord& fresh = RecordPool::shared().take();
   fresh.object = const_cast<NSObject*>(&object);
-  fresh._holders.store(1, std::memory_order_relaxed);
+  fresh._holders.store(1);
   std::uint32_t none = 0;
   if (object._sideRecord.compare_exchange_strong(none, fresh.number, std::memory_order_acq_rel)) {
     return fresh;
@@ -118,11 +120,9 @@ void SideRecordAccess::retire(SideRecord& record) noexcept {
 }
 
 bool SideRecordAccess::tryRetain(const NSObject& object) noexcept {
-  std::uint32_t count = object._references.load(std::memory_order_relaxed);
+  std::uint32_t count = object._references.load();
   while (count != 0 && count < NSObject::beingDestroyed) {
-    if (object._references.compare_exchange_weak(count, count + 1, std::memory_order_relaxed)) {
-      return true;
-    }
+    if (object._references.exchange(count, count + 1)) return true;
   }
   return false;
 }

@@ -34,7 +34,7 @@ class SideRecord {
     SideRecord& _record;
   };
 
-  void hold() noexcept { _holders.fetch_add(1, std::memory_order_relaxed); }
+  void hold() noexcept { _holders.increment(); }
   /// Gives the record back to the pool when the last holder lets go.
   void letGo() noexcept;
 
@@ -64,7 +64,7 @@ class SideRecord {
 
   std::atomic<std::uint32_t> _lock{0};
   /// The object itself counts as one holder, every weak reference as another.
-  std::atomic<std::uint32_t> _holders{0};
+  impl::ReferenceCount _holders{0};
 };
 
 /// The way from an object to its record.

@@ -1,0 +1,98 @@
+#pragma once
+
+#include <memory>
+#include <utility>
+
+#include <JNFoundation/deferred/PLVDeferredStep.h>
+
+namespace JNFoundation::impl {
+
+/// What a deferred does next with its value: calls a handler, or goes on in another object, which
+/// the engine does itself.
+struct Step {
+  enum class Kind : unsigned char {
+    Pass,                  ///< nothing
+    Resolved,              ///< the handler, for a success
+    Rejected,              ///< the handler, for a failure
+    Either,                ///< the handler, for both
+    EitherUnlessCanceled,  ///< the handler, for all but a cancellation
+    Object,                ///< the object's handlers; it is a PLVDeferredStep
+    Resolve,               ///< the object gets the value; it is a PLVResolvable
+    ResumeDeferred,        ///< the object, a PLVDeferred, waited for this value
+    ResumePromise,         ///< the object, a PLVPromise, waited for this value
+  };
+
+  Kind kind = Kind::Pass;
+  PLVResolvedHandler handler;
+  Ref<NSObject> object;
+
+  static Step handling(Kind kind, PLVResolvedHandler&& handler) noexcept {
+    return {handler ? kind : Kind::Pass, std::move(handler), nullptr};
+  }
+  static Step continuing(Kind kind, Ref<NSObject> object) noexcept {
+    return {object ? kind : Kind::Pass, nullptr, std::move(object)};
+  }
+
+  /// Whether the value goes on in another object before this deferred sees it again, unchanged.
+  bool isContinuation() const noexcept { return kind >= Kind::Resolve; }
+
+  /// Returns: what the handler for the value returned, or the value. Requires: no continuation.
+  Value process(const Value& value) const;
+};
+
+/// Steps in line, first in first out. The first one stands inside, because most deferreds never
+/// have another; the rest in blocks.
+class StepList {
+ public:
+  StepList() noexcept {}
+  StepList(StepList&& other) noexcept : _last(std::exchange(other._last, nullptr)) {
+    if (other._hasOnly) appendOnly(other.takeOnly());
+  }
+  StepList& operator=(StepList&&) = delete;
+  ~StepList() {
+    if (!isEmpty()) clear();
+  }
+
+  bool isEmpty() const noexcept { return !_hasOnly && !_last; }
+
+  void append(Step&& step) {
+    if (isEmpty()) {
+      appendOnly(std::move(step));
+    } else {
+      appendToBlocks(std::move(step));
+    }
+  }
+
+  /// Requires: not empty.
+  Step takeFirst() noexcept { return _hasOnly ? takeOnly() : takeFromBlocks(); }
+
+ private:
+  struct Block;
+
+  void appendOnly(Step&& step) noexcept {
+    std::construct_at(&_only, std::move(step));
+    _hasOnly = true;
+  }
+  Step takeOnly() noexcept {
+    _hasOnly = false;
+    return takeFrom(_only);
+  }
+  static Step takeFrom(Step& place) noexcept {
+    Step step = std::move(place);
+    std::destroy_at(&place);
+    return step;
+  }
+  void appendToBlocks(Step&& step);
+  Step takeFromBlocks() noexcept;
+  void clear() noexcept;
+
+  /// Comes before all blocks. A union, because it is there only while `_hasOnly`.
+  union {
+    Step _only;
+  };
+  bool _hasOnly = false;
+  /// The newest block, whose `next` is the oldest; null where there is none.
+  Block* _last = nullptr;
+};
+
+}  // namespace JNFoundation::impl
