@@ -10,7 +10,8 @@ const ClassDeclaration<Person> personDeclaration =
         .operation("applyAndAnswer:", &Person::applyAndAnswer)
         .operation("setA:b:", &Person::setAB)
         .operation("applyCount:", &Person::applyCount)
-        .operation("applyAndJudge:", &Person::applyAndJudge);
+        .operation("applyAndJudge:", &Person::applyAndJudge)
+        .property("motto", &Person::motto, &Person::setMotto);
 
 const ClassDeclaration<PersonFilter> filterDeclaration =
     ClassDeclaration<PersonFilter>()
@@ -18,7 +19,8 @@ const ClassDeclaration<PersonFilter> filterDeclaration =
         .operation("trim:", &PersonFilter::trim)
         .operation("shout:", &PersonFilter::shout)
         .operation("nothing:", &PersonFilter::nothing)
-        .operation("something:", &PersonFilter::something);
+        .operation("something:", &PersonFilter::something)
+        .operation("answer:", &PersonFilter::answer);
 
 }  // namespace
 
@@ -68,7 +70,7 @@ Ref<Person> MappingTest::insertPerson() {
 
 Ref<PersonFilter> MappingTest::attachFilter() {
   Ref<PersonFilter> filter = PersonFilter::init();
-  for (const char* name : {"trim", "shout", "nothing", "something"}) {
+  for (const char* name : {"trim", "shout", "nothing", "something", "answer"}) {
     filter->setActionForFilter(NSSelectorFromString(std::string(name) + ":"), name);
   }
   plv_setDataMapFilter(context(), filter);

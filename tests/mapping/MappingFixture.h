@@ -39,7 +39,15 @@ class Person : public Subclass<Person, PLVManagedObject> {
   void applyCount(NSInteger) {}
   bool applyAndJudge(const Value&) { return true; }
 
+  /// The accessors of an attribute that some tests add.
+  Value motto() const { return storedValueForKey("motto"); }
+  void setMotto(const Value& motto) {
+    mottos.push_back(motto.description()->toStdString());
+    setStoredValueForKey(motto, "motto");
+  }
+
   std::vector<Value> received;
+  std::vector<std::string> mottos;
 
  protected:
   using Subclass::Subclass;
@@ -58,8 +66,11 @@ class PersonFilter : public Subclass<PersonFilter, PLVDataMapFilter> {
   }
   Value nothing(const Value&) { return nullptr; }
   Value something(const Value&) { return "something"; }
+  Value answer(const Value&) { return result; }
 
   std::vector<Value> received;
+  /// What `answer` gives.
+  Value result;
 
  protected:
   using Subclass::Subclass;

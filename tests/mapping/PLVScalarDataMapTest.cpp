@@ -1,3 +1,11 @@
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "EqualsNull.h"
 #include "MappingFixture.h"
 
 #include <JNFoundation/mapping/PLVScalarDataMap.h>
@@ -5,7 +13,8 @@
 #include <JNFoundation/platform/value/NSDate.h>
 #include <JNFoundation/platform/value/NSDecimalNumber.h>
 #include <JNFoundation/platform/value/NSNull.h>
-
+#include <JNFoundation/platform/value/NSSet.h>
+#include <JNFoundation/platform/value/NSUUID.h>
 namespace JNFoundation {
 namespace {
 
@@ -37,9 +46,13 @@ class PLVScalarDataMapTest : public MappingTest {
   /// The value is refused: the attribute keeps what it had, one line says why.
   void expectUnparsable(const char* attribute, const Value& before, const Value& value,
                         const std::string& message) {
+    expectUnparsable(attribute, attribute, before, value, message);
+  }
+  void expectUnparsable(const char* destination, const char* attribute, const Value& before,
+                        const Value& value, const std::string& message) {
     auto person = insertPerson();
     person->setValueForKey(before, attribute);
-    const auto map = mapTo(attribute);
+    const auto map = mapTo(destination);
     log.clear();
     map->mapValueToObject(value, person);
     EXPECT_EQ(person->valueForKey(attribute), before) << attribute;
@@ -293,8 +306,11 @@ TEST_F(PLVScalarDataMapTest, AMapMadeOfARefusedTypeRefusesEveryValue) {
   person->setValueForKey("old", "string");
   map->mapValueToObject("new", person);
   EXPECT_EQ(person->valueForKey("string"), "old");
-  ASSERT_EQ(log.size(), 1u);
-  EXPECT_NE(log[0].find("Unexpected type to map to Person.string"), std::string::npos);
+  EXPECT_EQ(log, std::vector{NSString::stringWithFormat(
+                                 "-[PLVScalarDataMap mapValue:toObject:filter:](%p) Unexpected "
+                                 "type to map to Person.string",
+                                 static_cast<const void*>(map.get()))
+                                 ->toStdString()});
   map->mapValueToObject(nullptr, person);
   EXPECT_TRUE(person->valueForKey("string").isNull());
 }
@@ -317,6 +333,178 @@ TEST_F(PLVScalarDataMapTest, AnObjectWithoutAContextIsMappedWithoutAFilter) {
   EXPECT_EQ(person->valueForKey("string"), "x");
   mapTo("trim|string")->mapValueToObject("x", person);
   EXPECT_TRUE(person->valueForKey("string").isNull());
+}
+
+TEST_F(PLVScalarDataMapTest, NumberAttributesTakeEveryNumberAsItIs) {
+  const Value numbers[] = {0,
+                           -1,
+                           true,
+                           false,
+                           2.9,
+                           -0.5f,
+                           std::int64_t{INT64_MAX},
+                           std::int64_t{INT64_MIN},
+                           std::uint64_t{UINT64_MAX},
+                           1e300,
+                           std::numeric_limits<double>::infinity(),
+                           std::numeric_limits<double>::quiet_NaN(),
+                           NSDecimalNumber::decimalNumberWithString("12.25")};
+  for (const char* attribute :
+       {"integer16", "integer32", "integer64", "double", "float", "boolean"}) {
+    for (const Value& number : numbers) {
+      EXPECT_TRUE(mapped(attribute, number).isIdentical(number))
+          << attribute << " " << number.description()->utf8();
+    }
+  }
+  EXPECT_TRUE(log.empty());
+}
+
+TEST_F(PLVScalarDataMapTest, EveryKindThatAnAttributeCannotTakeIsRefusedWithItsClass) {
+  const Value date = NSDate::dateWithTimeIntervalSince1970(5);
+  const std::pair<Value, const char*> others[] = {
+      {NSArray::arrayWithObject(1), "__NSArrayI"},
+      {NSMutableArray::array(), "__NSArrayM"},
+      {NSDictionary::dictionaryWithObjectForKey(1, "a"), "__NSDictionaryI"},
+      {NSMutableDictionary::dictionary(), "__NSDictionaryM"},
+      {NSSet::setWithObject(1), "__NSSetI"},
+      {NSData::dataWithText("x"), "NSConcreteData"},
+      {NSUUID::UUID(), "__NSConcreteUUID"},
+      {EqualsNull::init(), "EqualsNull"},
+      {Value(NSString::classObject), "NSObject"},
+  };
+  const auto expect = [&](const char* attribute, const Value& before, const Value& value,
+                          const char* className, const char* wanted) {
+    expectUnparsable(attribute, before, value,
+                     std::string("unparsable value class ") + className + " when mapping " +
+                         wanted + " to Person." + attribute);
+  };
+  const char* const numbers[] = {"integer16", "integer32", "integer64",
+                                 "double",    "float",     "boolean"};
+  for (const auto& [value, className] : others) {
+    for (const char* attribute : numbers) expect(attribute, 1, value, className, "number");
+    expect("string", "old", value, className, "string");
+    expect("date", date, value, className, "date");
+  }
+  for (const char* attribute : numbers) expect(attribute, 1, date, "__NSDate", "number");
+  expect("string", "old", date, "__NSDate", "string");
+}
+
+TEST_F(PLVScalarDataMapTest, WhatOnlyEqualsTheNullMarkerIsRefusedAndDoesNotClear) {
+  expectUnparsable("string", "old", EqualsNull::init(),
+                   "unparsable value class EqualsNull when mapping string to Person.string");
+}
+
+TEST_F(PLVScalarDataMapTest, ANullMarkerThatAFilterGivesIsRefusedAndDoesNotClear) {
+  attachFilter()->result = NSNull::null();
+  expectUnparsable("answer|string", "string", "old", "new",
+                   "unparsable value class NSNull when mapping string to Person.string");
+}
+
+TEST_F(PLVScalarDataMapTest, AFilterWithoutAnyMatchingActionIsAskedOnlyForItsOwnName) {
+  const auto filter = attachFilter();
+  insertPerson();
+  const auto person = insertPerson();
+  mapTo("Trim|string")->mapValueToObject(" x ", person);
+  EXPECT_TRUE(person->valueForKey("string").isNull());
+  EXPECT_TRUE(filter->received.empty());
+}
+
+TEST_F(PLVScalarDataMapTest, AnAttributeIsSetThroughTheAccessorThatItsClassDeclares) {
+  addAttribute("motto", NSStringAttributeType);
+  const auto person = insertPerson();
+  mapTo("motto")->mapValueToObject(42, person);
+  EXPECT_EQ(person->mottos, std::vector<std::string>{"42"});
+  EXPECT_EQ(person->valueForKey("motto"), "42");
+  mapTo("motto")->mapValueToObject(nullptr, person);
+  EXPECT_EQ(person->mottos, (std::vector<std::string>{"42", "(null)"}));
+}
+
+TEST_F(PLVScalarDataMapTest, AnInheritedAttributeIsADestination) {
+  auto child = NSEntityDescription::init();
+  child->setName("Child");
+  child->setManagedObjectClassName("Person");
+  entity()->setSubentities(NSArray::arrayWithObject(child));
+  log.clear();
+  EXPECT_TRUE(PLVScalarDataMap::newMapWithDestinationForEntity("string", child));
+  EXPECT_TRUE(log.empty());
+  EXPECT_FALSE(PLVScalarDataMap::newMapWithDestinationForEntity("missing", child));
+  ASSERT_EQ(log.size(), 1u);
+  EXPECT_TRUE(log[0].ends_with(" Undefined attribute 'missing' for entity 'Child'")) << log[0];
+}
+
+TEST_F(PLVScalarDataMapTest, NoDestinationIsAnUndefinedAttribute) {
+  log.clear();
+  EXPECT_FALSE(PLVScalarDataMap::newMapWithDestinationForEntity(nullptr, entity()));
+  ASSERT_EQ(log.size(), 1u);
+  EXPECT_TRUE(log[0].ends_with(" Undefined attribute '(null)' for entity 'Person'")) << log[0];
+  expectRefused("", "Undefined attribute '' for entity 'Person'");
+  expectRefused("|", "Undefined attribute '' for entity 'Person'");
+}
+
+TEST_F(PLVScalarDataMapTest, NoEntityHasNeitherAttributesNorMessages) {
+  EXPECT_FALSE(PLVScalarDataMap::newMapWithDestinationForEntity("string", nullptr));
+  EXPECT_FALSE(PLVScalarDataMap::newMapWithDestinationForEntity("applyPayload:", nullptr));
+  EXPECT_FALSE(PLVScalarDataMap::newMapWithDestinationForEntity(nullptr, nullptr));
+  ASSERT_EQ(log.size(), 3u);
+  EXPECT_TRUE(log[0].ends_with(" Undefined attribute 'string' for entity '(null)'")) << log[0];
+  EXPECT_TRUE(
+      log[1].ends_with(" Class for entity (null) does not implement selector applyPayload:"))
+      << log[1];
+  EXPECT_TRUE(log[2].ends_with(" Undefined attribute '(null)' for entity '(null)'")) << log[2];
+}
+
+TEST_F(PLVScalarDataMapTest, NoObjectIsNotMapped) {
+  const auto filter = attachFilter();
+  mapTo("trim|string")->mapValueToObject("x", nullptr);
+  mapTo("trim|applyPayload:")->mapValueToObjectFilter("x", nullptr, filter);
+  EXPECT_TRUE(filter->received.empty());
+  EXPECT_TRUE(log.empty());
+}
+
+TEST_F(PLVScalarDataMapTest, AMapMadeByHandOfNothingRefusesEveryValue) {
+  const auto map = PLVScalarDataMap::initWithEntityNameFilterMapType(
+      nullptr, nullptr, PLVScalarDataMap::MapType::Attribute);
+  const auto person = insertPerson();
+  map->mapValueToObject(1, person);
+  EXPECT_EQ(log, std::vector{NSString::stringWithFormat(
+                                 "-[PLVScalarDataMap mapValue:toObject:filter:](%p) Unexpected "
+                                 "type to map to (null).(null)",
+                                 static_cast<const void*>(map.get()))
+                                 ->toStdString()});
+}
+
+TEST_F(PLVScalarDataMapTest, AMapMadeByHandKeepsItsFilterNameUnlessItIsEmpty) {
+  const auto nameOf = [](const Ref<NSString>& filter) {
+    return Value(PLVScalarDataMap::initWithEntityNameFilterMapType(
+                     "Person", filter, PLVScalarDataMap::MapType::Selector)
+                     ->filterName());
+  };
+  EXPECT_EQ(nameOf("trim"), "trim");
+  EXPECT_TRUE(nameOf("").isNull());
+  EXPECT_TRUE(nameOf(nullptr).isNull());
+}
+
+TEST_F(PLVScalarDataMapTest, ADateOfANumberIsTheNumberOfMilliseconds) {
+  const auto secondsOf = [&](const Value& number) {
+    return mapped("date", number).timeIntervalSince1970();
+  };
+  EXPECT_EQ(secondsOf(0), 0);
+  EXPECT_EQ(secondsOf(-1500), -1.5);
+  EXPECT_EQ(secondsOf(true), 0.001);
+  EXPECT_EQ(secondsOf(std::uint64_t{UINT64_MAX}), 18446744073709551615.0 / 1000);
+  EXPECT_EQ(secondsOf(NSDecimalNumber::decimalNumberWithString("250.5")), 0.2505);
+  EXPECT_EQ(secondsOf(1e300), 1e297);
+  EXPECT_TRUE(std::isinf(secondsOf(std::numeric_limits<double>::infinity())));
+  EXPECT_TRUE(std::isnan(secondsOf(std::numeric_limits<double>::quiet_NaN())));
+  EXPECT_TRUE(log.empty());
+}
+
+TEST_F(PLVScalarDataMapTest, EmptyTextClearsADateAndStaysInAString) {
+  const auto person = insertPerson();
+  person->setValueForKey(NSDate::dateWithTimeIntervalSince1970(5), "date");
+  mapTo("date")->mapValueToObject("", person);
+  EXPECT_TRUE(person->valueForKey("date").isNull());
+  EXPECT_EQ(mapped("string", ""), "");
 }
 
 }  // namespace
