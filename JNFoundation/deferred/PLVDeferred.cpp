@@ -1,6 +1,7 @@
 #include "JNFoundation/deferred/PLVDeferred.h"
 
 #include <JNFoundation/deferred/PLVPromise.h>
+#include <JNFoundation/deferred/impl/DeferredMemory.h>
 #include <JNFoundation/deferred/impl/Engine.h>
 #include <JNFoundation/platform/dispatch/MainQueue.h>
 #include <JNFoundation/platform/value/ClassDeclaration.h>
@@ -32,6 +33,12 @@ const ClassDeclaration<PLVDeferred> declaration =
 }  // namespace
 
 PLVDeferred::PLVDeferred() noexcept = default;
+
+void* PLVDeferred::operator new(std::size_t size) { return impl::DeferredMemory::take(size); }
+
+void PLVDeferred::operator delete(void* memory, std::size_t size) noexcept {
+  impl::DeferredMemory::giveBack(memory, size);
+}
 
 bool PLVDeferred::isSettledByEngine() const noexcept { return impl::isExactly<PLVDeferred>(*this); }
 
@@ -87,46 +94,47 @@ Ref<PLVDeferred> PLVDeferred::deferredWithRejected(const Value& value) {
   return withRejected(value);
 }
 
-Ref<PLVDeferred> PLVDeferred::thenResolvedRejected(PLVResolvedHandler resolved,
-                                                   PLVRejectedHandler rejected) {
-  if (!rejected) return thenResolved(std::move(resolved));
-  if (!resolved) return thenRejected(std::move(rejected));
-  return enqueueStep(Step::continuing(
-      Step::Kind::Object, makeObject<PLVDeferredStep>(std::move(resolved), std::move(rejected))));
-}
-
-Ref<PLVDeferred> PLVDeferred::thenResolved(PLVResolvedHandler resolved) {
-  return enqueueStep(Step::handling(Step::Kind::Resolved, std::move(resolved)));
-}
-
-Ref<PLVDeferred> PLVDeferred::thenRejected(PLVRejectedHandler rejected) {
-  return enqueueStep(Step::handling(Step::Kind::Rejected, rejected.takeBlock()));
-}
-
-Ref<PLVDeferred> PLVDeferred::thenEither(PLVResolvedHandler either) {
-  return enqueueStep(Step::handling(Step::Kind::Either, std::move(either)));
-}
-
-Ref<PLVDeferred> PLVDeferred::thenEitherUnlessCanceled(PLVResolvedHandler either) {
-  return enqueueStep(Step::handling(Step::Kind::EitherUnlessCanceled, std::move(either)));
-}
-
-Ref<PLVDeferred> PLVDeferred::thenResolve(const Ref<PLVResolvable>& target) {
-  return enqueueStep(Step::continuing(Step::Kind::Resolve, impl::objectOf(target.get())));
-}
-
-Ref<PLVDeferred> PLVDeferred::enqueueStep(Step&& step) {
+template <class Part>
+Ref<PLVDeferred> PLVDeferred::enqueueStep(Step::Kind kind, Part&& part) {
   if (mayAppendNow()) {
-    _deferredSteps.append(std::move(step));
+    _deferredSteps.append(kind, std::forward<Part>(part));
     if (_resolved) Engine::run(ready());
   } else {
-    appendLater(std::move(step));
+    appendLater(Step(kind, std::forward<Part>(part)));
   }
   return this;
 }
 
+Ref<PLVDeferred> PLVDeferred::thenResolvedRejected(PLVResolvedHandler resolved,
+                                                   PLVRejectedHandler rejected) {
+  if (!rejected) return thenResolved(std::move(resolved));
+  if (!resolved) return thenRejected(std::move(rejected));
+  return enqueueStep(Step::Kind::Object, Ref<NSObject>(makeObject<PLVDeferredStep>(
+                                             std::move(resolved), std::move(rejected))));
+}
+
+Ref<PLVDeferred> PLVDeferred::thenResolved(PLVResolvedHandler resolved) {
+  return enqueueStep(Step::Kind::Resolved, std::move(resolved));
+}
+
+Ref<PLVDeferred> PLVDeferred::thenRejected(PLVRejectedHandler rejected) {
+  return enqueueStep(Step::Kind::Rejected, rejected.takeBlock());
+}
+
+Ref<PLVDeferred> PLVDeferred::thenEither(PLVResolvedHandler either) {
+  return enqueueStep(Step::Kind::Either, std::move(either));
+}
+
+Ref<PLVDeferred> PLVDeferred::thenEitherUnlessCanceled(PLVResolvedHandler either) {
+  return enqueueStep(Step::Kind::EitherUnlessCanceled, std::move(either));
+}
+
+Ref<PLVDeferred> PLVDeferred::thenResolve(const Ref<PLVResolvable>& target) {
+  return enqueueStep(Step::Kind::Resolve, Ref<NSObject>(impl::objectOf(target.get())));
+}
+
 void PLVDeferred::addStep(const Ref<PLVDeferredStep>& step) {
-  Engine::run(append(Step::continuing(Step::Kind::Object, step)));
+  Engine::run(append(Step(Step::Kind::Object, Ref<NSObject>(step))));
 }
 
 void PLVDeferred::resolve(const Value& value) {
@@ -158,19 +166,6 @@ void PLVDeferred::pauseWithDeferred(const Ref<PLVDeferred>& inner) { Engine::run
 
 void PLVDeferred::resumeWithValue(const Value& value) { Engine::run(resume(value)); }
 
-Entry PLVDeferred::settle(Value value) {
-  if (_resolved) return {};
-  _resolved = true;
-  if (isCancellation(value)) {
-    _cancelled = true;
-  } else if (auto* promise = as<PLVPromise>(value)) {
-    value = promise->deferredResolution();
-  }
-  auto* inner = as<PLVDeferred>(value);
-  const Value before = std::exchange(_resolution, std::move(value));
-  return inner ? pause(*inner) : ready();
-}
-
 Entry PLVDeferred::append(Step&& step) {
   _deferredSteps.append(std::move(step));
   return _resolved ? ready() : Entry();
@@ -198,7 +193,7 @@ Entry PLVDeferred::attach(Step&& step) {
 
 Entry PLVDeferred::pause(PLVDeferred& inner) {
   _paused = true;
-  return inner.attach(Step::continuing(Step::Kind::ResumeDeferred, this));
+  return inner.attach(Step(Step::Kind::ResumeDeferred, Ref<NSObject>(this)));
 }
 
 Entry PLVDeferred::resume(Value value) {
@@ -226,11 +221,6 @@ Entry PLVDeferred::beginCancel(const Value& value) {
     }
     deferred = inner;
   }
-}
-
-Entry PLVDeferred::ready() {
-  if (_consumingStep || _paused || _deferredSteps.isEmpty()) return {};
-  return {Entry::Kind::Steps, this, Value()};
 }
 
 }  // namespace JNFoundation

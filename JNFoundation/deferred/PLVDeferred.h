@@ -119,6 +119,9 @@ class PLVDeferred : public NSObject, public PLVResolvable {
   template <class Self, class Above>
   class ClassOperations;
 
+  static void* operator new(std::size_t size);
+  static void operator delete(void* memory, std::size_t size) noexcept;
+
  protected:
   PLVDeferred() noexcept;
   ~PLVDeferred() override;
@@ -133,8 +136,9 @@ class PLVDeferred : public NSObject, public PLVResolvable {
   friend class impl::Engine;
   friend class PLVPromise;
 
-  /// Adds the step now, or on the main queue behind the additions that wait there.
-  Ref<PLVDeferred> enqueueStep(impl::Step&& step);
+  /// Adds a step made of the parts now, or on the main queue behind the additions that wait there.
+  template <class Part>
+  Ref<PLVDeferred> enqueueStep(impl::Step::Kind kind, Part&& part);
 
   // What the public operations do up to the point where something has to run. Each returns that.
   impl::Entry settle(Value value);

@@ -234,7 +234,7 @@ Entry PLVPromise::settle(Value value) {
 
 Entry PLVPromise::waitFor(PLVDeferred& deferred) {
   _deferredSource = Weak<PLVDeferred>(&deferred);
-  return deferred.attach(Step::continuing(Step::Kind::ResumePromise, this));
+  return deferred.attach(Step(Step::Kind::ResumePromise, Ref<NSObject>(this)));
 }
 
 Entry PLVPromise::resume(Value value) {

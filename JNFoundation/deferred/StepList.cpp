@@ -4,11 +4,8 @@
 
 namespace JNFoundation::impl {
 
-Value Step::process(const Value& value) const {
-  const bool isRejected = value.isObject() && isKindOf<PLVRejected>(*value.object());
+Value Step::processOtherwise(const Value& value, bool isRejected) const {
   switch (kind) {
-    case Kind::Resolved:
-      return isRejected ? value : handler(value);
     case Kind::Rejected:
       return isRejected ? handler(value) : value;
     case Kind::Either:
@@ -17,13 +14,9 @@ Value Step::process(const Value& value) const {
       return isRejected && isCancellation(value) ? value : handler(value);
     case Kind::Object:
       return static_cast<const PLVDeferredStep&>(*object).processValue(value);
-    case Kind::Pass:
-    case Kind::Resolve:
-    case Kind::ResumeDeferred:
-    case Kind::ResumePromise:
-      break;
+    default:
+      return value;
   }
-  return value;
 }
 
 struct StepList::Block {
@@ -46,13 +39,13 @@ void StepList::clear() noexcept {
   while (!isEmpty()) takeFirst();
 }
 
-void StepList::appendToBlocks(Step&& step) {
+Step* StepList::placeInBlocks() {
   if (!_last || _last->end == Block::capacity) {
     Block* added = new Block;
     added->next = _last ? std::exchange(_last->next, added) : added;
     _last = added;
   }
-  std::construct_at(&_last->steps[_last->end++], std::move(step));
+  return &_last->steps[_last->end++];
 }
 
 Step StepList::takeFromBlocks() noexcept {

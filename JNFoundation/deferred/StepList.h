@@ -22,22 +22,29 @@ struct Step {
     ResumePromise,         ///< the object, a PLVPromise, waited for this value
   };
 
-  Kind kind = Kind::Pass;
+  Kind kind;
   PLVResolvedHandler handler;
   Ref<NSObject> object;
 
-  static Step handling(Kind kind, PLVResolvedHandler&& handler) noexcept {
-    return {handler ? kind : Kind::Pass, std::move(handler), nullptr};
-  }
-  static Step continuing(Kind kind, Ref<NSObject> object) noexcept {
-    return {object ? kind : Kind::Pass, nullptr, std::move(object)};
-  }
+  /// Passes the value on where there is no handler.
+  Step(Kind kind, PLVResolvedHandler&& handler) noexcept
+      : kind(handler ? kind : Kind::Pass), handler(std::move(handler)) {}
+  /// Passes the value on where there is no object.
+  Step(Kind kind, Ref<NSObject>&& object) noexcept
+      : kind(object ? kind : Kind::Pass), object(std::move(object)) {}
 
   /// Whether the value goes on in another object before this deferred sees it again, unchanged.
   bool isContinuation() const noexcept { return kind >= Kind::Resolve; }
 
   /// Returns: what the handler for the value returned, or the value. Requires: no continuation.
-  Value process(const Value& value) const;
+  Value process(const Value& value) const {
+    const bool isRejected = value.isObject() && isKindOf<PLVRejected>(*value.object());
+    if (kind == Kind::Resolved) return isRejected ? value : handler(value);
+    return processOtherwise(value, isRejected);
+  }
+
+ private:
+  Value processOtherwise(const Value& value, bool isRejected) const;
 };
 
 /// Steps in line, first in first out. The first one stands inside, because most deferreds never
@@ -46,7 +53,7 @@ class StepList {
  public:
   StepList() noexcept {}
   StepList(StepList&& other) noexcept : _last(std::exchange(other._last, nullptr)) {
-    if (other._hasOnly) appendOnly(other.takeOnly());
+    if (other._hasOnly) std::construct_at(placeOfOnly(), other.takeOnly());
   }
   StepList& operator=(StepList&&) = delete;
   ~StepList() {
@@ -55,12 +62,10 @@ class StepList {
 
   bool isEmpty() const noexcept { return !_hasOnly && !_last; }
 
-  void append(Step&& step) {
-    if (isEmpty()) {
-      appendOnly(std::move(step));
-    } else {
-      appendToBlocks(std::move(step));
-    }
+  /// Takes: what a step is made of, or a step.
+  template <class... Parts>
+  void append(Parts&&... parts) {
+    std::construct_at(isEmpty() ? placeOfOnly() : placeInBlocks(), std::forward<Parts>(parts)...);
   }
 
   /// Requires: not empty.
@@ -69,9 +74,9 @@ class StepList {
  private:
   struct Block;
 
-  void appendOnly(Step&& step) noexcept {
-    std::construct_at(&_only, std::move(step));
+  Step* placeOfOnly() noexcept {
     _hasOnly = true;
+    return &_only;
   }
   Step takeOnly() noexcept {
     _hasOnly = false;
@@ -82,7 +87,7 @@ class StepList {
     std::destroy_at(&place);
     return step;
   }
-  void appendToBlocks(Step&& step);
+  Step* placeInBlocks();
   Step takeFromBlocks() noexcept;
   void clear() noexcept;
 

@@ -95,4 +95,28 @@ class Engine {
 };
 
 }  // namespace impl
+
+// Inline, because they are part of every settling.
+
+inline impl::Entry PLVDeferred::ready() {
+  if (_consumingStep || _paused || _deferredSteps.isEmpty()) return {};
+  return {impl::Entry::Kind::Steps, this, Value()};
+}
+
+inline impl::Entry PLVDeferred::settle(Value value) {
+  if (_resolved) return {};
+  _resolved = true;
+  PLVDeferred* inner = nullptr;
+  if (value.isObject()) {
+    if (isCancellation(value)) {
+      _cancelled = true;
+    } else if (auto* promise = as<PLVPromise>(value)) {
+      value = promise->deferredResolution();
+    }
+    inner = as<PLVDeferred>(value);
+  }
+  const Value before = std::exchange(_resolution, std::move(value));
+  return inner ? pause(*inner) : ready();
+}
+
 }  // namespace JNFoundation
