@@ -29,16 +29,17 @@ void requireKey(const Ref<NSString>& key) {
 
 /// The operation that reads the key of a value without an object.
 const Method* getterOf(const Value& value, std::string_view key) {
+  const Class* cls = value.classValue();
+  if (!cls) return value.class_()->getterForKey(key);
   std::string capitalized(key);
   if (!key.empty() && key[0] >= 'a' && key[0] <= 'z') {
     capitalized[0] = static_cast<char>(key[0] - 'a' + 'A');
   }
   const std::array<std::string, 4> names{"get" + capitalized, std::string(key), "is" + capitalized,
                                          "_" + std::string(key)};
-  const Class* cls = value.classValue();
   for (const std::string& name : names) {
-    const Method* method = cls ? cls->classMethodForSelector(SEL(name))
-                               : value.class_()->instanceMethodForSelector(SEL(name));
+    const SEL selector = SEL::ifKnown(name);
+    const Method* method = selector ? cls->classMethodForSelector(selector) : nullptr;
     if (method && method->numberOfArguments() == 2 && method->returnType() != 'v') return method;
   }
   return nullptr;

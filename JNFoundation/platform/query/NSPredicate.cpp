@@ -96,7 +96,7 @@ std::vector<Value> matching(const Collection& collection, const NSPredicate& pre
 }  // namespace
 
 Ref<NSDictionary> impl::variablesIn(const Bindings& bindings) {
-  const Ref<NSDictionary> given(const_cast<NSDictionary*>(bindings.variables));
+  Ref<NSDictionary> given(const_cast<NSDictionary*>(bindings.variables));
   Ref<NSMutableDictionary> all;
   for (const Bindings* scope = &bindings; scope; scope = scope->outer) {
     if (!scope->name || !scope->value) continue;

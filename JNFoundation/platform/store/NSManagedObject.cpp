@@ -2,6 +2,7 @@
 
 #include <JNFoundation/platform/store/NSManagedObjectContext.h>
 #include <JNFoundation/platform/store/impl/ObjectAccess.h>
+#include <JNFoundation/platform/store/impl/SharedMemory.h>
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/NSNull.h>
@@ -25,6 +26,17 @@ const ClassDeclaration<NSManagedObject> declaration =
         .operation("isFault", &NSManagedObject::isFault)
         .operation("hasChanges", &NSManagedObject::hasChanges);
 }  // namespace
+
+void* NSManagedObject::operator new(std::size_t size) { return impl::takeSharedMemory(size); }
+void NSManagedObject::operator delete(void* memory) noexcept {
+  if (memory) impl::giveBackSharedMemory(memory);
+}
+void* NSManagedObject::operator new(std::size_t size, std::align_val_t alignment) {
+  return ::operator new(size, alignment);
+}
+void NSManagedObject::operator delete(void* memory, std::align_val_t alignment) noexcept {
+  ::operator delete(memory, alignment);
+}
 
 NSManagedObject::NSManagedObject() = default;
 

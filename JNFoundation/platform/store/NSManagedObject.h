@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
+#include <new>
 
 #include <JNFoundation/platform/store/NSEntityDescription.h>
 #include <JNFoundation/platform/store/NSManagedObjectID.h>
@@ -125,6 +127,13 @@ class NSManagedObject : public NSObject {
   NSManagedObject();
   ~NSManagedObject() override;
 
+ public:
+  // Objects stand beside each other in memory, since they mostly come and go together.
+  static void* operator new(std::size_t size);
+  static void operator delete(void* memory) noexcept;
+  static void* operator new(std::size_t size, std::align_val_t alignment);
+  static void operator delete(void* memory, std::align_val_t alignment) noexcept;
+
  private:
   friend class impl::ObjectAccess;
 
@@ -132,10 +141,11 @@ class NSManagedObject : public NSObject {
     Inserted = 1,
     Updated = 2,
     Deleted = 4,
-    Fault = 8,       ///< not looked at since it was fetched; its values may be at hand already
-    HasValues = 16,  ///< `_values` hold what the store has, or what the object was given
-    Awakening = 32,  ///< in awakeFromFetch: changes are not tracked
-    Invalid = 64,    ///< its context was reset, or forgot it
+    Fault = 8,        ///< not looked at since it was fetched; its values may be at hand already
+    HasValues = 16,   ///< `_values` hold what the store has, or what the object was given
+    Awakening = 32,   ///< in awakeFromFetch: changes are not tracked
+    Invalid = 64,     ///< its context was reset, or forgot it
+    Preparing = 128,  ///< in prepareForDeletion
   };
 
   std::size_t indexOfAttribute(const NSString& key) const noexcept;

@@ -275,8 +275,7 @@ class ContextSave {
     const EntityLayout& layout = object.entity()->layout();
     Value* values = ObjectAccess::values(object).get();
     for (std::size_t i = 0; i < layout.count(); ++i) {
-      // Only numbers have forms to choose from.
-      if (layout[i].stored && values[i].isNumber() && layout[i].type != NSDecimalAttributeType) {
+      if (layout[i].stored && !isCanonical(values[i], layout[i].type)) {
         values[i] = canonicalValue(values[i], layout[i].type);
       }
     }

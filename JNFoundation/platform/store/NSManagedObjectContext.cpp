@@ -264,24 +264,34 @@ void NSManagedObjectContext::insertObject(const Ref<NSManagedObject>& object) {
 
 void NSManagedObjectContext::deleteObject(const Ref<NSManagedObject>& object) {
   if (!object) return;
-  if (ObjectAccess::registry(*object) != _registry) {
+  // What prepareForDeletion lets go of may be the very reference that the caller handed us.
+  const Ref<NSManagedObject> target(object.get());
+  if (ObjectAccess::registry(*target) != _registry) {
     raise(NSInvalidArgumentException, "An object of another context cannot be deleted here: %@",
-          Value(object->objectID()));
+          Value(target->objectID()));
   }
-  if (object->isDeleted()) return;
-  object->prepareForDeletion();
-  std::uint32_t& flags = ObjectAccess::flags(*object);
+  std::uint32_t& flags = ObjectAccess::flags(*target);
+  if ((flags & (ObjectAccess::deleted | ObjectAccess::preparing)) != 0) return;
+  {
+    struct Preparation {
+      std::uint32_t& flags;
+      ~Preparation() { flags &= ~ObjectAccess::preparing; }
+    } preparation{flags};
+    flags |= ObjectAccess::preparing;
+    target->prepareForDeletion();
+  }
+  // It may have had the context forget the object.
+  if (ObjectAccess::registry(*target) != _registry) return;
   if ((flags & ObjectAccess::inserted) != 0) {
-    Ref<NSManagedObject> kept = object;
-    _changes->inserted.remove(*kept);
-    ObjectAccess::detach(*kept);
-  } else if ((flags & ObjectAccess::hasValues) == 0 && !readValues(*object, nullptr)) {
+    _changes->inserted.remove(*target);
+    ObjectAccess::detach(*target);
+  } else if ((flags & ObjectAccess::hasValues) == 0 && !readValues(*target, nullptr)) {
     // The version that a deletion is based on has to be known; what has no record is gone already.
-    ObjectAccess::detach(*object);
+    ObjectAccess::detach(*target);
   } else {
-    if ((flags & ObjectAccess::updated) != 0) _changes->updated.remove(*object);
+    if ((flags & ObjectAccess::updated) != 0) _changes->updated.remove(*target);
     flags |= ObjectAccess::deleted;
-    _changes->deleted.add(*object);
+    _changes->deleted.add(*target);
   }
   ++_registry->edits;
   noteChange();

@@ -9,8 +9,7 @@ namespace JNFoundation {
 
 /// A fixed number of values side by side, or nothing: what an object or a record holds.
 ///
-/// Arrays are cut from larger blocks of memory, since those of objects that were fetched together
-/// mostly go together as well; a block is given back when the last array in it has gone.
+/// Arrays stand beside each other and beside their objects in memory.
 /// Threads: like any C++ value; an array may go on another thread than it was made on.
 class ValueArray {
  public:

@@ -22,9 +22,9 @@ void onSmallStack(Action action) {
   pthread_attr_t attributes;
   pthread_attr_init(&attributes);
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  // Instrumented frames are more than ten times as large, those for looking at several times.
+  // Instrumented frames are more than ten times as large, unoptimised ones several times.
   constexpr std::size_t size = 16 << 20;
-#elif !defined(NDEBUG)
+#elif !defined(__OPTIMIZE__)
   constexpr std::size_t size = 4 << 20;
 #else
   constexpr std::size_t size = 512 << 10;

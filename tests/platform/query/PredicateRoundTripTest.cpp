@@ -147,7 +147,8 @@ TEST(PredicateRoundTrip, FormatsAreReadBackToPredicatesThatAnswerAlike) {
   Grower grower(seed);
   int answers = 0;
 #if defined(__SANITIZE_ADDRESS__)
-  // What a raise jumps over stays in the checker's own stack, which makes it a hundred times slower.
+  // What a raise jumps over stays in the checker's own stack, which makes it a hundred times
+  // slower.
   constexpr int rounds = 400;
 #else
   constexpr int rounds = 3000;

@@ -1,6 +1,8 @@
 #include "JNFoundation/platform/json/impl/JSONScanner.h"
 
+#include <algorithm>
 #include <array>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -275,29 +277,44 @@ constexpr std::array<Mark, 256> marks = makeMarks();
 constexpr std::uint64_t eightTimes(char character) {
   return 0x0101010101010101u * static_cast<unsigned char>(character);
 }
-/// Whether one of the eight bytes is 0.
-constexpr bool hasZero(std::uint64_t bytes) {
-  return ((bytes - eightTimes('\x01')) & ~bytes & eightTimes('\x80')) != 0;
+/// Has the highest bit of each byte set that is 0, and of bytes behind the first such one perhaps.
+constexpr std::uint64_t zeroMarks(std::uint64_t bytes) {
+  return (bytes - eightTimes('\x01')) & ~bytes & eightTimes('\x80');
+}
+/// How many bytes stand before the first one that is marked. Requires: one is.
+std::size_t bytesBefore(std::uint64_t marks) {
+  return static_cast<std::size_t>(std::countr_zero(marks)) / 8;
+}
+
+/// The offset of the next quotation mark or backslash, or of the end.
+std::size_t findQuoteOrBackslash(std::string_view text, std::size_t offset) noexcept {
+  std::uint64_t bytes;
+  while (text.size() - offset >= sizeof bytes) {
+    std::memcpy(&bytes, text.data() + offset, sizeof bytes);
+    const std::uint64_t found =
+        zeroMarks(bytes ^ eightTimes('"')) | zeroMarks(bytes ^ eightTimes('\\'));
+    if (found == 0) {
+      offset += sizeof bytes;
+    } else if constexpr (std::endian::native == std::endian::little) {
+      return offset + bytesBefore(found);
+    } else {
+      break;
+    }
+  }
+  while (offset < text.size() && text[offset] != '"' && text[offset] != '\\') ++offset;
+  return offset;
 }
 
 /// The offset behind the string whose opening quotation mark is at `offset`.
 std::size_t endOfString(std::string_view text, std::size_t offset) noexcept {
   ++offset;
-  while (offset < text.size()) {
-    std::uint64_t bytes;
-    if (text.size() - offset >= sizeof bytes) {
-      std::memcpy(&bytes, text.data() + offset, sizeof bytes);
-      if (!hasZero(bytes ^ eightTimes('"')) && !hasZero(bytes ^ eightTimes('\\'))) {
-        offset += sizeof bytes;
-        continue;
-      }
-    }
-    for (std::size_t i = 0; i < sizeof bytes && offset < text.size(); ++i, ++offset) {
-      if (text[offset] == '"') return offset + 1;
-      if (text[offset] == '\\') ++offset;
-    }
+  for (;;) {
+    offset = findQuoteOrBackslash(text, offset);
+    if (offset == text.size()) return offset;
+    if (text[offset] == '"') return offset + 1;
+    // What is escaped ends no string.
+    offset = std::min(offset + 2, text.size());
   }
-  return text.size();
 }
 
 }  // namespace

@@ -49,7 +49,7 @@ bool appendValues(const NSExpression& expression, const Value& object, const Bin
   if (keyPath.startsFromEvaluatedObject()) {
     return keyPath.parsedKeyPath().appendValuesInObject(object, values);
   }
-  const Value start = TreeAccess::evaluate(*keyPath.operand().get(), object, bindings);
+  const Value start = TreeAccess::evaluate(*keyPath.operand(), object, bindings);
   return keyPath.parsedKeyPath().appendValuesInObject(start, values);
 }
 

@@ -71,7 +71,7 @@ class Parser {
     Parser& _parser;
   };
 
-  void advance() { _token = _lexer.next(); }
+  [[gnu::noinline]] void advance() { _token = _lexer.next(); }
   bool accept(Sign sign) {
     if (!_token.is(sign)) return false;
     advance();
@@ -103,35 +103,40 @@ class Parser {
     return expressionOf(parse(power), position);
   }
 
-  Operand parse(Power power);
+  // These call each other in turn for as many levels as there are. None is inlined, so that a level
+  // takes up what its own functions need and not what all the others would.
+  [[gnu::noinline]] Operand parse(Power power);
   Power powerOfToken() const;
-  Operand parseInfix(Operand left, std::size_t position);
-  Operand parsePrefix();
-  Operand parseNot();
-  Operand parseQuantified();
-  Operand parseNegative();
-  Operand parsePrimary();
-  Operand parseParenthesis();
-  Operand parseWord();
-  Operand parseKeyword();
-  Ref<NSExpression> parseKeywordExpression(const Token& word);
-  Ref<NSExpression> parsePostfix(Ref<NSExpression> expression);
+  [[gnu::noinline]] Operand parseInfix(Operand left, std::size_t position);
+  [[gnu::noinline]] Operand parsePrefix();
+  [[gnu::noinline]] Operand parseNot();
+  [[gnu::noinline]] Operand parseQuantified();
+  [[gnu::noinline]] Operand parseNegative();
+  [[gnu::noinline]] Operand parsePrimary();
+  [[gnu::noinline]] Ref<NSExpression> parseLeaf();
+  [[gnu::noinline]] Operand parseParenthesis();
+  [[gnu::noinline]] Operand parseWord();
+  [[gnu::noinline]] Operand parseKeyword();
+  [[gnu::noinline]] Ref<NSExpression> parseKeywordExpression(const Token& word);
+  [[gnu::noinline]] Ref<NSExpression> parsePostfix(Ref<NSExpression> expression);
 
-  Ref<NSPredicate> parseCompound(NSCompoundPredicateType type, Ref<NSPredicate> first);
-  Ref<NSPredicate> parseComparison(Ref<NSExpression> left, NSComparisonPredicateModifier modifier);
+  [[gnu::noinline]] Ref<NSPredicate> parseCompound(NSCompoundPredicateType type,
+                                                   Ref<NSPredicate> first);
+  [[gnu::noinline]] Ref<NSPredicate> parseComparison(Ref<NSExpression> left,
+                                                     NSComparisonPredicateModifier modifier);
   NSPredicateOperatorType parseOperator();
   NSComparisonPredicateOptions parseOptions();
-  Ref<NSExpression> parseArithmetic(Ref<NSExpression> left);
-  Ref<NSExpression> parseSetExpression(Ref<NSExpression> left);
+  [[gnu::noinline]] Ref<NSExpression> parseArithmetic(Ref<NSExpression> left);
+  [[gnu::noinline]] Ref<NSExpression> parseSetExpression(Ref<NSExpression> left);
 
   std::string parseKeys(std::string keys);
-  Ref<NSArray> parseList(Sign end);
-  Ref<NSExpression> parseIndex(Ref<NSExpression> container);
-  Ref<NSExpression> parseCall(const Token& name);
-  Ref<NSExpression> parseSubquery();
-  Ref<NSExpression> parseCast();
-  Ref<NSExpression> parseSelectorCall();
-  Ref<NSExpression> parseConditional();
+  [[gnu::noinline]] Ref<NSArray> parseList(Sign end);
+  [[gnu::noinline]] Ref<NSExpression> parseIndex(Ref<NSExpression> container);
+  [[gnu::noinline]] Ref<NSExpression> parseCall(const Token& name);
+  [[gnu::noinline]] Ref<NSExpression> parseSubquery();
+  [[gnu::noinline]] Ref<NSExpression> parseCast();
+  [[gnu::noinline]] Ref<NSExpression> parseSelectorCall();
+  [[gnu::noinline]] Ref<NSExpression> parseConditional();
 
   const FormatArgument& takeArgument();
   Ref<NSExpression> parseArgument();
@@ -400,28 +405,12 @@ Operand Parser::parsePrimary() {
     case Kind::Word:
     case Kind::Selector:
       return parseWord();
-    case Kind::Operator: {
-      std::string key = std::move(_token.text);
-      advance();
-      return {nullptr, parsePostfix(NSExpression::expressionForKeyPath(parseKeys(std::move(key))))};
-    }
-    case Kind::Text: {
-      Ref<NSExpression> text = constant(_token.text);
-      advance();
-      return {nullptr, parsePostfix(std::move(text))};
-    }
-    case Kind::Number: {
-      Ref<NSExpression> number = constant(_token.number);
-      advance();
-      return {nullptr, parsePostfix(std::move(number))};
-    }
-    case Kind::Variable: {
-      Ref<NSExpression> variable = NSExpression::expressionForVariable(_token.text);
-      advance();
-      return {nullptr, parsePostfix(std::move(variable))};
-    }
+    case Kind::Operator:
+    case Kind::Text:
+    case Kind::Number:
+    case Kind::Variable:
     case Kind::Argument:
-      return {nullptr, parsePostfix(parseArgument())};
+      return {nullptr, parsePostfix(parseLeaf())};
     case Kind::Sign:
       if (_token.sign == Sign::OpenParenthesis) return parseParenthesis();
       if (_token.sign == Sign::OpenBrace) {
@@ -435,6 +424,23 @@ Operand Parser::parsePrimary() {
       break;
   }
   fail("a value or a comparison was expected");
+}
+
+/// What has no parts.
+Ref<NSExpression> Parser::parseLeaf() {
+  if (_token.kind == Kind::Argument) return parseArgument();
+  const Token token = std::exchange(_token, {});
+  advance();
+  switch (token.kind) {
+    case Kind::Text:
+      return constant(token.text);
+    case Kind::Number:
+      return constant(token.number);
+    case Kind::Variable:
+      return NSExpression::expressionForVariable(token.text);
+    default:
+      return NSExpression::expressionForKeyPath(parseKeys(token.text));
+  }
 }
 
 Operand Parser::parseParenthesis() {

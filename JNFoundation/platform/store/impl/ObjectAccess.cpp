@@ -32,21 +32,35 @@ std::int64_t ObjectAccess::nextTemporaryNumber() noexcept {
   return last.fetch_add(1, std::memory_order_relaxed) + 1;
 }
 
-Value canonicalValue(const Value& value, NSAttributeType type) {
-  if (value.isNull()) return value;
+bool isCanonical(const Value& value, NSAttributeType type) noexcept {
+  const Value::Kind kind = value.kind();
   switch (type) {
     case NSInteger16AttributeType:
     case NSInteger32AttributeType:
     case NSInteger64AttributeType:
-      return value.kind() == Value::Kind::Integer ? value : Value(value.longLongValue());
+      return kind == Value::Kind::Integer || value.isNull();
     case NSBooleanAttributeType:
-      return value.isBoolean() ? value : Value(value.boolValue());
+      return value.isBoolean() || value.isNull();
     case NSDoubleAttributeType:
-      return value.kind() == Value::Kind::Double ? value : Value(value.doubleValue());
+      return kind == Value::Kind::Double || value.isNull();
     case NSFloatAttributeType:
-      return value.kind() == Value::Kind::Float ? value : Value(value.floatValue());
+      return kind == Value::Kind::Float || value.isNull();
     default:
-      return value;
+      return true;
+  }
+}
+
+Value canonicalValue(const Value& value, NSAttributeType type) {
+  if (isCanonical(value, type)) return value;
+  switch (type) {
+    case NSBooleanAttributeType:
+      return value.boolValue();
+    case NSDoubleAttributeType:
+      return value.doubleValue();
+    case NSFloatAttributeType:
+      return value.floatValue();
+    default:
+      return value.longLongValue();
   }
 }
 

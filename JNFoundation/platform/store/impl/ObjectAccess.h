@@ -18,6 +18,7 @@ class ObjectAccess {
   static constexpr std::uint32_t deleted = Object::Deleted;
   static constexpr std::uint32_t fault = Object::Fault;
   static constexpr std::uint32_t hasValues = Object::HasValues;
+  static constexpr std::uint32_t preparing = Object::Preparing;
 
   /// An object of the class that the entity names, with nothing but its entity.
   /// Fails: as EntityLayout::objectClass.
@@ -60,6 +61,10 @@ class ObjectAccess {
 /// The value as a store gives it back: a number in the form that its attribute's type has.
 /// Requires: a value that the attribute accepts.
 Value canonicalValue(const Value& value, NSAttributeType type);
+
+/// Whether the value is in that form already; only numbers have several. Requires: a value that the
+/// attribute accepts.
+bool isCanonical(const Value& value, NSAttributeType type) noexcept;
 
 /// Whether a save would store the same for both.
 bool storesAlike(const Value& left, const Value& right, NSAttributeType type);

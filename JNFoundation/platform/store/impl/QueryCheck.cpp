@@ -58,13 +58,13 @@ class Walker {
       case NSUnionSetExpressionType:
       case NSIntersectSetExpressionType:
       case NSMinusSetExpressionType:
-        walk(*expression.leftExpression().get());
-        walk(*expression.rightExpression().get());
+        walk(*expression.leftExpression());
+        walk(*expression.rightExpression());
         break;
       case NSSubqueryExpressionType: {
         const Value collection = expression.collection();
         if (const auto* inner = as<NSExpression>(collection)) walk(*inner);
-        walk(*expression.predicate().get());
+        walk(*expression.predicate());
         break;
       }
       case NSAggregateExpressionType: {
@@ -78,9 +78,9 @@ class Walker {
         foundMessage();
         break;
       case NSConditionalExpressionType:
-        walk(*expression.predicate().get());
-        walk(*expression.trueExpression().get());
-        walk(*expression.falseExpression().get());
+        walk(*expression.predicate());
+        walk(*expression.trueExpression());
+        walk(*expression.falseExpression());
         break;
       default:
         break;
