@@ -22,8 +22,9 @@ Value Step::processOtherwise(const Value& value, bool isRejected) const {
 struct StepList::Block {
   static constexpr std::uint32_t capacity = 4;
 
-  Block() noexcept {}
-  ~Block() {}
+  // Defaults would not be there, because the union has no steps of its own.
+  Block() noexcept {}  // NOLINT(modernize-use-equals-default)
+  ~Block() {}          // NOLINT(modernize-use-equals-default)
 
   /// Those from `begin` to before `end` are there.
   union {

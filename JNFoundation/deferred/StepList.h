@@ -51,7 +51,8 @@ struct Step {
 /// have another; the rest in blocks.
 class StepList {
  public:
-  StepList() noexcept {}
+  // A default would not be there, because the union has no step yet.
+  StepList() noexcept {}  // NOLINT(modernize-use-equals-default)
   StepList(StepList&& other) noexcept : _last(std::exchange(other._last, nullptr)) {
     if (other._hasOnly) std::construct_at(placeOfOnly(), other.takeOnly());
   }

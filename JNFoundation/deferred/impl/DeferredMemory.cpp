@@ -35,7 +35,7 @@ struct Cleaner {
     kept.limit = -1;
     while (Piece* piece = kept.first) {
       kept.first = piece->next;
-      ::operator delete(piece, pieceSize);
+      ::operator delete(piece);
     }
     kept.count = 0;
   }
@@ -58,7 +58,7 @@ void* DeferredMemory::take(std::size_t size) {
 
 void DeferredMemory::giveBack(void* memory, std::size_t size) noexcept {
   if (size == pieceSize && kept.count >= kept.limit) startKeeping();
-  if (size != pieceSize || kept.count >= kept.limit) return ::operator delete(memory, size);
+  if (size != pieceSize || kept.count >= kept.limit) return ::operator delete(memory);
   kept.first = new (memory) Piece{kept.first};
   ++kept.count;
 }
