@@ -17,6 +17,7 @@
 #include <JNFoundation/platform/value/NSNumber.h>
 #include <JNFoundation/platform/value/NSSet.h>
 #include <JNFoundation/platform/value/NSUUID.h>
+#include <JNFoundation/platform/value/Subclass.h>
 
 namespace JNFoundation {
 namespace {
@@ -236,6 +237,40 @@ TEST_F(DictionaryReaders, AStrictArrayIsTheArrayItselfAndRaisesForOtherKinds) {
 
 TEST_F(DictionaryReaders, AStrictDictionaryIsTheDictionaryItselfAndRaisesForOtherKinds) {
   expectStrict(jn_dictionaryForKey, Is::Dictionary, "dictionary needed for key:key");
+}
+
+/// Collections of an application's own classes.
+class Payload : public Subclass<Payload, NSMutableDictionary> {
+ public:
+  static Ref<Payload> init() { return makeObject<Payload>(); }
+
+ protected:
+  using Subclass::Subclass;
+};
+class Listing : public Subclass<Listing, NSMutableArray> {
+ public:
+  static Ref<Listing> init() { return makeObject<Listing>(); }
+
+ protected:
+  using Subclass::Subclass;
+};
+
+TEST_F(DictionaryReaders, ASubclassIsOfTheKindThatItDerivesFrom) {
+  const auto payload = record(Payload::init());
+  const auto listing = record(Listing::init());
+  EXPECT_TRUE(isKindOf<Payload>(Value(jn_dictionaryForKey(payload, "key"))));
+  EXPECT_TRUE(isKindOf<Payload>(Value(jn_dictionaryForKeyOptionalType(payload, "key"))));
+  EXPECT_TRUE(isKindOf<Listing>(Value(jn_arrayForKey(listing, "key"))));
+  EXPECT_TRUE(isKindOf<Listing>(Value(jn_arrayForKeyOptionalType(listing, "key"))));
+  EXPECT_FALSE(jn_arrayForKeyOptionalType(payload, "key"));
+}
+
+TEST_F(DictionaryReaders, ADictionaryOfAnApplicationsClassIsReadLikeAnyOther) {
+  const auto payload = Payload::init();
+  payload->setObjectForKey(7, "id");
+  EXPECT_EQ(jn_integerForKey(payload, "id"), 7);
+  EXPECT_EQ(jn_numberForKey(payload, "id"), Value(7));
+  EXPECT_EQ(jn_valueForCaseInsensitiveKey(payload, "ID"), Value(7));
 }
 
 TEST_F(DictionaryReaders, TheReasonNamesTheKeyWhateverItIs) {

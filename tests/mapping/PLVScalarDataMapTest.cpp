@@ -15,6 +15,7 @@
 #include <JNFoundation/platform/value/NSNull.h>
 #include <JNFoundation/platform/value/NSSet.h>
 #include <JNFoundation/platform/value/NSUUID.h>
+
 namespace JNFoundation {
 namespace {
 
