@@ -47,8 +47,12 @@ Value recordsIn(const Value& json) {
 Value readRecords(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   if (!file) return failure(path, std::strerror(errno));
-  const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  if (file.bad()) return failure(path, std::strerror(errno));
+  std::string text;
+  try {
+    text.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+  } catch (const std::ios_base::failure& unreadable) {  // a folder, a disk that fails
+    return failure(path, unreadable.code().message());
+  }
   Ref<NSError> error;
   const Value json =
       NSJSONSerialization::JSONObjectWithTextOptionsError(text, NSJSONReadingPlain, &error);
