@@ -118,7 +118,7 @@ Ref<PLVDeferred> PLVDeferred::thenResolved(PLVResolvedHandler resolved) {
 }
 
 Ref<PLVDeferred> PLVDeferred::thenRejected(PLVRejectedHandler rejected) {
-  return enqueueStep(Step::Kind::Rejected, rejected.takeBlock());
+  return enqueueStep(Step::Kind::Rejected, std::move(rejected._block));
 }
 
 Ref<PLVDeferred> PLVDeferred::thenEither(PLVResolvedHandler either) {

@@ -52,10 +52,9 @@ class PLVRejectedHandler {
   /// Requires: not null; the value is a PLVRejected.
   Value operator()(const Value& rejected) const { return _block(rejected); }
 
-  /// The same handler as one of any value, which must only be called with a PLVRejected.
-  PLVResolvedHandler takeBlock() noexcept { return std::move(_block); }
-
  private:
+  friend class PLVDeferred;
+
   PLVResolvedHandler _block;
 };
 

@@ -237,6 +237,7 @@ Entry Engine::continueInto(const Step& step, const Value& value) {
 
 /// Sends `resolve:` to the target: up to where something runs if the engine owns it, else natively.
 Entry Engine::resolveEntry(NSObject& target, const Value& value) {
+  // Nearly every target; one comparison tells.
   if (isExactly<PLVDeferred>(target)) {
     auto& deferred = static_cast<PLVDeferred&>(target);
     return deferred._cancelled ? Entry() : deferred.settle(value);
