@@ -103,7 +103,7 @@ Ref<PLVPromise> PLVPromise::promisedResolution() { return enlistNew<PLVPromise>(
 template <class Listener>
 Ref<Listener> PLVPromise::enlistNew() {
   Ref<Listener> listener = makeObject<Listener>();
-  if (_isFulfilled || _resolvables || !MainQueue::isMainThread()) {
+  if (!MainQueue::isMainThread() || _isFulfilled || _resolvables) {
     listener->_resolutionSource = WeakObject(this);
     enlistResolvable(listener);
   } else {
