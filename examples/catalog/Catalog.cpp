@@ -54,36 +54,33 @@ Ref<NSArray> Catalog::sampleOf(const Ref<NSString>& entityName, NSUInteger count
 }
 
 Ref<PLVDeferred> importFiles(Catalog& catalog, std::vector<FeedFile>& files, Worker& worker,
-                             MergeProgress progress) {
+                             const MergeProgress& progress) {
   // Every stage is a step; a step that returns a deferred makes the next one wait for it. A failure
   // anywhere passes by the steps behind it, to whoever handles rejections.
   Ref<NSMutableArray> lists = NSMutableArray::array();
-  Ref<PLVDeferred> import = PLVDeferred::withResolved(nullptr);
+  Ref<PLVDeferred> work = PLVDeferred::withResolved(nullptr);
   for (const FeedFile& file : files) {
-    import
-        ->thenResolved(
-            [&worker, path = &file.path](const Value&) { return recordsOfFile(*path, worker);
-  })
-        ->thenResolved([lists](const Value& records) {
-    lists->addObject(records);
-    return records;
-        });
-}
-  import->thenResolved([&catalog](const Value&) -> Value {
+    work->thenResolved(
+        [&worker, path = &file.path](const Value&) { return recordsOfFile(*path, worker); });
+    work->thenResolved([lists](const Value& records) {
+      lists->addObject(records);
+      return records;
+    });
+  }
+  work->thenResolved([&catalog](const Value&) -> Value {
     Ref<NSError> error;
-  return catalog.open(&error) ? Value() : Value(PLVRejected::withValue(error));
-  }  // namespace catalog
-);
-for (std::size_t i = 0; i < files.size(); ++i) {
-    import->thenResolved([&catalog, file = &files[i], lists, i, progress](const Value&) {
-      return mergeRecords(as<NSArray>(lists->objectAtIndex(i)), file->entityName,
-                          catalog.context(), progress, file->counts);
-});
-}
-return import->thenResolved([&catalog](const Value&) -> Value {
-  Ref<NSError> error;
-  return catalog.context()->save(&error) ? Value() : Value(PLVRejected::withValue(error));
-});
+    return catalog.open(&error) ? Value() : Value(PLVRejected::withValue(error));
+  });
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    work->thenResolved([&catalog, file = &files[i], lists, i, progress](const Value&) {
+      return mergeRecords(as<NSArray>(lists->objectAtIndex(i)), file->entityName, catalog.context(),
+                          progress, file->counts);
+    });
+  }
+  return work->thenResolved([&catalog](const Value&) -> Value {
+    Ref<NSError> error;
+    return catalog.context()->save(&error) ? Value() : Value(PLVRejected::withValue(error));
+  });
 }
 
 }  // namespace catalog

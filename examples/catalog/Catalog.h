@@ -52,6 +52,6 @@ struct FeedFile {
 /// Returns: a deferred of null. Fails: rejects with an NSError.
 /// Requires: catalog, files and worker outlive the deferred's chain.
 Ref<PLVDeferred> importFiles(Catalog& catalog, std::vector<FeedFile>& files, Worker& worker,
-                             MergeProgress progress);
+                             const MergeProgress& progress);
 
 }  // namespace catalog
