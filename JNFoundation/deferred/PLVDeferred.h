@@ -5,6 +5,7 @@
 #include <type_traits>
 #include <typeinfo>
 
+#include <JNFoundation/deferred/Guard.h>
 #include <JNFoundation/deferred/PLVDeferredStep.h>
 #include <JNFoundation/deferred/PLVResolvable.h>
 #include <JNFoundation/deferred/StepList.h>
@@ -15,6 +16,7 @@ namespace JNFoundation {
 
 namespace impl {
 
+class Await;
 class Engine;
 struct Entry;
 
@@ -89,6 +91,32 @@ class PLVDeferred : public NSObject, public PLVResolvable {
   /// Takes: the target, strongly, until the step has run.
   Ref<PLVDeferred> thenResolve(const Ref<PLVResolvable>& target);
 
+  // The same with a `Weak` or `std::weak_ptr` in front: once its owner has gone, the handler is
+  // skipped and the value passes that branch unchanged. The handler may take the owner in front of
+  // the value. See `guarded`.
+  template <impl::LifetimeGuard Guard, class ResolvedHandler, class RejectedHandler>
+  Ref<PLVDeferred> thenResolvedRejected(Guard guard, ResolvedHandler&& resolved,
+                                        RejectedHandler&& rejected) {
+    return thenResolvedRejected(guarded(guard, std::forward<ResolvedHandler>(resolved)),
+                                guarded(guard, std::forward<RejectedHandler>(rejected)));
+  }
+  template <impl::LifetimeGuard Guard, class Handler>
+  Ref<PLVDeferred> thenResolved(Guard guard, Handler&& resolved) {
+    return thenResolved(guarded(std::move(guard), std::forward<Handler>(resolved)));
+  }
+  template <impl::LifetimeGuard Guard, class Handler>
+  Ref<PLVDeferred> thenRejected(Guard guard, Handler&& rejected) {
+    return thenRejected(guarded(std::move(guard), std::forward<Handler>(rejected)));
+  }
+  template <impl::LifetimeGuard Guard, class Handler>
+  Ref<PLVDeferred> thenEither(Guard guard, Handler&& either) {
+    return thenEither(guarded(std::move(guard), std::forward<Handler>(either)));
+  }
+  template <impl::LifetimeGuard Guard, class Handler>
+  Ref<PLVDeferred> thenEitherUnlessCanceled(Guard guard, Handler&& either) {
+    return thenEitherUnlessCanceled(guarded(std::move(guard), std::forward<Handler>(either)));
+  }
+
   /// Accepts the outcome. A deferred or a promise as the value is awaited first.
   /// Calls: the handlers, now. Ignored after an outcome or a cancellation.
   void resolve(const Value& value) override;
@@ -133,6 +161,7 @@ class PLVDeferred : public NSObject, public PLVResolvable {
   virtual bool isSettledByEngine() const noexcept;
 
  private:
+  friend class impl::Await;
   friend class impl::Engine;
   friend class PLVPromise;
 

@@ -20,6 +20,7 @@ struct Step {
     Resolve,               ///< the object gets the value; it is a PLVResolvable
     ResumeDeferred,        ///< the object, a PLVDeferred, waited for this value
     ResumePromise,         ///< the object, a PLVPromise, waited for this value
+    Continue,              ///< the object, a Continuation, waited for this value
   };
 
   Kind kind;

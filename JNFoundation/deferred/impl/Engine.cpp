@@ -3,6 +3,7 @@
 #include <memory>
 #include <mutex>
 
+#include <JNFoundation/deferred/Continuation.h>
 #include <JNFoundation/platform/dispatch/MainQueue.h>
 #include <JNFoundation/platform/value/NSArray.h>
 #include <JNFoundation/platform/value/NSException.h>
@@ -230,6 +231,8 @@ Entry Engine::continueInto(const Step& step, const Value& value) {
       return static_cast<PLVDeferred&>(*step.object).resume(value);
     case Step::Kind::ResumePromise:
       return static_cast<PLVPromise&>(*step.object).resume(value);
+    case Step::Kind::Continue:
+      return static_cast<Continuation&>(*step.object).proceed(value);
     default:
       return {};
   }
@@ -267,6 +270,7 @@ Entry Engine::tellSource(const Value& source, const Ref<PLVResolvable>& cancelle
   if (auto* promise = as<PLVPromise>(source); promise && promise->isSettledByEngine()) {
     return promise->listenerDidCancel(*cancelled->protocolObject());
   }
+  if (auto* continuation = as<Continuation>(source)) return continuation->cancelAwaited(value);
   if (auto* told = as<PLVResolutionSource>(source)) {
     told->resolvableDidCancelWithValue(cancelled, value);
     return {};
