@@ -3,11 +3,11 @@
 
 set_property(GLOBAL PROPERTY JN_FLOORS "")
 
-# jn_floor(<name> <folder> [BELOW <name>...] [LINK <library>...])
-# Declares the object library jn_<name> from every source of JNFoundation/<folder>. A floor without
-# sources passes on what lies below it.
+# jn_floor(<name> <folder> [UNTESTED] [BELOW <name>...] [LINK <library>...])
+# Declares the object library jn_<name> from every source of JNFoundation/<folder>, and its test
+# program unless UNTESTED. A floor without sources passes on what lies below it.
 function(jn_floor name folder)
-  cmake_parse_arguments(FLOOR "" "" "BELOW;LINK" ${ARGN})
+  cmake_parse_arguments(FLOOR "UNTESTED" "" "BELOW;LINK" ${ARGN})
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/JNFoundation/${folder}/*.cpp)
   set(closure "")
   set(external "")
@@ -34,7 +34,9 @@ function(jn_floor name folder)
   if(sources)
     set_property(GLOBAL APPEND PROPERTY JN_FLOORS ${name})
   endif()
-  jn_floor_test(${name} ${folder} ${name})
+  if(NOT FLOOR_UNTESTED)
+    jn_floor_test(${name} ${folder} ${name})
+  endif()
 endfunction()
 
 # jn_floor_test(<name> <folder> <floor>...)

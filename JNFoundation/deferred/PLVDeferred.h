@@ -1,7 +1,9 @@
 #pragma once
 
 #include <atomic>
+#include <concepts>
 #include <cstdint>
+#include <initializer_list>
 #include <type_traits>
 #include <typeinfo>
 
@@ -10,15 +12,39 @@
 #include <JNFoundation/deferred/PLVResolvable.h>
 #include <JNFoundation/deferred/StepList.h>
 #include <JNFoundation/platform/value/Subclass.h>
+#include <JNFoundation/platform/value/Types.h>
 #include <JNFoundation/platform/value/Weak.h>
 
 namespace JNFoundation {
+
+class NSArray;
+class NSMutableArray;
+class PLVDeferred;
 
 namespace impl {
 
 class Await;
 class Engine;
 struct Entry;
+
+/// The class that was asked for a combination, and makes the deferreds that are needed for it.
+struct DeferredClass {
+  Ref<PLVDeferred> (*withResolved)(const Value& value);
+  Ref<PLVDeferred> (*withRejected)(const Value& value);
+};
+template <class T>
+inline constexpr DeferredClass deferredClass{
+    [](const Value& value) -> Ref<PLVDeferred> { return T::withResolved(value); },
+    [](const Value& value) -> Ref<PLVDeferred> { return T::withRejected(value); }};
+
+// The combinations, for the class operations that have their names.
+void resolveAfterDelay(const Ref<PLVDeferred>& deferred, const Value& value, NSTimeInterval delay);
+Ref<PLVDeferred> iteration(const DeferredClass& maker, const Ref<NSArray>& deferreds,
+                           const Ref<NSMutableArray>& results);
+Ref<PLVDeferred> anyResolved(const DeferredClass& maker, const Ref<NSArray>& deferreds);
+Ref<PLVDeferred> allResolved(const DeferredClass& maker, const Ref<NSArray>& deferreds);
+Ref<PLVDeferred> allResolvedUpToNull(const DeferredClass& maker,
+                                     std::initializer_list<Ref<PLVDeferred>> deferreds);
 
 /// Whether the object was made as a T, not as something derived from it.
 template <class T>
@@ -74,6 +100,32 @@ class PLVDeferred : public NSObject, public PLVResolvable {
   /// A deferred that receives the source's final value; resolved with null for a null source.
   static Ref<PLVDeferred> resolvedBy(const Ref<PLVDeferred>& source);
 
+  // Deferreds made of others. The inputs run on their own: nothing here starts or cancels them, and
+  // they are waited for in the order of the array, whatever order they settle in. An entry that is
+  // no deferred and no promise counts as settled with itself.
+
+  /// Resolved with the value on the main queue once that many seconds have passed, counted in whole
+  /// nanoseconds. Nothing or less, and not-a-number, pass until its next turn; more than 292 years
+  /// never do.
+  /// Takes: the value and the deferred until then; cancelling does not end that.
+  static Ref<PLVDeferred> withResolvedDelayInterval(const Value& value,
+                                                    NSTimeInterval delayInterval);
+  /// Waits for every input and appends its outcome to the results: the value, NSNull for null, or
+  /// the PLVRejected. Returns: a deferred that is then resolved with null.
+  static Ref<PLVDeferred> iterationDeferredWithDeferredsResultsArray(
+      const Ref<NSArray>& deferreds, const Ref<NSMutableArray>& resultsArray);
+  /// Waits for every input. Resolved with the array of all outcomes if any input succeeded, else
+  /// rejected with it. Returns: null for an empty array and for null.
+  static Ref<PLVDeferred> withAnyResolved(const Ref<NSArray>& deferreds);
+  /// Waits for every input, also past a failure. Resolved with the array of all outcomes if every
+  /// input succeeded, else rejected with it. Returns: null for an empty array and for null.
+  static Ref<PLVDeferred> withAllResolved(const Ref<NSArray>& deferreds);
+  /// `withAllResolved` of the deferreds in front of the first null.
+  template <std::convertible_to<Ref<PLVDeferred>>... Deferreds>
+  static Ref<PLVDeferred> withAllResolvedVariadic(const Deferreds&... deferreds) {
+    return impl::allResolvedUpToNull(impl::deferredClass<PLVDeferred>, {deferreds...});
+  }
+
   [[deprecated("use withResolved")]] static Ref<PLVDeferred> deferredWithResolved(
       const Value& value);
   [[deprecated("use withRejected")]] static Ref<PLVDeferred> deferredWithRejected(
@@ -116,6 +168,15 @@ class PLVDeferred : public NSObject, public PLVResolvable {
   Ref<PLVDeferred> thenEitherUnlessCanceled(Guard guard, Handler&& either) {
     return thenEitherUnlessCanceled(guarded(std::move(guard), std::forward<Handler>(either)));
   }
+
+  /// Returns: a new PLVDeferred that receives this one's outcome, or is rejected with the
+  /// JNTimeout once that many seconds have passed, whichever is first. Seconds as for
+  /// `withResolvedDelayInterval`. This deferred goes on in any case.
+  /// Takes: the new deferred, until the seconds have passed.
+  Ref<PLVDeferred> timeout(NSTimeInterval seconds);
+  /// Returns: a new PLVDeferred that receives this one's outcome, a failure as a success whose
+  /// value is a PLVRejectedIgnored.
+  Ref<PLVDeferred> ignoreRejected();
 
   /// Accepts the outcome. A deferred or a promise as the value is awaited first.
   /// Calls: the handlers, now. Ignored after an outcome or a cancellation.
@@ -164,6 +225,7 @@ class PLVDeferred : public NSObject, public PLVResolvable {
   friend class impl::Await;
   friend class impl::Engine;
   friend class PLVPromise;
+  friend class PLVDeferredEnumeration;
 
   /// Adds a step made of the parts now, or on the main queue behind the additions that wait there.
   template <class Part>
@@ -223,6 +285,25 @@ class PLVDeferred::ClassOperations : public Above {
     }
     return deferred;
   }
+  static Ref<Self> withResolvedDelayInterval(const Value& value, NSTimeInterval delayInterval) {
+    Ref<Self> deferred = Self::init();
+    impl::resolveAfterDelay(deferred, value, delayInterval);
+    return deferred;
+  }
+  static Ref<Self> iterationDeferredWithDeferredsResultsArray(
+      const Ref<NSArray>& deferreds, const Ref<NSMutableArray>& resultsArray) {
+    return own(impl::iteration(impl::deferredClass<Self>, deferreds, resultsArray));
+  }
+  static Ref<Self> withAnyResolved(const Ref<NSArray>& deferreds) {
+    return own(impl::anyResolved(impl::deferredClass<Self>, deferreds));
+  }
+  static Ref<Self> withAllResolved(const Ref<NSArray>& deferreds) {
+    return own(impl::allResolved(impl::deferredClass<Self>, deferreds));
+  }
+  template <std::convertible_to<Ref<PLVDeferred>>... Deferreds>
+  static Ref<Self> withAllResolvedVariadic(const Deferreds&... deferreds) {
+    return own(impl::allResolvedUpToNull(impl::deferredClass<Self>, {deferreds...}));
+  }
   [[deprecated("use withResolved")]] static Ref<Self> deferredWithResolved(const Value& value) {
     return Self::withResolved(value);
   }
@@ -246,6 +327,12 @@ class PLVDeferred::ClassOperations : public Above {
     } else {
       return false;
     }
+  }
+
+ private:
+  /// What the maker of this class made is of this class.
+  static Ref<Self> own(const Ref<PLVDeferred>& made) {
+    return Ref<Self>(static_cast<Self*>(made.get()));
   }
 };
 

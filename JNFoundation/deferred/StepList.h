@@ -21,6 +21,7 @@ struct Step {
     ResumeDeferred,        ///< the object, a PLVDeferred, waited for this value
     ResumePromise,         ///< the object, a PLVPromise, waited for this value
     Continue,              ///< the object, a Continuation, waited for this value
+    ResumeWalk,            ///< the object, a WalkPause, waited for the end of this value's chain
   };
 
   Kind kind;

@@ -4,6 +4,8 @@
 #include <mutex>
 
 #include <JNFoundation/deferred/Continuation.h>
+#include <JNFoundation/deferred/PLVDeferredEnumeration.h>
+#include <JNFoundation/deferred/impl/WalkPause.h>
 #include <JNFoundation/platform/dispatch/MainQueue.h>
 #include <JNFoundation/platform/value/NSArray.h>
 #include <JNFoundation/platform/value/NSException.h>
@@ -23,6 +25,9 @@ constexpr unsigned char callingBack = 2;
 constexpr unsigned char tellingSource = 0;
 constexpr unsigned char sourceTold = 1;
 constexpr unsigned char awaitedCancelled = 2;
+// States of a frame of the end of a walk.
+constexpr unsigned char settlingCompletion = 0;
+constexpr unsigned char completionSettled = 1;
 
 /// A frame stack beyond this is given back once it is empty.
 constexpr std::size_t keptFrames = 1024;
@@ -134,6 +139,13 @@ void Engine::advance() {
       const Frame sent = pop();
       return static_cast<PLVDeferred&>(*sent.object).cancelWithValue(sent.value);
     }
+    case Entry::Kind::Walk: {
+      const Frame walk = pop();
+      auto& enumeration = static_cast<PLVDeferredEnumeration&>(*walk.object);
+      return push(enumeration.walkFrom(static_cast<NSUInteger>(walk.value.integerValue())));
+    }
+    case Entry::Kind::EndWalk:
+      return advanceEndWalk(static_cast<PLVDeferredEnumeration&>(*frame.object));
     case Entry::Kind::None:
       break;
   }
@@ -233,6 +245,8 @@ Entry Engine::continueInto(const Step& step, const Value& value) {
       return static_cast<PLVPromise&>(*step.object).resume(value);
     case Step::Kind::Continue:
       return static_cast<Continuation&>(*step.object).proceed(value);
+    case Step::Kind::ResumeWalk:
+      return static_cast<WalkPause&>(*step.object).resume();
     default:
       return {};
   }
@@ -271,6 +285,11 @@ Entry Engine::tellSource(const Value& source, const Ref<PLVResolvable>& cancelle
     return promise->listenerDidCancel(*cancelled->protocolObject());
   }
   if (auto* continuation = as<Continuation>(source)) return continuation->cancelAwaited(value);
+  if (auto* enumeration = as<PLVDeferredEnumeration>(source);
+      enumeration && enumeration->isSettledByEngine()) {
+    const Ref<PLVDeferred> current = enumeration->beginCancel();
+    return current ? cancelEntry(*current, value) : Entry();
+  }
   if (auto* told = as<PLVResolutionSource>(source)) {
     told->resolvableDidCancelWithValue(cancelled, value);
     return {};
@@ -365,6 +384,21 @@ void Engine::advanceCancelPromise(PLVPromise& promise) {
   }
   const Frame told = pop();
   push(promise.settle(PLVRejected::cancellationWithValue(told.value)));
+}
+
+void Engine::advanceEndWalk(PLVDeferredEnumeration& enumeration) {
+  Frame& frame = _frames.back();
+  if (frame.state == settlingCompletion) {
+    frame.state = completionSettled;
+    if (enumeration._completion) {
+      const Ref<PLVDeferred> completion = enumeration._completion;
+      const Value outcome = frame.value;
+      push(resolveEntry(*completion, outcome));
+    }
+    return;
+  }
+  const Frame ended = pop();
+  enumeration.becomeIdle();
 }
 
 /// An NSException left what the top frame called. Returns: whether a frame above the base took it;

@@ -9,6 +9,7 @@
 
 namespace JNFoundation {
 
+class PLVDeferredEnumeration;
 class Raised;
 
 namespace impl {
@@ -23,6 +24,8 @@ struct Entry {
     CancelDeferred,  ///< with the value
     CancelPromise,   ///< with the value
     SendCancel,      ///< to the deferred, whose class has a way of its own to cancel
+    Walk,            ///< of the enumeration, from the value on, which is an index
+    EndWalk,         ///< of the enumeration, with the value
   };
 
   Kind kind = Kind::None;
@@ -77,6 +80,7 @@ class Engine {
   void advanceListeners(PLVPromise& promise);
   void advanceCancelDeferred(PLVDeferred& deferred);
   void advanceCancelPromise(PLVPromise& promise);
+  void advanceEndWalk(PLVDeferredEnumeration& enumeration);
   static Ref<NSObject> takeListener(PLVPromise& promise, Frame& frame);
   bool applyResult(PLVDeferred& deferred, Value result);
   Entry continueInto(const Step& step, const Value& value);

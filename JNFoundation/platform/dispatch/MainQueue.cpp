@@ -116,6 +116,16 @@ void MainQueue::after(NSTimeInterval seconds, Task task) {
   if (host) host->wakeUp();
 }
 
+bool MainQueue::isIdle() noexcept {
+  if (hasBatch() || nextDeadline() <= Clock::current().monotonic()) return false;
+  std::lock_guard guard(_mutex);
+  return _incoming.empty();
+}
+
+Nanoseconds MainQueue::nextDeadline() const noexcept {
+  return std::min(_earliest.load(), _runLoop->nextMoment());
+}
+
 bool MainQueue::isLater(const Delayed& left, const Delayed& right) noexcept {
   return left.moment != right.moment ? left.moment > right.moment : left.order > right.order;
 }
@@ -207,7 +217,7 @@ void MainQueue::wakeUpIfPending() noexcept {
 }
 
 void MainQueue::deadlineChanged() noexcept {
-  const Nanoseconds moment = std::min(_earliest.load(), _runLoop->nextMoment());
+  const Nanoseconds moment = nextDeadline();
   // A moment that has come was used up.
   const bool mustArm =
       moment != _armed || (moment != never && moment <= Clock::current().monotonic());

@@ -63,6 +63,13 @@ class MainQueue {
   /// non-null task.
   void after(NSTimeInterval seconds, Block<void()> task);
 
+  /// Whether a turn would run nothing: no task waits, and neither a delayed one nor a timer of the
+  /// mode that the loop runs in, the default one outside of runs, has come due.
+  bool isIdle() noexcept;
+
+  /// When the next delayed task or timer of that mode comes due, or has; `never` without any.
+  Nanoseconds nextDeadline() const noexcept;
+
   /// The main thread's run loop.
   NSRunLoop& runLoop() noexcept { return *_runLoop; }
 

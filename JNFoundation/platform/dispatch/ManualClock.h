@@ -26,6 +26,8 @@ class ManualClock final : public Clock {
   /// Moves the clock on. Runs nothing: what has become due runs in the next turn of its run loop.
   /// Requires: seconds that are not negative.
   void advance(NSTimeInterval seconds) noexcept;
+  /// The same, up to that moment; nothing happens when it has passed.
+  void advanceTo(Nanoseconds moment) noexcept;
 
   NSTimeInterval now() noexcept override { return dateOf(monotonic()); }
   Nanoseconds monotonic() noexcept override { return _elapsed.load(); }
@@ -38,7 +40,6 @@ class ManualClock final : public Clock {
   void sleepUntil(Nanoseconds moment, impl::Sleeper& sleeper) override;
 
   NSTimeInterval dateOf(Nanoseconds moment) const noexcept;
-  void advanceTo(Nanoseconds moment) noexcept;
 
   const NSTimeInterval _start;
   std::atomic<Nanoseconds> _elapsed{0};

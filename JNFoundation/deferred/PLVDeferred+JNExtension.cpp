@@ -1,0 +1,128 @@
+#include <cmath>
+
+#include <JNFoundation/deferred/JNTimeout.h>
+#include <JNFoundation/deferred/PLVDeferred.h>
+#include <JNFoundation/deferred/PLVRejectedIgnored.h>
+#include <JNFoundation/platform/dispatch/MainQueue.h>
+#include <JNFoundation/platform/value/ClassDeclaration.h>
+#include <JNFoundation/platform/value/NSArray.h>
+#include <JNFoundation/platform/value/NSNull.h>
+#include <JNFoundation/util/NSArray+PLVExtensions.h>
+
+namespace JNFoundation {
+namespace {
+
+const ClassDeclaration<PLVDeferred> declaration =
+    ClassDeclaration<PLVDeferred>()
+        .operation("timeout:", &PLVDeferred::timeout)
+        .operation("ignoreRejected", &PLVDeferred::ignoreRejected)
+        .classOperation("withResolved:delayInterval:", &PLVDeferred::withResolvedDelayInterval)
+        .classOperation("iterationDeferredWithDeferreds:resultsArray:",
+                        &PLVDeferred::iterationDeferredWithDeferredsResultsArray)
+        .classOperation("withAnyResolved:", &PLVDeferred::withAnyResolved)
+        .classOperation("withAllResolved:", &PLVDeferred::withAllResolved);
+
+/// Parts of a nanosecond do not count; the queue takes what is too long for its clock as for ever,
+/// and what is no number as nothing.
+void afterDelay(NSTimeInterval seconds, Block<void()> task) {
+  MainQueue::current().after(std::trunc(seconds * 1e9) / 1e9, std::move(task));
+}
+
+/// Waits for all of them, then settles with the outcomes: rejected unless the answer is found among
+/// them, where one that is no failure answers "any", and no failure at all answers "all".
+enum class Wanted { AnySuccess, NoFailure };
+
+bool hasWanted(const NSArray& results, Wanted wanted) {
+  const bool stopsAtFailure = wanted == Wanted::NoFailure;
+  for (const Value& result : results) {
+    if (isKindOf<PLVRejected>(result) == stopsAtFailure) return !stopsAtFailure;
+  }
+  return stopsAtFailure;
+}
+
+Ref<PLVDeferred> combination(const impl::DeferredClass& maker, const Ref<NSArray>& deferreds,
+                             Wanted wanted) {
+  if (!deferreds || deferreds->count() == 0) return nullptr;
+  const Ref<NSMutableArray> results = NSMutableArray::array();
+  return impl::iteration(maker, deferreds, results)
+      ->thenEither([&maker, results, wanted](const Value&) -> Value {
+        return hasWanted(*results, wanted) ? maker.withResolved(results)
+                                           : maker.withRejected(results);
+      });
+}
+
+}  // namespace
+
+void impl::resolveAfterDelay(const Ref<PLVDeferred>& deferred, const Value& value,
+                             NSTimeInterval delay) {
+  afterDelay(delay, [deferred, value] { deferred->resolve(value); });
+}
+
+Ref<PLVDeferred> impl::iteration(const DeferredClass& maker, const Ref<NSArray>& deferreds,
+                                 const Ref<NSMutableArray>& results) {
+  const Ref<PLVDeferred> iteration = maker.withResolved(plv_firstObject(deferreds));
+  if (!deferreds || deferreds->count() == 0) return iteration;
+  // The count is asked each time: steps may run while they are added, and may change the array.
+  NSUInteger index = 0;
+  do {
+    ++index;
+    iteration->thenEither([results, next = jn_safelyGetObjectAtIndex(deferreds, index)](
+                              const Value& outcome) -> Value {
+      if (results) results->addObject(outcome.isNull() ? Value(NSNull::null()) : outcome);
+      return next;
+    });
+  } while (index < deferreds->count());
+  return iteration;
+}
+
+Ref<PLVDeferred> impl::anyResolved(const DeferredClass& maker, const Ref<NSArray>& deferreds) {
+  return combination(maker, deferreds, Wanted::AnySuccess);
+}
+
+Ref<PLVDeferred> impl::allResolved(const DeferredClass& maker, const Ref<NSArray>& deferreds) {
+  return combination(maker, deferreds, Wanted::NoFailure);
+}
+
+Ref<PLVDeferred> impl::allResolvedUpToNull(const DeferredClass& maker,
+                                           std::initializer_list<Ref<PLVDeferred>> deferreds) {
+  const Ref<NSMutableArray> list = NSMutableArray::array();
+  for (const Ref<PLVDeferred>& deferred : deferreds) {
+    if (!deferred) break;
+    list->addObject(deferred);
+  }
+  return allResolved(maker, list);
+}
+
+Ref<PLVDeferred> PLVDeferred::withResolvedDelayInterval(const Value& value,
+                                                        NSTimeInterval delayInterval) {
+  Ref<PLVDeferred> deferred = init();
+  impl::resolveAfterDelay(deferred, value, delayInterval);
+  return deferred;
+}
+
+Ref<PLVDeferred> PLVDeferred::iterationDeferredWithDeferredsResultsArray(
+    const Ref<NSArray>& deferreds, const Ref<NSMutableArray>& resultsArray) {
+  return impl::iteration(impl::deferredClass<PLVDeferred>, deferreds, resultsArray);
+}
+
+Ref<PLVDeferred> PLVDeferred::withAnyResolved(const Ref<NSArray>& deferreds) {
+  return impl::anyResolved(impl::deferredClass<PLVDeferred>, deferreds);
+}
+
+Ref<PLVDeferred> PLVDeferred::withAllResolved(const Ref<NSArray>& deferreds) {
+  return impl::allResolved(impl::deferredClass<PLVDeferred>, deferreds);
+}
+
+Ref<PLVDeferred> PLVDeferred::timeout(NSTimeInterval seconds) {
+  Ref<PLVDeferred> limited = resolvedBy(this);
+  afterDelay(seconds, [limited] { limited->reject(JNTimeout::instance()); });
+  return limited;
+}
+
+Ref<PLVDeferred> PLVDeferred::ignoreRejected() {
+  return resolvedBy(this)->thenRejected([](const Ref<PLVRejected>& rejected) -> Value {
+    return PLVRejectedIgnored::withRejected(rejected);
+  });
+}
+
+}  // namespace JNFoundation
