@@ -85,7 +85,8 @@ bool Coroutine::await(Ref<PLVDeferred> awaited, Value& place) {
 }
 
 void Coroutine::finish() noexcept {
-  if (_finished && MainQueue::isMainThread()) {
+  // The thread first: on another one, the main thread may be leaving `proceed`.
+  if (MainQueue::isMainThread() && _finished) {
     *std::exchange(_finished, nullptr) = true;
     return;
   }

@@ -63,24 +63,22 @@ class Deferred {
   /// The handler takes a T, nothing of void.
   template <class Handler>
   auto thenResolved(Handler&& handler) && {
-    using Resolved = std::decay_t<Handler>;
-    using Result = ResultOf<impl::Success<T>, Resolved>;
+    using Result = ResultOf<impl::Success<T>, std::decay_t<Handler>>;
     return Deferred<Result>(
-        _deferred->thenResolved(typed<impl::Success<T>, Result>(std::forward<Handler>(handler))));
+        take()->thenResolved(typed<impl::Success<T>, Result>(std::forward<Handler>(handler))));
   }
   /// The handler takes a failure and gives a T or a failure.
   template <class Handler>
   Deferred thenRejected(Handler&& handler) && {
     requireA<T, std::decay_t<Handler>>();
-    _deferred->thenRejected(typed<impl::Failure, T>(std::forward<Handler>(handler)));
-    return std::move(*this);
+    return Deferred(take()->thenRejected(typed<impl::Failure, T>(std::forward<Handler>(handler))));
   }
   /// The second handler gives what the first one gives, or a failure.
   template <class ResolvedHandler, class RejectedHandler>
   auto thenResolvedRejected(ResolvedHandler&& resolved, RejectedHandler&& rejected) && {
     using Result = ResultOf<impl::Success<T>, std::decay_t<ResolvedHandler>>;
     requireA<Result, std::decay_t<RejectedHandler>>();
-    return Deferred<Result>(_deferred->thenResolvedRejected(
+    return Deferred<Result>(take()->thenResolvedRejected(
         typed<impl::Success<T>, Result>(std::forward<ResolvedHandler>(resolved)),
         typed<impl::Failure, Result>(std::forward<RejectedHandler>(rejected))));
   }
@@ -89,17 +87,29 @@ class Deferred {
   auto thenEither(Handler&& handler) && {
     using Result = ResultOf<impl::Either<T>, std::decay_t<Handler>>;
     return Deferred<Result>(
-        _deferred->thenEither(typed<impl::Either<T>, Result>(std::forward<Handler>(handler))));
+        take()->thenEither(typed<impl::Either<T>, Result>(std::forward<Handler>(handler))));
   }
   template <class Handler>
   auto thenEitherUnlessCanceled(Handler&& handler) && {
     using Result = ResultOf<impl::Either<T>, std::decay_t<Handler>>;
-    return Deferred<Result>(_deferred->thenEitherUnlessCanceled(
+    return Deferred<Result>(take()->thenEitherUnlessCanceled(
         typed<impl::Either<T>, Result>(std::forward<Handler>(handler))));
   }
   Deferred thenResolve(const Ref<PLVResolvable>& target) && {
-    _deferred->thenResolve(target);
-    return std::move(*this);
+    return Deferred(take()->thenResolve(target));
+  }
+
+  // With a `Weak` or `std::weak_ptr` in front, see `guarded`; the handler may take the owner as the
+  // strong reference. What passes on in its place is what came, so a handler gives a T.
+  template <impl::LifetimeGuard Guard, class Handler>
+  Deferred thenResolved(Guard guard, Handler&& handler) && {
+    return Deferred(take()->thenResolved(
+        typedGuarded<impl::Success<T>>(std::move(guard), std::forward<Handler>(handler))));
+  }
+  template <impl::LifetimeGuard Guard, class Handler>
+  Deferred thenRejected(Guard guard, Handler&& handler) && {
+    return Deferred(take()->thenRejected(
+        typedGuarded<impl::Failure>(std::move(guard), std::forward<Handler>(handler))));
   }
 
   // A handle that is kept would state what the chain no longer gives: std::move it.
@@ -154,6 +164,17 @@ class Deferred {
   static auto typed(Handler&& handler) {
     return impl::TypedHandler<Taken, Result, std::decay_t<Handler>>(std::forward<Handler>(handler));
   }
+
+  template <class Taken, class Guard, class Handler>
+  static auto typedGuarded(Guard guard, Handler&& handler) {
+    using Guarded = impl::GuardedTypedHandler<Taken, T, Guard, std::decay_t<Handler>>;
+    static_assert(Guarded::isTaken,
+                  "this handler takes neither what the deferred gives nor the owner and that");
+    static_assert(Guarded::givesSame(), "a guarded handler gives what the deferred gives");
+    return Guarded(std::move(guard), std::forward<Handler>(handler));
+  }
+
+  Ref<PLVDeferred> take() noexcept { return std::move(_deferred); }
 
   Ref<PLVDeferred> _deferred;
 };

@@ -6,6 +6,7 @@
 #include <type_traits>
 #include <utility>
 
+#include <JNFoundation/deferred/Guard.h>
 #include <JNFoundation/deferred/Outcome.h>
 #include <JNFoundation/deferred/PLVRejected.h>
 #include <JNFoundation/deferred/ValueConversion.h>
@@ -185,7 +186,6 @@ class TypedHandler {
     return call(_handler, value);
   }
 
- private:
   template <class Called>
   static Value call(Called& handler, const Value& value) {
     if (Value refusal = Taken::refusal(value)) return refusal;
@@ -202,6 +202,66 @@ class TypedHandler {
     }
   }
 
+ private:
+  Handler _handler;
+};
+
+/// The handler, with the guard's owner in front of what it takes, where it takes that.
+template <class Locked, class Handler>
+struct WithOwner {
+  const Locked& owner;
+  Handler& handler;
+
+  template <class... Given>
+  requires(std::is_invocable_v<Handler&, const Locked&, Given...> ||
+           std::is_invocable_v<Handler&, Given...>) decltype(auto)
+  operator()(Given&&... given) {
+    if constexpr (std::is_invocable_v<Handler&, const Locked&, Given...>) {
+      return std::invoke(handler, owner, std::forward<Given>(given)...);
+    } else {
+      return std::invoke(handler, std::forward<Given>(given)...);
+    }
+  }
+};
+
+/// The same as TypedHandler while the guard's owner lives; afterwards the value passes on.
+template <class Taken, class T, class Guard, class Handler>
+class GuardedTypedHandler {
+  using Traits = GuardTraits<Guard>;
+  using Locked = decltype(Traits::lock(std::declval<const Guard&>()));
+  template <class Called>
+  using Bound = WithOwner<Locked, Called>;
+
+ public:
+  static constexpr bool isTaken = Taken::template isTakenBy<Bound<Handler>>;
+  static constexpr bool isTakenConst = Taken::template isTakenBy<Bound<const Handler>>;
+  static constexpr bool givesSame() {
+    if constexpr (isTaken) {
+      return givesA<T, typename Taken::template ReturnedBy<Bound<Handler>>>();
+    } else {
+      return true;
+    }
+  }
+
+  template <class Given>
+  GuardedTypedHandler(Guard guard, Given&& handler)
+      : _guard(std::move(guard)), _handler(std::forward<Given>(handler)) {}
+
+  Value operator()(const Value& value) const requires(isTakenConst) {
+    return call(_handler, value);
+  }
+  Value operator()(const Value& value) requires(!isTakenConst) { return call(_handler, value); }
+
+ private:
+  template <class Called>
+  Value call(Called& handler, const Value& value) const {
+    const Locked owner = Traits::lock(_guard);
+    if (!owner) return value;
+    Bound<Called> bound{owner, handler};
+    return TypedHandler<Taken, T, Bound<Called>>::call(bound, value);
+  }
+
+  Guard _guard;
   Handler _handler;
 };
 

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <chrono>
+#include <cmath>
 #include <concepts>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -107,11 +109,18 @@ struct ValueConversion<std::chrono::time_point<std::chrono::system_clock, Durati
     const Seconds seconds(value.timeIntervalSince1970());
     return seconds > Seconds(Duration::min()) && seconds < Seconds(Duration::max());
   }
+  // Whole seconds and the rest apart, because a double has not enough digits for both.
   static Moment fromValue(const Value& value) {
-    return Moment(std::chrono::round<Duration>(Seconds(value.timeIntervalSince1970())));
+    const double seconds = value.timeIntervalSince1970();
+    const double whole = std::floor(seconds);
+    return Moment(std::chrono::duration_cast<Duration>(
+                      std::chrono::seconds(static_cast<std::int64_t>(whole))) +
+                  std::chrono::round<Duration>(Seconds(seconds - whole)));
   }
   static Value toValue(Moment moment) noexcept {
-    return Value::dateWithTimeIntervalSince1970(Seconds(moment.time_since_epoch()).count());
+    const auto whole = std::chrono::floor<std::chrono::seconds>(moment.time_since_epoch());
+    return Value::dateWithTimeIntervalSince1970(static_cast<double>(whole.count()) +
+                                                Seconds(moment.time_since_epoch() - whole).count());
   }
   static std::string_view name() noexcept { return "NSDate"; }
 };
