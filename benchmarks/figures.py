@@ -73,6 +73,8 @@ FIGURES = (
            "ns", NANOSECONDS, (AtMost(6), Faster(2.5, "kj"))),
     Figure("fanout", "one promise to 100 listeners: per listener",
            "ns", NANOSECONDS, (Faster(3, "kj"),)),
+    Figure("await", "co_await of a resolved deferred: per await",
+           "ns", NANOSECONDS, (AtMost(2, of="step"),)),
     Figure("post", "1,000,000 tasks posted from another thread to the main queue: per task",
            "ns", NANOSECONDS, (AtMost(1.3),)),
     Figure("pending-bytes", "heap bytes of a pending deferred",
