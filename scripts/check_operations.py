@@ -133,8 +133,10 @@ def public_names(source):
                 continue
             elif ("class" in head or "struct" in head) and "(" not in head and "=" not in head:
                 keyword = "class" if "class" in head else "struct"
-                name = head[head.index(keyword) + 1]
-                if visible():
+                at_name = head.index(keyword) + 1
+                name = head[at_name]
+                # `struct std::…` specialises what belongs to somebody else.
+                if visible() and head[at_name + 1:at_name + 2] != ["::"]:
                     found.append(("class", "", name))
                 scopes.append(Scope("class", name, keyword == "struct"))
             else:

@@ -1,0 +1,8 @@
+#include "Examples.h"
+
+int main() {
+  awaitExample();
+  typedExample();
+  guardExample();
+  executorExample();
+}
