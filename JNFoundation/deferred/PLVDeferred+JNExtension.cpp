@@ -60,7 +60,7 @@ void impl::resolveAfterDelay(const Ref<PLVDeferred>& deferred, const Value& valu
 
 Ref<PLVDeferred> impl::iteration(const DeferredClass& maker, const Ref<NSArray>& deferreds,
                                  const Ref<NSMutableArray>& results) {
-  const Ref<PLVDeferred> iteration = maker.withResolved(plv_firstObject(deferreds));
+  Ref<PLVDeferred> iteration = maker.withResolved(plv_firstObject(deferreds));
   if (!deferreds || deferreds->count() == 0) return iteration;
   // The count is asked each time: steps may run while they are added, and may change the array.
   NSUInteger index = 0;

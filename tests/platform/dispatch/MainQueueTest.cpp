@@ -54,6 +54,44 @@ TEST_F(MainQueueTest, ATaskThatPostsItselfAgainDoesNotStarveTimers) {
   EXPECT_EQ(turns, 10);
 }
 
+TEST_F(MainQueueTest, IsIdleWhileATurnWouldRunNothing) {
+  EXPECT_TRUE(queue.isIdle());
+  EXPECT_EQ(queue.nextDeadline(), never);
+  queue.async([&] {
+    EXPECT_FALSE(queue.isIdle()) << "the task behind";
+    record.push_back("first");
+  });
+  queue.async([&] { EXPECT_TRUE(queue.isIdle()); });
+  EXPECT_FALSE(queue.isIdle());
+  turn();
+  EXPECT_EQ(record, Words{"first"});
+  EXPECT_TRUE(queue.isIdle());
+}
+
+TEST_F(MainQueueTest, IsNotIdleOnceADelayOrATimerHasComeDue) {
+  queue.after(2, recording("delay"));
+  const Ref<NSTimer> timer = NSTimer::scheduledTimerWithTimeIntervalRepeatsBlock(
+      1, true, [&](const Ref<NSTimer>&) { EXPECT_TRUE(queue.isIdle()) << "while it fires"; });
+  const Ref<NSTimer> other =
+      NSTimer::timerWithTimeIntervalRepeatsBlock(0.5, true, [](const Ref<NSTimer>&) {});
+  NSRunLoop::currentRunLoop()->addTimerForMode(other, "tracking");
+  EXPECT_TRUE(queue.isIdle());
+  EXPECT_EQ(queue.nextDeadline(), 1'000'000'000) << "the timer of another mode does not count";
+  clock.advance(1);
+  EXPECT_FALSE(queue.isIdle());
+  EXPECT_EQ(queue.nextDeadline(), 1'000'000'000) << "it stays until it was served";
+  turn();
+  EXPECT_TRUE(queue.isIdle());
+  timer->invalidate();
+  EXPECT_EQ(queue.nextDeadline(), 2'000'000'000);
+  clock.advance(1);
+  EXPECT_FALSE(queue.isIdle());
+  turn();
+  EXPECT_EQ(record, Words{"delay"});
+  EXPECT_EQ(queue.nextDeadline(), never);
+  other->invalidate();
+}
+
 TEST_F(MainQueueTest, ANestedRunGoesOnWithTheVeryNextTask) {
   queue.async([&] {
     record.push_back("1 begins");
@@ -77,6 +115,18 @@ TEST_F(MainQueueTest, ANestedRunTakesTheNextBatchWhenNoneIsInHand) {
   });
   turn();
   EXPECT_EQ(record, (Words{"posted inside", "outer ends"}));
+}
+
+TEST_F(MainQueueTest, ANestedWaitFindsTheNextTaskAtOnce) {
+  queue.async([&] {
+    NSRunLoop::currentRunLoop()->runModeBeforeDate(NSDefaultRunLoopMode,
+                                                   NSDate::dateWithTimeIntervalSinceNow(9));
+    record.push_back("1 ends");
+  });
+  queue.async(recording("2"));
+  turn();
+  EXPECT_EQ(record, (Words{"2", "1 ends"}));
+  EXPECT_EQ(elapsed(), 0);
 }
 
 TEST_F(MainQueueTest, RunsNestToAnyReasonableDepthInOrder) {

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <JNFoundation/platform/dispatch/NSTimer.h>
+
+namespace JNFoundation {
+
+using PLVTimerFiredBlock = Block<void(const Ref<NSTimer>& timer)>;
+using PLVTimerFiredUserInfoBlock = Block<void(const Ref<NSTimer>& timer, const Value& userInfo)>;
+
+// Timers that call a block, one with and one without an object of the caller's:
+//
+//     Ref<NSTimer> clock = plv_scheduledTimerWithTimeIntervalRepeatsUserInfoBlock(
+//         0.5, true, label, [](const Ref<NSTimer>& timer, const Value& label) { tick(label); });
+//
+// The timer's own `userInfo()` is a wrapper around the block, and not the caller's object, which
+// the block gets as its second argument. "Scheduled" ones are in the calling thread's run loop, in
+// its default mode; the others have yet to be added to one. Seconds and threads as for NSTimer.
+// Takes: the block and the object, until the timer is invalidated.
+// Requires: a non-null block; the process stops with a message otherwise.
+
+Ref<NSTimer> plv_timerWithTimeIntervalRepeatsBlock(NSTimeInterval interval, bool repeats,
+                                                   PLVTimerFiredBlock block);
+Ref<NSTimer> plv_scheduledTimerWithTimeIntervalRepeatsBlock(NSTimeInterval interval, bool repeats,
+                                                            PLVTimerFiredBlock block);
+Ref<NSTimer> plv_timerWithTimeIntervalRepeatsUserInfoBlock(NSTimeInterval interval, bool repeats,
+                                                           const Value& userInfo,
+                                                           PLVTimerFiredUserInfoBlock block);
+Ref<NSTimer> plv_scheduledTimerWithTimeIntervalRepeatsUserInfoBlock(
+    NSTimeInterval interval, bool repeats, const Value& userInfo, PLVTimerFiredUserInfoBlock block);
+
+// What these timers send to the class NSTimer when they fire.
+
+/// Calls the block of the PLVTimerFiredBlockWrapper that is the timer's user info. Does nothing for
+/// a timer with another, and for null. Requires: the wrapper's block is not null.
+void plv_executeTimerFiredBlockForTimer(const Ref<NSTimer>& timer);
+/// The same for a PLVTimerFiredUserInfoBlockWrapper.
+void plv_executeTimerFiredUserInfoBlockForTimer(const Ref<NSTimer>& timer);
+
+/// The user info of a block timer without an object.
+class PLVTimerFiredBlockWrapper : public NSObject {
+ public:
+  using Superclass = NSObject;
+  static const Class classObject;
+  const Class& class_() const noexcept override { return classObject; }
+
+  static Ref<PLVTimerFiredBlockWrapper> init();
+
+  const PLVTimerFiredBlock& timerFiredBlock() const noexcept { return _timerFiredBlock; }
+  void setTimerFiredBlock(PLVTimerFiredBlock block) { _timerFiredBlock = std::move(block); }
+
+ protected:
+  PLVTimerFiredBlockWrapper() = default;
+
+ private:
+  PLVTimerFiredBlock _timerFiredBlock;
+};
+
+/// The user info of a block timer with an object.
+class PLVTimerFiredUserInfoBlockWrapper : public NSObject {
+ public:
+  using Superclass = NSObject;
+  static const Class classObject;
+  const Class& class_() const noexcept override { return classObject; }
+
+  static Ref<PLVTimerFiredUserInfoBlockWrapper> init();
+
+  const PLVTimerFiredUserInfoBlock& timerFiredBlock() const noexcept { return _timerFiredBlock; }
+  void setTimerFiredBlock(PLVTimerFiredUserInfoBlock block) { _timerFiredBlock = std::move(block); }
+  const Value& userInfo() const noexcept { return _userInfo; }
+  void setUserInfo(const Value& userInfo) { _userInfo = userInfo; }
+
+ protected:
+  PLVTimerFiredUserInfoBlockWrapper() = default;
+
+ private:
+  PLVTimerFiredUserInfoBlock _timerFiredBlock;
+  Value _userInfo;
+};
+
+}  // namespace JNFoundation
