@@ -49,7 +49,8 @@ Entry Await::cancel(PLVDeferred& deferred, const Value& value) {
 }
 
 Coroutine::Coroutine(std::coroutine_handle<> frame)
-    : _frame(frame), _deferred(PLVDeferred::initWithResolutionSource(Value(this))) {}
+    : _frame(frame),
+      _deferred(PLVDeferred::initWithResolutionSource(Value(this), CreationPlace())) {}
 
 Coroutine::~Coroutine() {
   if (!_deferred) return;

@@ -165,6 +165,9 @@ class Await {
            deferred._deferredSteps.isEmpty() &&
            deferred._asyncStepAdditions.load(std::memory_order_relaxed) == 0;
   }
+  /// Unlike `resolution()`, looking here is not seeing.
+  static const Value& outcome(const PLVDeferred& deferred) noexcept { return deferred._resolution; }
+  static const Value& outcome(const PLVPromise& promise) noexcept { return promise._resolution; }
   static Entry attach(PLVDeferred& deferred, Ref<Continuation> continuation);
   static Entry settle(PLVDeferred& deferred, Value outcome);
   static Entry cancel(PLVDeferred& deferred, const Value& value);
@@ -176,7 +179,8 @@ class DeferredAwaiter : public Awaiter {
 
   bool await_ready() {
     if (!_deferred) return true;
-    return MainQueue::isMainThread() && Await::isIdle(*_deferred) && take(_deferred->resolution());
+    return MainQueue::isMainThread() && Await::isIdle(*_deferred) &&
+           take(Await::outcome(*_deferred));
   }
   template <class Promise>
   bool await_suspend(std::coroutine_handle<Promise> handle) {
@@ -193,7 +197,7 @@ class PromiseAwaiter : public Awaiter {
 
   bool await_ready() {
     if (!_promise) return true;
-    return MainQueue::isMainThread() && _promise->isFulfilled() && take(_promise->resolution());
+    return MainQueue::isMainThread() && _promise->isFulfilled() && take(Await::outcome(*_promise));
   }
   template <class Promise>
   bool await_suspend(std::coroutine_handle<Promise> handle) {

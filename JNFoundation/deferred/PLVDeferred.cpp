@@ -3,6 +3,7 @@
 #include <JNFoundation/deferred/PLVPromise.h>
 #include <JNFoundation/deferred/impl/DeferredMemory.h>
 #include <JNFoundation/deferred/impl/Engine.h>
+#include <JNFoundation/deferred/impl/Watch.h>
 #include <JNFoundation/platform/dispatch/MainQueue.h>
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 
@@ -25,14 +26,21 @@ const ClassDeclaration<PLVDeferred> declaration =
         .operation("cancel", &PLVDeferred::cancel)
         .operation("cancelWithValue:", &PLVDeferred::cancelWithValue)
         .operation("thenResolve:", &PLVDeferred::thenResolve)
-        .classOperation("withResolved:", &PLVDeferred::withResolved)
-        .classOperation("withRejected:", &PLVDeferred::withRejected)
-        .classOperation("withResolutionSource:", &PLVDeferred::withResolutionSource)
-        .classOperation("resolvedBy:", &PLVDeferred::resolvedBy);
+        .classOperation("withResolved:",
+                        [](const Value& value) { return PLVDeferred::withResolved(value); })
+        .classOperation("withRejected:",
+                        [](const Value& value) { return PLVDeferred::withRejected(value); })
+        .classOperation("withResolutionSource:",
+                        [](const Value& value) { return PLVDeferred::withResolutionSource(value); })
+        .classOperation("resolvedBy:", [](const Ref<PLVDeferred>& source) {
+          return PLVDeferred::resolvedBy(source);
+        });
 
 }  // namespace
 
-PLVDeferred::PLVDeferred() noexcept = default;
+PLVDeferred::PLVDeferred() noexcept {
+  if (impl::Watch::isOn()) impl::Watch::add(*this);
+}
 
 void* PLVDeferred::operator new(std::size_t size) { return impl::DeferredMemory::take(size); }
 
@@ -43,41 +51,56 @@ void PLVDeferred::operator delete(void* memory, std::size_t size) noexcept {
 bool PLVDeferred::isSettledByEngine() const noexcept { return impl::isExactly<PLVDeferred>(*this); }
 
 PLVDeferred::~PLVDeferred() {
+  if (impl::Watch::isOn()) endWatched();
   if (_deferredSteps.isEmpty() || MainQueue::isMainThread()) return;
   // Handlers may own what belongs to the main thread.
   MainQueue::current().async([steps = std::move(_deferredSteps)] {});
+}
+
+void PLVDeferred::endWatched() noexcept {
+  if (_resolved && !_cancelled && !_forwarded)
+    impl::Watch::judge(*this, "PLVDeferred", _resolution);
+  impl::Watch::remove(*this);
+}
+
+void PLVDeferred::notePlace(const PLVDeferred& deferred, CreationPlace place) noexcept {
+  if (impl::Watch::isOn()) impl::Watch::setPlace(deferred, place);
 }
 
 void PLVDeferred::adoptResolutionSource(const Value& source) {
   _resolutionSource = WeakObject(source.object());
 }
 
-Ref<PLVDeferred> PLVDeferred::init() { return makeObject<PLVDeferred>(); }
+Ref<PLVDeferred> PLVDeferred::init(CreationPlace place) {
+  Ref<PLVDeferred> deferred = makeObject<PLVDeferred>();
+  notePlace(*deferred, place);
+  return deferred;
+}
 
-Ref<PLVDeferred> PLVDeferred::initWithResolutionSource(const Value& source) {
-  Ref<PLVDeferred> deferred = init();
+Ref<PLVDeferred> PLVDeferred::initWithResolutionSource(const Value& source, CreationPlace place) {
+  Ref<PLVDeferred> deferred = init(place);
   deferred->adoptResolutionSource(source);
   return deferred;
 }
 
-Ref<PLVDeferred> PLVDeferred::withResolutionSource(const Value& source) {
-  return initWithResolutionSource(source);
+Ref<PLVDeferred> PLVDeferred::withResolutionSource(const Value& source, CreationPlace place) {
+  return initWithResolutionSource(source, place);
 }
 
-Ref<PLVDeferred> PLVDeferred::withResolved(const Value& value) {
-  Ref<PLVDeferred> deferred = init();
+Ref<PLVDeferred> PLVDeferred::withResolved(const Value& value, CreationPlace place) {
+  Ref<PLVDeferred> deferred = init(place);
   deferred->resolve(value);
   return deferred;
 }
 
-Ref<PLVDeferred> PLVDeferred::withRejected(const Value& value) {
-  Ref<PLVDeferred> deferred = init();
+Ref<PLVDeferred> PLVDeferred::withRejected(const Value& value, CreationPlace place) {
+  Ref<PLVDeferred> deferred = init(place);
   deferred->reject(value);
   return deferred;
 }
 
-Ref<PLVDeferred> PLVDeferred::resolvedBy(const Ref<PLVDeferred>& source) {
-  Ref<PLVDeferred> deferred = init();
+Ref<PLVDeferred> PLVDeferred::resolvedBy(const Ref<PLVDeferred>& source, CreationPlace place) {
+  Ref<PLVDeferred> deferred = init(place);
   if (source) {
     source->thenResolve(deferred);
   } else {
@@ -92,6 +115,12 @@ Ref<PLVDeferred> PLVDeferred::deferredWithResolved(const Value& value) {
 
 Ref<PLVDeferred> PLVDeferred::deferredWithRejected(const Value& value) {
   return withRejected(value);
+}
+
+/// Every thread's additions pass through the main queue while one is on its way there, so that
+/// steps stand in the order in which they were asked for.
+inline bool PLVDeferred::mayAppendNow() const noexcept {
+  return _asyncStepAdditions.load(std::memory_order_relaxed) == 0 && MainQueue::isMainThread();
 }
 
 template <class Part>
@@ -171,12 +200,6 @@ Entry PLVDeferred::append(Step&& step) {
   return _resolved ? ready() : Entry();
 }
 
-/// Every thread's additions pass through the main queue while one is on its way there, so that
-/// steps stand in the order in which they were asked for.
-bool PLVDeferred::mayAppendNow() const noexcept {
-  return _asyncStepAdditions.load(std::memory_order_relaxed) == 0 && MainQueue::isMainThread();
-}
-
 void PLVDeferred::appendLater(Step&& step) {
   _asyncStepAdditions.fetch_add(1, std::memory_order_relaxed);
   MainQueue::current().async([self = Ref<PLVDeferred>(this), step = std::move(step)]() mutable {
@@ -198,6 +221,7 @@ Entry PLVDeferred::pause(PLVDeferred& inner) {
 
 Entry PLVDeferred::resume(Value value) {
   _paused = false;
+  _forwarded = false;
   const Value before = std::exchange(_resolution, std::move(value));
   return ready();
 }

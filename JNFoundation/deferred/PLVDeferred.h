@@ -7,6 +7,7 @@
 #include <type_traits>
 #include <typeinfo>
 
+#include <JNFoundation/deferred/CreationPlace.h>
 #include <JNFoundation/deferred/Guard.h>
 #include <JNFoundation/deferred/PLVDeferredStep.h>
 #include <JNFoundation/deferred/PLVResolvable.h>
@@ -89,16 +90,22 @@ class PLVDeferred : public NSObject, public PLVResolvable {
   const Class& class_() const noexcept override { return classObject; }
   NSObject* protocolObject() noexcept override { return this; }
 
-  /// Without an outcome and without steps.
-  static Ref<PLVDeferred> init();
+  /// Without an outcome and without steps. The place of an operation that makes a deferred is for
+  /// reports (see DeferredTrace.h); it comes in by itself.
+  static Ref<PLVDeferred> init(CreationPlace place = CreationPlace::here());
   /// The source, any object, is told when the deferred is cancelled before it was resolved; it is
   /// held weakly and skipped if it does not adopt PLVResolutionSource.
-  static Ref<PLVDeferred> initWithResolutionSource(const Value& source);
-  static Ref<PLVDeferred> withResolutionSource(const Value& source);
-  static Ref<PLVDeferred> withResolved(const Value& value);
-  static Ref<PLVDeferred> withRejected(const Value& value);
+  static Ref<PLVDeferred> initWithResolutionSource(const Value& source,
+                                                   CreationPlace place = CreationPlace::here());
+  static Ref<PLVDeferred> withResolutionSource(const Value& source,
+                                               CreationPlace place = CreationPlace::here());
+  static Ref<PLVDeferred> withResolved(const Value& value,
+                                       CreationPlace place = CreationPlace::here());
+  static Ref<PLVDeferred> withRejected(const Value& value,
+                                       CreationPlace place = CreationPlace::here());
   /// A deferred that receives the source's final value; resolved with null for a null source.
-  static Ref<PLVDeferred> resolvedBy(const Ref<PLVDeferred>& source);
+  static Ref<PLVDeferred> resolvedBy(const Ref<PLVDeferred>& source,
+                                     CreationPlace place = CreationPlace::here());
 
   // Deferreds made of others. The inputs run on their own: nothing here starts or cancels them, and
   // they are waited for in the order of the array, whatever order they settle in. An entry that is
@@ -191,7 +198,11 @@ class PLVDeferred : public NSObject, public PLVResolvable {
   virtual void cancelWithValue(const Value& value);
 
   /// Null before an outcome; what the chain waits for while it waits; then the chain's final value.
-  const Value& resolution() const noexcept { return _resolution; }
+  /// A failure that is read here counts as seen.
+  const Value& resolution() const noexcept {
+    if (_resolution.isObject()) impl::markAsSeen(_resolution);
+    return _resolution;
+  }
   void setResolution(const Value& resolution) { _resolution = resolution; }
 
   bool isResolved() const noexcept { return _resolved; }
@@ -216,12 +227,15 @@ class PLVDeferred : public NSObject, public PLVResolvable {
   ~PLVDeferred() override;
 
   void adoptResolutionSource(const Value& source);
+  /// Notes where an object was made, for reports.
+  static void notePlace(const PLVDeferred& deferred, CreationPlace place) noexcept;
 
   /// Whether the engine may settle the deferred without calling its virtual operations, which is so
   /// unless a subclass overrides them.
   virtual bool isSettledByEngine() const noexcept;
 
  private:
+  friend class DeferredTrace;
   friend class impl::Await;
   friend class impl::Engine;
   friend class PLVPromise;
@@ -241,12 +255,15 @@ class PLVDeferred : public NSObject, public PLVResolvable {
   impl::Entry resume(Value value);
   impl::Entry beginCancel(const Value& value);
   impl::Entry ready();
+  void endWatched() noexcept;
 
   WeakObject _resolutionSource;
   impl::StepList _deferredSteps;
   bool _resolved = false;
   bool _consumingStep = false;
-  bool _paused = false;
+  bool _paused : 1 = false;
+  /// Whether the failure in `_resolution` went to another object, which answers for it.
+  bool _forwarded : 1 = false;
   bool _cancelled = false;
   /// Step additions that wait on the main queue. The only member that other threads touch.
   std::atomic<std::int32_t> _asyncStepAdditions{0};
@@ -257,27 +274,35 @@ class PLVDeferred : public NSObject, public PLVResolvable {
 template <class Self, class Above>
 class PLVDeferred::ClassOperations : public Above {
  public:
-  static Ref<Self> init() { return makeObject<Self>(); }
-  static Ref<Self> initWithResolutionSource(const Value& source) {
+  static Ref<Self> init(CreationPlace place = CreationPlace::here()) {
     Ref<Self> deferred = makeObject<Self>();
+    notePlace(*deferred, place);
+    return deferred;
+  }
+  static Ref<Self> initWithResolutionSource(const Value& source,
+                                            CreationPlace place = CreationPlace::here()) {
+    Ref<Self> deferred = makeObject<Self>();
+    notePlace(*deferred, place);
     deferred->adoptResolutionSource(source);
     return deferred;
   }
-  static Ref<Self> withResolutionSource(const Value& source) {
-    return initWithResolutionSource(source);
+  static Ref<Self> withResolutionSource(const Value& source,
+                                        CreationPlace place = CreationPlace::here()) {
+    return initWithResolutionSource(source, place);
   }
-  static Ref<Self> withResolved(const Value& value) {
-    Ref<Self> deferred = Self::init();
+  static Ref<Self> withResolved(const Value& value, CreationPlace place = CreationPlace::here()) {
+    Ref<Self> deferred = Self::init(place);
     deferred->resolve(value);
     return deferred;
   }
-  static Ref<Self> withRejected(const Value& value) {
-    Ref<Self> deferred = Self::init();
+  static Ref<Self> withRejected(const Value& value, CreationPlace place = CreationPlace::here()) {
+    Ref<Self> deferred = Self::init(place);
     deferred->reject(value);
     return deferred;
   }
-  static Ref<Self> resolvedBy(const Ref<PLVDeferred>& source) {
-    Ref<Self> deferred = Self::init();
+  static Ref<Self> resolvedBy(const Ref<PLVDeferred>& source,
+                              CreationPlace place = CreationPlace::here()) {
+    Ref<Self> deferred = Self::init(place);
     if (source) {
       source->thenResolve(deferred);
     } else {

@@ -3,6 +3,7 @@
 #include <JNFoundation/deferred/PLVPromise.h>
 #include <JNFoundation/deferred/impl/Engine.h>
 #include <JNFoundation/deferred/impl/WalkPause.h>
+#include <JNFoundation/deferred/impl/Watch.h>
 #include <JNFoundation/platform/dispatch/MainQueue.h>
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/NSException.h>
@@ -44,17 +45,29 @@ Ref<NSArray> copyOf(const Ref<NSArray>& array) {
 }  // namespace
 
 PLVDeferredEnumeration::PLVDeferredEnumeration(const Ref<NSArray>& array)
-    : _inputArray(copyOf(array)) {}
+    : _inputArray(copyOf(array)) {
+  if (impl::Watch::isOn()) impl::Watch::add(*this);
+}
 
-PLVDeferredEnumeration::~PLVDeferredEnumeration() = default;
+PLVDeferredEnumeration::~PLVDeferredEnumeration() {
+  if (impl::Watch::isOn()) impl::Watch::remove(*this);
+}
 
-Ref<PLVDeferredEnumeration> PLVDeferredEnumeration::initWithArray(const Ref<NSArray>& array) {
-  return makeObject<PLVDeferredEnumeration>(array);
+void PLVDeferredEnumeration::notePlace(const PLVDeferredEnumeration& enumeration,
+                                       CreationPlace place) noexcept {
+  if (impl::Watch::isOn()) impl::Watch::setPlace(enumeration, place);
+}
+
+Ref<PLVDeferredEnumeration> PLVDeferredEnumeration::initWithArray(const Ref<NSArray>& array,
+                                                                  CreationPlace place) {
+  Ref<PLVDeferredEnumeration> enumeration = makeObject<PLVDeferredEnumeration>(array);
+  notePlace(*enumeration, place);
+  return enumeration;
 }
 
 Ref<PLVDeferred> PLVDeferredEnumeration::enumerateObjectsUsingBlock(
-    const Ref<NSArray>& array, PLVDeferredEnumerationBlock block) {
-  return initWithArray(array)->deferredEnumerateObjectsUsingBlock(std::move(block));
+    const Ref<NSArray>& array, PLVDeferredEnumerationBlock block, CreationPlace place) {
+  return initWithArray(array, place)->deferredEnumerateObjectsUsingBlock(std::move(block), place);
 }
 
 void PLVDeferredEnumeration::setInputArray(const Ref<NSArray>& array) {
@@ -66,8 +79,8 @@ bool PLVDeferredEnumeration::isSettledByEngine() const noexcept {
 }
 
 Ref<PLVDeferred> PLVDeferredEnumeration::deferredEnumerateObjectsUsingBlock(
-    PLVDeferredEnumerationBlock block) {
-  Ref<PLVDeferred> completion = PLVDeferred::withResolutionSource(Value(this));
+    PLVDeferredEnumerationBlock block, CreationPlace place) {
+  Ref<PLVDeferred> completion = PLVDeferred::withResolutionSource(Value(this), place);
   enumerateWithDeferredBlock(completion, std::move(block));
   return completion;
 }

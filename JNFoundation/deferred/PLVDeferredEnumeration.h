@@ -47,12 +47,15 @@ class PLVDeferredEnumeration : public NSObject, public PLVResolvable, public PLV
 
   /// Walks over the elements that the array has now. Returns: the completion.
   static Ref<PLVDeferred> enumerateObjectsUsingBlock(const Ref<NSArray>& array,
-                                                     PLVDeferredEnumerationBlock block);
+                                                     PLVDeferredEnumerationBlock block,
+                                                     CreationPlace place = CreationPlace::here());
   /// Takes: a copy of the array.
-  static Ref<PLVDeferredEnumeration> initWithArray(const Ref<NSArray>& array);
+  static Ref<PLVDeferredEnumeration> initWithArray(const Ref<NSArray>& array,
+                                                   CreationPlace place = CreationPlace::here());
 
   /// Starts a walk. Returns: its completion, which may be settled already.
-  Ref<PLVDeferred> deferredEnumerateObjectsUsingBlock(PLVDeferredEnumerationBlock block);
+  Ref<PLVDeferred> deferredEnumerateObjectsUsingBlock(PLVDeferredEnumerationBlock block,
+                                                      CreationPlace place = CreationPlace::here());
   /// Starts a walk that settles that deferred; cancelling it reaches the walk only if this
   /// enumeration is its resolution source. While another walk runs, that one goes on, and the
   /// deferred is rejected with null.
@@ -96,11 +99,18 @@ class PLVDeferredEnumeration : public NSObject, public PLVResolvable, public PLV
   template <class Self, class Above>
   class ClassOperations : public Above {
    public:
-    static Ref<PLVDeferred> enumerateObjectsUsingBlock(const Ref<NSArray>& array,
-                                                       PLVDeferredEnumerationBlock block) {
-      return Self::initWithArray(array)->deferredEnumerateObjectsUsingBlock(std::move(block));
+    static Ref<PLVDeferred> enumerateObjectsUsingBlock(
+        const Ref<NSArray>& array, PLVDeferredEnumerationBlock block,
+        CreationPlace place = CreationPlace::here()) {
+      return Self::initWithArray(array, place)
+          ->deferredEnumerateObjectsUsingBlock(std::move(block), place);
     }
-    static Ref<Self> initWithArray(const Ref<NSArray>& array) { return makeObject<Self>(array); }
+    static Ref<Self> initWithArray(const Ref<NSArray>& array,
+                                   CreationPlace place = CreationPlace::here()) {
+      Ref<Self> enumeration = makeObject<Self>(array);
+      notePlace(*enumeration, place);
+      return enumeration;
+    }
 
    protected:
     using Above::Above;
@@ -109,6 +119,9 @@ class PLVDeferredEnumeration : public NSObject, public PLVResolvable, public PLV
  protected:
   explicit PLVDeferredEnumeration(const Ref<NSArray>& array);
   ~PLVDeferredEnumeration() override;
+
+  /// Notes where an object was made, for reports.
+  static void notePlace(const PLVDeferredEnumeration& enumeration, CreationPlace place) noexcept;
 
  private:
   friend class impl::Engine;

@@ -10,7 +10,11 @@ Ref<PLVDeferredStep> PLVDeferredStep::initWithResolvedBlockRejectedBlock(
 }
 
 Value PLVDeferredStep::processValue(const Value& value) const {
-  if (isKindOf<PLVRejected>(value)) return _deferredRejected ? _deferredRejected(value) : value;
+  if (const PLVRejected* rejected = as<PLVRejected>(value)) {
+    if (!_deferredRejected) return value;
+    rejected->markAsSeen();
+    return _deferredRejected(value);
+  }
   return _deferredResolved ? _deferredResolved(value) : value;
 }
 

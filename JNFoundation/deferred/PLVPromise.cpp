@@ -1,6 +1,7 @@
 #include "JNFoundation/deferred/PLVPromise.h"
 
 #include <JNFoundation/deferred/impl/Engine.h>
+#include <JNFoundation/deferred/impl/Watch.h>
 #include <JNFoundation/platform/dispatch/MainQueue.h>
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 
@@ -28,21 +29,30 @@ const ClassDeclaration<PLVPromise> declaration =
         .operation("reject:", &PLVPromise::reject)
         .operation("cancel", &PLVPromise::cancel)
         .operation("cancelWithValue:", &PLVPromise::cancelWithValue)
-        .operation("deferredResolution", &PLVPromise::deferredResolution)
-        .operation("promisedResolution", &PLVPromise::promisedResolution)
+        .operation("deferredResolution",
+                   [](PLVPromise& promise) { return promise.deferredResolution(); })
+        .operation("promisedResolution",
+                   [](PLVPromise& promise) { return promise.promisedResolution(); })
         .operation("enlistResolvable:", &PLVPromise::enlistResolvable)
         .operation("resolvable:didCancelWithValue:", &PLVPromise::resolvableDidCancelWithValue)
-        .classOperation("withResolved:", &PLVPromise::withResolved)
-        .classOperation("withRejected:", &PLVPromise::withRejected)
-        .classOperation("resolvedBy:", &PLVPromise::resolvedBy);
+        .classOperation("withResolved:",
+                        [](const Value& value) { return PLVPromise::withResolved(value); })
+        .classOperation("withRejected:",
+                        [](const Value& value) { return PLVPromise::withRejected(value); })
+        .classOperation("resolvedBy:", [](const Ref<PLVDeferred>& deferred) {
+          return PLVPromise::resolvedBy(deferred);
+        });
 
 }  // namespace
 
-PLVPromise::PLVPromise() noexcept = default;
+PLVPromise::PLVPromise() noexcept {
+  if (impl::Watch::isOn()) impl::Watch::add(*this);
+}
 
 bool PLVPromise::isSettledByEngine() const noexcept { return impl::isExactly<PLVPromise>(*this); }
 
 PLVPromise::~PLVPromise() {
+  if (impl::Watch::isOn()) endWatched();
   if (MainQueue::isMainThread()) return;
   if (!_promiseFulfilledBlock && !_resolvables && _ownListeners.empty()) return;
   // Callbacks and listeners may own what belongs to the main thread.
@@ -51,36 +61,51 @@ PLVPromise::~PLVPromise() {
                               listeners = std::move(_ownListeners)] {});
 }
 
+void PLVPromise::endWatched() noexcept {
+  if (_isFulfilled && !_cancelled && !_forwarded) {
+    impl::Watch::judge(*this, "PLVPromise", _resolution);
+  }
+  impl::Watch::remove(*this);
+}
+
+void PLVPromise::notePlace(const PLVPromise& promise, CreationPlace place) noexcept {
+  if (impl::Watch::isOn()) impl::Watch::setPlace(promise, place);
+}
+
 void PLVPromise::adoptResolutionSource(const Value& source) {
   _resolutionSource = WeakObject(source.object());
 }
 
-Ref<PLVPromise> PLVPromise::init() { return makeObject<PLVPromise>(); }
+Ref<PLVPromise> PLVPromise::init(CreationPlace place) {
+  Ref<PLVPromise> promise = makeObject<PLVPromise>();
+  notePlace(*promise, place);
+  return promise;
+}
 
-Ref<PLVPromise> PLVPromise::initWithResolutionSource(const Value& source) {
-  Ref<PLVPromise> promise = init();
+Ref<PLVPromise> PLVPromise::initWithResolutionSource(const Value& source, CreationPlace place) {
+  Ref<PLVPromise> promise = init(place);
   promise->adoptResolutionSource(source);
   return promise;
 }
 
-Ref<PLVPromise> PLVPromise::withResolutionSource(const Value& source) {
-  return initWithResolutionSource(source);
+Ref<PLVPromise> PLVPromise::withResolutionSource(const Value& source, CreationPlace place) {
+  return initWithResolutionSource(source, place);
 }
 
-Ref<PLVPromise> PLVPromise::withResolved(const Value& value) {
-  Ref<PLVPromise> promise = init();
+Ref<PLVPromise> PLVPromise::withResolved(const Value& value, CreationPlace place) {
+  Ref<PLVPromise> promise = init(place);
   promise->resolve(value);
   return promise;
 }
 
-Ref<PLVPromise> PLVPromise::withRejected(const Value& value) {
-  Ref<PLVPromise> promise = init();
+Ref<PLVPromise> PLVPromise::withRejected(const Value& value, CreationPlace place) {
+  Ref<PLVPromise> promise = init(place);
   promise->reject(value);
   return promise;
 }
 
-Ref<PLVPromise> PLVPromise::resolvedBy(const Ref<PLVDeferred>& deferred) {
-  Ref<PLVPromise> promise = init();
+Ref<PLVPromise> PLVPromise::resolvedBy(const Ref<PLVDeferred>& deferred, CreationPlace place) {
+  Ref<PLVPromise> promise = init(place);
   if (deferred) {
     deferred->thenResolve(promise);
   } else {
@@ -96,18 +121,26 @@ void PLVPromise::getPromiseResolvedBy(Ref<PLVPromise>* promise, const Ref<PLVDef
 Ref<PLVPromise> PLVPromise::promiseWithResolved(const Value& value) { return withResolved(value); }
 Ref<PLVPromise> PLVPromise::promiseWithRejected(const Value& value) { return withRejected(value); }
 
-Ref<PLVDeferred> PLVPromise::deferredResolution() { return enlistNew<PLVDeferred>(); }
+Ref<PLVDeferred> PLVPromise::deferredResolution(CreationPlace place) {
+  return enlistNew<PLVDeferred>(place);
+}
 
-Ref<PLVPromise> PLVPromise::promisedResolution() { return enlistNew<PLVPromise>(); }
+Ref<PLVPromise> PLVPromise::promisedResolution(CreationPlace place) {
+  return enlistNew<PLVPromise>(place);
+}
 
 template <class Listener>
-Ref<Listener> PLVPromise::enlistNew() {
+Ref<Listener> PLVPromise::enlistNew(CreationPlace place) {
   Ref<Listener> listener = makeObject<Listener>();
+  if (impl::Watch::isOn()) impl::Watch::setPlace(*listener, place);
   if (!MainQueue::isMainThread() || _isFulfilled || _resolvables) {
     listener->_resolutionSource = WeakObject(this);
     enlistResolvable(listener);
   } else {
-    if (!_hasOwnListeners) _weakSelf = WeakObject(this);
+    if (!_hasOwnListeners) {
+      _weakSelf = WeakObject(this);
+      _ownListeners.reserve(8);
+    }
     listener->_resolutionSource = _weakSelf;
     _ownListeners.emplace_back(listener);
     _hasOwnListeners = true;
@@ -148,6 +181,7 @@ void PLVPromise::enlistResolvable(const Ref<PLVResolvable>& resolvable) {
   }
   if (!resolvable) return;
   if (_isFulfilled) {
+    _forwarded = true;
     resolvable->resolve(Value(_resolution));
     return;
   }
@@ -176,14 +210,6 @@ void PLVPromise::setResolvables(const Ref<NSMutableOrderedSet>& resolvables) {
 
 bool PLVPromise::hasListeners() const noexcept {
   return _resolvables ? _resolvables->count() > 0 : _toldListeners < _ownListeners.size();
-}
-
-/// Returns: the next of the promise's own listeners that was not told yet, or null after the last.
-Ref<NSObject> PLVPromise::takeOwnListener() noexcept {
-  if (_toldListeners < _ownListeners.size()) return std::move(_ownListeners[_toldListeners++]);
-  std::vector<Ref<NSObject>>().swap(_ownListeners);
-  _toldListeners = 0;
-  return nullptr;
 }
 
 void PLVPromise::resolve(const Value& value) {

@@ -32,15 +32,20 @@ class PLVPromise : public NSObject, public PLVResolvable, public PLVResolutionSo
   const Class& class_() const noexcept override { return classObject; }
   NSObject* protocolObject() noexcept override { return this; }
 
-  static Ref<PLVPromise> init();
+  static Ref<PLVPromise> init(CreationPlace place = CreationPlace::here());
   /// The source, any object, is told when the promise is cancelled before its outcome; it is held
   /// weakly and skipped if it does not adopt PLVResolutionSource.
-  static Ref<PLVPromise> initWithResolutionSource(const Value& source);
-  static Ref<PLVPromise> withResolutionSource(const Value& source);
-  static Ref<PLVPromise> withResolved(const Value& value);
-  static Ref<PLVPromise> withRejected(const Value& value);
+  static Ref<PLVPromise> initWithResolutionSource(const Value& source,
+                                                  CreationPlace place = CreationPlace::here());
+  static Ref<PLVPromise> withResolutionSource(const Value& source,
+                                              CreationPlace place = CreationPlace::here());
+  static Ref<PLVPromise> withResolved(const Value& value,
+                                      CreationPlace place = CreationPlace::here());
+  static Ref<PLVPromise> withRejected(const Value& value,
+                                      CreationPlace place = CreationPlace::here());
   /// A promise of the deferred's final value; fulfilled with null for a null deferred.
-  static Ref<PLVPromise> resolvedBy(const Ref<PLVDeferred>& deferred);
+  static Ref<PLVPromise> resolvedBy(const Ref<PLVDeferred>& deferred,
+                                    CreationPlace place = CreationPlace::here());
   /// Stores `resolvedBy(deferred)`. Does nothing at all where there is nowhere to store it.
   static void getPromiseResolvedBy(Ref<PLVPromise>* promise, const Ref<PLVDeferred>& deferred);
 
@@ -48,9 +53,9 @@ class PLVPromise : public NSObject, public PLVResolvable, public PLVResolutionSo
   [[deprecated("use withRejected")]] static Ref<PLVPromise> promiseWithRejected(const Value& value);
 
   /// A new deferred that receives the outcome; cancelling it withdraws it as a listener.
-  Ref<PLVDeferred> deferredResolution();
+  Ref<PLVDeferred> deferredResolution(CreationPlace place = CreationPlace::here());
   /// A new promise that receives the outcome, of the base class; as above.
-  Ref<PLVPromise> promisedResolution();
+  Ref<PLVPromise> promisedResolution(CreationPlace place = CreationPlace::here());
   /// Stores `promisedResolution()`; does nothing where there is nowhere to store it.
   void getPromisedResolution(Ref<PLVPromise>* promise);
   /// Sends the outcome, failures included, to the target. Takes: the target, until then.
@@ -88,7 +93,11 @@ class PLVPromise : public NSObject, public PLVResolvable, public PLVResolutionSo
   }
 
   /// The outcome once fulfilled; null before.
-  const Value& resolution() const noexcept { return _resolution; }
+  /// A failure that is read here counts as seen.
+  const Value& resolution() const noexcept {
+    if (_resolution.isObject()) impl::markAsSeen(_resolution);
+    return _resolution;
+  }
   void setResolution(const Value& resolution) { _resolution = resolution; }
 
   /// The listeners that still wait, in order; null until one was enlisted before the outcome.
@@ -110,11 +119,16 @@ class PLVPromise : public NSObject, public PLVResolvable, public PLVResolutionSo
 
   void adoptResolutionSource(const Value& source);
 
+  /// Notes where an object was made, for reports.
+  static void notePlace(const PLVPromise& promise, CreationPlace place) noexcept;
+
   /// Whether the engine may settle the promise without calling its virtual operations, which is so
   /// unless a subclass overrides them.
   virtual bool isSettledByEngine() const noexcept;
 
  private:
+  friend class DeferredTrace;
+  friend class impl::Await;
   friend class impl::Engine;
 
   // What the public operations do up to the point where something has to run. Each returns that.
@@ -126,9 +140,10 @@ class PLVPromise : public NSObject, public PLVResolvable, public PLVResolutionSo
   impl::Entry ready();
 
   template <class Listener>
-  Ref<Listener> enlistNew();
+  Ref<Listener> enlistNew(CreationPlace place);
   bool hasListeners() const noexcept;
   Ref<NSObject> takeOwnListener() noexcept;
+  void endWatched() noexcept;
 
   WeakObject _resolutionSource;
   Weak<PLVDeferred> _deferredSource;
@@ -138,6 +153,8 @@ class PLVPromise : public NSObject, public PLVResolvable, public PLVResolutionSo
   bool _finalized = false;
   bool _isFulfilled = false;
   bool _shouldProcessResolvableCancellations = true;
+  /// Whether a listener got the outcome, and answers for it.
+  bool _forwarded = false;
   Value _resolution;
   /// The listeners, once anybody looks at them.
   mutable Ref<NSMutableOrderedSet> _resolvables;
@@ -154,27 +171,35 @@ class PLVPromise : public NSObject, public PLVResolvable, public PLVResolutionSo
 template <class Self, class Above>
 class PLVPromise::ClassOperations : public Above {
  public:
-  static Ref<Self> init() { return makeObject<Self>(); }
-  static Ref<Self> initWithResolutionSource(const Value& source) {
+  static Ref<Self> init(CreationPlace place = CreationPlace::here()) {
     Ref<Self> promise = makeObject<Self>();
+    notePlace(*promise, place);
+    return promise;
+  }
+  static Ref<Self> initWithResolutionSource(const Value& source,
+                                            CreationPlace place = CreationPlace::here()) {
+    Ref<Self> promise = makeObject<Self>();
+    notePlace(*promise, place);
     promise->adoptResolutionSource(source);
     return promise;
   }
-  static Ref<Self> withResolutionSource(const Value& source) {
-    return initWithResolutionSource(source);
+  static Ref<Self> withResolutionSource(const Value& source,
+                                        CreationPlace place = CreationPlace::here()) {
+    return initWithResolutionSource(source, place);
   }
-  static Ref<Self> withResolved(const Value& value) {
-    Ref<Self> promise = Self::init();
+  static Ref<Self> withResolved(const Value& value, CreationPlace place = CreationPlace::here()) {
+    Ref<Self> promise = Self::init(place);
     promise->resolve(value);
     return promise;
   }
-  static Ref<Self> withRejected(const Value& value) {
-    Ref<Self> promise = Self::init();
+  static Ref<Self> withRejected(const Value& value, CreationPlace place = CreationPlace::here()) {
+    Ref<Self> promise = Self::init(place);
     promise->reject(value);
     return promise;
   }
-  static Ref<Self> resolvedBy(const Ref<PLVDeferred>& deferred) {
-    Ref<Self> promise = Self::init();
+  static Ref<Self> resolvedBy(const Ref<PLVDeferred>& deferred,
+                              CreationPlace place = CreationPlace::here()) {
+    Ref<Self> promise = Self::init(place);
     if (deferred) {
       deferred->thenResolve(promise);
     } else {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+
 #include <JNFoundation/platform/value/NSError.h>
 #include <JNFoundation/platform/value/NSString.h>
 #include <JNFoundation/platform/value/Value.h>
@@ -14,7 +16,7 @@ namespace JNFoundation {
 ///       return rejected->isErrorForDomainWithCode("Feed", 404) ? Value("none") : Value(rejected);
 ///     });
 ///
-/// Immutable. Threads: any.
+/// Immutable, but for the note that somebody has seen it. Threads: any.
 class PLVRejected : public NSObject {
  public:
   using Superclass = NSObject;
@@ -36,6 +38,12 @@ class PLVRejected : public NSObject {
   Ref<NSError> errorForDomain(const Ref<NSString>& domain) const;
   /// Whether the value is an error of that domain with that code.
   bool isErrorForDomainWithCode(const Ref<NSString>& domain, NSInteger code) const;
+
+  /// Whether anybody could have looked at it: it was given to a handler or a callback, or read as a
+  /// `resolution`. What nobody sees is reported; see UnhandledRejections.h.
+  bool wasSeen() const noexcept { return _seen.load(std::memory_order_relaxed); }
+  /// Has it never reported, for code that gets to it in another way.
+  void markAsSeen() const noexcept { _seen.store(true, std::memory_order_relaxed); }
 
   /// "PLVRejected [value]", "PLVRejected (CANCELLED) [value]" for a cancellation.
   Ref<NSString> description() const override;
@@ -69,7 +77,16 @@ class PLVRejected : public NSObject {
  private:
   Value _value;
   bool _cancellation;
+  mutable std::atomic<bool> _seen{false};
 };
+
+namespace impl {
+
+inline void markAsSeen(const Value& value) noexcept {
+  if (const PLVRejected* rejected = as<PLVRejected>(value)) rejected->markAsSeen();
+}
+
+}  // namespace impl
 
 /// Whether the value is a failure that is a cancellation.
 inline bool isCancellation(const Value& value) noexcept {

@@ -7,16 +7,20 @@ namespace JNFoundation::impl {
 Value Step::processOtherwise(const Value& value, bool isRejected) const {
   switch (kind) {
     case Kind::Rejected:
-      return isRejected ? handler(value) : value;
+      if (!isRejected) return value;
+      break;
     case Kind::Either:
-      return handler(value);
+      break;
     case Kind::EitherUnlessCanceled:
-      return isRejected && isCancellation(value) ? value : handler(value);
+      if (isRejected && isCancellation(value)) return value;
+      break;
     case Kind::Object:
       return static_cast<const PLVDeferredStep&>(*object).processValue(value);
     default:
       return value;
   }
+  if (isRejected) markAsSeen(value);
+  return handler(value);
 }
 
 struct StepList::Block {
@@ -34,6 +38,18 @@ struct StepList::Block {
   std::uint32_t begin = 0;
   std::uint32_t end = 0;
 };
+
+std::vector<const Step*> StepList::steps() const {
+  std::vector<const Step*> found;
+  if (_hasOnly) found.push_back(&_only);
+  if (!_last) return found;
+  const Block* block = _last;
+  do {
+    block = block->next;
+    for (std::uint32_t i = block->begin; i < block->end; ++i) found.push_back(&block->steps[i]);
+  } while (block != _last);
+  return found;
+}
 
 void StepList::clear() noexcept {
   // One by one, because a long list of blocks that own each other would nest as deeply.

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <utility>
+#include <vector>
 
 #include <JNFoundation/deferred/PLVDeferredStep.h>
 
@@ -73,6 +74,9 @@ class StepList {
 
   /// Requires: not empty.
   Step takeFirst() noexcept { return _hasOnly ? takeOnly() : takeFromBlocks(); }
+
+  /// All of them in order, until the next change; for diagnosis.
+  std::vector<const Step*> steps() const;
 
  private:
   struct Block;

@@ -164,6 +164,7 @@ void Engine::runSteps(PLVDeferred& deferred) {
     Value value = deferred._resolution;
     try {
       if (step.isContinuation()) {
+        if (value.isObject() && isKindOf<PLVRejected>(value)) deferred._forwarded = true;
         if (Entry next = continueInto(step, value)) {
           _frames.push_back({Entry::Kind::Steps, awaitingContinuation, Ref<NSObject>(&deferred),
                              std::move(value), Value(), 0});
@@ -199,6 +200,7 @@ void Engine::goOn(PLVDeferred& deferred, Value value) {
 /// What a step raised is what the next one gets.
 void Engine::fail(PLVDeferred& deferred, const Raised& raised) {
   deferred._consumingStep = false;
+  deferred._forwarded = false;
   const Value before =
       std::exchange(deferred._resolution,
                     Value(deferred._cancelled ? PLVRejected::cancellation()
@@ -215,6 +217,9 @@ bool Engine::applyResult(PLVDeferred& deferred, Value result) {
   }
   deferred._consumingStep = false;
   if (!deferred._cancelled) {
+    if (deferred._forwarded && result.object() != deferred._resolution.object()) {
+      deferred._forwarded = false;
+    }
     // What was there before is released last: its end may run application code.
     const Value before = std::exchange(deferred._resolution, std::move(result));
     if (inner) {
@@ -302,7 +307,8 @@ Entry Engine::tellSource(const Value& source, const Ref<PLVResolvable>& cancelle
 /// Returns: the next listener to tell, or null: of those in the set when the frame began, or else
 /// of the promise's own.
 Ref<NSObject> Engine::takeListener(PLVPromise& promise, Frame& frame) {
-  if (auto* listeners = as<NSArray>(frame.other)) {
+  if (frame.other) {
+    auto* listeners = static_cast<NSArray*>(frame.other.object());
     // What is no object was put there by somebody who misused the set.
     while (frame.next < listeners->count()) {
       const Value listener = listeners->objectAtIndex(frame.next++);
@@ -311,6 +317,19 @@ Ref<NSObject> Engine::takeListener(PLVPromise& promise, Frame& frame) {
     return nullptr;
   }
   return promise.takeOwnListener();
+}
+
+/// Resolves a listener, and runs what that leads to as far as it comes without a frame.
+void Engine::tell(NSObject& listener, const Value& outcome) {
+  // Nearly every listener, and nothing that it would have to wait for.
+  if (isExactly<PLVDeferred>(listener) && !outcome.isObject()) {
+    auto& deferred = static_cast<PLVDeferred&>(listener);
+    if (deferred._cancelled || deferred._resolved) return;
+    deferred._resolved = true;
+    deferred._resolution = outcome;
+    return runSteps(deferred);
+  }
+  if (Entry next = resolveEntry(listener, outcome)) begin(std::move(next));
 }
 
 void Engine::advanceListeners(PLVPromise& promise) {
@@ -325,10 +344,9 @@ void Engine::advanceListeners(PLVPromise& promise) {
     const Value outcome = _frames[position].value;
     while (const Ref<NSObject> listener = takeListener(promise, _frames[position])) {
       if (promise._resolvables) promise._resolvables->removeObject(listener);
-      if (Entry next = resolveEntry(*listener, outcome)) {
-        begin(std::move(next));
-        if (_frames.size() > position + 1) return;
-      }
+      promise._forwarded = true;
+      tell(*listener, outcome);
+      if (_frames.size() > position + 1) return;
     }
     _frames[position].state = callingBack;
   }
@@ -339,6 +357,7 @@ void Engine::advanceListeners(PLVPromise& promise) {
     } release{promise};
     const Value outcome = _frames[position].value;
     if (auto* rejected = as<PLVRejected>(outcome)) {
+      rejected->markAsSeen();
       promise._promiseFulfilledBlock(Value(), Ref<PLVRejected>(rejected));
     } else {
       promise._promiseFulfilledBlock(outcome, nullptr);

@@ -81,7 +81,8 @@ class Engine {
   void advanceCancelDeferred(PLVDeferred& deferred);
   void advanceCancelPromise(PLVPromise& promise);
   void advanceEndWalk(PLVDeferredEnumeration& enumeration);
-  static Ref<NSObject> takeListener(PLVPromise& promise, Frame& frame);
+  static inline Ref<NSObject> takeListener(PLVPromise& promise, Frame& frame);
+  inline void tell(NSObject& listener, const Value& outcome);
   bool applyResult(PLVDeferred& deferred, Value result);
   Entry continueInto(const Step& step, const Value& value);
   bool recover(std::size_t base, const Raised& raised);
@@ -105,6 +106,14 @@ class Engine {
 inline impl::Entry PLVDeferred::ready() {
   if (_consumingStep || _paused || _deferredSteps.isEmpty()) return {};
   return {impl::Entry::Kind::Steps, this, Value()};
+}
+
+/// Returns: the next of the promise's own listeners that was not told yet, or null after the last.
+inline Ref<NSObject> PLVPromise::takeOwnListener() noexcept {
+  if (_toldListeners < _ownListeners.size()) return std::move(_ownListeners[_toldListeners++]);
+  std::vector<Ref<NSObject>>().swap(_ownListeners);
+  _toldListeners = 0;
+  return nullptr;
 }
 
 inline impl::Entry PLVDeferred::settle(Value value) {

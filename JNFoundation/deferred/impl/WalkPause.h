@@ -13,6 +13,8 @@ class WalkPause : public NSObject {
   /// Returns: the rest of the walk.
   Entry resume() { return _enumeration->resume(_walk, _index); }
 
+  PLVDeferredEnumeration& enumeration() const noexcept { return *_enumeration; }
+
  protected:
   /// Takes: the enumeration, which nobody else may hold while it waits.
   WalkPause(PLVDeferredEnumeration& enumeration, NSUInteger walk, NSUInteger index)
