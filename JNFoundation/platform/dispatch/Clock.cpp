@@ -70,6 +70,8 @@ Clock& Clock::current() noexcept {
   return clock ? *clock : systemClock();
 }
 
+bool Clock::isSystemTime() noexcept { return !replacement.load(std::memory_order_acquire); }
+
 Nanoseconds Clock::momentOfDate(NSTimeInterval secondsSince1970) noexcept {
   return saturatingSum(monotonic(), nanosecondsFromSeconds(secondsSince1970 - now()));
 }

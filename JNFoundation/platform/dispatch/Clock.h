@@ -38,6 +38,9 @@ class Clock {
   /// The clock in use.
   static Clock& current() noexcept;
 
+  /// Whether the clock in use is the system's, by which event loops of other libraries wait too.
+  static bool isSystemTime() noexcept;
+
   /// The date: seconds since 1970-01-01 00:00:00 UTC. May be set back.
   virtual NSTimeInterval now() noexcept = 0;
 

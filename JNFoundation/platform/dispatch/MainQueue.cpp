@@ -50,7 +50,11 @@ MainQueue::MainQueue(std::unique_ptr<MainQueueHost> host) : _runLoop(makeObject<
   setHost(std::move(host));
 }
 
-MainQueue::~MainQueue() { close(); }
+MainQueue::~MainQueue() {
+  close();
+  _host->_queue = nullptr;
+  _host->leave();
+}
 
 void MainQueue::close() noexcept {
   std::vector<Task> incoming;
@@ -78,7 +82,10 @@ void MainQueue::setHost(std::unique_ptr<MainQueueHost> host) {
     std::lock_guard guard(_mutex);
     _host.swap(replaced);
   }
-  if (replaced) replaced->_queue = nullptr;
+  if (replaced) {
+    replaced->_queue = nullptr;
+    replaced->leave();
+  }
   _armed = never;
   deadlineChanged();
   wakeUpIfPending();
@@ -191,6 +198,7 @@ void MainQueue::takeBatch() {
 void MainQueue::runBatch() {
   // A run of the loop inside a task may finish this batch and begin others; those are its own.
   const std::uint64_t number = _batchNumber;
+  if (_batch.size() - _next > 1) _host->willRunSeveral();
   while (number == _batchNumber && hasBatch()) {
     const Task task = std::move(_batch[_next++]);
     ++_handledCount;

@@ -12,6 +12,10 @@ void MainQueueHost::serve() {
   if (_queue) _queue->serve();
 }
 
+void MainQueueHost::didRunOther() noexcept {
+  if (_queue) ++_queue->_handledCount;
+}
+
 void MainQueueHost::serveOrStop() noexcept {
   try {
     serve();

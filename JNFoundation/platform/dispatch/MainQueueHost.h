@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 #include <JNFoundation/platform/dispatch/Clock.h>
 
 namespace JNFoundation {
@@ -7,10 +9,12 @@ namespace JNFoundation {
 class MainQueue;
 
 /// What the main queue needs of the event loop that the application runs on its main thread. Hosts
-/// exist for no loop at all (the default), and in the adapters for those of other libraries.
+/// exist for no loop at all (the default), and in the adapters for those of other libraries. One
+/// for a loop of your own is best derived from LoopHost, which knows what the adapters have in
+/// common.
 ///
 /// In return the host calls `serve` on the main thread: after a wake-up, and at the deadline.
-class MainQueueHost {
+class MainQueueHost : public std::enable_shared_from_this<MainQueueHost> {
  public:
   virtual ~MainQueueHost() = default;
 
@@ -29,6 +33,18 @@ class MainQueueHost {
   virtual void runTurn(Nanoseconds until) = 0;
 
  protected:
+  /// Several tasks are about to run one after the other. A loop that a task may run itself, without
+  /// NSRunLoop, should call `serve` there for the tasks behind.
+  virtual void willRunSeveral() noexcept {}
+
+  /// Lets go of what belongs to the loop: the queue has another host now, or is gone. Wake-ups that
+  /// were under way on other threads may still come, and the last reference to the host may be
+  /// theirs.
+  virtual void leave() noexcept {}
+
+  /// The loop ran something of its own, which ends a run of NSRunLoop as a task does.
+  void didRunOther() noexcept;
+
   /// Runs what is due of the queue that this hosts; nothing while it hosts none.
   /// Fails: lets exceptions out of tasks and timers pass. What was due after them stays due, and
   /// the host has been woken for it.

@@ -114,6 +114,8 @@ bool NSRunLoop::runOnce(Nanoseconds until) {
 
 void NSRunLoop::runTurn(Nanoseconds until) {
   if (_queue) {
+    // A run inside a task goes on with the ones behind it.
+    if (_queue->hasBatch()) _queue->wakeUp();
     _queue->_host->runTurn(until);
   } else {
     _sleeper->sleepUntil(std::min(until, nextMoment()));

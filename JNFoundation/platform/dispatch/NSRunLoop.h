@@ -45,10 +45,10 @@ class NSRunLoop : public NSObject {
   static Ref<NSRunLoop> mainRunLoop();
 
   /// Runs once: until tasks of the main queue were run, the date came, or `stop` was called. Timers
-  /// fire meanwhile, but do not end the run. On other threads than the main one only time ends it,
-  /// or `stop`. A date in the past runs what is ready without waiting. Returns: true. There is
-  /// always something that a loop can wait for. Fails: raises NSInvalidArgumentException for
-  /// anything but a date.
+  /// fire meanwhile, but do not end the run; what an event loop that hosts the queue runs of its
+  /// own does. On other threads than the main one only time ends it, or `stop`. A date in the past
+  /// runs what is ready without waiting. Returns: true. There is always something that a loop can
+  /// wait for. Fails: raises NSInvalidArgumentException for anything but a date.
   bool runModeBeforeDate(const Ref<NSString>& mode, const Value& limitDate);
 
   /// Runs in the default mode until the date has come or `stop` was called.
