@@ -32,6 +32,15 @@ THIRD_PARTY = [
     (r"pcre2(posix)?\.h", r"platform/text/"),
 ]
 
+# The same of the adapters, whose own headers may show their library.
+OF_ADAPTERS = [
+    (r"asio/", r"include/JNFoundation/adapters/AsioHost\.h$"),
+    (r"boost/(asio|system)/", r"include/JNFoundation/adapters/BoostAsioHost\.h$"),
+    (r"rxcpp/", r"include/JNFoundation/adapters/RxCpp\.h$"),
+    (r"QtCore/", r"qt/"),
+    (r"glib\.h$", r"glib/"),
+]
+
 STANDARD = set("""
 algorithm any array atomic barrier bit bitset charconv chrono compare complex concepts
 condition_variable coroutine deque exception execution filesystem forward_list fstream functional
@@ -62,6 +71,13 @@ def folder_of(name):
     return None
 
 
+def own_header(source):
+    """How a source of the library or of an adapter includes the header of its class."""
+    if source.startswith(tree.ADAPTERS):
+        return f"{tree.LIBRARY}adapters/{source.rsplit('/', 1)[1][:-len('.cpp')]}.h"
+    return source[:-len(".cpp")] + ".h"
+
+
 def may_know(name, folder, other):
     if name.startswith("tests/") and other == "testing":
         return True
@@ -71,16 +87,19 @@ def may_know(name, folder, other):
 def problems_of_project_include(name, folder, kind, path):
     """What is wrong with including a file of the project."""
     is_library = name.startswith(tree.LIBRARY)
+    is_adapter = name.startswith(tree.ADAPTERS)
     target = tree.resolve(name, kind, path)
     if target is None:
         return [f"{path} does not exist"]
     found = []
     # clang-format keeps a source's own header at the top only where it is written in quotes.
-    is_own = name.endswith(".cpp") and path == name[:-len(".cpp")] + ".h"
-    if target.startswith(tree.LIBRARY) and kind == '"' and not is_own:
-        found.append(f"write it as <{target}>")
+    is_own = name.endswith(".cpp") and path == own_header(name)
+    if target.startswith((tree.LIBRARY, tree.ADAPTER_HEADERS)) and kind == '"' and not is_own:
+        found.append(f"write it as <{target.removeprefix(tree.ADAPTER_HEADERS)}>")
     elif is_library and not target.startswith(tree.LIBRARY):
         found.append(f"the library must not know {target}")
+    elif is_adapter and not target.startswith((tree.LIBRARY, tree.ADAPTERS)):
+        found.append(f"an adapter must not know {target}")
     other = folder_of(target) if target.startswith(tree.LIBRARY) else None
     if folder and other and not may_know(name, folder, other):
         found.append(f"{folder} is not above {other}")
@@ -100,6 +119,13 @@ def problems_of_project_include(name, folder, kind, path):
 
 def problems_of_foreign_include(name, path):
     """What is wrong with including a file from outside the project."""
+    if name.startswith(tree.ADAPTERS):
+        homes = [home for pattern, home in OF_ADAPTERS if re.match(pattern, path)]
+        if homes and not re.match(homes[0], name[len(tree.ADAPTERS):]):
+            return [f"{path} has one home, {homes[0]}"]
+        if homes or path in STANDARD or path in SHOWN_SYSTEM:
+            return []
+        return [f"{path} is neither standard nor a library that has an adapter"]
     if not name.startswith(tree.LIBRARY):
         return []
     in_library = name[len(tree.LIBRARY):]
@@ -136,8 +162,9 @@ def problems():
             else:
                 wrong = problems_of_foreign_include(name, path)
             found += [f"{name}:{line}: {what}" for what in wrong]
-        own = name[:-len(".cpp")] + ".h"
-        if name.startswith(tree.LIBRARY) and name.endswith(".cpp") and (tree.ROOT / own).is_file():
+        own = own_header(name)
+        if name.startswith((tree.LIBRARY, tree.ADAPTERS)) and name.endswith(".cpp") \
+                and tree.resolve(name, "<", own):
             first = tree.includes(name)[:1]
             if not first or first[0][2] != own:
                 found.append(f"{name}:1: a source includes its own header first, \"{own}\"")

@@ -7,7 +7,8 @@ import re
 import tree
 
 # Folders of tests/ that mirror no folder of the library, and what runs them.
-OTHERS = ["refusals/", "regressions/", "package/", "scripts/", "support/"]
+OTHERS = ["adapters/", "refusals/", "regressions/", "package/", "scripts/", "support/"]
+TYPED = re.compile(r"^INSTANTIATE_TYPED_TEST_SUITE_P\(", re.MULTILINE)
 TEST = re.compile(r"^\s*(TYPED_TEST|TYPED_TEST_P|TEST|TEST_F|TEST_P)\s*\(\s*(\w+)\s*,\s*(\w+)",
                   re.MULTILINE)
 
@@ -22,10 +23,27 @@ def undeclared_folders():
             and not name[len(tree.LIBRARY):].startswith(tuple(folder + "/" for folder in declared))]
 
 
+def undeclared_adapters():
+    """Sources of adapters, and their tests, that the build of the adapters does not name."""
+    page = tree.ADAPTERS + "CMakeLists.txt"
+    declared = tree.text(page) if (tree.ROOT / page).is_file() else ""
+    folders = re.findall(r"^jn_adapter\(\w+ (\S+?)[ )]", declared, re.MULTILINE)
+    named = re.findall(r"\w+Test\.cpp", declared)
+    found = []
+    for name in tree.files():
+        folder, _, last = name.rpartition("/")
+        if name.startswith(tree.ADAPTERS) and name.endswith(".cpp") \
+                and folder.removeprefix(tree.ADAPTERS) not in folders:
+            found.append(f"{name}:1: {page} has no jn_adapter for this folder")
+        if folder == "tests/adapters" and name.endswith("Test.cpp") and last not in named:
+            found.append(f"{name}:1: {page} has no jn_adapter_test with it")
+    return found
+
+
 def problems():
     library_folders = {name[len(tree.LIBRARY):].rsplit("/", 1)[0] + "/"
                        for name in tree.files() if name.startswith(tree.LIBRARY)}
-    found, seen = undeclared_folders(), {}
+    found, seen = undeclared_folders() + undeclared_adapters(), {}
     for name in tree.files():
         if not name.startswith("tests/") or not name.endswith(".cpp"):
             continue
@@ -33,7 +51,7 @@ def problems():
         if folder not in library_folders and not folder.startswith(tuple(OTHERS)):
             found.append(f"{name}:1: the library has no folder {folder}, so that nothing builds it")
         tests = TEST.findall(tree.without_comments(name))
-        if name.endswith("Test.cpp") and not tests:
+        if name.endswith("Test.cpp") and not tests and not TYPED.search(tree.without_comments(name)):
             found.append(f"{name}:1: holds no test")
         if tests and not name.endswith("Test.cpp"):
             found.append(f"{name}:1: holds tests, so its name must end with Test.cpp")

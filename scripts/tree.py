@@ -12,6 +12,10 @@ from pathlib import Path
 
 ROOT = Path(os.environ.get("JN_CHECKED_TREE", Path(__file__).resolve().parent.parent))
 LIBRARY = "JNFoundation/"
+# What stands above the library and has other libraries beside it; its headers are included as the
+# library's own are.
+ADAPTERS = "adapters/"
+ADAPTER_HEADERS = "adapters/include/"
 JOBS = int(os.environ.get("JOBS") or os.cpu_count() or 2)
 
 INCLUDE = re.compile(r'^[ \t]*#[ \t]*include[ \t]*([<"])([^>"\n]+)[>"]', re.MULTILINE)
@@ -67,7 +71,7 @@ def includes(name):
 def resolve(name, kind, path):
     """The project's file that an include means, or None for a file from elsewhere."""
     candidates = [os.path.normpath(os.path.join(os.path.dirname(name), path))] if kind == '"' else []
-    candidates += [path, "tests/" + path]
+    candidates += [path, ADAPTER_HEADERS + path, "tests/" + path]
     for candidate in candidates:
         if (ROOT / candidate).is_file():
             return candidate

@@ -102,6 +102,27 @@ class FloorsTest(Tree):
                    '#include <string>\n#include "JNFoundation/util/Timer.h"\n')
         self.assert_names("floors", "includes its own header first")
 
+    def test_an_adapter_stands_above_the_library_and_beside_one_other(self):
+        self.header("platform/dispatch/Host.h")
+        self.header("platform/dispatch/impl/Sleeper.h")
+        headers = "adapters/include/JNFoundation/adapters/"
+        self.write(headers + "AsioHost.h",
+                   "#pragma once\n#include <asio/post.hpp>\n#include <JNFoundation/platform/dispatch/Host.h>\n")
+        self.write(headers + "QtHost.h", "#pragma once\n#include <JNFoundation/platform/dispatch/Host.h>\n")
+        self.write("adapters/qt/QtHost.cpp",
+                   '#include "JNFoundation/adapters/QtHost.h"\n#include <QtCore/QObject>\n')
+        self.write("tests/adapters/QtHostTest.cpp",
+                   "#include <QtCore/QObject>\n#include <JNFoundation/adapters/QtHost.h>\n")
+        self.assert_passes("floors")
+        self.header("util/Timer.h", "<JNFoundation/adapters/QtHost.h>")
+        self.write("adapters/qt/Other.cpp", "#include <glib.h>\n#include <fmt/format.h>\n"
+                   "#include <JNFoundation/platform/dispatch/impl/Sleeper.h>\n")
+        self.write("adapters/qt/QtHost.cpp", "#include <JNFoundation/adapters/Gone.h>\n"
+                   '#include "JNFoundation/adapters/QtHost.h"\n')
+        self.assert_names("floors", "util/Timer.h:2: the library must not know adapters/", "glib.h has one home",
+                          "fmt/format.h is neither standard", "the machinery of platform/dispatch is its own",
+                          "Gone.h does not exist", "includes its own header first", "6 problems")
+
     def test_a_header_that_is_not_there_is_an_offence(self):
         self.header("util/Timer.h", "<JNFoundation/util/Gone.h>")
         self.assert_names("floors", "does not exist")
@@ -191,6 +212,18 @@ class RegisteredTest(Tree):
         self.assert_passes("registered")
         self.write("JNFoundation/fetched/Sample.cpp", "")
         self.assert_names("registered", "fetched/Sample.cpp:1: CMakeLists.txt has no jn_floor")
+
+
+    def test_an_adapter_or_its_test_that_the_build_forgot_is_an_offence(self):
+        self.write("adapters/CMakeLists.txt",
+                   "jn_adapter(Qt qt HEADERS QtHost.h)\n  jn_adapter_test(host_qt QtHostTest.cpp LINK Qt)\n")
+        self.write("adapters/qt/QtHost.cpp", "")
+        self.write("tests/adapters/QtHostTest.cpp", "INSTANTIATE_TYPED_TEST_SUITE_P(Qt, Hosts, QtLoop);\n")
+        self.assert_passes("registered")
+        self.write("adapters/glib/GLibHost.cpp", "")
+        self.write("tests/adapters/GLibHostTest.cpp", "TEST(GLibHost, Turns) {}\n")
+        self.assert_names("registered", "adapters/glib/GLibHost.cpp:1: adapters/CMakeLists.txt has no jn_adapter",
+                          "has no jn_adapter_test with it", "2 problems")
 
 
 class ReadmeTest(Tree):

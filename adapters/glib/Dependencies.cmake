@@ -1,0 +1,8 @@
+find_package(PkgConfig QUIET)
+set(JNFoundation_GLib_LACKS "")
+if(PKG_CONFIG_FOUND AND NOT TARGET PkgConfig::jn_glib)
+  pkg_check_modules(jn_glib QUIET IMPORTED_TARGET GLOBAL glib-2.0>=2.70)
+endif()
+if(NOT TARGET PkgConfig::jn_glib)
+  set(JNFoundation_GLib_LACKS "GLib 2.70 or later (glib-2.0 of pkg-config)")
+endif()
