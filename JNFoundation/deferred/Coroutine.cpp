@@ -48,9 +48,8 @@ Entry Await::cancel(PLVDeferred& deferred, const Value& value) {
   return {Entry::Kind::SendCancel, Ref<NSObject>(&deferred), value};
 }
 
-Coroutine::Coroutine(std::coroutine_handle<> frame)
-    : _frame(frame),
-      _deferred(PLVDeferred::initWithResolutionSource(Value(this), CreationPlace())) {}
+Coroutine::Coroutine(std::coroutine_handle<> frame, CreationPlace place)
+    : _frame(frame), _deferred(PLVDeferred::initWithResolutionSource(Value(this), place)) {}
 
 Coroutine::~Coroutine() {
   if (!_deferred) return;

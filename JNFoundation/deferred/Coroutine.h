@@ -7,6 +7,7 @@
 #include <utility>
 
 #include <JNFoundation/deferred/Continuation.h>
+#include <JNFoundation/deferred/CreationPlace.h>
 #include <JNFoundation/deferred/PLVDeferred.h>
 #include <JNFoundation/deferred/PLVPromise.h>
 #include <JNFoundation/deferred/Rejected.h>
@@ -52,7 +53,7 @@ class ForeignAwait;
 /// something else, the step has it while it waits for a deferred.
 class Coroutine final : public Continuation {
  public:
-  explicit Coroutine(std::coroutine_handle<> frame);
+  Coroutine(std::coroutine_handle<> frame, CreationPlace place);
   ~Coroutine() override;
 
   /// What the coroutine returns to its caller. Null once it has finished.
@@ -90,7 +91,8 @@ class Coroutine final : public Continuation {
   Value _cancellation;
 };
 
-/// What the promise types of all coroutines of the library have in common.
+/// What the promise types of all coroutines of the library have in common. The place of creation is
+/// the default argument of their constructors, which is the coroutine's own place.
 class CoroutinePromise {
  public:
   std::suspend_never initial_suspend() const noexcept { return {}; }
@@ -108,7 +110,7 @@ class CoroutinePromise {
   Coroutine& coroutine() noexcept { return _coroutine; }
 
  protected:
-  explicit CoroutinePromise(std::coroutine_handle<> frame) : _coroutine(frame) {}
+  CoroutinePromise(std::coroutine_handle<> frame, CreationPlace place) : _coroutine(frame, place) {}
 
  private:
   Coroutine _coroutine;
@@ -200,8 +202,9 @@ class PromiseAwaiter : public Awaiter {
     return MainQueue::isMainThread() && _promise->isFulfilled() && take(Await::outcome(*_promise));
   }
   template <class Promise>
-  bool await_suspend(std::coroutine_handle<Promise> handle) {
-    return suspend(std::exchange(_promise, nullptr)->deferredResolution(), handle);
+  bool await_suspend(std::coroutine_handle<Promise> handle,
+                     CreationPlace place = CreationPlace::here()) {
+    return suspend(std::exchange(_promise, nullptr)->deferredResolution(place), handle);
   }
 
  private:
@@ -211,8 +214,8 @@ class PromiseAwaiter : public Awaiter {
 /// The promise type of coroutines that return a `Ref<PLVDeferred>`.
 class DeferredCoroutine : public CoroutinePromise {
  public:
-  DeferredCoroutine()
-      : CoroutinePromise(std::coroutine_handle<DeferredCoroutine>::from_promise(*this)) {}
+  explicit DeferredCoroutine(CreationPlace place = CreationPlace::here())
+      : CoroutinePromise(std::coroutine_handle<DeferredCoroutine>::from_promise(*this), place) {}
   Ref<PLVDeferred> get_return_object() { return coroutine().deferred(); }
   void return_value(Value value) noexcept { coroutine().setOutcome(std::move(value)); }
 };

@@ -45,14 +45,16 @@ class Deferred {
 
   template <class U = T>
   requires(!std::is_void_v<T> && std::is_convertible_v<U, T>) static Deferred
-      withResolved(U&& value) {
-    return Deferred(PLVDeferred::withResolved(impl::toValueOf<T>(T(std::forward<U>(value)))));
+      withResolved(U&& value, CreationPlace place = CreationPlace::here()) {
+    return Deferred(
+        PLVDeferred::withResolved(impl::toValueOf<T>(T(std::forward<U>(value))), place));
   }
-  static Deferred withResolved() requires std::is_void_v<T> {
-    return Deferred(PLVDeferred::withResolved(nullptr));
+  static Deferred withResolved(
+      CreationPlace place = CreationPlace::here()) requires std::is_void_v<T> {
+    return Deferred(PLVDeferred::withResolved(nullptr, place));
   }
-  static Deferred withRejected(const Value& value) {
-    return Deferred(PLVDeferred::withRejected(value));
+  static Deferred withRejected(const Value& value, CreationPlace place = CreationPlace::here()) {
+    return Deferred(PLVDeferred::withRejected(value, place));
   }
 
   explicit operator bool() const noexcept { return static_cast<bool>(_deferred); }
@@ -202,7 +204,8 @@ class TypedAwaiter : public DeferredAwaiter {
 template <class T>
 class TypedCoroutine : public CoroutinePromise {
  public:
-  TypedCoroutine() : CoroutinePromise(std::coroutine_handle<TypedCoroutine>::from_promise(*this)) {}
+  explicit TypedCoroutine(CreationPlace place = CreationPlace::here())
+      : CoroutinePromise(std::coroutine_handle<TypedCoroutine>::from_promise(*this), place) {}
   Deferred<T> get_return_object() { return Deferred<T>(coroutine().deferred()); }
   template <class Returned = T>
   void return_value(Returned&& returned) {
@@ -214,7 +217,8 @@ class TypedCoroutine : public CoroutinePromise {
 template <>
 class TypedCoroutine<void> : public CoroutinePromise {
  public:
-  TypedCoroutine() : CoroutinePromise(std::coroutine_handle<TypedCoroutine>::from_promise(*this)) {}
+  explicit TypedCoroutine(CreationPlace place = CreationPlace::here())
+      : CoroutinePromise(std::coroutine_handle<TypedCoroutine>::from_promise(*this), place) {}
   Deferred<void> get_return_object() { return Deferred<void>(coroutine().deferred()); }
   void return_void() const noexcept {}
 };

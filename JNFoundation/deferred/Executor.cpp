@@ -8,8 +8,9 @@
 
 namespace JNFoundation::impl {
 
-OffloadedWork::OffloadedWork()
-    : _deferred(PLVDeferred::initWithResolutionSource(Value(static_cast<NSObject*>(this)))) {}
+OffloadedWork::OffloadedWork(CreationPlace place)
+    : _deferred(PLVDeferred::initWithResolutionSource(Value(static_cast<NSObject*>(this)), place)) {
+}
 
 OffloadedWork::~OffloadedWork() {
   if (_isTaken.load() || _isCancelled.load()) return;

@@ -56,7 +56,7 @@ class OffloadedWork : public NSObject, public PLVResolutionSource {
   const Ref<PLVDeferred>& deferred() const noexcept { return _deferred; }
 
  protected:
-  OffloadedWork();
+  explicit OffloadedWork(CreationPlace place);
   ~OffloadedWork() override;
 
   /// Does the work and forgets it. Returns: the outcome.
@@ -75,8 +75,8 @@ template <class T, class Function>
 class OffloadedFunction : public OffloadedWork {
  protected:
   template <class Given>
-  explicit OffloadedFunction(std::in_place_t, Given&& function)
-      : _function(std::in_place, std::forward<Given>(function)) {}
+  OffloadedFunction(CreationPlace place, Given&& function)
+      : OffloadedWork(place), _function(std::in_place, std::forward<Given>(function)) {}
 
   Value perform(const CancellationToken& token) override {
     // It goes on the thread that ran it, before the outcome is seen.
@@ -133,14 +133,14 @@ requires(!std::is_invocable_v<Function&, const CancellationToken&> &&
 /// Threads: any. Takes: the function; it is destroyed on the thread that ran it, or dropped it.
 template <class E, class Function>
 requires Executor<std::remove_reference_t<E>>
-auto runOn(E&& executor, Function&& function) {
+auto runOn(E&& executor, Function&& function, CreationPlace place = CreationPlace::here()) {
   using Stored = std::decay_t<Function>;
   using T = typename impl::OffloadedResult<Stored>::Type;
   if constexpr (!std::is_empty_v<Stored> && std::is_constructible_v<bool, const Stored&>) {
     if (!static_cast<bool>(function)) fatalError("runOn: the function must not be null");
   }
-  const Ref<impl::OffloadedWork> work = makeObject<impl::OffloadedFunction<T, Stored>>(
-      std::in_place, std::forward<Function>(function));
+  const Ref<impl::OffloadedWork> work =
+      makeObject<impl::OffloadedFunction<T, Stored>>(place, std::forward<Function>(function));
   try {
     if constexpr (requires { executor.execute(work->task()); }) {
       executor.execute(work->task());

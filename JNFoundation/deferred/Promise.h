@@ -21,20 +21,23 @@ class Promise {
   /// States what the promise is of.
   explicit Promise(Ref<PLVPromise> promise) noexcept : _promise(std::move(promise)) {}
 
-  static Promise init() { return Promise(PLVPromise::init()); }
+  static Promise init(CreationPlace place = CreationPlace::here()) {
+    return Promise(PLVPromise::init(place));
+  }
   template <class U = T>
   requires(!std::is_void_v<T> && std::is_convertible_v<U, T>) static Promise
-      withResolved(U&& value) {
-    return Promise(PLVPromise::withResolved(impl::toValueOf<T>(T(std::forward<U>(value)))));
+      withResolved(U&& value, CreationPlace place = CreationPlace::here()) {
+    return Promise(PLVPromise::withResolved(impl::toValueOf<T>(T(std::forward<U>(value))), place));
   }
-  static Promise withResolved() requires std::is_void_v<T> {
-    return Promise(PLVPromise::withResolved(nullptr));
+  static Promise withResolved(
+      CreationPlace place = CreationPlace::here()) requires std::is_void_v<T> {
+    return Promise(PLVPromise::withResolved(nullptr, place));
   }
-  static Promise withRejected(const Value& value) {
-    return Promise(PLVPromise::withRejected(value));
+  static Promise withRejected(const Value& value, CreationPlace place = CreationPlace::here()) {
+    return Promise(PLVPromise::withRejected(value, place));
   }
-  static Promise resolvedBy(Deferred<T> deferred) {
-    return Promise(PLVPromise::resolvedBy(deferred.untyped()));
+  static Promise resolvedBy(Deferred<T> deferred, CreationPlace place = CreationPlace::here()) {
+    return Promise(PLVPromise::resolvedBy(deferred.untyped(), place));
   }
 
   explicit operator bool() const noexcept { return static_cast<bool>(_promise); }
@@ -56,8 +59,12 @@ class Promise {
   bool isFulfilled() const noexcept { return _promise->isFulfilled(); }
   bool isOutstanding() const noexcept { return _promise->isOutstanding(); }
 
-  Deferred<T> deferredResolution() const { return Deferred<T>(_promise->deferredResolution()); }
-  Promise promisedResolution() const { return Promise(_promise->promisedResolution()); }
+  Deferred<T> deferredResolution(CreationPlace place = CreationPlace::here()) const {
+    return Deferred<T>(_promise->deferredResolution(place));
+  }
+  Promise promisedResolution(CreationPlace place = CreationPlace::here()) const {
+    return Promise(_promise->promisedResolution(place));
+  }
   /// The callback takes an Outcome<T>.
   template <class Callback>
   void whenFulfilled(Callback&& callback) const {

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <optional>
 #include <stdexcept>
 
@@ -412,6 +413,38 @@ TEST_F(Coroutine, TwentyThousandThatAwaitEachOtherAreCancelledOnASmallStack) {
   outermost->cancelWithValue("stop");
   EXPECT_EQ(text(gate->resolution()), "PLVRejected (CANCELLED) [stop]");
   EXPECT_EQ(text(outermost->resolution()), "PLVRejected (CANCELLED) [stop]");
+}
+
+TEST_F(Coroutine, BegunTooDeepInNestedHandlersGoesOnWhenTheyHaveReturned) {
+  // Handlers that call into other chains nest natively, and past a limit the call is put off.
+  constexpr int levels = 200;
+  const Ref<PLVDeferred> failed = PLVDeferred::withRejected("no");
+  std::vector<Ref<PLVDeferred>> chains, coroutines;
+  for (int i = 0; i < levels; ++i) chains.push_back(PLVDeferred::init());
+  int caught = 0;
+  const auto coroutine = [&caught](Ref<PLVDeferred> failed) -> Ref<PLVDeferred> {
+    try {
+      co_await failed;
+    } catch (const Rejected&) {
+      ++caught;
+    }
+    co_return nullptr;
+  };
+  for (int i = 0; i < levels; ++i) {
+    chains[static_cast<std::size_t>(i)]->thenResolved([&, i](const Value& value) {
+      const int before = caught;
+      coroutines.push_back(coroutine(failed));
+      record.push_back(caught > before ? "at once" : "put off");
+      if (i + 1 < levels) chains[static_cast<std::size_t>(i) + 1]->resolve(value);
+      return value;
+    });
+  }
+  chains[0]->resolve(nullptr);
+  EXPECT_EQ(caught, levels);
+  for (const Ref<PLVDeferred>& deferred : coroutines) EXPECT_TRUE(deferred->isResolved());
+  const Words words = happened();
+  EXPECT_EQ(words.front(), "at once");
+  EXPECT_TRUE(std::find(words.begin(), words.end(), "put off") != words.end());
 }
 
 /// A coroutine of somebody else's kind, which owns its frame.

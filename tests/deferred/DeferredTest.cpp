@@ -29,6 +29,12 @@ class DeferredTest : public DeferredFixture {
   }
 };
 
+/// What a chain keeps of a typed handler is as large as the handler.
+template <class Handler>
+constexpr bool costsNothing(const Handler&) {
+  return sizeof(impl::TypedHandler<impl::Success<int>, int, Handler>) == sizeof(Handler);
+}
+static_assert(costsNothing([a = 1, b = 2L](int number) { return number + a + int(b); }));
 static_assert(!std::is_copy_constructible_v<Deferred<int>>);
 static_assert(std::is_nothrow_move_constructible_v<Deferred<int>>);
 static_assert(sizeof(Deferred<int>) == sizeof(Ref<PLVDeferred>));
