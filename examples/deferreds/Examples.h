@@ -5,3 +5,5 @@ void awaitExample();
 void typedExample();
 void guardExample();
 void executorExample();
+void unhandledExample();
+void pendingExample();

@@ -5,4 +5,6 @@ int main() {
   typedExample();
   guardExample();
   executorExample();
+  unhandledExample();
+  pendingExample();
 }

@@ -27,6 +27,23 @@ using Libraries = ::testing::Types<Real>;
 namespace JNFoundation {
 namespace {
 
+TEST(RxCppExample, AnObserverGetsTheNameOrTheError) {
+  std::vector<std::string> shown;
+  const auto show = [&shown](const Ref<NSString>& text) { shown.push_back(text->toStdString()); };
+  const auto showError = [&shown](const Ref<NSError>& error) {
+    shown.push_back(error->domain()->toStdString());
+  };
+  for (const Ref<PLVDeferred>& name :
+       {PLVDeferred::withResolved("Ada"), PLVDeferred::withRejected("offline")}) {
+    // begin
+    rxcpp::observable<Ref<NSString>> names = PLVDeferredUtil<RxCpp>::rx_observable<NSString>(name);
+    names.subscribe([&](const Ref<NSString>& text) { show(text); },
+                    [&](std::exception_ptr failure) { showError(RxCppError::of(failure)); });
+    // end
+  }
+  EXPECT_EQ(shown, (std::vector<std::string>{"Ada", "PLVDeferred"}));
+}
+
 TEST(RxCppError, IsNullForAFailureThatCarriesNone) {
   EXPECT_FALSE(RxCppError::of(nullptr));
   EXPECT_FALSE(RxCppError::of(std::make_exception_ptr(1)));
