@@ -22,6 +22,12 @@ class ConcurrentMap : public impl::Combination {
 
   void start() override { beginMore(); }
 
+  void didSettle(std::size_t index, const Value& outcome) override {
+    ++_room;
+    _running[index].reset();
+    didFinish(index, outcome);
+  }
+
   void cancelWork(const Value& value) override {
     for (std::size_t index = 0; index < _begun; ++index) {
       if (const Ref<PLVDeferred> running = _running[index].load()) running->cancelWithValue(value);
@@ -54,13 +60,7 @@ class ConcurrentMap : public impl::Combination {
     if (!deferred) return didFinish(index, outcome);
     --_room;
     _running[index] = deferred;
-    const Ref<ConcurrentMap> self(this);
-    deferred->thenEither([self, index](const Value& settled) -> Value {
-      ++self->_room;
-      self->_running[index].reset();
-      self->didFinish(index, settled);
-      return settled;
-    });
+    observe(*deferred, index);
     // The block may have cancelled the result.
     if (isOver() && !_hasFailed && _running[index].load()) deferred->cancel();
   }
@@ -93,14 +93,15 @@ class ConcurrentMap : public impl::Combination {
 }  // namespace
 
 Ref<PLVDeferred> mapConcurrently(const Ref<NSArray>& elements, NSUInteger limit, Work work,
-                                 Unneeded unneeded) {
+                                 Unneeded unneeded, CreationPlace place) {
   if (!work) fatalError("mapConcurrently: the block must not be null");
   std::vector<Value> values;
   if (elements) {
     values.reserve(elements->count());
     for (const Value& element : *elements) values.push_back(element);
   }
-  return makeObject<ConcurrentMap>(std::move(values), limit, std::move(work), unneeded)->begin();
+  return makeObject<ConcurrentMap>(std::move(values), limit, std::move(work), unneeded)
+      ->begin(place);
 }
 
 }  // namespace JNFoundation

@@ -16,6 +16,11 @@ class Retry : public impl::Combination {
 
   void start() override { attempt(); }
 
+  void didSettle(std::size_t, const Value& outcome) override {
+    _current.reset();
+    didFinish(outcome);
+  }
+
   void cancelWork(const Value& value) override {
     if (const Ref<PLVDeferred> current = _current.load()) current->cancelWithValue(value);
   }
@@ -30,12 +35,7 @@ class Retry : public impl::Combination {
     // The block may have cancelled the result.
     if (isOver()) return deferred->cancel();
     _current = deferred;
-    const Ref<Retry> self(this);
-    deferred->thenEither([self](const Value& settled) -> Value {
-      self->_current.reset();
-      self->didFinish(settled);
-      return settled;
-    });
+    observe(*deferred, 0);
   }
 
   void didFinish(const Value& outcome) {
@@ -80,9 +80,10 @@ class Retry : public impl::Combination {
 
 }  // namespace
 
-Ref<PLVDeferred> retry(Block<Value(NSUInteger attempt)> work, RetryOptions options) {
+Ref<PLVDeferred> retry(Block<Value(NSUInteger attempt)> work, RetryOptions options,
+                       CreationPlace place) {
   if (!work) fatalError("retry: the block must not be null");
-  return makeObject<Retry>(std::move(work), std::move(options))->begin();
+  return makeObject<Retry>(std::move(work), std::move(options))->begin(place);
 }
 
 }  // namespace JNFoundation

@@ -17,18 +17,15 @@ class LimitedWork : public impl::Combination {
 
   void start() override {
     const Ref<LimitedWork> self(this);
-    if (const Ref<PLVDeferred> work = _work.load()) {
-      work->thenEither([self](const Value& outcome) -> Value {
-        self->settle(outcome);
-        return outcome;
-      });
-    }
+    if (const Ref<PLVDeferred> work = _work.load()) observe(*work, 0);
     PLVDeferred::withResolvedDelayInterval(nullptr, _seconds)
         ->thenResolved([self](const Value&) -> Value {
           self->timeIsUp();
           return nullptr;
         });
   }
+
+  void didSettle(std::size_t, const Value& outcome) override { settle(outcome); }
 
   void cancelWork(const Value& value) override {
     if (const Ref<PLVDeferred> work = _work.load()) work->cancelWithValue(value);
@@ -63,7 +60,6 @@ class Gathering : public impl::Combination {
   }
 
   void start() override {
-    const Ref<Gathering> self(this);
     for (std::size_t index = 0; index < _inputs.size(); ++index) {
       _observed = index + 1;
       // Until it settles, an input stands in the place of its outcome; now only weakly.
@@ -72,10 +68,7 @@ class Gathering : public impl::Combination {
       if (!deferred) {
         didSettle(index, input);
       } else if (!isOver()) {
-        deferred->thenEither([self, index](const Value& outcome) -> Value {
-          self->didSettle(index, outcome);
-          return outcome;
-        });
+        observe(*deferred, index);
       }
     }
   }
@@ -90,8 +83,7 @@ class Gathering : public impl::Combination {
     }
   }
 
- private:
-  void didSettle(std::size_t index, const Value& outcome) {
+  void didSettle(std::size_t index, const Value& outcome) override {
     const bool isSuccess = !isKindOf<PLVRejected>(outcome);
     _outcomes[index] = entryFor(outcome);
     _inputs[index].reset();
@@ -112,6 +104,7 @@ class Gathering : public impl::Combination {
     }
   }
 
+ private:
   void settleWithOutcomes() {
     const Ref<NSArray> outcomes = NSArray::arrayWithValues(std::exchange(_outcomes, {}));
     const bool succeeds =
@@ -135,34 +128,38 @@ class Gathering : public impl::Combination {
   bool _hasDropped = false;
 };
 
-Ref<PLVDeferred> gather(const Ref<NSArray>& deferreds, Gathering::Goal goal, Unneeded unneeded) {
+Ref<PLVDeferred> gather(const Ref<NSArray>& deferreds, Gathering::Goal goal, Unneeded unneeded,
+                        CreationPlace place) {
   if (!deferreds || deferreds->count() == 0) return nullptr;
-  return makeObject<Gathering>(*deferreds, goal, unneeded)->begin();
+  return makeObject<Gathering>(*deferreds, goal, unneeded)->begin(place);
 }
 
 }  // namespace
 
 Ref<PLVDeferred> withTimeout(const Ref<PLVDeferred>& work, NSTimeInterval seconds,
-                             Unneeded unneeded) {
-  if (!work) return PLVDeferred::withResolved(nullptr);
-  if (unneeded == Unneeded::Continue) return work->timeout(seconds);
-  return makeObject<LimitedWork>(work, seconds)->begin();
+                             Unneeded unneeded, CreationPlace place) {
+  if (!work) return PLVDeferred::withResolved(nullptr, place);
+  if (unneeded == Unneeded::Continue) return work->timeout(seconds, place);
+  return makeObject<LimitedWork>(work, seconds)->begin(place);
 }
 
-Ref<PLVDeferred> allResolved(const Ref<NSArray>& deferreds, Unneeded unneeded) {
-  return gather(deferreds, Gathering::Goal::AllResolved, unneeded);
+Ref<PLVDeferred> allResolved(const Ref<NSArray>& deferreds, Unneeded unneeded,
+                             CreationPlace place) {
+  return gather(deferreds, Gathering::Goal::AllResolved, unneeded, place);
 }
 
-Ref<PLVDeferred> anyResolved(const Ref<NSArray>& deferreds, Unneeded unneeded) {
-  return gather(deferreds, Gathering::Goal::AnyResolved, unneeded);
+Ref<PLVDeferred> anyResolved(const Ref<NSArray>& deferreds, Unneeded unneeded,
+                             CreationPlace place) {
+  return gather(deferreds, Gathering::Goal::AnyResolved, unneeded, place);
 }
 
-Ref<PLVDeferred> firstResolved(const Ref<NSArray>& deferreds, Unneeded unneeded) {
-  return gather(deferreds, Gathering::Goal::FirstResolved, unneeded);
+Ref<PLVDeferred> firstResolved(const Ref<NSArray>& deferreds, Unneeded unneeded,
+                               CreationPlace place) {
+  return gather(deferreds, Gathering::Goal::FirstResolved, unneeded, place);
 }
 
-Ref<PLVDeferred> allSettled(const Ref<NSArray>& deferreds) {
-  return gather(deferreds, Gathering::Goal::AllSettled, Unneeded::Continue);
+Ref<PLVDeferred> allSettled(const Ref<NSArray>& deferreds, CreationPlace place) {
+  return gather(deferreds, Gathering::Goal::AllSettled, Unneeded::Continue, place);
 }
 
 }  // namespace JNFoundation

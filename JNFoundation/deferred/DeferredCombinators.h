@@ -28,28 +28,33 @@ enum class Unneeded {
 /// `work->timeout(seconds)`, where work that has not settled in time may be cancelled; it then gets
 /// a cancellation that carries the JNTimeout. Returns: resolved with null for null work.
 Ref<PLVDeferred> withTimeout(const Ref<PLVDeferred>& work, NSTimeInterval seconds,
-                             Unneeded unneeded = Unneeded::Continue);
+                             Unneeded unneeded = Unneeded::Continue,
+                             CreationPlace place = CreationPlace::here());
 
 /// `PLVDeferred::withAllResolved`, where the inputs that still run may be cancelled as soon as one
 /// has failed. The array of outcomes is whole all the same.
 /// Returns: null for an empty array and for null.
-Ref<PLVDeferred> allResolved(const Ref<NSArray>& deferreds, Unneeded unneeded = Unneeded::Continue);
+Ref<PLVDeferred> allResolved(const Ref<NSArray>& deferreds, Unneeded unneeded = Unneeded::Continue,
+                             CreationPlace place = CreationPlace::here());
 
 /// `PLVDeferred::withAnyResolved`, where the inputs that still run may be cancelled as soon as one
 /// has succeeded. The array of outcomes is whole all the same.
 /// Returns: null for an empty array and for null.
-Ref<PLVDeferred> anyResolved(const Ref<NSArray>& deferreds, Unneeded unneeded = Unneeded::Continue);
+Ref<PLVDeferred> anyResolved(const Ref<NSArray>& deferreds, Unneeded unneeded = Unneeded::Continue,
+                             CreationPlace place = CreationPlace::here());
 
 /// Resolved with the value of the input that succeeds first, at once; those that still run may then
 /// be cancelled. Rejected with the array of failures, in the order of the inputs, once all have
 /// failed. Returns: null for an empty array and for null.
 Ref<PLVDeferred> firstResolved(const Ref<NSArray>& deferreds,
-                               Unneeded unneeded = Unneeded::Continue);
+                               Unneeded unneeded = Unneeded::Continue,
+                               CreationPlace place = CreationPlace::here());
 
 /// Resolved with the array of outcomes, in the order of the inputs, once all have settled: a value,
 /// NSNull for null, or a PLVRejected. Never rejected but by cancelling it.
 /// Returns: null for an empty array and for null.
-Ref<PLVDeferred> allSettled(const Ref<NSArray>& deferreds);
+Ref<PLVDeferred> allSettled(const Ref<NSArray>& deferreds,
+                            CreationPlace place = CreationPlace::here());
 
 /// Does something with every element of an array, with a limit to how much of it runs at a time:
 ///
@@ -65,7 +70,8 @@ Ref<PLVDeferred> allSettled(const Ref<NSArray>& deferreds);
 /// Requires: a non-null block.
 Ref<PLVDeferred> mapConcurrently(const Ref<NSArray>& elements, NSUInteger limit,
                                  Block<Value(const Value& element, NSUInteger index)> work,
-                                 Unneeded unneeded = Unneeded::Continue);
+                                 Unneeded unneeded = Unneeded::Continue,
+                                 CreationPlace place = CreationPlace::here());
 
 /// When work that failed is tried again.
 struct RetryOptions {
@@ -93,6 +99,7 @@ struct RetryOptions {
 /// the result cancels the attempt that runs, or ends the wait for the next one.
 /// Calls: the block for the first time before it returns when called on the main thread.
 /// Requires: a non-null block.
-Ref<PLVDeferred> retry(Block<Value(NSUInteger attempt)> work, RetryOptions options = {});
+Ref<PLVDeferred> retry(Block<Value(NSUInteger attempt)> work, RetryOptions options = {},
+                       CreationPlace place = CreationPlace::here());
 
 }  // namespace JNFoundation

@@ -14,13 +14,25 @@ namespace {
 
 const ClassDeclaration<PLVDeferred> declaration =
     ClassDeclaration<PLVDeferred>()
-        .operation("timeout:", &PLVDeferred::timeout)
-        .operation("ignoreRejected", &PLVDeferred::ignoreRejected)
-        .classOperation("withResolved:delayInterval:", &PLVDeferred::withResolvedDelayInterval)
+        .operation("timeout:", [](PLVDeferred& deferred,
+                                  NSTimeInterval seconds) { return deferred.timeout(seconds); })
+        .operation("ignoreRejected",
+                   [](PLVDeferred& deferred) { return deferred.ignoreRejected(); })
+        .classOperation("withResolved:delayInterval:",
+                        [](const Value& value, NSTimeInterval delayInterval) {
+                          return PLVDeferred::withResolvedDelayInterval(value, delayInterval);
+                        })
         .classOperation("iterationDeferredWithDeferreds:resultsArray:",
-                        &PLVDeferred::iterationDeferredWithDeferredsResultsArray)
-        .classOperation("withAnyResolved:", &PLVDeferred::withAnyResolved)
-        .classOperation("withAllResolved:", &PLVDeferred::withAllResolved);
+                        [](const Ref<NSArray>& deferreds, const Ref<NSMutableArray>& results) {
+                          return PLVDeferred::iterationDeferredWithDeferredsResultsArray(deferreds,
+                                                                                         results);
+                        })
+        .classOperation(
+            "withAnyResolved:",
+            [](const Ref<NSArray>& deferreds) { return PLVDeferred::withAnyResolved(deferreds); })
+        .classOperation("withAllResolved:", [](const Ref<NSArray>& deferreds) {
+          return PLVDeferred::withAllResolved(deferreds);
+        });
 
 /// Parts of a nanosecond do not count; the queue takes what is too long for its clock as for ever,
 /// and what is no number as nothing.
@@ -41,13 +53,13 @@ bool hasWanted(const NSArray& results, Wanted wanted) {
 }
 
 Ref<PLVDeferred> combination(const impl::DeferredClass& maker, const Ref<NSArray>& deferreds,
-                             Wanted wanted) {
+                             Wanted wanted, CreationPlace place) {
   if (!deferreds || deferreds->count() == 0) return nullptr;
   const Ref<NSMutableArray> results = NSMutableArray::array();
-  return impl::iteration(maker, deferreds, results)
+  return impl::iteration(maker, deferreds, results, place)
       ->thenEither([&maker, results, wanted](const Value&) -> Value {
-        return hasWanted(*results, wanted) ? maker.withResolved(results)
-                                           : maker.withRejected(results);
+        return hasWanted(*results, wanted) ? maker.withResolved(results, {})
+                                           : maker.withRejected(results, {});
       });
 }
 
@@ -59,8 +71,8 @@ void impl::resolveAfterDelay(const Ref<PLVDeferred>& deferred, const Value& valu
 }
 
 Ref<PLVDeferred> impl::iteration(const DeferredClass& maker, const Ref<NSArray>& deferreds,
-                                 const Ref<NSMutableArray>& results) {
-  Ref<PLVDeferred> iteration = maker.withResolved(plv_firstObject(deferreds));
+                                 const Ref<NSMutableArray>& results, CreationPlace place) {
+  Ref<PLVDeferred> iteration = maker.withResolved(plv_firstObject(deferreds), place);
   if (!deferreds || deferreds->count() == 0) return iteration;
   // The count is asked each time: steps may run while they are added, and may change the array.
   NSUInteger index = 0;
@@ -75,12 +87,14 @@ Ref<PLVDeferred> impl::iteration(const DeferredClass& maker, const Ref<NSArray>&
   return iteration;
 }
 
-Ref<PLVDeferred> impl::anyResolved(const DeferredClass& maker, const Ref<NSArray>& deferreds) {
-  return combination(maker, deferreds, Wanted::AnySuccess);
+Ref<PLVDeferred> impl::anyResolved(const DeferredClass& maker, const Ref<NSArray>& deferreds,
+                                   CreationPlace place) {
+  return combination(maker, deferreds, Wanted::AnySuccess, place);
 }
 
-Ref<PLVDeferred> impl::allResolved(const DeferredClass& maker, const Ref<NSArray>& deferreds) {
-  return combination(maker, deferreds, Wanted::NoFailure);
+Ref<PLVDeferred> impl::allResolved(const DeferredClass& maker, const Ref<NSArray>& deferreds,
+                                   CreationPlace place) {
+  return combination(maker, deferreds, Wanted::NoFailure, place);
 }
 
 Ref<PLVDeferred> impl::allResolvedUpToNull(const DeferredClass& maker,
@@ -90,37 +104,39 @@ Ref<PLVDeferred> impl::allResolvedUpToNull(const DeferredClass& maker,
     if (!deferred) break;
     list->addObject(deferred);
   }
-  return allResolved(maker, list);
+  // A list of arguments leaves no room for the place.
+  return allResolved(maker, list, {});
 }
 
 Ref<PLVDeferred> PLVDeferred::withResolvedDelayInterval(const Value& value,
-                                                        NSTimeInterval delayInterval) {
-  Ref<PLVDeferred> deferred = init();
+                                                        NSTimeInterval delayInterval,
+                                                        CreationPlace place) {
+  Ref<PLVDeferred> deferred = init(place);
   impl::resolveAfterDelay(deferred, value, delayInterval);
   return deferred;
 }
 
 Ref<PLVDeferred> PLVDeferred::iterationDeferredWithDeferredsResultsArray(
-    const Ref<NSArray>& deferreds, const Ref<NSMutableArray>& resultsArray) {
-  return impl::iteration(impl::deferredClass<PLVDeferred>, deferreds, resultsArray);
+    const Ref<NSArray>& deferreds, const Ref<NSMutableArray>& resultsArray, CreationPlace place) {
+  return impl::iteration(impl::deferredClass<PLVDeferred>, deferreds, resultsArray, place);
 }
 
-Ref<PLVDeferred> PLVDeferred::withAnyResolved(const Ref<NSArray>& deferreds) {
-  return impl::anyResolved(impl::deferredClass<PLVDeferred>, deferreds);
+Ref<PLVDeferred> PLVDeferred::withAnyResolved(const Ref<NSArray>& deferreds, CreationPlace place) {
+  return impl::anyResolved(impl::deferredClass<PLVDeferred>, deferreds, place);
 }
 
-Ref<PLVDeferred> PLVDeferred::withAllResolved(const Ref<NSArray>& deferreds) {
-  return impl::allResolved(impl::deferredClass<PLVDeferred>, deferreds);
+Ref<PLVDeferred> PLVDeferred::withAllResolved(const Ref<NSArray>& deferreds, CreationPlace place) {
+  return impl::allResolved(impl::deferredClass<PLVDeferred>, deferreds, place);
 }
 
-Ref<PLVDeferred> PLVDeferred::timeout(NSTimeInterval seconds) {
-  Ref<PLVDeferred> limited = resolvedBy(this);
+Ref<PLVDeferred> PLVDeferred::timeout(NSTimeInterval seconds, CreationPlace place) {
+  Ref<PLVDeferred> limited = resolvedBy(this, place);
   afterDelay(seconds, [limited] { limited->reject(JNTimeout::instance()); });
   return limited;
 }
 
-Ref<PLVDeferred> PLVDeferred::ignoreRejected() {
-  return resolvedBy(this)->thenRejected([](const Ref<PLVRejected>& rejected) -> Value {
+Ref<PLVDeferred> PLVDeferred::ignoreRejected(CreationPlace place) {
+  return resolvedBy(this, place)->thenRejected([](const Ref<PLVRejected>& rejected) -> Value {
     return PLVRejectedIgnored::withRejected(rejected);
   });
 }

@@ -30,20 +30,26 @@ struct Entry;
 
 /// The class that was asked for a combination, and makes the deferreds that are needed for it.
 struct DeferredClass {
-  Ref<PLVDeferred> (*withResolved)(const Value& value);
-  Ref<PLVDeferred> (*withRejected)(const Value& value);
+  Ref<PLVDeferred> (*withResolved)(const Value& value, CreationPlace place);
+  Ref<PLVDeferred> (*withRejected)(const Value& value, CreationPlace place);
 };
 template <class T>
 inline constexpr DeferredClass deferredClass{
-    [](const Value& value) -> Ref<PLVDeferred> { return T::withResolved(value); },
-    [](const Value& value) -> Ref<PLVDeferred> { return T::withRejected(value); }};
+    [](const Value& value, CreationPlace place) -> Ref<PLVDeferred> {
+      return T::withResolved(value, place);
+    },
+    [](const Value& value, CreationPlace place) -> Ref<PLVDeferred> {
+      return T::withRejected(value, place);
+    }};
 
 // The combinations, for the class operations that have their names.
 void resolveAfterDelay(const Ref<PLVDeferred>& deferred, const Value& value, NSTimeInterval delay);
 Ref<PLVDeferred> iteration(const DeferredClass& maker, const Ref<NSArray>& deferreds,
-                           const Ref<NSMutableArray>& results);
-Ref<PLVDeferred> anyResolved(const DeferredClass& maker, const Ref<NSArray>& deferreds);
-Ref<PLVDeferred> allResolved(const DeferredClass& maker, const Ref<NSArray>& deferreds);
+                           const Ref<NSMutableArray>& results, CreationPlace place);
+Ref<PLVDeferred> anyResolved(const DeferredClass& maker, const Ref<NSArray>& deferreds,
+                             CreationPlace place);
+Ref<PLVDeferred> allResolved(const DeferredClass& maker, const Ref<NSArray>& deferreds,
+                             CreationPlace place);
 Ref<PLVDeferred> allResolvedUpToNull(const DeferredClass& maker,
                                      std::initializer_list<Ref<PLVDeferred>> deferreds);
 
@@ -116,17 +122,21 @@ class PLVDeferred : public NSObject, public PLVResolvable {
   /// never do.
   /// Takes: the value and the deferred until then; cancelling does not end that.
   static Ref<PLVDeferred> withResolvedDelayInterval(const Value& value,
-                                                    NSTimeInterval delayInterval);
+                                                    NSTimeInterval delayInterval,
+                                                    CreationPlace place = CreationPlace::here());
   /// Waits for every input and appends its outcome to the results: the value, NSNull for null, or
   /// the PLVRejected. Returns: a deferred that is then resolved with null.
   static Ref<PLVDeferred> iterationDeferredWithDeferredsResultsArray(
-      const Ref<NSArray>& deferreds, const Ref<NSMutableArray>& resultsArray);
+      const Ref<NSArray>& deferreds, const Ref<NSMutableArray>& resultsArray,
+      CreationPlace place = CreationPlace::here());
   /// Waits for every input. Resolved with the array of all outcomes if any input succeeded, else
   /// rejected with it. Returns: null for an empty array and for null.
-  static Ref<PLVDeferred> withAnyResolved(const Ref<NSArray>& deferreds);
+  static Ref<PLVDeferred> withAnyResolved(const Ref<NSArray>& deferreds,
+                                          CreationPlace place = CreationPlace::here());
   /// Waits for every input, also past a failure. Resolved with the array of all outcomes if every
   /// input succeeded, else rejected with it. Returns: null for an empty array and for null.
-  static Ref<PLVDeferred> withAllResolved(const Ref<NSArray>& deferreds);
+  static Ref<PLVDeferred> withAllResolved(const Ref<NSArray>& deferreds,
+                                          CreationPlace place = CreationPlace::here());
   /// `withAllResolved` of the deferreds in front of the first null.
   template <std::convertible_to<Ref<PLVDeferred>>... Deferreds>
   static Ref<PLVDeferred> withAllResolvedVariadic(const Deferreds&... deferreds) {
@@ -180,10 +190,10 @@ class PLVDeferred : public NSObject, public PLVResolvable {
   /// JNTimeout once that many seconds have passed, whichever is first. Seconds as for
   /// `withResolvedDelayInterval`. This deferred goes on in any case.
   /// Takes: the new deferred, until the seconds have passed.
-  Ref<PLVDeferred> timeout(NSTimeInterval seconds);
+  Ref<PLVDeferred> timeout(NSTimeInterval seconds, CreationPlace place = CreationPlace::here());
   /// Returns: a new PLVDeferred that receives this one's outcome, a failure as a success whose
   /// value is a PLVRejectedIgnored.
-  Ref<PLVDeferred> ignoreRejected();
+  Ref<PLVDeferred> ignoreRejected(CreationPlace place = CreationPlace::here());
 
   /// Accepts the outcome. A deferred or a promise as the value is awaited first.
   /// Calls: the handlers, now. Ignored after an outcome or a cancellation.
@@ -310,20 +320,24 @@ class PLVDeferred::ClassOperations : public Above {
     }
     return deferred;
   }
-  static Ref<Self> withResolvedDelayInterval(const Value& value, NSTimeInterval delayInterval) {
-    Ref<Self> deferred = Self::init();
+  static Ref<Self> withResolvedDelayInterval(const Value& value, NSTimeInterval delayInterval,
+                                             CreationPlace place = CreationPlace::here()) {
+    Ref<Self> deferred = Self::init(place);
     impl::resolveAfterDelay(deferred, value, delayInterval);
     return deferred;
   }
   static Ref<Self> iterationDeferredWithDeferredsResultsArray(
-      const Ref<NSArray>& deferreds, const Ref<NSMutableArray>& resultsArray) {
-    return own(impl::iteration(impl::deferredClass<Self>, deferreds, resultsArray));
+      const Ref<NSArray>& deferreds, const Ref<NSMutableArray>& resultsArray,
+      CreationPlace place = CreationPlace::here()) {
+    return own(impl::iteration(impl::deferredClass<Self>, deferreds, resultsArray, place));
   }
-  static Ref<Self> withAnyResolved(const Ref<NSArray>& deferreds) {
-    return own(impl::anyResolved(impl::deferredClass<Self>, deferreds));
+  static Ref<Self> withAnyResolved(const Ref<NSArray>& deferreds,
+                                   CreationPlace place = CreationPlace::here()) {
+    return own(impl::anyResolved(impl::deferredClass<Self>, deferreds, place));
   }
-  static Ref<Self> withAllResolved(const Ref<NSArray>& deferreds) {
-    return own(impl::allResolved(impl::deferredClass<Self>, deferreds));
+  static Ref<Self> withAllResolved(const Ref<NSArray>& deferreds,
+                                   CreationPlace place = CreationPlace::here()) {
+    return own(impl::allResolved(impl::deferredClass<Self>, deferreds, place));
   }
   template <std::convertible_to<Ref<PLVDeferred>>... Deferreds>
   static Ref<Self> withAllResolvedVariadic(const Deferreds&... deferreds) {

@@ -5,6 +5,7 @@
 
 #include <JNFoundation/deferred/DeferredCombinators.h>
 #include <JNFoundation/deferred/JNTimeout.h>
+#include <JNFoundation/deferred/UnhandledRejections.h>
 #include <JNFoundation/platform/dispatch/Random.h>
 #include <JNFoundation/platform/value/NSArray.h>
 #include <JNFoundation/platform/value/NSNull.h>
@@ -603,6 +604,60 @@ TEST_F(RetryTest, OnAnotherThreadItTriesOnTheMainThread) {
   EXPECT_TRUE(runUntilIdle());
   EXPECT_EQ(happened(), Words{"attempt 1 at 0"});
   EXPECT_EQ(outcome(result), "done");
+}
+
+// Failures that nobody looks at
+
+class UnseenTest : public DeferredCombinatorsTest {
+ protected:
+  void SetUp() override {
+    setUnhandledRejectionHook([this](const UnhandledRejection& unhandled) {
+      record.push_back(text(Value(unhandled.rejected)));
+      lines.push_back(unhandled.place.line);
+    });
+  }
+  void TearDown() override {
+    setUnhandledRejectionHook(nullptr);
+    DeferredCombinatorsTest::TearDown();
+  }
+
+  std::vector<int> lines;
+};
+
+TEST_F(UnseenTest, AFailureThatPassesThroughIsReportedOnceAndWithThePlaceOfTheResult) {
+  const auto failing = [](NSUInteger) -> Value { return PLVDeferred::withRejected("retried"); };
+  const auto failingMap = [](const Value& element, NSUInteger) -> Value {
+    return PLVDeferred::withRejected(element);
+  };
+  const int before = __LINE__;
+  retry(failing, {.attempts = 1});
+  mapConcurrently(list({"mapped"}), 1, failingMap);
+  withTimeout(PLVDeferred::withRejected("limited"), 0, Unneeded::Cancel);
+  EXPECT_TRUE(runUntilIdle());
+  EXPECT_EQ(happened(),
+            (Words{"PLVRejected [retried]", "PLVRejected [mapped]", "PLVRejected [limited]"}));
+  EXPECT_EQ(lines, (std::vector<int>{before + 1, before + 2, before + 3}));
+}
+
+TEST_F(UnseenTest, FailuresThatAnArrayHoldsAreReportedWithIt) {
+  allResolved(list({PLVDeferred::withRejected(1)}));
+  EXPECT_EQ(happened().size(), 1u);
+  PLVDeferred::withAllResolved(list({PLVDeferred::withRejected(2)}));
+  EXPECT_EQ(happened().size(), 1u);
+  firstResolved(list({PLVDeferred::withRejected(3), PLVDeferred::withRejected(4)}));
+  EXPECT_EQ(happened().size(), 1u);
+}
+
+TEST_F(UnseenTest, FailuresThatACombinationIsMadeForAreNotReported) {
+  allSettled(list({PLVDeferred::withRejected(1)}));
+  anyResolved(list({PLVDeferred::withRejected(2), 3}));
+  firstResolved(list({PLVDeferred::withRejected(4), 5}));
+  retry([](NSUInteger attempt) -> Value {
+    return attempt == 1 ? PLVDeferred::withRejected(6) : PLVDeferred::withResolved(7);
+  });
+  PLVDeferred::withRejected(8)->ignoreRejected();
+  EXPECT_TRUE(clock.advanceUntilIdle());
+  EXPECT_EQ(happened(), Words{});
 }
 
 using CombinatorsDeathTest = DeferredCombinatorsTest;

@@ -8,8 +8,7 @@
 
 namespace JNFoundation::impl {
 
-/// Work on one result, which it settles once. The steps that it adds to what it waits for keep it
-/// alive; the result does not.
+/// Work on one result, which it settles once. What it observes keeps it alive; the result does not.
 class Combination : public NSObject, public PLVResolutionSource {
  public:
   using Superclass = NSObject;
@@ -18,7 +17,7 @@ class Combination : public NSObject, public PLVResolutionSource {
   NSObject* protocolObject() noexcept override { return this; }
 
   /// Starts on the main thread. Returns: the result.
-  Ref<PLVDeferred> begin();
+  Ref<PLVDeferred> begin(CreationPlace place);
 
   void resolvableDidCancelWithValue(const Ref<PLVResolvable>&, const Value& value) final;
 
@@ -27,6 +26,12 @@ class Combination : public NSObject, public PLVResolutionSource {
   virtual void start() = 0;
   /// The result was cancelled with that value.
   virtual void cancelWork(const Value& value) = 0;
+  /// One of what is observed has settled.
+  virtual void didSettle(std::size_t index, const Value& outcome) = 0;
+
+  /// Has the outcome handed to `didSettle`, as to something that the deferred resolves: a failure
+  /// is not seen by that, since the result answers for it.
+  void observe(PLVDeferred& deferred, std::size_t index);
 
   /// Whether the result is settled, as far as this work knows.
   bool isOver() const noexcept { return !_result; }
@@ -51,6 +56,8 @@ class Combination : public NSObject, public PLVResolutionSource {
   }
 
  private:
+  class Observer;
+
   Ref<PLVDeferred> _result;
 };
 
