@@ -1,0 +1,74 @@
+#pragma once
+
+#include <exception>
+#include <rxcpp/rx.hpp>
+
+#include <JNFoundation/deferred/PLVDeferredUtil.h>
+
+namespace JNFoundation {
+
+/// An NSError on its way through an observable of RxCpp, whose errors are exceptions.
+///
+///     observable.subscribe(onNext, [](std::exception_ptr failure) {
+///       const Ref<NSError> error = RxCppError::of(failure);
+///       …
+///     });
+class RxCppError : public std::exception {
+ public:
+  explicit RxCppError(Ref<NSError> error) : _error(std::move(error)) {}
+
+  const Ref<NSError>& error() const noexcept { return _error; }
+  const char* what() const noexcept override { return "an NSError from a deferred"; }
+
+  /// Returns: null where the failure carries no NSError.
+  static Ref<NSError> of(const std::exception_ptr& failure) {
+    try {
+      if (failure) std::rethrow_exception(failure);
+    } catch (const RxCppError& carrying) {
+      return carrying.error();
+    } catch (...) {
+      // Not of the bridge.
+    }
+    return nullptr;
+  }
+
+ private:
+  Ref<NSError> _error;
+};
+
+/// RxCpp for PLVDeferredUtil. Errors are RxCppErrors. What the library gives to its observers, and
+/// when it disposes by itself (after an error, after completed), is as RxCpp has it.
+struct RxCpp {
+  template <class Element>
+  using Observable = rxcpp::observable<Element>;
+
+  template <class Element>
+  class Observer {
+   public:
+    explicit Observer(rxcpp::subscriber<Element> subscriber) : _subscriber(std::move(subscriber)) {}
+    void next(Element element) const { _subscriber.on_next(std::move(element)); }
+    void error(const Ref<NSError>& error) const {
+      _subscriber.on_error(std::make_exception_ptr(RxCppError(error)));
+    }
+    void completed() const { _subscriber.on_completed(); }
+
+   private:
+    rxcpp::subscriber<Element> _subscriber;
+  };
+
+  template <class Element, class Subscribe>
+  static Observable<Element> create(Subscribe subscribe) {
+    return rxcpp::observable<>::create<Element>(
+        [subscribe = std::move(subscribe)](rxcpp::subscriber<Element> subscriber) {
+          const Block<void()> dispose = subscribe(Observer<Element>(subscriber));
+          subscriber.add([dispose] { dispose(); });
+        });
+  }
+
+  template <class Element>
+  static Observable<Element> error(const Ref<NSError>& error) {
+    return rxcpp::observable<>::error<Element>(RxCppError(error));
+  }
+};
+
+}  // namespace JNFoundation
