@@ -119,7 +119,9 @@ struct OnOwnThread {
   std::thread& thread;
   bool await_ready() const noexcept { return false; }
   void await_suspend(std::coroutine_handle<> handle) const {
-    thread = std::thread([handle] { handle.resume(); });
+    // The new thread may be done with the frame, and with this in it, before it is assigned.
+    std::thread& own = thread;
+    own = std::thread([handle] { handle.resume(); });
   }
   void await_resume() const noexcept {}
 };
