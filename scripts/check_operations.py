@@ -12,7 +12,7 @@ import sys
 import tree
 
 LIST = "docs/operations.md"
-FOLDERS = ["util", "deferred", "mapping", "fetched", "importing"]
+FOLDERS = ["util", "deferred", "mapping", "fetched", "importing", "testing"]
 ROW = re.compile(r"^\|(?P<selector>[^|]*)\|(?P<name>[^|]*)\|(?P<header>[^|]*)\|\s*$", re.MULTILINE)
 TOKEN = re.compile(r"[A-Za-z_]\w*|::|\[\[|\]\]|->|&&|[{}()<>;:,=~\[\]&*]|\S")
 # What every class may have without being an operation of the vocabulary.

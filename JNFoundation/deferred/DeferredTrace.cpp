@@ -6,6 +6,7 @@
 #include <JNFoundation/deferred/Continuation.h>
 #include <JNFoundation/deferred/PLVDeferredEnumeration.h>
 #include <JNFoundation/deferred/PLVPromise.h>
+#include <JNFoundation/deferred/impl/Combination.h>
 #include <JNFoundation/deferred/impl/WalkPause.h>
 #include <JNFoundation/deferred/impl/Watch.h>
 #include <JNFoundation/platform/dispatch/Clock.h>
@@ -111,6 +112,10 @@ struct DeferredTrace::Builder {
   static NSObject* waiterIn(const Step& step) {
     switch (step.kind) {
       case Step::Kind::Resolve:
+        if (isKindOf<impl::CombinationObserver>(*step.object)) {
+          return static_cast<impl::CombinationObserver&>(*step.object).result();
+        }
+        return step.object.get();
       case Step::Kind::ResumeDeferred:
       case Step::Kind::ResumePromise:
         return step.object.get();

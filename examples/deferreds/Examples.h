@@ -7,3 +7,6 @@ void guardExample();
 void executorExample();
 void unhandledExample();
 void pendingExample();
+void combinatorsExample();
+void enumerationExample();
+void testingExample();

@@ -7,4 +7,7 @@ int main() {
   executorExample();
   unhandledExample();
   pendingExample();
+  combinatorsExample();
+  enumerationExample();
+  testingExample();
 }

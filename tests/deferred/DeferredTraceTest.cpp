@@ -4,6 +4,7 @@
 #include "DeferredFixture.h"
 
 #include <JNFoundation/deferred/Coroutine.h>
+#include <JNFoundation/deferred/DeferredCombinators.h>
 #include <JNFoundation/deferred/DeferredTrace.h>
 #include <JNFoundation/deferred/PLVDeferredEnumeration.h>
 #include <JNFoundation/platform/dispatch/ManualClock.h>
@@ -133,6 +134,17 @@ TEST_F(DeferredTraceTest, AWalkStandsBetweenItsCompletionAndWhatItWaitsFor) {
   EXPECT_EQ(lines(), (Words{"1 pending", "2 waiting 1", "3 pending 2"}));
   upload->resolve(1);
   EXPECT_EQ(lines(), (Words{"1 resolved", "2 idle", "3 resolved"}));
+}
+
+TEST_F(DeferredTraceTest, ACombinationWaitsForItsInputs) {
+  const Ref<PLVDeferred> a = PLVDeferred::init(), b = PLVDeferred::init();        // 1, 2
+  const Ref<PLVDeferred> first = firstResolved(NSArray::arrayWithObjects(a, b));  // 3
+  EXPECT_EQ(lines(), (Words{"1 pending", "2 pending", "3 pending 1 2"}));
+  a->resolve(1);
+  EXPECT_EQ(lines(), (Words{"1 resolved", "2 pending", "3 resolved"}));
+  const Ref<PLVDeferred> all = PLVDeferred::withAllResolved(NSArray::arrayWithObjects(a, b));  // 4
+  EXPECT_EQ(lines().back(), "4 waiting 2") << "one after the other";
+  b->resolve(2);
 }
 
 Ref<PLVDeferred> awaiting(Ref<PLVDeferred> awaited) { co_return co_await awaited; }

@@ -3,24 +3,11 @@
 namespace JNFoundation::impl {
 
 constinit const Class Combination::classObject = Class::of<Combination>("Combination");
-
-/// What a deferred that is observed resolves.
-class Combination::Observer final : public NSObject, public PLVResolvable {
- public:
-  using Superclass = NSObject;
-  NSObject* protocolObject() noexcept override { return this; }
-
-  Observer(Combination& owner, std::size_t index) : _owner(&owner), _index(index) {}
-  void resolve(const Value& value) override { _owner->didSettle(_index, value); }
-  void reject(const Value& value) override { _owner->didSettle(_index, value); }
-
- private:
-  const Ref<Combination> _owner;
-  const std::size_t _index;
-};
+constinit const Class CombinationObserver::classObject =
+    Class::of<CombinationObserver>("CombinationObserver");
 
 void Combination::observe(PLVDeferred& deferred, std::size_t index) {
-  deferred.thenResolve(makeObject<Observer>(*this, index));
+  deferred.thenResolve(makeObject<CombinationObserver>(*this, index));
 }
 
 Ref<PLVDeferred> Combination::begin(CreationPlace place) {

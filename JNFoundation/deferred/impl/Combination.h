@@ -56,9 +56,31 @@ class Combination : public NSObject, public PLVResolutionSource {
   }
 
  private:
-  class Observer;
+  friend class CombinationObserver;
 
   Ref<PLVDeferred> _result;
+};
+
+/// What a deferred that a combination observes resolves.
+class CombinationObserver : public NSObject, public PLVResolvable {
+ public:
+  using Superclass = NSObject;
+  static const Class classObject;
+  const Class& class_() const noexcept override { return classObject; }
+  NSObject* protocolObject() noexcept override { return this; }
+
+  void resolve(const Value& value) override { _owner->didSettle(_index, value); }
+  void reject(const Value& value) override { _owner->didSettle(_index, value); }
+
+  /// The result that waits for this, null once it has its outcome.
+  PLVDeferred* result() const noexcept { return _owner->_result.get(); }
+
+ protected:
+  CombinationObserver(Combination& owner, std::size_t index) : _owner(&owner), _index(index) {}
+
+ private:
+  const Ref<Combination> _owner;
+  const std::size_t _index;
 };
 
 }  // namespace JNFoundation::impl
