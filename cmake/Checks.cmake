@@ -29,6 +29,10 @@ if(NOT MSVC)
 endif()
 
 if(TARGET JNFoundation AND JN_INSTALL)
+  get_property(adapters GLOBAL PROPERTY JN_ADAPTERS_BUILT)
+  get_property(adapter_headers GLOBAL PROPERTY JN_ADAPTER_HEADERS)
+  list(JOIN adapters " " adapters)
+  list(JOIN adapter_headers " " adapter_headers)
   foreach(way installed subdirectory)
     add_test(NAME package_${way}
       COMMAND ${CMAKE_COMMAND}
@@ -42,6 +46,8 @@ if(TARGET JNFoundation AND JN_INSTALL)
         -D VERSION=${PROJECT_VERSION}
         -D COUNT_OBJECTS=${JN_COUNT_OBJECTS}
         -D WARNING_AS_ERROR=${CMAKE_COMPILE_WARNING_AS_ERROR}
+        -D ADAPTERS=${adapters}
+        -D ADAPTER_HEADERS=${adapter_headers}
         "-D FLAGS=${CMAKE_CXX_FLAGS}"
         "-D FLAGS_DEBUG=${CMAKE_CXX_FLAGS_DEBUG}"
         -P ${PROJECT_SOURCE_DIR}/tests/package/run.cmake)

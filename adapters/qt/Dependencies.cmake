@@ -1,7 +1,11 @@
-# Its targets are visible everywhere: a static adapter hands them to whoever links it.
-set(QT_PROMOTE_TO_GLOBAL_TARGETS TRUE)
 find_package(Qt6 QUIET COMPONENTS Core)
 set(JNFoundation_Qt_LACKS "")
 if(NOT TARGET Qt6::Core)
   set(JNFoundation_Qt_LACKS "Qt 6 (its package Qt6 with the component Core)")
 endif()
+# Its targets are visible everywhere: a static adapter hands them to whoever links it.
+get_property(imported DIRECTORY PROPERTY IMPORTED_TARGETS)
+list(FILTER imported INCLUDE REGEX "^(Qt6|Qt|WrapAtomic)::")
+foreach(target ${imported})
+  set_target_properties(${target} PROPERTIES IMPORTED_GLOBAL TRUE)
+endforeach()

@@ -143,32 +143,30 @@ TYPED_TEST_P(HostConformance, TasksRunFromTheLoopInTheOrderOfPosting) {
 }
 
 TYPED_TEST_P(HostConformance, DelaysAndTimersComeInTheOrderOfTheirMomentsAndNotBefore) {
-  struct Arrival {
-    int number;
-    NSTimeInterval late;
-  };
-  std::vector<Arrival> arrivals;
   const NSTimeInterval begin = this->now();
-  const auto arrival = [&](int number, NSTimeInterval due) {
-    return [&arrivals, number, moment = begin + due] {
-      arrivals.push_back({number, HostConformance<TypeParam>::now() - moment});
-    };
+  std::vector<int> delays;
+  std::vector<int> timers;
+  const auto arrive = [&](std::vector<int>& arrivals, int number, NSTimeInterval due) {
+    EXPECT_GE(HostConformance<TypeParam>::now(), begin + due) << number;
+    arrivals.push_back(number);
+    if (delays.size() + timers.size() == 6) this->quit();
   };
-  this->queue().after(0.030, [&, note = arrival(4, 0.030)] {
-    note();
-    this->quit();
-  });
-  this->queue().after(0.010, arrival(1, 0.010));
-  NSTimer::scheduledTimerWithTimeIntervalRepeatsBlock(
-      0.015, false, [note = arrival(2, 0.015)](const Ref<NSTimer>&) { note(); });
-  this->queue().after(0.0203, arrival(3, 0.0203));
+  const auto delay = [&](int number, NSTimeInterval due) {
+    this->queue().after(due, [&, arrive, number, due] { arrive(delays, number, due); });
+  };
+  const auto schedule = [&](int number, NSTimeInterval due) {
+    NSTimer::scheduledTimerWithTimeIntervalRepeatsBlock(
+        due, false, [&, arrive, number, due](const Ref<NSTimer>&) { arrive(timers, number, due); });
+  };
+  delay(3, 0.0203);
+  schedule(2, 0.015);
+  delay(1, 0.0051);
+  schedule(3, 0.0198);
+  delay(2, 0.010);
+  schedule(1, 0.003);
   this->run();
-  ASSERT_EQ(arrivals.size(), 4u);
-  for (int i = 0; i < 4; ++i) {
-    EXPECT_EQ(arrivals[i].number, i + 1);
-    EXPECT_GE(arrivals[i].late, 0) << i;
-    EXPECT_LT(arrivals[i].late, this->patience / 2) << i;
-  }
+  EXPECT_EQ(delays, (std::vector<int>{1, 2, 3}));
+  EXPECT_EQ(timers, (std::vector<int>{1, 2, 3}));
 }
 
 TYPED_TEST_P(HostConformance, ARepeatingTimerFiresAgainAndAgain) {
@@ -273,7 +271,7 @@ TYPED_TEST_P(HostConformance, AnEventOfTheLoopEndsARunAndATimerDoesNot) {
   const NSTimeInterval begin = this->now();
   this->runModeFor(0.020);
   EXPECT_GE(this->now() - begin, 0.020);
-  EXPECT_GT(fired, 1);
+  EXPECT_GT(fired, 0);
   const auto expectEnd = [&] {
     bool isThere = false;
     this->loop->post([&] { isThere = true; });

@@ -1,10 +1,11 @@
 # Builds and runs the project beside this file out of the tree, against the library as installed or
-# against its source tree. The project's second source includes every public header.
+# against its source tree, with the adapters that were built. The project's second source includes
+# every public header; each adapter's has a source of its own.
 
 cmake_path(SET work ${BUILD}/package/${WAY})
 file(REMOVE_RECURSE ${work})
 file(COPY ${SOURCE}/tests/package/CMakeLists.txt ${SOURCE}/tests/package/main.cpp
-  DESTINATION ${work}/source)
+  ${SOURCE}/tests/package/hosts.cpp DESTINATION ${work}/source)
 
 function(run)
   execute_process(COMMAND ${ARGV} RESULT_VARIABLE result OUTPUT_VARIABLE output
@@ -20,7 +21,7 @@ endfunction()
 # The options of the build around, so that the compiler cache knows every object already.
 set(options -G ${GENERATOR} -D CMAKE_CXX_COMPILER=${COMPILER}
   -D CMAKE_BUILD_TYPE=${CONFIGURATION} -D CMAKE_CXX_COMPILER_LAUNCHER=${LAUNCHER}
-  "-DCMAKE_CXX_FLAGS=${FLAGS}" "-DCMAKE_CXX_FLAGS_DEBUG=${FLAGS_DEBUG}")
+  "-DADAPTERS=${ADAPTERS}" "-DCMAKE_CXX_FLAGS=${FLAGS}" "-DCMAKE_CXX_FLAGS_DEBUG=${FLAGS_DEBUG}")
 if(WAY STREQUAL "installed")
   run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${work}/prefix)
   list(APPEND options -D CMAKE_PREFIX_PATH=${work}/prefix -D JNFOUNDATION_VERSION=${VERSION})
@@ -32,7 +33,7 @@ else()
 endif()
 
 file(GLOB_RECURSE headers RELATIVE ${tree} ${tree}/JNFoundation/*.h)
-list(FILTER headers EXCLUDE REGEX "/impl/|-inl\\.h$")
+list(FILTER headers EXCLUDE REGEX "/impl/|-inl\\.h$|/adapters/")
 if(NOT headers)
   message(FATAL_ERROR "no public headers in ${tree}")
 endif()
@@ -41,6 +42,12 @@ foreach(header ${headers})
   string(APPEND includes "#include <${header}>\n")
 endforeach()
 file(WRITE ${work}/source/every_header.cpp "${includes}")
+# Two libraries with adapters may not stand each other's headers.
+separate_arguments(ADAPTER_HEADERS)
+foreach(header ${ADAPTER_HEADERS})
+  cmake_path(GET header STEM name)
+  file(WRITE ${work}/source/header_${name}.cpp "#include <JNFoundation/adapters/${header}>\n")
+endforeach()
 
 run(${CMAKE_COMMAND} -S ${work}/source -B ${work}/build ${options})
 run(${CMAKE_COMMAND} --build ${work}/build --target uses --parallel 2)

@@ -10,6 +10,8 @@ namespace {
 /// To fall asleep and be woken costs both threads more than these turns given up: under a stream of
 /// tasks from another thread the next one is here before they are over.
 constexpr int turnsGivenUp = 50;
+/// On a busy machine a turn is long; then the sleep must not be late by all of them.
+constexpr std::chrono::microseconds longestSpell{50};
 
 /// Longer sleeps are made of several, so that no sum overflows.
 constexpr Nanoseconds longestSleep = 3'600'000'000'000;
@@ -33,8 +35,8 @@ void Sleeper::sleepUntil(Nanoseconds moment) {
   }
 }
 
-bool Sleeper::isWokenSoon() const noexcept {
-  for (int i = 0; i < turnsGivenUp; ++i) {
+bool Sleeper::isWokenBefore(Moment moment) const noexcept {
+  for (int i = 0; i < turnsGivenUp && std::chrono::steady_clock::now() < moment; ++i) {
     if (isWoken()) return true;
     std::this_thread::yield();
   }
@@ -42,14 +44,16 @@ bool Sleeper::isWokenSoon() const noexcept {
 }
 
 void Sleeper::block(Nanoseconds span) {
-  if (isWokenSoon()) return;
+  const Moment begin = std::chrono::steady_clock::now();
+  const Moment end = begin + std::chrono::nanoseconds(std::min(span, longestSleep));
+  if (isWokenBefore(std::min(end, begin + longestSpell))) return;
   std::unique_lock lock(_mutex);
   _isAsleep.store(true);
+  const auto wasWoken = [this] { return isWoken(); };
   if (span == never) {
-    _condition.wait(lock, [this] { return isWoken(); });
+    _condition.wait(lock, wasWoken);
   } else {
-    _condition.wait_for(lock, std::chrono::nanoseconds(std::min(span, longestSleep)),
-                        [this] { return isWoken(); });
+    _condition.wait_until(lock, end, wasWoken);
   }
   _isAsleep.store(false);
 }

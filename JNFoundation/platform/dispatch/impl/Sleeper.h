@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 
@@ -20,9 +21,10 @@ class Sleeper {
 
  private:
   friend class JNFoundation::Clock;
+  using Moment = std::chrono::time_point<std::chrono::steady_clock, std::chrono::nanoseconds>;
 
   bool isWoken() const noexcept { return _isWoken.load(); }
-  bool isWokenSoon() const noexcept;
+  bool isWokenBefore(Moment moment) const noexcept;
   /// Blocks until woken, at most for that long.
   void block(Nanoseconds span);
 
