@@ -75,6 +75,8 @@ FIGURES = (
            "ns", NANOSECONDS, (Faster(3, "kj"),)),
     Figure("await", "co_await of a resolved deferred: per await",
            "ns", NANOSECONDS, (AtMost(2, of="step"),)),
+    Figure("all", "100,000 resolved deferreds combined into one: per input",
+           "ns", NANOSECONDS, (AtMost(1.05, of="ours-of-1000"),)),
     Figure("post", "1,000,000 tasks posted from another thread to the main queue: per task",
            "ns", NANOSECONDS, (AtMost(1.3),)),
     Figure("pending-bytes", "heap bytes of a pending deferred",

@@ -55,7 +55,7 @@ bool hasWanted(const NSArray& results, Wanted wanted) {
 Ref<PLVDeferred> combination(const impl::DeferredClass& maker, const Ref<NSArray>& deferreds,
                              Wanted wanted, CreationPlace place) {
   if (!deferreds || deferreds->count() == 0) return nullptr;
-  const Ref<NSMutableArray> results = NSMutableArray::array();
+  const Ref<NSMutableArray> results = NSMutableArray::arrayWithCapacity(deferreds->count());
   return impl::iteration(maker, deferreds, results, place)
       ->thenEither([&maker, results, wanted](const Value&) -> Value {
         return hasWanted(*results, wanted) ? maker.withResolved(results, {})
