@@ -23,6 +23,13 @@ def undeclared_folders():
             and not name[len(tree.LIBRARY):].startswith(tuple(folder + "/" for folder in declared))]
 
 
+def bodies_of(name):
+    """The files of tests that a source is one home of, among others: its -inl.h."""
+    found = [tree.resolve(name, kind, path) for _, kind, path in tree.includes(name)
+             if path.endswith("-inl.h")]
+    return [body for body in found if body and body.startswith("tests/")]
+
+
 def undeclared_adapters():
     """Sources of adapters, and their tests, that the build of the adapters does not name."""
     page = tree.ADAPTERS + "CMakeLists.txt"
@@ -50,8 +57,9 @@ def problems():
         folder = name[len("tests/"):].rsplit("/", 1)[0] + "/"
         if folder not in library_folders and not folder.startswith(tuple(OTHERS)):
             found.append(f"{name}:1: the library has no folder {folder}, so that nothing builds it")
-        tests = TEST.findall(tree.without_comments(name))
-        if name.endswith("Test.cpp") and not tests and not TYPED.search(tree.without_comments(name)):
+        source = "\n".join(tree.without_comments(part) for part in [name, *bodies_of(name)])
+        tests = TEST.findall(source)
+        if name.endswith("Test.cpp") and not tests and not TYPED.search(source):
             found.append(f"{name}:1: holds no test")
         if tests and not name.endswith("Test.cpp"):
             found.append(f"{name}:1: holds tests, so its name must end with Test.cpp")

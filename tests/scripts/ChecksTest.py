@@ -214,6 +214,14 @@ class RegisteredTest(Tree):
         self.assert_names("registered", "fetched/Sample.cpp:1: CMakeLists.txt has no jn_floor")
 
 
+    def test_tests_may_stand_in_a_body_that_several_sources_include(self):
+        self.write("JNFoundation/util/Timer.h", "#pragma once\n")
+        self.write("tests/util/Timer-inl.h", "TYPED_TEST(Timer, FiresOnce) {}\n")
+        self.write("tests/util/TimerTest.cpp", '#include "Timer-inl.h"\n')
+        self.assert_passes("registered")
+        self.write("tests/util/Timer-inl.h", "\n")
+        self.assert_names("registered", "tests/util/TimerTest.cpp:1: holds no test")
+
     def test_an_adapter_or_its_test_that_the_build_forgot_is_an_offence(self):
         self.write("adapters/CMakeLists.txt",
                    "jn_adapter(Qt qt HEADERS QtHost.h)\n  jn_adapter_test(host_qt QtHostTest.cpp LINK Qt)\n")
