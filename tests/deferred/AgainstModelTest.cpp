@@ -598,10 +598,12 @@ class Player {
 
 class AgainstModel : public DeferredFixture {};
 
-TEST_F(AgainstModel, TwentyThousandRandomOperationsGiveTheSameCallsOrdersAndStates) {
+TEST_F(AgainstModel, RandomOperationsGiveTheSameCallsOrdersAndStates) {
   JNFoundation::testing::Randomness randomness;
   JN_TRACE_SEED(randomness);
-  constexpr int scripts = 200, operations = 100;
+  // Twenty thousand operations, ten million in the long run.
+  constexpr int operations = 100;
+  const int scripts = JNFoundation::testing::rounds(200, 100'000);
   std::size_t calls = 0;
   for (int script = 0; script < scripts; ++script) {
     const std::uint64_t seed = randomness.bits();

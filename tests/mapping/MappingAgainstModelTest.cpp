@@ -124,7 +124,7 @@ TEST_F(MappingAgainstModel, RandomRulesMapRandomRecordsAsTheyAreTold) {
   attachFilter();
   const auto person = insertPerson();
   std::size_t total = 0;
-  for (int round = 0; round < 400; ++round) {
+  for (int round = 0; round < JNFoundation::testing::rounds(400, 100'000); ++round) {
     std::map<std::string, std::string> rules;
     for (std::uint64_t count = randomness.below(40); count > 0; --count) {
       rules[randomKey()] = randomDestination();

@@ -2,6 +2,7 @@
 #include <random>
 
 #include "StoreFixture.h"
+#include "platform/text/Randomness.h"
 
 #include <JNFoundation/platform/query/NSCompoundPredicate.h>
 #include <JNFoundation/platform/store/sqlite/impl/PredicateTranslator.h>
@@ -148,7 +149,7 @@ TEST_F(PredicateTranslatorTest, TheStoreAnswersAsTheObjectsDo) {
   addRecords(120);
   auto everything = fetch(request("Book"));
   int translated = 0;
-  for (int round = 0; round < 2000; ++round) {
+  for (int round = 0; round < ::JNFoundation::testing::rounds(2000, 50'000); ++round) {
     const std::string format = condition(3);
     Ref<NSPredicate> predicate = NSPredicate::predicateWithFormat(format);
     std::string expected;

@@ -4,6 +4,8 @@
 #include <platform/store/StoreFixture.h>
 #include <random>
 
+#include "platform/text/Randomness.h"
+
 namespace JNFoundation {
 namespace {
 
@@ -96,7 +98,7 @@ TEST_P(StoreConformance, ALongWalkEndsWhereAPlainTableEnds) {
     book.setValueForKey(record.year ? Value(*record.year) : Value(), "year");
   };
 
-  for (int step = 0; step < 1500; ++step) {
+  for (int step = 0; step < ::JNFoundation::testing::rounds(1500, 10'000); ++step) {
     const int choice = below(100);
     if (choice < 35 || pending.empty()) {
       PlainRecord record{below(3) == 0 ? "AudioBook" : "Book", randomTitle(), std::nullopt};

@@ -38,6 +38,10 @@ class Randomness {
   std::mt19937_64 _engine;
 };
 
+/// How many rounds a randomised test goes: the usual number, or the full one where the environment
+/// variable JN_SOAK is set, as it is by the long run.
+inline int rounds(int usual, int full) { return std::getenv("JN_SOAK") ? full : usual; }
+
 /// Names the seed in every failure of the scope.
 #define JN_TRACE_SEED(randomness) SCOPED_TRACE("JN_SEED=" + std::to_string((randomness).seed()))
 
