@@ -70,15 +70,15 @@ MICROSECONDS = 1e6
 
 FIGURES = (
     Figure("chain", "create a deferred, 10 steps, resolve, destroy: per step",
-           "ns", NANOSECONDS, (AtMost(6), Faster(2.5, "kj"))),
+           "ns", NANOSECONDS, (AtMost(5), Faster(3, "kj"))),
     Figure("fanout", "one promise to 100 listeners: per listener",
-           "ns", NANOSECONDS, (Faster(3, "kj"),)),
+           "ns", NANOSECONDS, (Faster(4, "kj"),)),
     Figure("await", "co_await of a resolved deferred: per await",
            "ns", NANOSECONDS, (AtMost(2, of="step"),)),
     Figure("all", "100,000 resolved deferreds combined into one: per input",
            "ns", NANOSECONDS, (AtMost(1.05, of="ours-of-1000"),)),
     Figure("post", "1,000,000 tasks posted from another thread to the main queue: per task",
-           "ns", NANOSECONDS, (AtMost(1.3),)),
+           "ns", NANOSECONDS, (AtMost(1.2),)),
     Figure("pending-bytes", "heap bytes of a pending deferred",
            "bytes", None, (Within(128),)),
     Figure("step-bytes", "heap bytes of a pending deferred with one step",
