@@ -28,6 +28,11 @@ void run(const Ref<PLVDeferred>& awaited, Action action) {
   }
 }
 
+/// Cancels the deferred of a coroutine that will not give it an outcome. What others gave it stays.
+void giveUp(PLVDeferred& deferred) {
+  if (!deferred.isResolved()) deferred.cancel();
+}
+
 /// Adds the continuation to the chain and runs what that leads to.
 void attachAndRun(const Ref<PLVDeferred>& awaited, Ref<Continuation> continuation) {
   run(awaited, [&] { Engine::run(Await::attach(*awaited, std::move(continuation))); });
@@ -54,7 +59,11 @@ Coroutine::Coroutine(std::coroutine_handle<> frame, CreationPlace place)
 Coroutine::~Coroutine() {
   if (!_deferred) return;
   try {
-    _deferred->cancel();
+    if (MainQueue::isMainThread()) {
+      giveUp(*_deferred);
+    } else {
+      MainQueue::current().async([deferred = std::move(_deferred)] { giveUp(*deferred); });
+    }
   } catch (...) {
     leaveToMainQueue(std::current_exception());
   }
@@ -66,22 +75,24 @@ void Coroutine::operator delete(Coroutine* coroutine, std::destroying_delete_t) 
 
 bool Coroutine::await(Ref<PLVDeferred> awaited, Value& place) {
   _place = &place;
-  _awaited.store(awaited.get());
-  Ref<Continuation> self = Ref<Continuation>::adopt(this);
   if (!MainQueue::isMainThread()) {
-    // Cancelling looks for what is awaited after it has set its flag, so that one of both sees the
-    // other. Once the step is on its way, the main thread may be running the coroutine.
-    if (_isCancelled.load()) awaited->cancelWithValue(as<PLVRejected>(_cancellation)->value());
-    attachAndRun(awaited, std::move(self));
+    MainQueue::current().async([self = Ref<Coroutine>(this), awaited] {
+      run(awaited, [&] { self->setAwaited(awaited); });
+    });
+    // Once the step is on its way, the main thread may be running the coroutine.
+    attachAndRun(awaited, Ref<Continuation>::adopt(this));
     return true;
   }
   _isAttaching = true;
-  attachAndRun(awaited, std::move(self));
-  if (_isAttaching && _isCancelled.load()) {
-    run(awaited, [&] { awaited->cancelWithValue(as<PLVRejected>(_cancellation)->value()); });
-  }
+  attachAndRun(awaited, Ref<Continuation>::adopt(this));
+  if (_isAttaching) run(awaited, [&] { setAwaited(awaited); });
   // If nobody else has the deferred, it goes at the end of this function, and the frame with it.
   return std::exchange(_isAttaching, false);
+}
+
+void Coroutine::setAwaited(const Ref<PLVDeferred>& awaited) {
+  _awaited = awaited;
+  if (_cancellation) awaited->cancelWithValue(as<PLVRejected>(_cancellation)->value());
 }
 
 void Coroutine::finish() noexcept {
@@ -102,9 +113,9 @@ void Coroutine::finish() noexcept {
 
 Entry Coroutine::proceed(const Value& value) {
   retain();
-  _awaited.store(nullptr);
-  const bool isCancelled = _isCancelled.exchange(false);
-  *_place = isCancelled && !isCancellation(value) ? _cancellation : value;
+  _awaited.reset();
+  const Value cancellation = std::exchange(_cancellation, Value());
+  *_place = cancellation && !isCancellation(value) ? cancellation : value;
   if (std::exchange(_isAttaching, false)) return {};
 
   bool finished = false;
@@ -122,8 +133,7 @@ Entry Coroutine::proceed(const Value& value) {
 
 Entry Coroutine::cancelAwaited(const Value& value) {
   _cancellation = PLVRejected::cancellationWithValue(value);
-  _isCancelled.store(true);
-  PLVDeferred* awaited = _awaited.load();
+  const Ref<PLVDeferred> awaited = _awaited.load();
   return awaited ? Await::cancel(*awaited, value) : Entry();
 }
 

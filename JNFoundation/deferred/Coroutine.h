@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <concepts>
 #include <coroutine>
 #include <new>
@@ -12,6 +11,7 @@
 #include <JNFoundation/deferred/PLVPromise.h>
 #include <JNFoundation/deferred/Rejected.h>
 #include <JNFoundation/platform/dispatch/MainQueue.h>
+#include <JNFoundation/platform/value/Weak.h>
 
 /// With this header, `co_await` takes deferreds and promises, and a function that returns a
 /// `Ref<PLVDeferred>` may be a coroutine:
@@ -73,6 +73,9 @@ class Coroutine final : public Continuation {
   static void operator delete(Coroutine* coroutine, std::destroying_delete_t);
 
  private:
+  /// Notes what is awaited, and cancels it if nobody wants it any more.
+  void setAwaited(const Ref<PLVDeferred>& awaited);
+
   const std::coroutine_handle<> _frame;
   Ref<PLVDeferred> _deferred;
   Value _outcome;
@@ -83,11 +86,10 @@ class Coroutine final : public Continuation {
   /// While `proceed` runs it on the main thread: where its end is noted.
   bool* _finished = nullptr;
 
-  // A coroutine that goes from thread to thread by means of its own may be cancelled meanwhile.
-  /// Kept alive by whoever has the step.
-  std::atomic<PLVDeferred*> _awaited{nullptr};
-  std::atomic<bool> _isCancelled{false};
-  /// Written before `_isCancelled` is set.
+  // The main thread's.
+  /// A deferred that dies on another thread is gone before its steps are.
+  Weak<PLVDeferred> _awaited;
+  /// What the next await that waits has to throw, null as a rule.
   Value _cancellation;
 };
 

@@ -182,6 +182,15 @@ TEST_F(CoroutineCancelTest, ACoroutineIsDestroyedWithWhatItWaitsFor) {
   EXPECT_EQ(happened(), (Words{"coroutine left", "own step PLVRejected (CANCELLED) [(null)]"}));
 }
 
+TEST_F(CoroutineCancelTest, TheEndOfItsFrameLeavesAnOutcomeThatOthersGave) {
+  Ref<PLVDeferred> awaited = PLVDeferred::init();
+  const Ref<PLVDeferred> deferred = waiting("coroutine", awaited);
+  deferred->resolve("by another");
+  awaited = nullptr;
+  EXPECT_EQ(happened(), Words{"coroutine left"});
+  EXPECT_EQ(deferred->resolution(), Value("by another"));
+}
+
 TEST_F(CoroutineCancelTest, ATemporaryThatNobodyElseHoldsIsAwaitedForNothing) {
   const Ref<PLVDeferred> deferred = waiting("coroutine", PLVDeferred::init());
   EXPECT_EQ(happened(), Words{"coroutine left"});
@@ -209,6 +218,18 @@ TEST_F(CoroutineCancelTest, AVariableThatIsCancelledByTheEndOfTheFrameChangesNot
   deferred = coroutine(awaited);
   awaited = nullptr;
   EXPECT_EQ(text(deferred->resolution()), "PLVRejected (CANCELLED) [by a variable]");
+}
+
+TEST_F(CoroutineCancelTest, WhileWhatItAwaitsIsBeingDestroyedLeavesThatAlone) {
+  // A step in front of the await cancels the coroutine when it goes with the dying deferred.
+  Ref<PLVDeferred> awaited = PLVDeferred::init(), deferred;
+  awaited->thenResolved([&, atEnd = AtEnd::run([&] { deferred->cancelWithValue("stop"); })](
+                            const Value& value) { return value; });
+  deferred = waiting("coroutine", awaited);
+  awaited->thenRejected(noting("behind the await"));
+  awaited = nullptr;
+  EXPECT_EQ(happened(), Words{"coroutine left"});
+  EXPECT_EQ(text(deferred->resolution()), "PLVRejected (CANCELLED) [stop]");
 }
 
 TEST_F(CoroutineCancelTest, WhatAHandlerThrowsAtTheEndOfAFrameIsLeftToTheMainQueue) {

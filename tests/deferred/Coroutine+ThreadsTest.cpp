@@ -93,9 +93,10 @@ TEST_F(CoroutineThreadsTest, CancelledBeforeItsAwaitArrivedIsThrownThere) {
   Ref<PLVDeferred> deferred;
   elsewhere([&] { deferred = telling(awaited); });
   deferred->cancelWithValue("stop");
-  EXPECT_TRUE(awaited->isCancelled());
+  EXPECT_FALSE(awaited->isCancelled());
   EXPECT_EQ(happened(), Words{"begun elsewhere"});
   turn();
+  EXPECT_TRUE(awaited->isCancelled());
   EXPECT_EQ(happened(), Words{}) << "the await threw";
   EXPECT_EQ(text(deferred->resolution()), "PLVRejected (CANCELLED) [stop]");
 }
@@ -112,6 +113,17 @@ TEST_F(CoroutineThreadsTest, AFrameThatDiesWithADeferredElsewhereDiesOnTheMainTh
   turn();
   EXPECT_EQ(happened(), Words{"gone main"});
   EXPECT_TRUE(deferred->isCancelled());
+}
+
+TEST_F(CoroutineThreadsTest, CancelledBetweenTheEndOfADeferredElsewhereAndThatOfItsFrame) {
+  Ref<PLVDeferred> awaited = PLVDeferred::init();
+  const Ref<PLVDeferred> deferred = [](Ref<PLVDeferred> awaited) -> Ref<PLVDeferred> {
+    co_return co_await std::move(awaited);
+  }(awaited);
+  elsewhere([last = std::move(awaited)]() mutable { last = nullptr; });
+  deferred->cancelWithValue("stop");
+  EXPECT_EQ(text(deferred->resolution()), "PLVRejected (CANCELLED) [stop]");
+  turn();
 }
 
 /// Goes on on a thread of its own.
