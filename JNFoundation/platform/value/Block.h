@@ -24,6 +24,30 @@ class SharedClosure final : public NSObject {
   Closure closure;
 };
 
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic push
+// A closure's padding is moved with it.
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
+
+/// Moves words one at a time. They were often stored one at a time just before, and a processor
+/// cannot forward those stores to one wide load: it would wait until all of them are in the cache.
+template <std::size_t count>
+inline void moveWords(std::byte* to, const std::byte* from) noexcept {
+  for (std::size_t i = 0; i < count; ++i) {
+    void* word;
+    std::memcpy(&word, from + i * sizeof word, sizeof word);
+#if defined(__GNUC__)
+    // Keeps the compiler from joining the loads.
+    __asm__("" : "+r"(word));
+#endif
+    std::memcpy(to + i * sizeof word, &word, sizeof word);
+  }
+}
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic pop
+#endif
+
 template <class T>
 inline constexpr bool isBlock = false;
 template <class Signature>
@@ -205,7 +229,7 @@ class Block<Result(Arguments...)> {
     if (_operations->relocate) {
       _operations->relocate(_storage, other._storage);
     } else {
-      std::memcpy(_storage, other._storage, sizeof _storage);
+      impl::moveWords<inlineSize / sizeof(void*)>(_storage, other._storage);
     }
   }
 

@@ -23,9 +23,7 @@ Ref<NSObject> WeakObject::load() const noexcept {
   return Ref<NSObject>::adopt(object);
 }
 
-void WeakObject::reset() noexcept {
-  if (_record) std::exchange(_record, nullptr)->letGo();
-}
+void WeakObject::letGo() noexcept { std::exchange(_record, nullptr)->letGo(); }
 
 bool tryRetain(const NSObject& object) noexcept { return SideRecordAccess::tryRetain(object); }
 

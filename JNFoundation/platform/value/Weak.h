@@ -25,9 +25,13 @@ class WeakObject {
 
   /// A strong reference, or null once the object has gone.
   Ref<NSObject> load() const noexcept;
-  void reset() noexcept;
+  void reset() noexcept {
+    if (_record) letGo();
+  }
 
  private:
+  void letGo() noexcept;
+
   SideRecord* _record = nullptr;
 };
 

@@ -81,9 +81,8 @@ void SideRecord::letGo() noexcept {
   RecordPool::shared().giveBack(*this);
 }
 
-SideRecord* SideRecordAccess::existing(const NSObject& object) noexcept {
-  const std::uint32_t number = numberOf(object);
-  return number == 0 ? nullptr : &RecordPool::shared().at(number);
+SideRecord& SideRecordAccess::numbered(std::uint32_t number) noexcept {
+  return RecordPool::shared().at(number);
 }
 
 SideRecord& SideRecordAccess::of(const NSObject& object) {

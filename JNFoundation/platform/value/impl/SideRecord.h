@@ -71,7 +71,10 @@ class SideRecord {
 class SideRecordAccess {
  public:
   /// Returns: null while the object has none.
-  static SideRecord* existing(const NSObject& object) noexcept;
+  static SideRecord* existing(const NSObject& object) noexcept {
+    const std::uint32_t number = numberOf(object);
+    return number == 0 ? nullptr : &numbered(number);
+  }
   /// Makes the record at first use.
   static SideRecord& of(const NSObject& object);
   /// Takes a reference unless the object is being destroyed. Requires: the record's lock.
@@ -79,6 +82,7 @@ class SideRecordAccess {
   /// Releases what is associated, then lets go of the record. For the end of the object's life:
   /// what the values' destructors still attach to the object goes at once.
   static void retire(SideRecord& record) noexcept;
+  static SideRecord& numbered(std::uint32_t number) noexcept;
   static std::uint32_t numberOf(const NSObject& object) noexcept {
     return object._sideRecord.load(std::memory_order_acquire);
   }
