@@ -41,7 +41,7 @@
 /// that await, whatever it gave; at the next await that has to wait if the coroutine was running.
 /// It is thrown once: what awaits while it cleans up does wait. A coroutine that can no longer be
 /// resumed, because what it waits for died without an outcome, is destroyed where it stands, and
-/// its deferred is cancelled.
+/// its deferred is cancelled unless others resolved it before.
 namespace JNFoundation {
 
 namespace impl {

@@ -93,7 +93,8 @@ concept LifetimeGuard = requires {
 ///       return picture;
 ///     }));
 ///
-/// Takes: the handler and what it captures, until the step has run, also when the owner has gone.
+/// A failure that it passes by counts as seen. Takes: the handler and what it captures, until the
+/// step has run, also when the owner has gone.
 template <impl::LifetimeGuard Guard, class Handler>
 auto guarded(Guard guard, Handler&& handler) {
   if constexpr (std::is_null_pointer_v<std::decay_t<Handler>>) {

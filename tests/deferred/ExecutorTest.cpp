@@ -190,6 +190,12 @@ TEST_F(ExecutorTest, ThatDropsItsTaskRejects) {
             "The executor dropped the work without running it.");
 }
 
+TEST_F(ExecutorTest, ThatDropsItsTaskAtOnceRejectsBeforeTheDeferredIsReturned) {
+  const Ref<PLVDeferred> deferred =
+      runOn([](const Block<void()>&) {}, [this] { record.push_back("unreachable"); });
+  EXPECT_NE(errorText(deferred, JNDeferredErrorNotRun), "");
+}
+
 TEST_F(ExecutorTest, ThatDropsCancelledWorkChangesNothing) {
   const Ref<PLVDeferred> deferred = runOn(later, [] {});
   deferred->cancel();
