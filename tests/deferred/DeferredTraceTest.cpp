@@ -83,11 +83,13 @@ TEST_F(DeferredTraceTest, WhatHasGoneIsGone) {
   EXPECT_EQ(lines(), Words{});
 }
 
-TEST_F(DeferredTraceTest, LookingDoesNotChangeWhatIsSeen) {
-  const Ref<PLVDeferred> rejected = PLVDeferred::withRejected(1);
+TEST_F(DeferredTraceTest, LookingIsNotSeeing) {
+  const Ref<PLVRejected> failure = PLVRejected::withValue(1);
+  const Ref<PLVDeferred> rejected = PLVDeferred::withRejected(failure);
   EXPECT_EQ(lines(), Words{"1 rejected"});
-  auto* failure = as<PLVRejected>(rejected->resolution());
-  ASSERT_TRUE(failure);
+  EXPECT_FALSE(failure->wasSeen());
+  EXPECT_EQ(rejected->resolution(), Value(failure));
+  EXPECT_TRUE(failure->wasSeen());
 }
 
 TEST_F(DeferredTraceTest, WhoWaitsForWhomIsKnown) {
