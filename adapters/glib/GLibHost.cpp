@@ -118,6 +118,7 @@ LoopHost::Ran GLibHost::runLoop(Nanoseconds span) {
   _source->pass(true, timeAfter(span));
   const bool ranOthers = g_main_context_iteration(_context, span > 0);
   _source->pass(false, noTime);
+  if (_source->isRequested.exchange(false)) turn();
   return ranOthers ? Ran::events : Ran::nothing;
 }
 
