@@ -27,8 +27,8 @@ namespace JNFoundation {
 /// progress inside a handler waits for the main queue only.
 ///
 /// Timers come at their moment or after it by what the system's timers take, some tens of
-/// microseconds; a wait with a limit may end a millisecond after that. An exception out of a task or
-/// timer passes through `run`, which may then be called again.
+/// microseconds; a wait with a limit may end a millisecond after that. An exception out of a task
+/// or timer passes through `run`, which may then be called again.
 ///
 /// The context may go before the host: then the main queue sleeps by itself, as without any host.
 /// Threads: the main thread makes the host, and alone runs and destroys the context; any thread may
@@ -128,8 +128,8 @@ class BasicAsioHost final : public LoopHost {
     std::vector<BasicAsioHost*> _hosts;
   };
 
-  /// A run of a context that nobody else runs: it waits without outstanding work too, and is stopped
-  /// afterwards only if it was before.
+  /// A run of a context that nobody else runs: it waits without outstanding work too, and is
+  /// stopped afterwards only if it was before.
   class Alone {
    public:
     explicit Alone(Context& context)

@@ -1,11 +1,11 @@
 #pragma once
 
-#include <boost/system/error_code.hpp>
 #include <boost/asio/execution_context.hpp>
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <boost/system/error_code.hpp>
 #include <utility>
 
 #include <JNFoundation/adapters/BasicAsioHost.h>

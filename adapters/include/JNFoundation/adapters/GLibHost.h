@@ -16,9 +16,9 @@ namespace JNFoundation {
 /// to its other sources: also those of lower priority get their turn while tasks post tasks without
 /// end. A run of NSRunLoop iterates the context, from inside a callback too.
 ///
-/// Timers and limits of waits come at their moment or up to a millisecond after it, which is how the
-/// context waits. GLib is C, through which no exception passes: one out of a task or timer stops the
-/// process with a message.
+/// Timers and limits of waits come at their moment or up to a millisecond after it, which is how
+/// the context waits. GLib is C, through which no exception passes: one out of a task or timer
+/// stops the process with a message.
 ///
 /// The host keeps the context alive.
 /// Threads: the main thread makes the host, and alone iterates the context; any may post to either.

@@ -13,12 +13,12 @@ namespace JNFoundation {
 ///     return application.exec();
 ///
 /// Tasks, delays and timers run as an event of an object of the host's own, also inside dialogs and
-/// other event loops that the application nests. A run of NSRunLoop processes events, from inside an
-/// event handler too.
+/// other event loops that the application nests. A run of NSRunLoop processes events, from inside
+/// an event handler too.
 ///
 /// Timers and limits of waits come at their moment or up to a millisecond or two after it, which is
-/// how exact Qt's timers are. Qt's event loops let no exception pass: one out of a task or timer stops
-/// the process with a message.
+/// how exact Qt's timers are. Qt's event loops let no exception pass: one out of a task or timer
+/// stops the process with a message.
 ///
 /// The application object may go before the host: then the main queue sleeps by itself, as without
 /// any host. For another application object make another host.
