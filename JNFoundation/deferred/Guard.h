@@ -4,6 +4,7 @@
 #include <type_traits>
 #include <utility>
 
+#include <JNFoundation/deferred/PLVRejected.h>
 #include <JNFoundation/platform/value/Value.h>
 #include <JNFoundation/platform/value/Weak.h>
 
@@ -62,7 +63,10 @@ class Guarded {
   template <class Called, class Argument>
   Value call(Called& handler, const Argument& argument) const {
     const Locked owner = Traits::lock(_guard);
-    if (!owner) return argument;
+    if (!owner) {
+      passBy(argument);
+      return argument;
+    }
     if constexpr (std::is_invocable_v<Called&, const Locked&, const Argument&>) {
       return handler(owner, argument);
     } else if constexpr (std::is_invocable_v<Called&, Owner&, const Argument&>) {
@@ -93,7 +97,7 @@ concept LifetimeGuard = requires {
 ///       return picture;
 ///     }));
 ///
-/// A failure that it passes by counts as seen. Takes: the handler and what it captures, until the
+/// A failure that it passes by counts as unseen. Takes: the handler and what it captures, until the
 /// step has run, also when the owner has gone.
 template <impl::LifetimeGuard Guard, class Handler>
 auto guarded(Guard guard, Handler&& handler) {

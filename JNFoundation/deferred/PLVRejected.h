@@ -1,12 +1,18 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 
 #include <JNFoundation/platform/value/NSError.h>
 #include <JNFoundation/platform/value/NSString.h>
 #include <JNFoundation/platform/value/Value.h>
 
 namespace JNFoundation {
+
+namespace impl {
+/// The handler that was just given the value has passed it on without a look.
+void passBy(const Value& value) noexcept;
+}  // namespace impl
 
 /// What makes a value a failure: an outcome failed exactly when it is a PLVRejected or of a class
 /// derived from it, and was cancelled when `isCancellation` is true as well.
@@ -41,9 +47,9 @@ class PLVRejected : public NSObject {
 
   /// Whether anybody could have looked at it: it was given to a handler or a callback, or read as a
   /// `resolution`. What nobody sees is reported; see UnhandledRejections.h.
-  bool wasSeen() const noexcept { return _seen.load(std::memory_order_relaxed); }
+  bool wasSeen() const noexcept { return _sights.load(std::memory_order_relaxed) > 0; }
   /// Has it never reported, for code that gets to it in another way.
-  void markAsSeen() const noexcept { _seen.store(true, std::memory_order_relaxed); }
+  void markAsSeen() const noexcept { _sights.fetch_add(1, std::memory_order_relaxed); }
 
   /// "PLVRejected [value]", "PLVRejected (CANCELLED) [value]" for a cancellation.
   Ref<NSString> description() const override;
@@ -76,14 +82,22 @@ class PLVRejected : public NSObject {
 
  private:
   Value _value;
+  friend void impl::passBy(const Value& value) noexcept;
+
   bool _cancellation;
-  mutable std::atomic<bool> _seen{false};
+  /// By how many it was seen.
+  mutable std::atomic<std::uint32_t> _sights{0};
 };
 
 namespace impl {
 
 inline void markAsSeen(const Value& value) noexcept {
   if (const PLVRejected* rejected = as<PLVRejected>(value)) rejected->markAsSeen();
+}
+
+inline void passBy(const Value& value) noexcept {
+  const PLVRejected* rejected = as<PLVRejected>(value);
+  if (rejected && rejected->wasSeen()) rejected->_sights.fetch_sub(1, std::memory_order_relaxed);
 }
 
 }  // namespace impl

@@ -177,6 +177,24 @@ TEST_F(UnhandledRejections, AFailureThatLeavesACoroutineIsReported) {
   EXPECT_EQ(happened(), reported("PLVDeferred PLVRejected [lost]"));
 }
 
+TEST_F(UnhandledRejections, AHandlerThatIsSkippedBecauseItsOwnerHasGoneSeesNothing) {
+  auto owner = std::make_shared<int>(1);
+  Ref<PLVDeferred> deferred = PLVDeferred::withRejected("lost");
+  const std::weak_ptr<int> guard(owner);
+  owner = nullptr;
+  deferred->thenRejected(guard, [](const Ref<PLVRejected>& rejected) { return rejected; });
+  deferred->thenEither(guard, [](const Value& value) { return value; });
+  deferred = nullptr;
+  EXPECT_EQ(happened(), reported("PLVDeferred PLVRejected [lost]"));
+}
+
+TEST_F(UnhandledRejections, AHandlerWhoseOwnerLivesSees) {
+  const auto owner = std::make_shared<int>(1);
+  PLVDeferred::withRejected("seen")->thenRejected(
+      std::weak_ptr<int>(owner), [](const Ref<PLVRejected>& rejected) { return rejected; });
+  EXPECT_EQ(happened(), nothing);
+}
+
 // What is not reported. Each of these would be a false alarm.
 
 TEST_F(UnhandledRejections, WhatAHandlerGotIsNotReported) {
