@@ -38,8 +38,7 @@ enum class CollectionOperator : std::uint8_t {
 /// in "a.@sum.b.c" the path "b.c" is read of every member of "a".
 ///  - `@count` ignores what follows it.
 ///  - `@sum` and `@avg` count null as 0, and both are 0 for an empty collection. Sums of integers
-///  are
-///    integers (doubles past 64 bits), sums with decimal numbers are decimal, an average is a
+///    are integers (doubles past 64 bits), sums with decimal numbers are decimal, an average is a
 ///    double.
 ///  - `@min` and `@max` ignore null, and are null when nothing else is there.
 ///  - `@unionOfObjects` and `@distinctUnionOfObjects` give an array, `@unionOfArrays` and

@@ -59,17 +59,15 @@ constexpr NSComparisonPredicateOptions operator|(NSComparisonPredicateOptions le
 ///    Objects of other classes answer `compare:`, or raise NSInvalidArgumentException.
 ///  - BETWEEN includes both ends; its right side is an array of two, or it raises.
 ///  - BEGINSWITH, ENDSWITH, LIKE and MATCHES work on text and raise for anything else but null.
-///  LIKE
-///    takes the whole text, `?` one code point and `*` any number; MATCHES holds the whole text
-///    against a regular expression, and raises for one that is malformed or takes too much work.
+///    LIKE takes the whole text, `?` one code point and `*` any number; MATCHES holds the whole
+///    text against a regular expression, and raises for one that is malformed or takes too much
+///    work.
 ///  - IN, and CONTAINS the other way round: whether a collection (of a dictionary: its values)
-///  holds
-///    an equal value, or a text the other one. For other containers they raise.
+///    holds an equal value, or a text the other one. For other containers they raise.
 ///  - Options fold both sides where both are texts, also among the members of a collection.
 ///  - ANY holds if the comparison holds for one member of the left side, ALL if for every one. Null
-///  is
-///    no member at all: ANY is false, ALL true. They raise if the left side is no array and no set.
-///    Of a key path they ask every single value it leads to, nulls included.
+///    is no member at all: ANY is false, ALL true. They raise if the left side is no array and no
+///    set. Of a key path they ask every single value it leads to, nulls included.
 /// Threads: any.
 class NSComparisonPredicate : public NSPredicate {
  public:

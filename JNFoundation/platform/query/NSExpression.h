@@ -106,7 +106,7 @@ class NSExpression : public NSObject {
                                                      const Ref<NSExpression>& right);
 
   /// The members of the collection for which the predicate holds while the variable stands for
-  /// them, as an array; null for null.
+  /// them, as an array; an empty one for null.
   static Ref<NSExpression> expressionForSubqueryUsingIteratorVariablePredicate(
       const Ref<NSExpression>& collection, const Ref<NSString>& variable,
       const Ref<NSPredicate>& predicate);

@@ -42,10 +42,13 @@ class NSPredicate : public NSObject {
   /// Arguments: `%@` a value, `%K` a key path, `%d %i %u %x %f %g` and their sizes a number, `%s`
   /// text. Inside quotes all of these are plain text. Arguments that are left over are ignored.
   ///
+  /// `FETCH`, `UTI-EQUALS`, `UTI-CONFORMS-TO` and assignments (`:=`) are no part of it.
+  ///
   /// Fails: raises NSInvalidArgumentException, whose reason begins with
   /// `Unable to parse the format string "<format>"` and goes on with the position (in code points,
-  /// from 0, also in the user info under "position") and what was wrong there; likewise for a
-  /// missing argument, for one of the wrong kind, and past `maximumNestingOfPredicates`.
+  /// from 0, also in the user info under "position") and what was wrong or expected there; below
+  /// that stands the line of the format with a caret under the position. Likewise for a missing
+  /// argument, for one of the wrong kind, and past `maximumNestingOfPredicates`.
   template <class... Arguments>
   static Ref<NSPredicate> predicateWithFormat(const Ref<NSString>& format,
                                               const Arguments&... arguments) {

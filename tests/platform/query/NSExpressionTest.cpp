@@ -415,6 +415,19 @@ TEST(Expression, EqualWhereTheStructureIs) {
   }
 }
 
+TEST(Expression, TellsNumbersApartThatArithmeticTellsApart) {
+  const auto half = [](const Value& number) {
+    return NSExpression::expressionWithFormat("%@ / 2", number);
+  };
+  const Value decimal = NSDecimalNumber::decimalNumberWithString("7");
+  EXPECT_TRUE(half(7)->isEqual(Value(half(std::uint64_t{7}))));
+  EXPECT_TRUE(half(7.0)->isEqual(Value(half(7.0f))));
+  EXPECT_FALSE(half(7)->isEqual(Value(half(7.0))));
+  EXPECT_FALSE(half(7)->isEqual(Value(half(decimal))));
+  EXPECT_FALSE(half(7.0)->isEqual(Value(half(decimal))));
+  EXPECT_TRUE(half(decimal)->isEqual(Value(half(decimal))));
+}
+
 TEST(Expression, SubstitutesItsVariables) {
   const auto expression = NSExpression::expressionWithFormat("{$a + 1, abs($b)}");
   EXPECT_EQ(expression->expressionWithSubstitutionVariables(record({{"a", 1}, {"b", 2}}))

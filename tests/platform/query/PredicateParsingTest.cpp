@@ -5,6 +5,7 @@
 #include <JNFoundation/platform/query/NSComparisonPredicate.h>
 #include <JNFoundation/platform/query/NSCompoundPredicate.h>
 #include <JNFoundation/platform/value/NSDate.h>
+#include <JNFoundation/platform/value/NSDecimalNumber.h>
 
 namespace JNFoundation {
 namespace {
@@ -22,7 +23,17 @@ std::string complaint(const std::string& format, const Arguments&... arguments) 
   if (exception->name()->utf8() != NSInvalidArgumentException)
     return exception->name()->toStdString();
   if (reason.compare(0, beginning.size(), beginning) != 0) return reason;
-  return reason.substr(beginning.size());
+  // Behind the first line stands the format with a caret.
+  return reason.substr(beginning.size(), reason.find('\n', beginning.size()) - beginning.size());
+}
+
+/// The line of the format that a complaint shows, and the line with the caret below it.
+std::string shown(const std::string& format) {
+  const Ref<NSException> exception = exceptionOf([&] { NSPredicate::predicateWithFormat(format); });
+  if (!exception) return "(no exception)";
+  const std::string reason = exception->reason()->toStdString();
+  const std::size_t caret = reason.rfind('\n');
+  return reason.substr(reason.rfind('\n', caret - 1) + 1);
 }
 
 struct Reading {
@@ -262,6 +273,48 @@ TEST(PredicateArguments, StandForConstantsAndKeyPaths) {
   EXPECT_EQ(understood("a == %s", "text"), "a == \"text\"");
   EXPECT_EQ(understood("%@ + %@ == a", 1, 2), "1 + 2 == a");
   EXPECT_EQ(understood("%f / 2 == a", 7), "7.0 / 2 == a");
+  EXPECT_EQ(understood("a == %s", std::string("text")), "a == \"text\"");
+}
+
+TEST(PredicateArguments, OfEveryConversionAndSize) {
+  for (const char* marker : {"%d",  "%D",   "%i",  "%u",   "%U",  "%x",   "%X",   "%o",  "%O",
+                             "%hd", "%hhd", "%ld", "%lld", "%qd", "%lu",  "%llu", "%zu", "%zd",
+                             "%td", "%jd",  "%5d", "%-5d", "%+d", "%05d", "%#x",  "%c"}) {
+    const std::string format = "a == " + std::string(marker);
+    EXPECT_EQ(understood(format.c_str(), 7), "a == 7") << marker;
+    EXPECT_EQ(understood(format.c_str(), -7L), "a == -7") << marker;
+    EXPECT_EQ(understood(format.c_str(), 18446744073709551615ULL), "a == 18446744073709551615")
+        << marker;
+  }
+  for (const char* marker :
+       {"%f", "%F", "%e", "%E", "%g", "%G", "%a", "%A", "%lf", "%Lf", "%.3f"}) {
+    const std::string format = "a == " + std::string(marker);
+    EXPECT_EQ(understood(format.c_str(), 0.1), "a == 0.1") << marker;
+    EXPECT_EQ(understood(format.c_str(), 1), "a == 1") << marker;
+  }
+}
+
+TEST(PredicateFormat, KeepsWhatConstantsAre) {
+  const double infinity = std::numeric_limits<double>::infinity();
+  EXPECT_EQ(understood("a < %@ AND a > %@", infinity, -infinity), "a < 1e999 AND a > -1e999");
+  EXPECT_EQ(understood("a == %@", 0.1f), "a == 0.10000000149011612");
+  EXPECT_EQ(understood("a IN %@", list({1, nullptr, list({nullptr})})), "a IN {1, nil, {nil}}");
+  const auto decimal = [](const char* digits) {
+    return Value(NSDecimalNumber::decimalNumberWithString(digits));
+  };
+  EXPECT_EQ(understood("a == %@", decimal("9.99")), "a == 9.99");
+  EXPECT_EQ(understood("a == %@", decimal("0.12345678901234567890123")),
+            "a == CAST(\"0.12345678901234567890123\", \"NSDecimalNumber\")");
+  EXPECT_EQ(understood("a == %@ / 2", decimal("5")), "a == CAST(\"5\", \"NSDecimalNumber\") / 2");
+  for (const Value& constant :
+       {Value(infinity), Value(-infinity), Value(0.1f), Value(1e300), decimal("9.99"),
+        decimal("0.12345678901234567890123"), decimal("-7"), Value(list({nullptr, 0.1f, "x"}))}) {
+    const auto written =
+        NSPredicate::predicateWithFormat("a == %@ OR a IN {b, %@}", constant, constant);
+    const auto read = NSPredicate::predicateWithFormat(written->predicateFormat());
+    EXPECT_TRUE(read->evaluateWithObject(record({{"a", constant}}))) << constant;
+    EXPECT_EQ(read->predicateFormat()->utf8(), written->predicateFormat()->utf8());
+  }
 }
 
 TEST(PredicateArguments, ExpressionsStandForThemselves) {
@@ -386,9 +439,10 @@ INSTANTIATE_TEST_SUITE_P(
         {"a IN {b == 1}", "8: , or } was expected"},
         {"sum(a == 1", "6: , or ) was expected"},
         {"sum(a", "5: , or ) was expected"},
-        {"nonsense(a) == 1", "0: there is no function of that name and that many arguments"},
-        {"sqrt(1, 2) == 1", "0: there is no function of that name and that many arguments"},
-        {"sum() == 1", "0: there is no function of that name and that many arguments"},
+        {"nonsense(a) == 1", "0: there is no function of that name"},
+        {"sqrt(1, 2) == 1", "0: the function does not take that many arguments"},
+        {"sum() == 1", "0: the function does not take that many arguments"},
+        {"a == modulus:by:(1)", "5: the function does not take that many arguments"},
         {"a:b == 1", "4: ( was expected behind the name of a function"},
         {"SUBQUERY(a, b, c == 1) == 1", "12: a variable was expected"},
         {"SUBQUERY(a, $b) == 1", "14: , was expected"},
@@ -422,6 +476,36 @@ TEST(PredicateMistakes, TellTheirPositionInTheUserInfo) {
   EXPECT_EQ(later->userInfo()->objectForKey("position"), 10);
 }
 
+TEST(PredicateMistakes, AreShownWithACaret) {
+  EXPECT_EQ(shown("a == 1 AND"),
+            "a == 1 AND\n"
+            "          ^");
+  EXPECT_EQ(shown("ä == 'ö' ß"),
+            "ä == 'ö' ß\n"
+            "^");
+  EXPECT_EQ(shown("a == 'öß😀' !"),
+            "a == 'öß😀' !\n"
+            "           ^");
+  EXPECT_EQ(shown(""), "\n^");
+  // Of several lines the one that matters; tabs take a column like everything else.
+  EXPECT_EQ(shown("a == 1 AND\n\tb ? 2 OR\nc == 3"),
+            " b ? 2 OR\n"
+            "   ^");
+  EXPECT_EQ(shown("a == 1 AND\n"), "\n^");
+}
+
+TEST(PredicateMistakes, OfALongFormatShowWhatStandsAround) {
+  const std::string before(60, 'b'), after(60, 'd');
+  EXPECT_EQ(shown(before + " ? " + after), "…" + std::string(49, 'b') + " ? " +
+                                               std::string(24, 'd') + "…\n" + std::string(51, ' ') +
+                                               "^");
+  const std::string umlauts = "a == '" + std::string(60, '.') + "ääää' ? c";
+  EXPECT_EQ(shown(umlauts),
+            "…" + std::string(44, '.') + "ääää' ? c\n" + std::string(51, ' ') + "^");
+  EXPECT_EQ(shown(std::string(50, 'b') + "?"),
+            std::string(50, 'b') + "?\n" + std::string(50, ' ') + "^");
+}
+
 TEST(PredicateMistakes, NullFormatIsOne) {
   EXPECT_EQ(raisedBy([] { NSPredicate::predicateWithFormat(Ref<NSString>()); }),
             "NSInvalidArgumentException: Unable to parse the format string \"(null)\"");
@@ -430,7 +514,7 @@ TEST(PredicateMistakes, NullFormatIsOne) {
 TEST(PredicateMistakes, ExpressionsRefuseComparisons) {
   EXPECT_EQ(raisedBy([] { NSExpression::expressionWithFormat("a == 1"); }),
             "NSInvalidArgumentException: Unable to parse the format string \"a == 1\": at "
-            "character 0: a value was expected, not a comparison");
+            "character 0: a value was expected, not a comparison\na == 1\n^");
 }
 
 }  // namespace

@@ -1,9 +1,12 @@
 #include "JNFoundation/platform/query/impl/FormatText.h"
 
+#include <cmath>
+
 #include <JNFoundation/platform/query/impl/Keywords.h>
 #include <JNFoundation/platform/query/impl/Members.h>
 #include <JNFoundation/platform/text/NumberText.h>
 #include <JNFoundation/platform/value/NSDate.h>
+#include <JNFoundation/platform/value/NSDecimalNumber.h>
 #include <JNFoundation/platform/value/NSNumber.h>
 
 namespace JNFoundation::impl {
@@ -12,9 +15,25 @@ namespace {
 /// Constants that hold constants may nest as deep as anyone likes; their text stops here.
 constexpr int maximumListDepth = 100;
 
+/// Infinity has no name in formats; a literal past all doubles is read as it.
+std::string textFromNumber(double number) {
+  if (!std::isinf(number)) return textFromDouble(number);
+  return number > 0 ? "1e999" : "-1e999";
+}
+
+/// Whether the digits, read as a double, are the same number to every comparison.
+bool isWrittenPlainly(const NSDecimalNumber& decimal) {
+  return !decimal.isNotANumber() && decimal.isEqual(decimal.doubleValue());
+}
+
 void appendConstant(std::string& text, const Value& value, int depth) {
-  if (value.isNull()) {
+  if (value.isNull() || (value.isNSNull() && depth > 0)) {
     text += "nil";
+  } else if (value.kind() == Value::Kind::Double || value.kind() == Value::Kind::Float) {
+    text += textFromNumber(value.doubleValue());
+  } else if (const auto* decimal = as<NSDecimalNumber>(value);
+             decimal && !isWrittenPlainly(*decimal)) {
+    appendDecimal(text, *decimal);
   } else if (value.isString()) {
     appendQuoted(text, as<NSString>(value)->utf8());
   } else if (value.isDate()) {
@@ -38,6 +57,12 @@ void appendConstant(std::string& text, const Value& value, int depth) {
 }
 
 }  // namespace
+
+void appendDecimal(std::string& text, const NSDecimalNumber& decimal) {
+  text += "CAST(\"";
+  text += decimal.stringValue()->utf8();
+  text += "\", \"NSDecimalNumber\")";
+}
 
 void appendQuoted(std::string& text, std::string_view content) {
   static constexpr char digits[] = "0123456789abcdef";

@@ -5,6 +5,10 @@
 
 #include <JNFoundation/platform/query/KeyPath.h>
 
+namespace JNFoundation {
+class NSDecimalNumber;
+}
+
 /// How predicates and expressions are written as formats.
 namespace JNFoundation::impl {
 
@@ -14,7 +18,11 @@ void appendQuoted(std::string& text, std::string_view content);
 /// With "#" before keys that are keywords.
 void appendKeyPath(std::string& text, const KeyPath& path);
 
-/// Text in quotes, collections as lists, dates as a CAST; what formats cannot express is described.
+/// As a CAST, which is read back as a decimal number and not as a double.
+void appendDecimal(std::string& text, const NSDecimalNumber& decimal);
+
+/// Text in quotes, collections as lists, dates as a CAST, and so are decimal numbers that a literal
+/// would change; what formats cannot express is described.
 void appendConstant(std::string& text, const Value& value);
 
 }  // namespace JNFoundation::impl

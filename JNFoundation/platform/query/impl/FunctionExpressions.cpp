@@ -3,6 +3,7 @@
 #include <JNFoundation/platform/query/impl/Expressions.h>
 #include <JNFoundation/platform/query/impl/FormatText.h>
 #include <JNFoundation/platform/query/impl/Members.h>
+#include <JNFoundation/platform/value/NSDecimalNumber.h>
 
 /// The expressions that call: functions of the language, and operations of objects.
 namespace JNFoundation::impl {
@@ -16,16 +17,30 @@ namespace {
 
 using Form = Function::Form;
 
+/// The kinds of numbers that arithmetic tells apart.
+enum class NumberKind { None, Whole, Double, Decimal };
+
+NumberKind numberKindOf(const NSExpression& expression) {
+  if (expression.expressionType() != NSConstantValueExpressionType) return NumberKind::None;
+  const Value value = expression.constantValue();
+  if (!value.isNumber()) return NumberKind::None;
+  if (isKindOf<NSDecimalNumber>(value)) return NumberKind::Decimal;
+  const bool isDouble = value.kind() == Value::Kind::Double || value.kind() == Value::Kind::Float;
+  return isDouble ? NumberKind::Double : NumberKind::Whole;
+}
+
 /// An operand in parentheses where another reading would be possible without; whole doubles keep
-/// their point, because 7.0 / 2 is not 7 / 2.
+/// their point and decimal numbers their class, because 7.0 / 2 is not 7 / 2.
 void appendOperand(const NSExpression& expression, std::string& text) {
   bool parentheses = false;
   if (expression.expressionType() == NSConstantValueExpressionType) {
     const Value value = expression.constantValue();
+    const NumberKind kind = numberKindOf(expression);
+    if (kind == NumberKind::Decimal) return appendDecimal(text, *as<NSDecimalNumber>(value));
     std::string number;
     appendConstant(number, value);
-    const bool isDouble = value.kind() == Value::Kind::Double || value.kind() == Value::Kind::Float;
-    if (isDouble && number.find_first_not_of("-0123456789") == std::string::npos) number += ".0";
+    if (kind == NumberKind::Double && number.find_first_not_of("-0123456789") == std::string::npos)
+      number += ".0";
     parentheses = value.isNumber() && number[0] == '-';
     text += parentheses ? "(" + number + ")" : number;
     return;
@@ -74,7 +89,14 @@ Value FunctionExpression::evaluateAggregate(const Value& object, const Bindings&
 
 bool FunctionExpression::hasEqualContent(const NSExpression& other) const {
   const auto& function = static_cast<const FunctionExpression&>(other);
-  return &_function == &function._function && _arguments == function._arguments;
+  if (&_function != &function._function) return false;
+  const ExpressionList& left = _arguments.list();
+  const ExpressionList& right = function._arguments.list();
+  return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                    [](const auto& one, const auto& another) {
+                      return numberKindOf(*one) == numberKindOf(*another) &&
+                             one->isEqual(Value(another));
+                    });
 }
 
 std::size_t FunctionExpression::contentHash() const {

@@ -241,6 +241,12 @@ const Function* functionForCall(std::string_view name, std::size_t argumentCount
   return nullptr;
 }
 
+bool isNameOfFunction(std::string_view name) noexcept {
+  return std::any_of(std::begin(functions), std::end(functions), [&](const Function& function) {
+    return isSameWord(function.selector, name) || isSameWord(function.word, name);
+  });
+}
+
 const Value& valueOfIndexWord(IndexWord word) {
   static const Value words[] = {makeObject<IndexWordObject>("FIRST"_s),
                                 makeObject<IndexWordObject>("LAST"_s),

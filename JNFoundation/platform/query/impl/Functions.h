@@ -38,6 +38,9 @@ const Function* functionForSelector(std::string_view selector) noexcept;
 /// arguments. Returns: null if there is none.
 const Function* functionForCall(std::string_view name, std::size_t argumentCount) noexcept;
 
+/// Whether there is a function of this word or selector, with whatever arguments.
+bool isNameOfFunction(std::string_view name) noexcept;
+
 /// What stands between the brackets of `list[FIRST]`: the constant values of these three words.
 enum class IndexWord { First, Last, Size };
 const Value& valueOfIndexWord(IndexWord word);

@@ -28,12 +28,37 @@ unsigned digitValue(char c) noexcept {
   return 16;
 }
 
+/// The line of the format that the position is in, with a caret below it; of a long line what
+/// stands around. A code point takes a column, and no control character moves the caret.
+std::string lineWithCaret(std::string_view text, std::size_t position) {
+  constexpr std::size_t codePointsBefore = 50, codePointsAfter = 26;
+  const std::size_t begin = text.substr(0, position).rfind('\n') + 1;
+  std::string_view before = text.substr(begin, position - begin);
+  std::string_view after = text.substr(position, text.find('\n', position) - position);
+  std::size_t column = codePointCount(before);
+  std::string line;
+  if (column > codePointsBefore) {
+    before.remove_prefix(offsetOfCodePoint(before, column - codePointsBefore));
+    column = codePointsBefore + 1;
+    line += "…";
+  }
+  line += before;
+  const std::size_t end = offsetOfCodePoint(after, codePointsAfter);
+  line += after.substr(0, end);
+  if (end < after.size()) line += "…";
+  for (char& c : line) {
+    if (static_cast<unsigned char>(c) < ' ' || c == '\x7F') c = ' ';
+  }
+  return line + "\n" + std::string(column, ' ') + "^";
+}
+
 }  // namespace
 
 void Lexer::fail(std::size_t position, std::string_view reason) const {
   const std::size_t character = codePointCount(_text.substr(0, position));
   const auto text = NSString::stringWithFormat(
-      "Unable to parse the format string \"%@\": at character %zu: %s", _format, character, reason);
+      "Unable to parse the format string \"%@\": at character %zu: %s\n%s", _format, character,
+      reason, lineWithCaret(_text, position));
   NSException::exceptionWithNameReasonUserInfo(
       NSInvalidArgumentException, text,
       NSDictionary::dictionaryWithObjectForKey(character, "position"))

@@ -8,6 +8,7 @@
 #include <JNFoundation/platform/query/impl/Functions.h>
 #include <JNFoundation/platform/query/impl/Lexer.h>
 #include <JNFoundation/platform/value/NSDate.h>
+#include <JNFoundation/platform/value/NSDecimalNumber.h>
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/NSNumber.h>
 
@@ -570,8 +571,11 @@ Ref<NSExpression> Parser::parseCall(const Token& name) {
   advance();
   const Ref<NSArray> arguments = parseList(Sign::CloseParenthesis);
   const Function* function = functionForCall(name.text, arguments->count());
-  if (!function)
-    _lexer.fail(name.begin, "there is no function of that name and that many arguments");
+  if (!function) {
+    _lexer.fail(name.begin, isNameOfFunction(name.text)
+                                ? "the function does not take that many arguments"
+                                : "there is no function of that name");
+  }
   return NSExpression::expressionForFunctionArguments(NSString::fromText(function->selector),
                                                       arguments);
 }
@@ -598,11 +602,15 @@ Ref<NSExpression> Parser::parseCast() {
   expect(Sign::CloseParenthesis, ") was expected");
   const bool areConstant = operand->expressionType() == NSConstantValueExpressionType &&
                            type->expressionType() == NSConstantValueExpressionType;
-  // How dates are written.
-  if (areConstant && type->constantValue() == Value("NSDate") &&
-      operand->constantValue().isNumber()) {
-    return constant(
-        NSDate::dateWithTimeIntervalSinceReferenceDate(operand->constantValue().doubleValue()));
+  if (areConstant) {
+    const Value value = operand->constantValue(), name = type->constantValue();
+    // How dates and decimal numbers are written.
+    if (name == Value("NSDate") && value.isNumber()) {
+      return constant(NSDate::dateWithTimeIntervalSinceReferenceDate(value.doubleValue()));
+    }
+    if (name == Value("NSDecimalNumber") && value.isString()) {
+      return constant(NSDecimalNumber::decimalNumberWithValue(value));
+    }
   }
   return NSExpression::expressionForFunctionArguments("castObject:toType:",
                                                       NSArray::arrayWithObjects(operand, type));
