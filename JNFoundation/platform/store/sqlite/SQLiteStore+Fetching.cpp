@@ -199,13 +199,14 @@ bool SQLiteStore::fetchRows(const StoreQuery& query, StoreRowReceiver& receiver,
   if (!statement) return failedToRead(error);
   selection.bind(statement);
   sqlite3_stmt* row = statement.handle();
+  const NSEntityDescription& root = query.entity->layout().root();
   const Schema::EntityMap* map = nullptr;
   const std::vector<int>* positions = nullptr;
   Statement::Step step;
   while ((step = statement.step()) == Statement::Step::Row) {
     const std::int64_t number = sqlite3_column_int64(row, 2);
     if (!map || map->number != number) {
-      map = _connection->schema.numbered(number);
+      map = _connection->schema.ofRecord(number, root);
       if (!map) return refuse(NSPersistentStoreOperationError, "the store is damaged", error);
       positions = query.includesValues ? &selection.positionsOf(*map) : nullptr;
     }
@@ -235,7 +236,7 @@ bool SQLiteStore::fetchRow(const NSEntityDescription& entity, std::int64_t prima
   if (step == Statement::Step::Failed) return failedToRead(error);
   if (step == Statement::Step::Done) return true;
   sqlite3_stmt* row = statement.handle();
-  const Schema::EntityMap* map = _connection->schema.numbered(sqlite3_column_int64(row, 1));
+  const Schema::EntityMap* map = _connection->schema.ofRecord(sqlite3_column_int64(row, 1), root);
   if (!map) return refuse(NSPersistentStoreOperationError, "the store is damaged", error);
   Value* places = receiver.beginRow(*map->entity, primaryKey,
                                     static_cast<std::uint32_t>(sqlite3_column_int64(row, 2)));

@@ -113,10 +113,12 @@ void Schema::finish() {
   }
 }
 
-const Schema::EntityMap* Schema::numbered(std::int64_t number) const noexcept {
-  return number > 0 && static_cast<std::size_t>(number) < _byNumber.size()
-             ? _byNumber[static_cast<std::size_t>(number)]
-             : nullptr;
+const Schema::EntityMap* Schema::ofRecord(std::int64_t number,
+                                          const NSEntityDescription& root) const noexcept {
+  if (number <= 0 || static_cast<std::size_t>(number) >= _byNumber.size()) return nullptr;
+  const EntityMap* map = _byNumber[static_cast<std::size_t>(number)];
+  if (!map || map->entity->isAbstract() || &map->entity->layout().root() != &root) return nullptr;
+  return map;
 }
 
 bool Schema::create(Database& database, const NSManagedObjectModel& model,
@@ -197,12 +199,24 @@ bool Schema::create(Database& database, const NSManagedObjectModel& model,
   return true;
 }
 
+bool Schema::haveOwnTables() const {
+  std::unordered_set<std::string> tables;
+  for (const auto& [entity, map] : _entities) {
+    const NSEntityDescription& root = entity->layout().root();
+    const bool isWhole =
+        &root == entity ? tables.insert(map.table).second : of(root).table == map.table;
+    if (!isWhole) return false;
+  }
+  return true;
+}
+
 Schema::Match Schema::read(Database& database, const NSManagedObjectModel& model,
                            std::string& difference) {
   Statement entities =
       database.prepare("SELECT number, name, table_name, version_hash FROM jn_entity");
   if (!entities) return Match::Failed;
   std::size_t found = 0;
+  std::unordered_set<std::int64_t> numbers;
   Statement::Step step;
   while ((step = entities.step()) == Statement::Step::Row) {
     Ref<NSEntityDescription> entity = model.entityWithName(entities.text(1));
@@ -215,7 +229,9 @@ Schema::Match Schema::read(Database& database, const NSManagedObjectModel& model
     map.number = entities.integer(0);
     map.table = quoted(entities.text(2));
     constexpr std::int64_t numberLimit = 1'000'000;
-    if (map.number <= 0 || map.number > numberLimit) return Match::Damaged;
+    if (map.number <= 0 || map.number > numberLimit || !numbers.insert(map.number).second) {
+      return Match::Damaged;
+    }
     ++found;
   }
   if (step == Statement::Step::Failed) return Match::Failed;
@@ -224,17 +240,21 @@ Schema::Match Schema::read(Database& database, const NSManagedObjectModel& model
     difference = entity->name()->toStdString();
     return Match::OtherModel;
   }
-  if (found != _entities.size()) return Match::Damaged;
+  if (found != _entities.size() || !haveOwnTables()) return Match::Damaged;
   Statement columns =
       database.prepare("SELECT attribute, column_name FROM jn_column WHERE entity = ?");
   if (!columns) return Match::Failed;
   for (auto& [entity, map] : _entities) {
     const EntityLayout& layout = entity->layout();
+    std::vector<bool> known(layout.count());
     columns.bind(1, map.number);
     while ((step = columns.step()) == Statement::Step::Row) {
       const Ref<NSString> name = NSString::fromText(columns.text(0));
       const std::size_t index = layout.indexOf(*name);
-      if (index == EntityLayout::none || !layout[index].stored) return Match::Damaged;
+      if (index == EntityLayout::none || !layout[index].stored || known[index]) {
+        return Match::Damaged;
+      }
+      known[index] = true;
       map.columns.push_back({quoted(columns.text(1)), index, layout[index].type});
     }
     if (step == Statement::Step::Failed) return Match::Failed;

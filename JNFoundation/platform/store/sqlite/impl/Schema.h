@@ -58,14 +58,17 @@ class Schema {
 
   /// Never fails for an entity of the model.
   const EntityMap& of(const NSEntityDescription& entity) const { return _entities.at(&entity); }
-  /// Returns: null for a number that the file does not have.
-  const EntityMap* numbered(std::int64_t number) const noexcept;
+  /// What a record of the root's hierarchy is, by the number that stands in it.
+  /// Returns: null for a number that is no entity's of the hierarchy, or an abstract one's.
+  const EntityMap* ofRecord(std::int64_t number, const NSEntityDescription& root) const noexcept;
 
   /// The name as SQL takes it, whatever is in it.
   static std::string quoted(std::string_view name);
 
  private:
   void finish();
+  /// Whether each hierarchy has a table, and none has another's.
+  bool haveOwnTables() const;
 
   std::unordered_map<const NSEntityDescription*, EntityMap> _entities;
   std::vector<const EntityMap*> _byNumber;
