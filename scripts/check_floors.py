@@ -27,7 +27,7 @@ APART = [("platform/store/sqlite", "platform/store/memory")]
 THIRD_PARTY = [
     (r"sqlite3(ext)?\.h", r"platform/store/sqlite/"),
     (r"simdjson(\.h|/)", r"platform/json/"),
-    (r"pugi(xml|config)\.hpp", r"platform/store/(\w+/)*\w*Model\w*Reader"),
+    (r"pugi(xml|config)\.hpp", r"platform/store/(\w+/)*\w*Model\w*(Reader|Writer)"),
     (r"utf8proc\.h", r"platform/text/"),
     (r"pcre2(posix)?\.h", r"platform/text/"),
 ]

@@ -8,6 +8,7 @@
 #include <JNFoundation/platform/store/NSRelationshipDescription.h>
 #include <JNFoundation/platform/store/impl/EntityLayout.h>
 #include <JNFoundation/platform/store/impl/ModelReader.h>
+#include <JNFoundation/platform/store/impl/ModelWriter.h>
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 #include <JNFoundation/platform/value/NSException.h>
 
@@ -35,6 +36,14 @@ Ref<NSManagedObjectModel> NSManagedObjectModel::initWithContentsOfURL(const Ref<
 Ref<NSManagedObjectModel> NSManagedObjectModel::modelWithXMLError(std::string_view xml,
                                                                   Ref<NSError>* error) {
   return impl::readModelText(xml, error);
+}
+
+Ref<NSString> NSManagedObjectModel::XMLTextError(Ref<NSError>* error) const {
+  return impl::modelText(*this, error);
+}
+
+bool NSManagedObjectModel::writeToFileError(const Ref<NSString>& path, Ref<NSError>* error) const {
+  return impl::writeModelFile(*this, path ? path->toStdString() : std::string(), error);
 }
 
 void NSManagedObjectModel::willChange() const {

@@ -41,6 +41,18 @@ class NSManagedObjectModel : public NSObject {
   static Ref<NSManagedObjectModel> modelWithXMLError(std::string_view xml,
                                                      Ref<NSError>* error = nullptr);
 
+  /// The model as the XML text of a `contents` file. Reading it gives an equal model: entities,
+  /// properties and user info, defaults and bounds as the types keep them.
+  /// Fails: returns null and sets the error, which names the entity and the property; so for a
+  /// model that is not whole, for a value that the file has no form for (data, objects) and for
+  /// control characters, which XML does not have.
+  Ref<NSString> XMLTextError(Ref<NSError>* error = nullptr) const;
+  /// Writes the text into a file, or, where the path ends in `.xcdatamodel`, into the `contents` of
+  /// that directory, which is made where there is none. What was there is replaced whole or not at
+  /// all. Fails: returns false and sets the error, as `XMLTextError` or with what the file system
+  /// says.
+  bool writeToFileError(const Ref<NSString>& path, Ref<NSError>* error = nullptr) const;
+
   /// In the order of their declaration. Never null.
   Ref<NSArray> entities() const;
   /// The same, borrowed until they change.

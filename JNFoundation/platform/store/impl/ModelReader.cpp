@@ -1,7 +1,6 @@
 #include "JNFoundation/platform/store/impl/ModelReader.h"
 
 #include <algorithm>
-#include <charconv>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -10,13 +9,10 @@
 #include <unordered_map>
 #include <vector>
 
-#include <JNFoundation/platform/net/NSURL.h>
 #include <JNFoundation/platform/store/NSRelationshipDescription.h>
 #include <JNFoundation/platform/store/impl/EntityLayout.h>
+#include <JNFoundation/platform/store/impl/ModelText.h>
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
-#include <JNFoundation/platform/value/NSDate.h>
-#include <JNFoundation/platform/value/NSDecimalNumber.h>
-#include <JNFoundation/platform/value/NSUUID.h>
 
 namespace JNFoundation::impl {
 namespace {
@@ -26,84 +22,6 @@ namespace fs = std::filesystem;
 constexpr NSInteger fileReadUnknownError = 256;
 constexpr NSInteger fileReadCorruptError = 259;
 constexpr NSInteger fileReadNoSuchFileError = 260;
-
-struct TypeName {
-  std::string_view name;
-  NSAttributeType type;
-};
-constexpr TypeName typeNames[] = {
-    {"", NSUndefinedAttributeType},
-    {"Undefined", NSUndefinedAttributeType},
-    {"Integer 16", NSInteger16AttributeType},
-    {"Integer 32", NSInteger32AttributeType},
-    {"Integer 64", NSInteger64AttributeType},
-    {"Decimal", NSDecimalAttributeType},
-    {"Double", NSDoubleAttributeType},
-    {"Float", NSFloatAttributeType},
-    {"String", NSStringAttributeType},
-    {"Boolean", NSBooleanAttributeType},
-    {"Date", NSDateAttributeType},
-    {"Binary", NSBinaryDataAttributeType},
-    {"UUID", NSUUIDAttributeType},
-    {"URI", NSURIAttributeType},
-    {"Transformable", NSTransformableAttributeType},
-    {"ObjectID", NSObjectIDAttributeType},
-};
-
-template <class Number>
-std::optional<Number> numberFrom(std::string_view text) {
-  if (!text.empty() && text.front() == '+') text.remove_prefix(1);
-  Number number{};
-  const char* end = text.data() + text.size();
-  const auto result = std::from_chars(text.data(), end, number);
-  if (text.empty() || result.ec != std::errc() || result.ptr != end) return std::nullopt;
-  return number;
-}
-
-std::optional<bool> booleanFrom(std::string_view text) {
-  if (text == "YES" || text == "1" || text == "true") return true;
-  if (text == "NO" || text == "0" || text == "false") return false;
-  return std::nullopt;
-}
-
-/// A value of the type from the text that the model has for it; null if the text is none.
-Value valueFrom(std::string_view text, NSAttributeType type) {
-  switch (type) {
-    case NSInteger16AttributeType:
-    case NSInteger32AttributeType:
-    case NSInteger64AttributeType: {
-      const auto number = numberFrom<std::int64_t>(text);
-      const std::int64_t bound = type == NSInteger16AttributeType   ? INT16_MAX
-                                 : type == NSInteger32AttributeType ? INT32_MAX
-                                                                    : INT64_MAX;
-      return number && *number <= bound && *number >= -bound - 1 ? Value(*number) : Value();
-    }
-    case NSDoubleAttributeType: {
-      const auto number = numberFrom<double>(text);
-      return number ? Value(*number) : Value();
-    }
-    case NSFloatAttributeType: {
-      const auto number = numberFrom<float>(text);
-      return number ? Value(*number) : Value();
-    }
-    case NSDecimalAttributeType: {
-      Ref<NSDecimalNumber> number = NSDecimalNumber::decimalNumberWithString(text);
-      return number->isNotANumber() ? Value() : Value(number);
-    }
-    case NSBooleanAttributeType: {
-      const auto flag = booleanFrom(text);
-      return flag ? Value(*flag) : Value();
-    }
-    case NSStringAttributeType:
-      return text;
-    case NSUUIDAttributeType:
-      return NSUUID::initWithUUIDString(text);
-    case NSURIAttributeType:
-      return NSURL::URLWithString(text);
-    default:
-      return nullptr;
-  }
-}
 
 Ref<NSString> textOf(const pugi::xml_attribute& attribute) {
   return attribute && *attribute.value() ? NSString::fromText(attribute.value()) : nullptr;
@@ -186,7 +104,7 @@ class ModelDocument {
   }
 
   bool flag(const pugi::xml_node& node, const char* name) const {
-    return booleanFrom(node.attribute(name).value()).value_or(false);
+    return flagFromModelText(node.attribute(name).value()).value_or(false);
   }
 
   bool readEntity(const pugi::xml_node& node) {
@@ -255,16 +173,15 @@ class ModelDocument {
     auto attribute = NSAttributeDescription::init();
     readCommon(node, name, *attribute);
     const std::string_view typeName = node.attribute("attributeType").value();
-    const auto* known = std::find_if(std::begin(typeNames), std::end(typeNames),
-                                     [&](const TypeName& entry) { return entry.name == typeName; });
-    if (known == std::end(typeNames)) {
+    const auto type = attributeTypeNamed(typeName);
+    if (!type) {
       refuseProperty(
           entity, name,
           NSString::stringWithFormat("attribute '%@' of entity '%@' has the unknown type \"%s\"",
                                      name, entity, typeName));
       return nullptr;
     }
-    attribute->setAttributeType(known->type);
+    attribute->setAttributeType(*type);
     // A derived attribute without a type is computed, never stored.
     if (typeName.empty() && flag(node, "derived")) attribute->setTransient(true);
     attribute->setValueTransformerName(textOf(node.attribute("valueTransformerName")));
@@ -272,9 +189,10 @@ class ModelDocument {
     attribute->setRegularExpression(textOf(node.attribute("regularExpressionString")));
     attribute->setAllowsExternalBinaryDataStorage(flag(node, "allowsExternalBinaryDataStorage"));
     Value initial, minimum, maximum;
-    const bool isText = known->type == NSStringAttributeType;
-    const NSAttributeType boundType = isText ? NSInteger64AttributeType : known->type;
-    if (!readValue(node, "default", known->type, entity, name, initial) ||
+    // Of a text its length has bounds.
+    const NSAttributeType boundType =
+        *type == NSStringAttributeType ? NSInteger64AttributeType : *type;
+    if (!readValue(node, "default", *type, entity, name, initial) ||
         !readValue(node, "min", boundType, entity, name, minimum) ||
         !readValue(node, "max", boundType, entity, name, maximum)) {
       return nullptr;
@@ -292,15 +210,9 @@ class ModelDocument {
     const pugi::xml_attribute source = node.attribute((prefix + suffix).c_str());
     if (!source) return true;
     const std::string_view text = source.value();
-    if (type == NSDateAttributeType) {
-      if (const auto seconds = numberFrom<double>(text)) {
-        value = NSDate::dateWithTimeIntervalSinceReferenceDate(*seconds);
-      }
-    } else {
-      value = valueFrom(text, type);
-      // The platform's editor leaves empty texts behind.
-      if (value.isNull() && text.empty()) return true;
-    }
+    value = valueFromModelText(text, type);
+    // The platform's editor leaves empty texts behind.
+    if (value.isNull() && text.empty()) return true;
     if (!value.isNull()) return true;
     return refuseProperty(entity, name,
                           NSString::stringWithFormat(
@@ -318,25 +230,22 @@ class ModelDocument {
     const bool toMany = flag(node, "toMany");
     const auto count = [&](const char* key, NSUInteger absent) -> std::optional<NSUInteger> {
       const pugi::xml_attribute attribute = node.attribute(key);
-      return attribute ? numberFrom<NSUInteger>(attribute.value()) : absent;
+      return attribute ? numberFromModelText<NSUInteger>(attribute.value()) : absent;
     };
     const auto minimum = count("minCount", 0);
     const auto maximum = count("maxCount", toMany ? 0 : 1);
-    const std::string_view rule = node.attribute("deletionRule").value();
-    static constexpr std::string_view rules[] = {"No Action", "Nullify", "Cascade", "Deny"};
-    const auto* known =
-        std::find(std::begin(rules), std::end(rules), rule.empty() ? rules[1] : rule);
-    if (!minimum || !maximum || known == std::end(rules)) {
-      refuseProperty(entity, name,
-                     NSString::stringWithFormat(
-                         "relationship '%@' of entity '%@' has a %s that is "
-                         "none",
-                         name, entity, known == std::end(rules) ? "deletionRule" : "count"));
+    const std::string_view ruleName = node.attribute("deletionRule").value();
+    const auto rule = ruleName.empty() ? NSNullifyDeleteRule : deleteRuleNamed(ruleName);
+    if (!minimum || !maximum || !rule) {
+      refuseProperty(
+          entity, name,
+          NSString::stringWithFormat("relationship '%@' of entity '%@' has a %s that is none", name,
+                                     entity, rule ? "count" : "deletionRule"));
       return nullptr;
     }
     relationship->setMinCount(*minimum);
     relationship->setMaxCount(toMany && *maximum == 1 ? 0 : *maximum);
-    relationship->setDeleteRule(static_cast<NSDeleteRule>(known - rules));
+    relationship->setDeleteRule(*rule);
     return relationship;
   }
 
@@ -481,27 +390,55 @@ std::optional<std::string> contentsOf(const fs::path& path) {
   return text;
 }
 
-/// The version that `.xccurrentversion` names, else the only one. Returns: empty if there is none.
-fs::path currentVersionIn(const fs::path& bundle) {
-  std::string name;
-  if (const auto list = contentsOf(bundle / ".xccurrentversion")) {
-    pugi::xml_document document;
-    document.load_buffer(list->data(), list->size());
-    for (const pugi::xml_node& key : document.child("plist").child("dict").children("key")) {
-      if (std::string_view(key.text().get()) == "_XCCurrentVersionName") {
-        name = key.next_sibling("string").text().get();
-      }
+/// The name of the current version that a property list of a bundle has.
+/// Returns: nothing where it has none, and for what is no name of a version.
+std::optional<std::string> currentVersionFrom(const std::string& list) {
+  pugi::xml_document document;
+  if (!document.load_buffer(list.data(), list.size())) return std::nullopt;
+  for (const pugi::xml_node& key : document.child("plist").child("dict").children("key")) {
+    if (std::string_view(key.text().get()) != "_XCCurrentVersionName") continue;
+    pugi::xml_node value = key.next_sibling();
+    while (value && value.type() != pugi::node_element) value = value.next_sibling();
+    const std::string name = value.text().get();
+    const bool isName = std::string_view(value.name()) == "string" && fs::path(name).has_stem() &&
+                        fs::path(name).extension() == ".xcdatamodel" &&
+                        name.find('/') == std::string::npos;
+    return isName ? std::optional(name) : std::nullopt;
+  }
+  return std::nullopt;
+}
+
+/// The version that `.xccurrentversion` names, else the only one.
+/// Fails: returns nothing and sets the error.
+std::optional<fs::path> currentVersionIn(const fs::path& bundle, Ref<NSError>* error) {
+  std::error_code trouble;
+  const fs::path list = bundle / ".xccurrentversion";
+  if (fs::exists(list, trouble)) {
+    const auto text = contentsOf(list);
+    const auto name = text ? currentVersionFrom(*text) : std::nullopt;
+    if (!name) {
+      refuseFile(error, fileReadCorruptError, list.string(),
+                 "it is no property list that names a version");
+      return std::nullopt;
     }
-    return name.empty() || name.find('/') != std::string::npos ? fs::path() : bundle / name;
+    if (fs::exists(bundle / *name / "contents", trouble)) return bundle / *name;
+    refuseFile(error, fileReadNoSuchFileError, list.string(),
+               ("the current version '" + *name + "' is missing").c_str());
+    return std::nullopt;
   }
   fs::path only;
-  std::error_code ignored;
-  for (const fs::directory_entry& entry : fs::directory_iterator(bundle, ignored)) {
+  std::size_t versions = 0;
+  for (const fs::directory_entry& entry : fs::directory_iterator(bundle, trouble)) {
     if (entry.path().extension() != ".xcdatamodel") continue;
-    if (!only.empty()) return {};
     only = entry.path();
+    ++versions;
   }
-  return only;
+  if (versions == 1) return only;
+  refuseFile(error, fileReadCorruptError, bundle.string(),
+             versions == 0 ? "it has neither contents nor a version"
+                           : "it has several versions, and no .xccurrentversion says which is the "
+                             "current one");
+  return std::nullopt;
 }
 
 }  // namespace
@@ -517,11 +454,9 @@ Ref<NSManagedObjectModel> readModelFile(const std::string& path, Ref<NSError>* e
     return refuseFile(error, fileReadNoSuchFileError, path, "there is no such file");
   }
   if (fs::is_directory(file, trouble) && !fs::exists(file / "contents", trouble)) {
-    file = currentVersionIn(file);
-    if (file.empty()) {
-      return refuseFile(error, fileReadCorruptError, path,
-                        "it has neither contents nor exactly one current version");
-    }
+    const auto version = currentVersionIn(file, error);
+    if (!version) return nullptr;
+    file = *version;
   }
   if (fs::is_directory(file, trouble)) file /= "contents";
   if (!fs::is_regular_file(file, trouble)) {

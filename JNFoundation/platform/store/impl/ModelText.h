@@ -1,0 +1,43 @@
+#pragma once
+
+#include <charconv>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <JNFoundation/platform/store/NSAttributeDescription.h>
+#include <JNFoundation/platform/store/NSRelationshipDescription.h>
+
+namespace JNFoundation::impl {
+
+/// The texts that stand for types, rules, flags and values in data-model files.
+
+/// Returns: nothing for an unknown name; the empty name is the undefined type.
+std::optional<NSAttributeType> attributeTypeNamed(std::string_view name);
+/// Returns: an empty name for the undefined type.
+std::string_view nameOfAttributeType(NSAttributeType type);
+
+std::optional<NSDeleteRule> deleteRuleNamed(std::string_view name);
+std::string_view nameOfDeleteRule(NSDeleteRule rule);
+
+std::optional<bool> flagFromModelText(std::string_view text);
+
+/// A value of the type; dates are seconds since 2001.
+/// Returns: null for a text that is none, and for types whose values have no text.
+Value valueFromModelText(std::string_view text, NSAttributeType type);
+/// The text that reads back to the value, to the type's own precision.
+/// Returns: nothing where there is none.
+std::optional<std::string> modelTextFromValue(const Value& value, NSAttributeType type);
+
+/// The number that the whole text is. Returns: nothing for every other text.
+template <class Number>
+std::optional<Number> numberFromModelText(std::string_view text) {
+  if (!text.empty() && text.front() == '+') text.remove_prefix(1);
+  Number number{};
+  const char* end = text.data() + text.size();
+  const auto result = std::from_chars(text.data(), end, number);
+  if (text.empty() || result.ec != std::errc() || result.ptr != end) return std::nullopt;
+  return number;
+}
+
+}  // namespace JNFoundation::impl
