@@ -38,7 +38,20 @@ class PredicateTranslatorTest : public StoreTest {
   }
   std::string numberLiteral() {
     static constexpr const char* numbers[] = {"0", "1", "-1", "2", "2.5", "1e3", "-0.5", "32767"};
-    return oneOf(numbers);
+    // Where integers and doubles come apart, and past both.
+    static constexpr const char* extremes[] = {"9007199254740993",
+                                               "9007199254740992.0",
+                                               "-9223372036854775808",
+                                               "9223372036854775807",
+                                               "1e999",
+                                               "18446744073709551615",
+                                               "9223372036854775808.0"};
+    return below(8) == 0 ? oneOf(extremes) : oneOf(numbers);
+  }
+  std::string dateLiteral() {
+    static constexpr const char* dates[] = {"CAST(0, 'NSDate')", "CAST(0.5, 'NSDate')",
+                                            "CAST(-1, 'NSDate')", "nil", "0"};
+    return oneOf(dates);
   }
   std::string anyLiteral() {
     switch (below(6)) {
@@ -67,7 +80,32 @@ class PredicateTranslatorTest : public StoreTest {
     static constexpr const char* texts[] = {"BEGINSWITH", "ENDSWITH", "CONTAINS", "LIKE",
                                             "MATCHES"};
     static constexpr const char* options[] = {"", "[c]", "[d]", "[cd]"};
-    switch (below(9)) {
+    switch (below(17)) {
+      case 9:
+        return "added " + oneOf(orders) + " " + dateLiteral();
+      case 10:
+        return textKey() + " IN" + oneOf(options) + " {" + textLiteral() + ", " + textLiteral() +
+               (below(2) == 0 ? ", nil}" : "}");
+      case 11:
+        return below(2) == 0 ? textKey() + " IN" + oneOf(options) + " 'aébss'"
+                             : "'aébss' CONTAINS" + oneOf(options) + " " + textKey();
+      case 12:
+        return textKey() + " " + texts[below(4)] + oneOf(options) + " " + textKey();
+      case 13:
+        return below(2) == 0 ? textKey() + " BETWEEN {" + textLiteral() + ", " + textLiteral() + "}"
+                             : key() + " BETWEEN {" + anyLiteral() + ", " + anyLiteral() + "}";
+      case 14:
+        return "added BETWEEN {" + dateLiteral() + ", " + dateLiteral() + "}";
+      case 15: {
+        static constexpr const char* quantifiers[] = {"ANY", "ALL", "NONE"};
+        return oneOf(quantifiers) + " {" + anyLiteral() + ", " + key() + "} " + oneOf(orders) +
+               " " + key();
+      }
+      case 16: {
+        static constexpr const char* numbers[] = {"year * 3 - pages", "abs(rating)", "year / pages",
+                                                  "pages ** year",    "year / 0",    "-year"};
+        return oneOf(numbers) + " " + oneOf(orders) + " " + numberLiteral();
+      }
       case 0:
       case 1:
         return key() + " " + oneOf(orders) + " " + anyLiteral();
@@ -118,6 +156,12 @@ class PredicateTranslatorTest : public StoreTest {
       book->setValueForKey(randomText(), "isbn");
       if (below(4) > 0) book->setValueForKey(static_cast<int>(below(5)) - 2, "year");
       if (below(4) > 0) book->setValueForKey((static_cast<int>(below(9)) - 4) / 2.0, "rating");
+      if (below(9) == 0) book->setValueForKey(9007199254740992.0, "rating");
+      if (below(4) > 0) {
+        book->setValueForKey(
+            NSDate::dateWithTimeIntervalSinceReferenceDate(static_cast<int>(below(4)) / 2.0 - 1),
+            "added");
+      }
       if (below(3) > 0) book->setValueForKey(below(2) == 0, "available");
       if (below(3) > 0) book->setValueForKey(below(2) == 0 ? 32767 : 1, "pages");
     }
