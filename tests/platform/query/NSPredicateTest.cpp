@@ -1,6 +1,8 @@
+#include <atomic>
 #include <gtest/gtest.h>
 #include <platform/query/Family.h>
 #include <platform/value/LiveObjects.h>
+#include <thread>
 
 #include <JNFoundation/platform/query/NSCompoundPredicate.h>
 #include <JNFoundation/platform/query/NSPredicate.h>
@@ -266,6 +268,40 @@ TEST(Predicate, NothingOfAPredicateOutlivesIt) {
   const LiveObjects live;
   use();
   EXPECT_EQ(live.count(), 0);
+}
+
+TEST(Predicate, MayBeUsedBySeveralThreadsAtOnce) {
+  const auto predicate = NSPredicate::predicateWithFormat(
+      "name MATCHES[c] 'a.*' AND name LIKE pattern AND name MATCHES expression AND tags.@count == "
+      "SUBQUERY(tags, $t, $t BEGINSWITH[cd] 'É').@count AND age IN {1, 2, $age}");
+  std::vector<std::thread> threads;
+  std::atomic<int> found = 0;
+  for (int thread = 0; thread < 4; ++thread) {
+    threads.emplace_back([&predicate, &found, thread] {
+      const Ref<NSDictionary> variables = record({{"age", thread}});
+      for (int i = 0; i < 200; ++i) {
+        const Value object = record({{"name", "Anna" + std::to_string(i)},
+                                     {"pattern", "*" + std::to_string(i % 20)},
+                                     {"expression", ".*" + std::to_string(i % 30)},
+                                     {"tags", list({"Eva", "émile"})},
+                                     {"age", thread}});
+        found += predicate->evaluateWithObjectSubstitutionVariables(object, variables);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  // Of 200 numbers these end in what both remainders are written as.
+  int expected = 0;
+  for (int i = 0; i < 200; ++i) {
+    const std::string number = std::to_string(i);
+    const auto ends = [&](int end) {
+      const std::string text = std::to_string(end);
+      return number.size() >= text.size() && number.substr(number.size() - text.size()) == text;
+    };
+    expected += ends(i % 20) && ends(i % 30);
+  }
+  EXPECT_GT(expected, 20);
+  EXPECT_EQ(found, 4 * expected);
 }
 
 TEST(Predicate, MayBeUsedByHundredThousandObjects) {

@@ -491,7 +491,10 @@ TEST(PredicateMistakes, AreShownWithACaret) {
   EXPECT_EQ(shown("a == 1 AND\n\tb ? 2 OR\nc == 3"),
             " b ? 2 OR\n"
             "   ^");
-  EXPECT_EQ(shown("a == 1 AND\n"), "\n^");
+  EXPECT_EQ(shown("a == 1 AND \n\t\n"),
+            "a == 1 AND\n"
+            "          ^");
+  EXPECT_EQ(shown("  \n"), "\n^");
 }
 
 TEST(PredicateMistakes, OfALongFormatShowWhatStandsAround) {

@@ -32,6 +32,12 @@ unsigned digitValue(char c) noexcept {
 /// stands around. A code point takes a column, and no control character moves the caret.
 std::string lineWithCaret(std::string_view text, std::size_t position) {
   constexpr std::size_t codePointsBefore = 50, codePointsAfter = 26;
+  // At the end, empty lines say nothing.
+  const std::size_t end = text.find_last_not_of(" \t\n\v\f\r") + 1;
+  if (position == text.size() && text.find('\n', end) != std::string_view::npos) {
+    text = text.substr(0, end);
+    position = end;
+  }
   const std::size_t begin = text.substr(0, position).rfind('\n') + 1;
   std::string_view before = text.substr(begin, position - begin);
   std::string_view after = text.substr(position, text.find('\n', position) - position);
@@ -43,9 +49,9 @@ std::string lineWithCaret(std::string_view text, std::size_t position) {
     line += "…";
   }
   line += before;
-  const std::size_t end = offsetOfCodePoint(after, codePointsAfter);
-  line += after.substr(0, end);
-  if (end < after.size()) line += "…";
+  const std::size_t shown = offsetOfCodePoint(after, codePointsAfter);
+  line += after.substr(0, shown);
+  if (shown < after.size()) line += "…";
   for (char& c : line) {
     if (static_cast<unsigned char>(c) < ' ' || c == '\x7F') c = ' ';
   }
