@@ -41,6 +41,12 @@ OF_ADAPTERS = [
     (r"glib\.h$", r"glib/"),
 ]
 
+# The same of what is built around the library: who looks past it at what it made.
+AROUND = ("tests/", "tools/", "examples/")
+OF_AROUND = [
+    (r"sqlite3(ext)?\.h", r"(tests/platform/store|tools)/"),
+]
+
 STANDARD = set("""
 algorithm any array atomic barrier bit bitset charconv chrono compare complex concepts
 condition_variable coroutine deque exception execution filesystem forward_list fstream functional
@@ -126,6 +132,9 @@ def problems_of_foreign_include(name, path):
         if homes or path in STANDARD or path in SHOWN_SYSTEM:
             return []
         return [f"{path} is neither standard nor a library that has an adapter"]
+    if name.startswith(AROUND):
+        return [f"{path} has one home, {home}" for pattern, home in OF_AROUND
+                if re.match(pattern, path) and not re.match(home, name)]
     if not name.startswith(tree.LIBRARY):
         return []
     in_library = name[len(tree.LIBRARY):]

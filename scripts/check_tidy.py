@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""clang-tidy over the sources of the library, the adapters and the examples, with the flags of a build
+"""clang-tidy over the sources of the library, the adapters and the programs, with the flags of a build
 directory (the first argument). Names after it limit the run to those files. What the build leaves out
 for want of another library is left out here too."""
 
@@ -16,7 +16,7 @@ commands = {str(Path(entry["file"]).resolve().relative_to(tree.ROOT)): entry["co
             for entry in json.loads((build / "compile_commands.json").read_text())
             if Path(entry["file"]).resolve().is_relative_to(tree.ROOT)}
 wanted = sys.argv[2:] or [name for name in tree.files() if name.endswith(".cpp")
-                          and name.startswith((tree.LIBRARY, tree.ADAPTERS, "examples/"))]
+                          and name.startswith((tree.LIBRARY, tree.ADAPTERS, "examples/", "tools/"))]
 OPTIONAL = (tree.ADAPTERS, "examples/hosts/")
 unknown = [name for name in wanted if name not in commands]
 for name in unknown:

@@ -81,6 +81,14 @@ class FloorsTest(Tree):
         self.assert_names("floors", "sqlite3.h has one home", "a public header must not show simdjson.h",
                           "2 problems")
 
+    def test_programs_and_tests_look_past_the_store_only_where_it_is_tried(self):
+        self.write("tests/platform/store/FileTest.cpp", "#include <sqlite3.h>\n")
+        self.write("tools/crash/main.cpp", "#include <sqlite3.h>\n")
+        self.assert_passes("floors")
+        self.write("tests/util/SaveTest.cpp", "#include <sqlite3.h>\n")
+        self.write("examples/catalog/main.cpp", "#include <sqlite3.h>\n")
+        self.assert_names("floors", "SaveTest.cpp:1: sqlite3.h has one home", "catalog/main.cpp:1", "2 problems")
+
     def test_a_library_that_we_did_not_choose_is_an_offence(self):
         self.write("JNFoundation/util/Text.cpp", "#include <fmt/format.h>\n")
         self.assert_names("floors", "fmt/format.h is neither standard")
