@@ -233,6 +233,23 @@ TEST(ModelReading, WhatIsNoModelIsRefusedWithTheLine) {
   EXPECT_TRUE(error->localizedDescription()->containsString("<model>"));
 }
 
+TEST(ModelReading, NamesInBrokenTextAreMendedAlikeWhereverTheyStand) {
+  for (const char* text : {"\xFF-", "&#xD800;-"}) {
+    const std::string broken = text;
+    auto model = read("<model><entity name='" + broken + "'><relationship name='" + broken +
+                      "' destinationEntity='" + broken + "' inverseName='" + broken +
+                      "'/></entity><entity name='B' parentEntity='" + broken + "'/></model>");
+    ASSERT_TRUE(model);
+    auto below = model->entityWithName("B");
+    ASSERT_TRUE(below->superentity());
+    const Value value = below->relationshipsByName()->allValues()->firstObject();
+    const auto* relationship = as<NSRelationshipDescription>(value);
+    ASSERT_TRUE(relationship);
+    EXPECT_EQ(relationship->destinationEntity(), below->superentity());
+    EXPECT_EQ(relationship->inverseRelationship().get(), relationship);
+  }
+}
+
 TEST(ModelReading, ALongLineOfParentsIsRefusedNotFollowed) {
   std::string xml = "<model><entity name='E0'/>";
   for (int i = 1; i < 20000; ++i) {
@@ -281,6 +298,50 @@ TEST_F(ModelFiles, AModelIsReadFromItsContentsItsDirectoryOrABundleOfVersions) {
   EXPECT_TRUE(current->entityWithName("Second"));
   EXPECT_TRUE(NSManagedObjectModel::initWithContentsOfURL(
       NSURL::fileURLWithPath(directory.file("Catalog.xcdatamodeld"))));
+}
+
+TEST_F(ModelFiles, ABundleWhoseCurrentVersionCannotBeToldSaysWhy) {
+  const auto refusal = [&] {
+    EXPECT_FALSE(open("Shop.xcdatamodeld"));
+    return error ? error->localizedDescription()->toStdString() : "";
+  };
+  const auto list = [&](const std::string& inside) {
+    write("Shop.xcdatamodeld/.xccurrentversion", "<plist version='1.0'>" + inside + "</plist>");
+  };
+  const auto expect = [&](const char* part) {
+    const std::string text = refusal();
+    EXPECT_NE(text.find(part), std::string::npos) << text;
+  };
+  write("Shop.xcdatamodeld/notes.txt", "nothing");
+  expect("neither contents nor a version");
+  const std::string key = "<key>_XCCurrentVersionName</key>";
+  for (int version = 1; version <= 3; ++version) {
+    const std::string number = std::to_string(version);
+    write("Shop.xcdatamodeld/Shop " + number + ".xcdatamodel/contents",
+          "<model><entity name='Version" + number + "'/></model>");
+  }
+  expect("several versions");
+  for (const std::string& inside :
+       {std::string(), std::string("<dict></dict>"), "<dict>" + key + "</dict>",
+        "<dict>" + key + "<integer>1</integer><string>Shop 1.xcdatamodel</string></dict>",
+        "<dict>" + key + "<string></string></dict>",
+        "<dict>" + key + "<string>../Shop 1.xcdatamodel</string></dict>",
+        "<dict>" + key + "<string>.xcdatamodel</string></dict>",
+        "<dict>" + key + "<string>..</string></dict>",
+        "<dict>" + key + "<string>Shop 1.xcdatamodel</dict>"}) {
+    SCOPED_TRACE(inside);
+    list(inside);
+    expect("no property list that names a version");
+  }
+  list("<dict>" + key + "<string>Shop 4.xcdatamodel</string></dict>");
+  expect("'Shop 4.xcdatamodel' is missing");
+  for (const char* number : {"1", "2", "3"}) {
+    list("<dict><key>other</key><string>x</string>" + key + "<!-- which --> <string>Shop " +
+         number + ".xcdatamodel</string></dict>");
+    auto model = open("Shop.xcdatamodeld");
+    ASSERT_TRUE(model) << error->description()->utf8();
+    EXPECT_TRUE(model->entityWithName(std::string("Version") + number));
+  }
 }
 
 TEST_F(ModelFiles, AFileThatCannotBeReadIsNamed) {

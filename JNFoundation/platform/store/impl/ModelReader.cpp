@@ -27,6 +27,11 @@ Ref<NSString> textOf(const pugi::xml_attribute& attribute) {
   return attribute && *attribute.value() ? NSString::fromText(attribute.value()) : nullptr;
 }
 
+/// A name that something of the file has elsewhere: mended like the one that it stands for.
+std::string nameOf(const pugi::xml_attribute& attribute) {
+  return NSString::fromText(attribute.value())->toStdString();
+}
+
 /// Reads one `contents` document.
 class ModelDocument {
  public:
@@ -287,7 +292,7 @@ class ModelDocument {
     std::size_t number = 0;
     for (const pugi::xml_node& node : root.children("entity")) {
       Entity& entity = _entities[number++];
-      const std::string parent = node.attribute("parentEntity").value();
+      const std::string parent = nameOf(node.attribute("parentEntity"));
       if (parent.empty()) continue;
       const auto found = _numbers.find(parent);
       if (found == _numbers.end()) {
@@ -340,8 +345,8 @@ class ModelDocument {
       const Entity& entity = _entities[number++];
       for (const pugi::xml_node& child : node.children("relationship")) {
         NSRelationshipDescription* relationship =
-            relationshipNamed(entity, child.attribute("name").value());
-        const std::string destination = child.attribute("destinationEntity").value();
+            relationshipNamed(entity, nameOf(child.attribute("name")));
+        const std::string destination = nameOf(child.attribute("destinationEntity"));
         const auto found = _numbers.find(destination);
         if (found == _numbers.end()) {
           return refuseProperty(
@@ -352,7 +357,7 @@ class ModelDocument {
         }
         const Entity& other = _entities[found->second];
         relationship->setDestinationEntity(other.description);
-        const std::string_view inverseName = child.attribute("inverseName").value();
+        const std::string inverseName = nameOf(child.attribute("inverseName"));
         if (inverseName.empty()) continue;
         NSRelationshipDescription* inverse = relationshipNamed(other, inverseName);
         if (!inverse) {
