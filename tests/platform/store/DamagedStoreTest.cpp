@@ -97,6 +97,25 @@ TEST_F(DamagedStore, ARecordThatClaimsAnAbstractEntityIsAnError) {
   expectDamageFound(request("Work"));
 }
 
+TEST_F(DamagedStore, ATriggerInTheFileIsNotRun) {
+  execute("CREATE TRIGGER planted AFTER INSERT ON object_Note BEGIN DELETE FROM object_Work; END;");
+  ASSERT_TRUE(reopen());
+  insert("Note", {{"text", "Fourth"}});
+  save();
+  EXPECT_EQ(fetched(request("Note"), "text"), "Third Fourth");
+  EXPECT_EQ(fetched(request("Work")), "First Second");
+}
+
+TEST_F(DamagedStore, AViewInPlaceOfATableIsAnError) {
+  execute(
+      "ALTER TABLE object_Note RENAME TO hidden; CREATE VIEW object_Note AS SELECT * FROM hidden;");
+  ASSERT_TRUE(reopen());
+  Ref<NSError> error;
+  EXPECT_FALSE(context->executeFetchRequestError(request("Note"), &error));
+  ASSERT_TRUE(error);
+  EXPECT_EQ(fetched(request("Work")), "First Second");
+}
+
 TEST_F(DamagedStore, TwoHierarchiesInOneTableAreRefused) {
   expectRefusalAsDamaged("UPDATE jn_entity SET table_name = 'object_Work' WHERE name = 'Note'");
 }
