@@ -10,6 +10,9 @@ namespace {
 /// To fall asleep and be woken costs both threads more than these turns given up: under a stream of
 /// tasks from another thread the next one is here before they are over.
 constexpr int turnsGivenUp = 50;
+/// Who was woken so early is under such a stream, and leaves it these turns to bring more: one task
+/// at a time, both threads would fight over the queue for each.
+constexpr int turnsForMore = 12;
 /// On a busy machine a turn is long; then the sleep must not be late by all of them.
 constexpr std::chrono::microseconds longestSpell{50};
 
@@ -36,9 +39,17 @@ void Sleeper::sleepUntil(Nanoseconds moment) {
 }
 
 bool Sleeper::isWokenBefore(Moment moment) const noexcept {
-  for (int i = 0; i < turnsGivenUp && std::chrono::steady_clock::now() < moment; ++i) {
-    if (isWoken()) return true;
+  const auto giveUpTurn = [moment] {
     std::this_thread::yield();
+    return std::chrono::steady_clock::now() < moment;
+  };
+  for (int i = 0; i < turnsGivenUp; ++i) {
+    if (isWoken()) {
+      for (int more = 0; more < turnsForMore && giveUpTurn(); ++more) {
+      }
+      return true;
+    }
+    if (!giveUpTurn()) break;
   }
   return isWoken();
 }
