@@ -2,6 +2,7 @@
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/NSObject.h>
 #include <JNFoundation/platform/value/NSString.h>
+#include <JNFoundation/platform/value/impl/IndexedAccessors.h>
 
 namespace JNFoundation {
 namespace {
@@ -16,9 +17,12 @@ namespace {
 }  // namespace
 
 Value NSObject::valueForKey(const Ref<NSString>& key) const {
-  const Method* getter = key ? class_().getterForKey(key->utf8()) : nullptr;
-  if (!getter) return valueForUndefinedKey(key);
-  return getter->invoke(Value(const_cast<NSObject*>(this)), {});
+  if (!key) return valueForUndefinedKey(key);
+  if (const Method* getter = class_().getterForKey(key->utf8())) {
+    return getter->invoke(Value(const_cast<NSObject*>(this)), {});
+  }
+  if (Ref<NSArray> array = impl::arrayOfIndexedAccessors(*this, key->utf8())) return array;
+  return valueForUndefinedKey(key);
 }
 
 void NSObject::setValueForKey(const Value& value, const Ref<NSString>& key) {

@@ -3,6 +3,7 @@
 
 #include <JNFoundation/platform/query/KeyValueCoding.h>
 #include <JNFoundation/platform/value/NSDate.h>
+#include <JNFoundation/platform/value/NSIndexSet.h>
 
 namespace JNFoundation {
 namespace {
@@ -17,6 +18,65 @@ TEST(KeyValueCoding, GettersAreSearchedInOrder) {
   EXPECT_EQ(valueForKey(person, "tall"), true);  // isTall
   EXPECT_EQ(valueForKey(person, "hidden"), 43);  // _hidden
   EXPECT_EQ(valueForKey(person, "self"), Value(person));
+}
+
+/// Keeps its books and its numbers in forms of its own.
+struct Shelf : public Subclass<Shelf, NSObject> {
+  std::vector<std::string> titles;
+  int asked = 0;
+
+  NSInteger countOfBooks() const { return static_cast<NSInteger>(titles.size()); }
+  Value objectInBooksAtIndex(NSUInteger index) {
+    ++asked;
+    return titles[index].empty() ? Value() : Value(titles[index]);
+  }
+  NSInteger countOfNumbers() const { return 3; }
+  Ref<NSArray> numbersAtIndexes(const Ref<NSIndexSet>& indexes) const {
+    return NSArray::arrayWithObject(indexes->firstIndex() * 10);
+  }
+  NSInteger countOfLamps() const { return 1; }
+  NSInteger countOfDoors() const { return -1; }
+  Value objectInDoorsAtIndex(NSUInteger) const { return 1; }
+};
+
+const ClassDeclaration<Shelf> shelfDeclaration =
+    ClassDeclaration<Shelf>()
+        .operation("countOfBooks", &Shelf::countOfBooks)
+        .operation("objectInBooksAtIndex:", &Shelf::objectInBooksAtIndex)
+        .operation("countOfNumbers", &Shelf::countOfNumbers)
+        .operation("numbersAtIndexes:", &Shelf::numbersAtIndexes)
+        .operation("countOfLamps", &Shelf::countOfLamps)
+        .operation("countOfDoors", &Shelf::countOfDoors)
+        .operation("objectInDoorsAtIndex:", &Shelf::objectInDoorsAtIndex);
+
+TEST(KeyValueCoding, IndexedAccessorsMakeAnArrayThatReadsThroughThem) {
+  const auto shelf = makeObject<Shelf>();
+  shelf->titles = {"Emma", "", "Ulysses"};
+  const Value books = valueForKey(shelf, "books");
+  EXPECT_EQ(as<NSArray>(books)->count(), 3u);
+  EXPECT_EQ(shelf->asked, 0);
+  EXPECT_EQ(books, Value(list({"Emma", nullptr, "Ulysses"})));
+  const Value kept = books.copy();
+  shelf->titles.pop_back();
+  EXPECT_EQ(books, Value(list({"Emma", nullptr})));
+  EXPECT_EQ(kept, Value(list({"Emma", nullptr, "Ulysses"})));
+  EXPECT_EQ(valueForKey(shelf, "numbers"), Value(list({0, 10, 20})));
+  EXPECT_EQ(valueForKeyPath(shelf, "numbers.@sum.self"), 30);
+  EXPECT_TRUE(holds(shelf, "ANY books BEGINSWITH 'E' AND books.@count == 2 AND books[1] == nil"));
+  EXPECT_EQ(valueForKey(shelf, "doors"), Value(list({})));
+  EXPECT_EQ(raisedName([&] { valueForKey(shelf, "lamps"); }), "NSUnknownKeyException");
+  EXPECT_EQ(raisedName([&] { valueForKey(shelf, ""); }), "NSUnknownKeyException");
+  EXPECT_EQ(raisedName([&] { as<NSArray>(books)->objectAtIndex(2); }), "NSRangeException");
+}
+
+TEST(KeyValueCoding, ArrayOfIndexedAccessorsKeepsItsObject) {
+  Value books;
+  {
+    const auto shelf = makeObject<Shelf>();
+    shelf->titles = {"Emma"};
+    books = valueForKey(shelf, "books");
+  }
+  EXPECT_EQ(books, Value(list({"Emma"})));
 }
 
 TEST(KeyValueCoding, NullAnswersEveryKeyWithNull) {

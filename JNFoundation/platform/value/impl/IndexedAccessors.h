@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string_view>
+
+#include <JNFoundation/platform/value/NSArray.h>
+
+namespace JNFoundation::impl {
+
+/// The array that an object keeps behind `countOfKey` and `objectInKeyAtIndex:` or
+/// `keyAtIndexes:`. It asks the object anew each time, and keeps it alive.
+/// Returns: null where the object's class declares no such operations.
+Ref<NSArray> arrayOfIndexedAccessors(const NSObject& object, std::string_view key);
+
+}  // namespace JNFoundation::impl
