@@ -1,70 +1,23 @@
-#include <fstream>
-#include <map>
-
 #include "../text/Randomness.h"
 #include "FaultVfs.h"
-#include "NumberedSaves.h"
-#include "OpenedStore.h"
-#include "StoreFixture.h"
+#include "NumberedStoreFixture.h"
 
 namespace JNFoundation {
 namespace {
 
-using testing::damageOf;
-using testing::Durability;
 using testing::FaultVfs;
 using testing::NumberedSaves;
 using testing::OpenedStore;
-using testing::optionsFor;
 using testing::Randomness;
 using Lasting = FaultVfs::Lasting;
 using Operation = FaultVfs::Operation;
 
 /// A store is opened, saved in, read and closed while one operation of its disk fails, each in
 /// turn.
-class FaultInjection : public ::testing::Test {
+class FaultInjection : public testing::NumberedStoreTest {
  protected:
-  static constexpr std::uint64_t seed = 7;
   static constexpr std::int64_t savesBefore = 5;
   static constexpr std::int64_t savesMeanwhile = 3;
-
-  /// What a trial starts from: the endings of files, and their bytes.
-  using Files = std::map<std::string, std::string>;
-
-  static std::string text(const Ref<NSError>& error) {
-    return error ? error->description()->toStdString() : "no error";
-  }
-
-  Files files() const {
-    Files found;
-    for (const char* ending : {"", "-wal"}) {
-      std::ifstream stream(file + ending, std::ios::binary);
-      if (stream) found[ending] = std::string(std::istreambuf_iterator<char>(stream), {});
-    }
-    return found;
-  }
-
-  /// A store as its last process left it: closed in good order, or not.
-  Files storeOf(std::int64_t saves, bool isClosed) {
-    write({});
-    OpenedStore store(file, NumberedSaves::model());
-    NumberedSaves made(seed);
-    Ref<NSError> error;
-    while (made.number() < saves) {
-      EXPECT_TRUE(made.change(store.context, &error) && store.context->save(&error)) << text(error);
-    }
-    if (isClosed) store = OpenedStore();
-    return files();
-  }
-
-  void write(const Files& wanted) const {
-    for (const char* ending : {"", "-wal", "-shm", "-journal"}) {
-      std::filesystem::remove(file + ending);
-    }
-    for (const auto& [ending, bytes] : wanted) {
-      std::ofstream(file + ending, std::ios::binary) << bytes;
-    }
-  }
 
   /// A failure says what it is: an error of the store with the disk's below it.
   static void expectReason(const Ref<NSError>& error, int code) {
@@ -129,27 +82,8 @@ class FaultInjection : public ::testing::Test {
     }
     const bool wasReached = disk.hasFailed();
     disk.heal();
-    EXPECT_NO_FATAL_FAILURE(expectSaves(saved, lasting == Lasting::Once ? saved : tried));
+    expectSaves(saved, lasting == Lasting::Once ? saved : tried);
     return wasReached;
-  }
-
-  OpenedStore opened() const {
-    return OpenedStore(file, NumberedSaves::model(), optionsFor(Durability::Full));
-  }
-
-  /// The store, on a disk that works again, has one of the two saves, whole.
-  void expectSaves(std::int64_t saved, std::int64_t tried) const {
-    OpenedStore store = opened();
-    ASSERT_TRUE(store) << text(store.error);
-    Ref<NSError> error;
-    const std::int64_t found = NumberedSaves::numberIn(store.context, &error);
-    ASSERT_TRUE(found == saved || found == tried)
-        << "has " << found << " where " << saved << " was saved " << text(error);
-    NumberedSaves saves(seed);
-    saves.goTo(found);
-    EXPECT_EQ(saves.difference(store.newContext()), "");
-    EXPECT_EQ(damageOf(file), "");
-    EXPECT_TRUE(saves.change(store.context, &error) && store.context->save(&error)) << text(error);
   }
 
   /// Each operation in turn, or a sample of them, until a run passes clean.
@@ -166,10 +100,6 @@ class FaultInjection : public ::testing::Test {
       EXPECT_GT(number, 1u) << "the store never asks its disk for that";
     }
   }
-
-  TemporaryDirectory directory;
-  MainQueueScope queue;
-  std::string file = directory.file("saves.sqlite");
 };
 
 /// The parameter is what fails.
@@ -209,6 +139,32 @@ TEST_P(FailingOperation, InAStoreThatWasNeverClosedLosesNoSave) {
 TEST_F(FaultInjection, AFullDiskLosesNoSave) {
   failAtEach(Operation::Write, SQLITE_FULL, {}, 0);
   failAtEach(Operation::Write, SQLITE_FULL, storeOf(savesBefore, false), savesBefore);
+}
+
+TEST_F(FaultInjection, ADiskThatFillsUpKeepsWhatWasSavedAndGoesOnWithRoom) {
+  for (const std::uint64_t room : {0, 1, 5'000, 30'000, 100'000, 300'000}) {
+    SCOPED_TRACE(room);
+    const Files start = storeOf(savesBefore, false);
+    write(start);
+    FaultVfs disk;
+    OpenedStore store = opened();
+    ASSERT_TRUE(store) << text(store.error);
+    NumberedSaves saves(seed);
+    saves.goTo(savesBefore);
+    disk.setRoom(room);
+    Ref<NSError> error;
+    std::int64_t saved = savesBefore;
+    while (saves.change(store.context, &error) && store.context->save(&error)) ++saved;
+    expectReason(error, SQLITE_FULL);
+    NumberedSaves expected(seed);
+    expected.goTo(saved);
+    EXPECT_EQ(expected.difference(store.newContext()), "") << "what was saved is read meanwhile";
+    disk.heal();
+    EXPECT_TRUE(store.context->save(&error)) << text(error);
+    EXPECT_EQ(saves.difference(store.newContext()), "");
+    store = OpenedStore();
+    EXPECT_EQ(expectSaves(saved + 1, saved + 1), saved + 1);
+  }
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 #include <map>
 #include <optional>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace JNFoundation::testing {
@@ -174,6 +175,8 @@ struct FaultVfsState {
   FaultVfs::Lasting lasting = FaultVfs::Lasting::Once;
   bool hasFailed = false;
   std::uint64_t room = never;
+
+  std::function<void()> pause;
 
   bool hasPower = true;
   std::uint64_t changesLeft = never;
@@ -420,8 +423,10 @@ int randomBytes(sqlite3_vfs* vfs, int size, char* bytes) {
 }
 
 int sleepFor(sqlite3_vfs* vfs, int microseconds) {
-  sqlite3_vfs* real = stateOf(vfs).real;
-  return real->xSleep(real, microseconds);
+  FaultVfsState& state = stateOf(vfs);
+  if (!state.pause) return state.real->xSleep(state.real, microseconds);
+  state.pause();
+  return microseconds;
 }
 
 int currentTime(sqlite3_vfs* vfs, double* days) {
@@ -488,6 +493,8 @@ void FaultVfs::setRoom(std::uint64_t bytes) noexcept {
   _state->room = bytes;
   _state->hasFailed = false;
 }
+
+void FaultVfs::setPause(std::function<void()> block) { _state->pause = std::move(block); }
 
 std::uint64_t FaultVfs::count(Operation operation) const noexcept {
   return _state->counts[static_cast<std::size_t>(operation)];

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <random>
 #include <sqlite3.h>
@@ -51,6 +52,10 @@ class FaultVfs {
   bool hasFailed() const noexcept;
   /// Files may grow by that many bytes altogether from now on; what passes that gets SQLITE_FULL.
   void setRoom(std::uint64_t bytes) noexcept;
+
+  /// Has SQLite call the block wherever it would sleep, instead of sleeping. It waits for others'
+  /// locks that way.
+  void setPause(std::function<void()> block);
 
   /// How many operations of the kind there have been.
   std::uint64_t count(Operation operation) const noexcept;

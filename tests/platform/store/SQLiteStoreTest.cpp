@@ -183,24 +183,6 @@ TEST_F(SQLiteStoreTest, AStoreOfANewerReleaseIsRefusedAndLeftAlone) {
   EXPECT_TRUE(error->localizedDescription()->containsString("format 2"));
 }
 
-TEST_F(SQLiteStoreTest, ATruncatedFileIsAnErrorAtTheLatestWhenItIsRead) {
-  makeStore(2000);
-  const std::string whole = bytesOf(file);
-  ASSERT_GT(whole.size(), 50'000u);
-  for (std::size_t size = 512; size < whole.size(); size += 512) {
-    write(file, std::string_view(whole).substr(0, size));
-    std::error_code ignored;
-    std::filesystem::remove(file + "-wal", ignored);
-    std::filesystem::remove(file + "-shm", ignored);
-    Opened opened = openHere();
-    if (!opened) continue;
-    Ref<NSError> error;
-    Ref<NSArray> found = opened.context->executeFetchRequestError(
-        NSFetchRequest::fetchRequestWithEntityName("Book"), &error);
-    EXPECT_TRUE(!found && error) << size << " bytes";
-  }
-}
-
 TEST_F(SQLiteStoreTest, DamagedTablesAreAnError) {
   makeStore();
   execute("DELETE FROM jn_column WHERE attribute = 'title'");

@@ -125,10 +125,13 @@ bool SQLiteStore::openConnection(const std::string& path, Ref<NSError>* error) {
 bool SQLiteStore::checkFile(bool& isNew, Ref<NSError>* error) {
   impl::Database& database = _connection->database;
   std::int64_t mark, format, objects, pageSize;
-  if (!database.number("PRAGMA application_id", mark) ||
-      !database.number("PRAGMA page_size", pageSize) ||
-      !database.number("PRAGMA user_version", format) ||
-      !database.number("SELECT count(*) FROM sqlite_schema", objects)) {
+  // One look in one transaction, since another process may be making the store meanwhile.
+  const bool isRead = database.execute("BEGIN") && database.number("PRAGMA application_id", mark) &&
+                      database.number("PRAGMA page_size", pageSize) &&
+                      database.number("PRAGMA user_version", format) &&
+                      database.number("SELECT count(*) FROM sqlite_schema", objects);
+  database.endReading();
+  if (!isRead) {
     if (!isReadOnly() && (database.lastCode() & 0xff) == SQLITE_READONLY) {
       return refuseUnwritable(error);
     }
@@ -167,7 +170,7 @@ bool SQLiteStore::prepareForWriting(bool isNew, Ref<NSError>* error) {
   const auto* pragmas = as<NSDictionary>(settings);
   const Value synchronous = pragmas ? pragmas->objectForKey("synchronous") : Value();
   const bool full = synchronous.isString() && as<NSString>(synchronous)->utf8() == "FULL";
-  if (!database.execute("PRAGMA journal_mode = WAL") ||
+  if (!database.executeWhenFree("PRAGMA journal_mode = WAL") ||
       !database.execute(full ? "PRAGMA synchronous = FULL" : "PRAGMA synchronous = NORMAL")) {
     return impl::fail(error,
                       database.error(NSPersistentStoreOpenError, "The store cannot be opened"));

@@ -1,5 +1,7 @@
 #include "JNFoundation/platform/store/sqlite/impl/Database.h"
 
+#include <chrono>
+
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 
 namespace JNFoundation::impl {
@@ -34,6 +36,7 @@ bool Database::note(int code) {
 bool Database::open(const std::string& name, int flags, double timeout) {
   close();
   _path = name;
+  _timeout = timeout;
   // The callers take turns, so that SQLite need not lock.
   const int code = sqlite3_open_v2(name.c_str(), &_handle, flags | SQLITE_OPEN_NOMUTEX, nullptr);
   if (!note(code)) {
@@ -63,6 +66,17 @@ bool Database::execute(const char* sql) {
   if (!_handle) return note(SQLITE_MISUSE);
   sqlite3_exec(_handle, sql, nullptr, nullptr, nullptr);
   return note(sqlite3_extended_errcode(_handle));
+}
+
+bool Database::executeWhenFree(const char* sql) {
+  constexpr int pauseMilliseconds = 5;
+  const auto start = std::chrono::steady_clock::now();
+  while (!execute(sql)) {
+    const std::chrono::duration<double> waited = std::chrono::steady_clock::now() - start;
+    if ((_lastCode & 0xff) != SQLITE_BUSY || waited.count() >= _timeout) return false;
+    sqlite3_sleep(pauseMilliseconds);
+  }
+  return true;
 }
 
 Statement Database::prepare(std::string sql) {

@@ -92,6 +92,11 @@ class Database {
 
   /// Runs statements that take no parameters and give no rows.
   bool execute(const char* sql);
+  /// The same, tried again while another connection is in the way, for as long as `open` was told
+  /// to wait: where two wait for each other's locks, SQLite lets one fail at once.
+  bool executeWhenFree(const char* sql);
+  /// Ends a transaction that has written nothing; the last failure stays what it is.
+  void endReading() noexcept { sqlite3_exec(_handle, "COMMIT", nullptr, nullptr, nullptr); }
   /// Returns: a false statement on failure.
   Statement prepare(std::string sql);
   /// The one number that a statement gives. Returns: false on failure.
@@ -116,6 +121,8 @@ class Database {
 
   sqlite3* _handle = nullptr;
   std::string _path;
+  /// In seconds.
+  double _timeout = 0;
   int _lastCode = SQLITE_OK;
   std::string _lastMessage;
   std::unordered_map<std::string, sqlite3_stmt*> _idle;
