@@ -21,7 +21,7 @@ class DamagedFiles : public NumberedStoreTest {
   /// Every multiple of 512 below the limit, or a sample of them.
   template <class Block>
   static void forEachCut(std::size_t limit, Randomness& randomness, Block block) {
-    const auto step = static_cast<std::uint64_t>(testing::rounds(16, 1));
+    const auto step = static_cast<std::uint64_t>(testing::rounds(48, 1));
     for (std::size_t size = 0; size < limit; size += 512 * (1 + randomness.below(step))) {
       SCOPED_TRACE("cut at " + std::to_string(size));
       block(size);
