@@ -1,7 +1,7 @@
 #pragma once
 
 #include <algorithm>
-#include <regex>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -152,16 +152,119 @@ inline bool isLike(const Text& text, const Text& pattern, std::size_t t = 0, std
   return text[t] == pattern[p] && isLike(text, pattern, t + 1, p + 1);
 }
 
+/// A regular expression of letters, dots, brackets, groups, alternatives and the three quantifiers,
+/// tried out by going back.
+class Expression {
+ public:
+  /// Another expression is an Unknown.
+  explicit Expression(Text pattern) : _pattern(std::move(pattern)) {
+    int depth = 0;
+    bool canRepeat = false;
+    for (std::size_t i = 0; i < _pattern.size(); ++i) {
+      const char32_t c = _pattern[i];
+      const bool repeats = isQuantifier(c);
+      if (Text(U"\\{}$^:=!&#]").find(c) != Text::npos || (repeats && !canRepeat)) throw Unknown();
+      if (c == '(') ++depth;
+      if (c == ')' && --depth < 0) throw Unknown();
+      if (c == '[') {
+        const std::size_t end = endOfPart(i);
+        if (end == Text::npos || end == i + 2) throw Unknown();
+        if (_pattern.substr(i + 1, end - i - 2).find_first_of(U"[^\\") != Text::npos) {
+          throw Unknown();
+        }
+        i = end - 1;
+      }
+      canRepeat = !repeats && c != '(' && c != '|';
+    }
+    if (depth != 0) throw Unknown();
+  }
+
+  /// Whether the whole text fits.
+  bool matches(const Text& text) const {
+    return alternatives(0, _pattern.size(), text, 0,
+                        [&](std::size_t end) { return end == text.size(); });
+  }
+
+ private:
+  using Rest = std::function<bool(std::size_t)>;
+
+  static bool isQuantifier(char32_t c) { return c == '*' || c == '+' || c == '?'; }
+
+  /// Behind the letter, the group or the brackets that begin there.
+  std::size_t endOfPart(std::size_t begin) const {
+    if (_pattern[begin] == '[') {
+      const std::size_t close = _pattern.find(U']', begin);
+      return close == Text::npos ? close : close + 1;
+    }
+    std::size_t end = begin;
+    int depth = 0;
+    do {
+      if (_pattern[end] == '(') ++depth;
+      if (_pattern[end] == ')') --depth;
+      ++end;
+    } while (depth > 0);
+    return end;
+  }
+
+  bool alternatives(std::size_t begin, std::size_t end, const Text& text, std::size_t at,
+                    const Rest& rest) const {
+    for (std::size_t stop = begin;; stop = endOfPart(stop)) {
+      if (stop < end && _pattern[stop] != '|') continue;
+      if (sequence(begin, stop, text, at, rest)) return true;
+      if (stop >= end) return false;
+      begin = stop + 1;
+    }
+  }
+
+  bool sequence(std::size_t begin, std::size_t end, const Text& text, std::size_t at,
+                const Rest& rest) const {
+    if (begin == end) return rest(at);
+    const std::size_t behind = endOfPart(begin);
+    const char32_t quantifier =
+        behind < end && isQuantifier(_pattern[behind]) ? _pattern[behind] : 0;
+    const std::size_t next = behind + (quantifier != 0);
+    const Rest further = [&](std::size_t from) { return sequence(next, end, text, from, rest); };
+    if (quantifier == 0) return part(begin, behind, text, at, further);
+    if (quantifier == '+') {
+      return part(begin, behind, text, at,
+                  [&](std::size_t from) { return repeated(begin, behind, text, from, further); });
+    }
+    if (quantifier == '*') return repeated(begin, behind, text, at, further);
+    return part(begin, behind, text, at, further) || further(at);
+  }
+
+  /// Any number of times.
+  bool repeated(std::size_t begin, std::size_t end, const Text& text, std::size_t at,
+                const Rest& rest) const {
+    const auto again = [&](std::size_t from) {
+      return from > at && repeated(begin, end, text, from, rest);
+    };
+    return part(begin, end, text, at, again) || rest(at);
+  }
+
+  bool part(std::size_t begin, std::size_t end, const Text& text, std::size_t at,
+            const Rest& rest) const {
+    if (_pattern[begin] == '(') return alternatives(begin + 1, end - 1, text, at, rest);
+    return at < text.size() && takes(begin, end, text[at]) && rest(at + 1);
+  }
+
+  bool takes(std::size_t begin, std::size_t end, char32_t c) const {
+    if (_pattern[begin] == '.') return (c < U'\n' || c > U'\r') && c != 0x85 && c >> 1 != 0x1014;
+    if (_pattern[begin] != '[') return _pattern[begin] == c;
+    for (std::size_t i = begin + 1; i + 1 < end; ++i) {
+      const bool isRange = i + 3 < end && _pattern[i + 1] == '-';
+      const char32_t last = isRange ? _pattern[i + 2] : _pattern[i];
+      if (c >= _pattern[i] && c <= last) return true;
+      if (isRange) i += 2;
+    }
+    return false;
+  }
+
+  Text _pattern;
+};
+
 inline bool matches(const Text& text, const Text& pattern) {
-  for (const char32_t c : pattern) {
-    if (Text(U"\\{}$^:=!").find(c) != Text::npos) throw Unknown();
-  }
-  const auto wide = [](const Text& one) { return std::wstring(one.begin(), one.end()); };
-  try {
-    return std::regex_match(wide(text), std::wregex(wide(pattern)));
-  } catch (const std::regex_error&) {
-    throw Unknown();
-  }
+  return Expression(pattern).matches(text);
 }
 
 }  // namespace JNFoundation::testing::naive
