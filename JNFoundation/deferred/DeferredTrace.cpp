@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <unordered_map>
+#include <unordered_set>
 
 #include <JNFoundation/deferred/Continuation.h>
 #include <JNFoundation/deferred/PLVDeferredEnumeration.h>
@@ -31,6 +32,8 @@ struct DeferredTrace::Builder {
   std::vector<Ref<NSObject>> objects;
   std::unordered_map<const NSObject*, std::size_t> positions;
   std::vector<std::vector<std::size_t>> waitsFor;
+  /// Those that other threads are still making: nothing of them may be looked at.
+  std::unordered_set<std::size_t> unfinished;
 
   std::size_t add(const Ref<NSObject>& object, Entry entry) {
     positions.emplace(object.get(), entries.size());
@@ -199,16 +202,16 @@ DeferredTrace DeferredTrace::now() {
   for (auto& [record, object] : Watch::living()) {
     Entry entry{};
     entry.number = record.number;
-    // An object that another thread is still making shows the class that it has so far.
     entry.className = record.isWhole ? object->class_().name() : "PLVResolvable"_s;
     entry.label = record.label;
     entry.age = static_cast<NSTimeInterval>(now - record.bornAt) / 1e9;
     entry.place = record.place;
-    builder.add(object, std::move(entry));
+    const std::size_t position = builder.add(object, std::move(entry));
+    if (!record.isWhole) builder.unfinished.insert(position);
   }
   // Looking may bring in more, which then are looked at as well.
   for (std::size_t position = 0; position < builder.entries.size(); ++position) {
-    builder.look(position);
+    if (!builder.unfinished.contains(position)) builder.look(position);
   }
   builder.markCycles();
   for (std::size_t position = 0; position < builder.entries.size(); ++position) {
