@@ -1,25 +1,74 @@
 #include "JNFoundation/platform/store/sqlite/impl/Database.h"
 
+#include <algorithm>
 #include <chrono>
+#include <iterator>
+#include <limits>
 
+#include <JNFoundation/platform/store/impl/StatementObservation.h>
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 
 namespace JNFoundation::impl {
+namespace {
+
+using Watch = std::chrono::steady_clock;
+
+/// The most statements, and the most plans, that are kept.
+constexpr std::size_t cacheLimit = 100;
+
+/// Whether a statement is one that SQLite plans. Others may take effect even when only explained.
+bool hasPlan(std::string_view sql) noexcept {
+  constexpr std::string_view planned[] = {"SELECT", "INSERT", "UPDATE", "DELETE"};
+  return std::any_of(std::begin(planned), std::end(planned),
+                     [&](std::string_view word) { return sql.substr(0, word.size()) == word; });
+}
+
+}  // namespace
 
 Statement& Statement::operator=(Statement&& other) noexcept {
   std::swap(_database, other._database);
   std::swap(_sql, other._sql);
   std::swap(_handle, other._handle);
+  std::swap(_timing, other._timing);
   return *this;
 }
 
 Statement::~Statement() {
-  if (_handle) _database->giveBack(std::move(_sql), _handle);
+  if (!_handle) return;
+  if (_timing) reset();
+  _database->giveBack(std::move(_sql), _handle);
+}
+
+int Statement::timedStep() {
+  const auto start = Watch::now();
+  const int code = sqlite3_step(_handle);
+  _timing->duration += Watch::now() - start;
+  _timing->hasRun = true;
+  if (code == SQLITE_ROW) {
+    ++_timing->rowCount;
+  } else if (code != SQLITE_DONE) {
+    _timing->code = sqlite3_extended_errcode(_database->_handle);
+  }
+  return code;
+}
+
+void Statement::tell() noexcept {
+  if (!_timing->hasRun) return;
+  const Timing timing = std::exchange(*_timing, Timing());
+  StatementTrace trace;
+  trace.path = _database->_path;
+  trace.sql = _sql;
+  trace.parameterCount = sqlite3_bind_parameter_count(_handle);
+  trace.rowCount = timing.rowCount;
+  trace.duration = timing.duration;
+  trace.code = timing.code;
+  if (observesPlans()) trace.plan = _database->planOf(_sql);
+  tellStatementObserver(trace);
 }
 
 Statement::Step Statement::failed() {
   _database->note(sqlite3_extended_errcode(_database->_handle));
-  sqlite3_reset(_handle);
+  reset();
   if (_database->pendingException) std::exchange(_database->pendingException, nullptr)->raise();
   return Step::Failed;
 }
@@ -44,7 +93,9 @@ bool Database::open(const std::string& name, int flags, double timeout) {
     return false;
   }
   sqlite3_extended_result_codes(_handle, 1);
-  sqlite3_busy_timeout(_handle, static_cast<int>(timeout * 1000));
+  // SQLite counts milliseconds in an int.
+  constexpr double most = std::numeric_limits<int>::max();
+  sqlite3_busy_timeout(_handle, static_cast<int>(std::clamp(timeout * 1000, 0.0, most)));
   // Text that comes from outside is a parameter; what stands in quotes is a name and nothing else.
   sqlite3_db_config(_handle, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
   sqlite3_db_config(_handle, SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
@@ -59,13 +110,91 @@ bool Database::open(const std::string& name, int flags, double timeout) {
 bool Database::close() noexcept {
   for (auto& [sql, statement] : _idle) sqlite3_finalize(statement);
   _idle.clear();
+  _plans.clear();
   return sqlite3_close_v2(std::exchange(_handle, nullptr)) == SQLITE_OK;
 }
 
+bool Database::suspend(Block<bool()> reopen) {
+  if (isSuspended()) return true;
+  for (auto& [sql, statement] : _idle) sqlite3_finalize(statement);
+  _idle.clear();
+  if (_handle && sqlite3_next_stmt(_handle, nullptr)) {
+    return refuse(SQLITE_BUSY, "a statement is under way");
+  }
+  close();
+  _reopen = std::move(reopen);
+  return true;
+}
+
+bool Database::resume() {
+  if (!isSuspended()) return _handle || note(SQLITE_MISUSE);
+  // What the block runs must not ask for it again.
+  Block<bool()> reopen = std::exchange(_reopen, nullptr);
+  bool isOpen = false;
+  try {
+    isOpen = reopen();
+  } catch (...) {
+    close();
+    _reopen = std::move(reopen);
+    throw;
+  }
+  if (isOpen) return true;
+  close();
+  _reopen = std::move(reopen);
+  return false;
+}
+
+bool Database::refuse(int code, std::string message) {
+  _lastCode = code;
+  _lastMessage = std::move(message);
+  return false;
+}
+
+int Database::run(const char* sql, bool notes) {
+  const bool observed = observesStatements();
+  const auto start = observed ? Watch::now() : Watch::time_point();
+  const int code = sqlite3_exec(_handle, sql, nullptr, nullptr, nullptr);
+  const auto end = observed ? Watch::now() : Watch::time_point();
+  if (notes) note(code);
+  if (!observed) return code;
+  StatementTrace trace;
+  trace.duration = end - start;
+  trace.path = _path;
+  trace.sql = sql;
+  trace.code = code;
+  tellStatementObserver(trace);
+  return code;
+}
+
 bool Database::execute(const char* sql) {
-  if (!_handle) return note(SQLITE_MISUSE);
-  sqlite3_exec(_handle, sql, nullptr, nullptr, nullptr);
-  return note(sqlite3_extended_errcode(_handle));
+  if (!_handle && !resume()) return false;
+  return run(sql, true) == SQLITE_OK;
+}
+
+const std::string& Database::planOf(const std::string& sql) {
+  static const std::string none;
+  if (!hasPlan(sql)) return none;
+  if (const auto known = _plans.find(sql); known != _plans.end()) return known->second;
+  if (_plans.size() >= cacheLimit) _plans.clear();
+  std::string& plan = _plans[sql];
+  sqlite3_stmt* statement = nullptr;
+  const std::string question = "EXPLAIN QUERY PLAN " + sql;
+  if (sqlite3_prepare_v2(_handle, question.data(), static_cast<int>(question.size()), &statement,
+                         nullptr) == SQLITE_OK) {
+    // Each step names the one that it is below, which came before.
+    std::unordered_map<int, std::size_t> depths;
+    while (sqlite3_step(statement) == SQLITE_ROW) {
+      const auto above = depths.find(sqlite3_column_int(statement, 1));
+      const std::size_t depth = above == depths.end() ? 0 : above->second + 1;
+      depths[sqlite3_column_int(statement, 0)] = depth;
+      if (!plan.empty()) plan += '\n';
+      plan.append(2 * depth, ' ');
+      const auto* detail = reinterpret_cast<const char*>(sqlite3_column_text(statement, 3));
+      plan += detail ? detail : "";
+    }
+  }
+  sqlite3_finalize(statement);
+  return plan;
 }
 
 bool Database::executeWhenFree(const char* sql) {
@@ -83,22 +212,24 @@ Statement Database::prepare(std::string sql) {
   if (const auto found = _idle.find(sql); found != _idle.end()) {
     sqlite3_stmt* handle = found->second;
     _idle.erase(found);
-    return Statement(*this, std::move(sql), handle);
+    return statementOf(std::move(sql), handle);
   }
   sqlite3_stmt* handle = nullptr;
-  if (!_handle) {
-    note(SQLITE_MISUSE);
-    return Statement();
-  }
+  if (!_handle && !resume()) return Statement();
   if (!note(sqlite3_prepare_v3(_handle, sql.data(), static_cast<int>(sql.size()),
                                SQLITE_PREPARE_PERSISTENT, &handle, nullptr))) {
     return Statement();
   }
-  return Statement(*this, std::move(sql), handle);
+  return statementOf(std::move(sql), handle);
+}
+
+Statement Database::statementOf(std::string sql, sqlite3_stmt* handle) {
+  Statement statement(*this, std::move(sql), handle);
+  if (observesStatements()) statement._timing = std::make_unique<Statement::Timing>();
+  return statement;
 }
 
 void Database::giveBack(std::string sql, sqlite3_stmt* handle) noexcept {
-  constexpr std::size_t cacheLimit = 100;
   sqlite3_reset(handle);
   sqlite3_clear_bindings(handle);
   if (!_handle || _idle.size() >= cacheLimit || !_idle.emplace(std::move(sql), handle).second) {

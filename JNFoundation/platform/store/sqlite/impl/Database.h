@@ -1,11 +1,13 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <sqlite3.h>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 
+#include <JNFoundation/platform/value/Block.h>
 #include <JNFoundation/platform/value/NSError.h>
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/Value.h>
@@ -23,7 +25,8 @@ class Statement {
   Statement(Statement&& other) noexcept
       : _database(other._database),
         _sql(std::move(other._sql)),
-        _handle(std::exchange(other._handle, nullptr)) {}
+        _handle(std::exchange(other._handle, nullptr)),
+        _timing(std::move(other._timing)) {}
   Statement& operator=(Statement&& other) noexcept;
   ~Statement();
 
@@ -44,7 +47,7 @@ class Statement {
 
   /// Fails: what a function of ours raised meanwhile is raised again.
   Step step() {
-    const int code = sqlite3_step(_handle);
+    const int code = _timing ? timedStep() : sqlite3_step(_handle);
     if (code == SQLITE_ROW) return Step::Row;
     if (code == SQLITE_DONE) return Step::Done;
     return failed();
@@ -52,10 +55,13 @@ class Statement {
   /// Runs a statement that gives no rows, and makes it ready for the next run.
   bool run() {
     const Step result = step();
-    sqlite3_reset(_handle);
+    reset();
     return result == Step::Done;
   }
-  void reset() noexcept { sqlite3_reset(_handle); }
+  void reset() noexcept {
+    sqlite3_reset(_handle);
+    if (_timing) tell();
+  }
 
   std::string_view text(int column) const noexcept {
     const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(_handle, column));
@@ -68,11 +74,24 @@ class Statement {
   Statement(Database& database, std::string sql, sqlite3_stmt* handle) noexcept
       : _database(&database), _sql(std::move(sql)), _handle(handle) {}
 
+  /// What an observer is to be told of the run so far.
+  struct Timing {
+    std::chrono::nanoseconds duration{0};
+    std::uint64_t rowCount = 0;
+    int code = SQLITE_OK;
+    bool hasRun = false;
+  };
+
   Step failed();
+  int timedStep();
+  /// Tells the observer of the run that has ended, if there was one.
+  void tell() noexcept;
 
   Database* _database = nullptr;
   std::string _sql;
   sqlite3_stmt* _handle = nullptr;
+  /// Only while statements are observed.
+  std::unique_ptr<Timing> _timing;
 };
 
 /// A connection to one file: statements by their text, and errors as NSError.
@@ -90,13 +109,22 @@ class Database {
   /// Fails: returns false when statements are in use.
   bool close() noexcept;
 
+  /// Closes the file for the time being: the next statement has the block open it again, which
+  /// calls `open` and looks whether it is the same file. Fails: returns false, and has changed
+  /// nothing, when statements are in use.
+  bool suspend(Block<bool()> reopen);
+  bool isSuspended() const noexcept { return _reopen != nullptr; }
+  /// Has the block of `suspend` open the file, if that has not happened.
+  /// Fails: returns false; `lastCode` says why, and the file stays closed.
+  bool resume();
+
   /// Runs statements that take no parameters and give no rows.
   bool execute(const char* sql);
   /// The same, tried again while another connection is in the way, for as long as `open` was told
   /// to wait: where two wait for each other's locks, SQLite lets one fail at once.
   bool executeWhenFree(const char* sql);
   /// Ends a transaction that has written nothing; the last failure stays what it is.
-  void endReading() noexcept { sqlite3_exec(_handle, "COMMIT", nullptr, nullptr, nullptr); }
+  void endReading() { run("COMMIT", false); }
   /// Returns: a false statement on failure.
   Statement prepare(std::string sql);
   /// The one number that a statement gives. Returns: false on failure.
@@ -105,6 +133,11 @@ class Database {
   sqlite3* handle() const noexcept { return _handle; }
   int lastCode() const noexcept { return _lastCode; }
   int changes() const noexcept { return sqlite3_changes(_handle); }
+  const std::string& path() const noexcept { return _path; }
+
+  /// Makes this the last failure, for what SQLite itself has nothing against.
+  /// Returns: false, so that a failing operation may return it.
+  bool refuse(int code, std::string message);
 
   /// An error of NSCocoaErrorDomain with the connection's last failure beneath it. A file that
   /// stays locked gives 134090 whatever the code asked for.
@@ -117,6 +150,11 @@ class Database {
   friend class Statement;
 
   bool note(int code);
+  /// Runs statements, and notes how that ended or keeps the failure before. Returns: SQLite's code.
+  int run(const char* sql, bool notes);
+  Statement statementOf(std::string sql, sqlite3_stmt* handle);
+  /// How SQLite goes about a statement, a line for each step.
+  const std::string& planOf(const std::string& sql);
   void giveBack(std::string sql, sqlite3_stmt* handle) noexcept;
 
   sqlite3* _handle = nullptr;
@@ -126,6 +164,10 @@ class Database {
   int _lastCode = SQLITE_OK;
   std::string _lastMessage;
   std::unordered_map<std::string, sqlite3_stmt*> _idle;
+  /// Null unless the file is closed for the time being.
+  Block<bool()> _reopen;
+  /// Plans that observers were told, by the statement's text.
+  std::unordered_map<std::string, std::string> _plans;
 };
 
 /// Registers the functions and collations by which SQL gives the answers of predicates and sort
