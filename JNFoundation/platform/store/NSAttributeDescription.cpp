@@ -2,6 +2,7 @@
 
 #include <JNFoundation/platform/net/NSURL.h>
 #include <JNFoundation/platform/store/NSManagedObjectID.h>
+#include <JNFoundation/platform/store/impl/AttributeRules.h>
 #include <JNFoundation/platform/value/NSData.h>
 #include <JNFoundation/platform/value/NSDecimalNumber.h>
 #include <JNFoundation/platform/value/NSException.h>
@@ -13,7 +14,7 @@ constinit const Class NSAttributeDescription::classObject =
     Class::of<NSAttributeDescription>("NSAttributeDescription");
 
 NSAttributeDescription::NSAttributeDescription() = default;
-NSAttributeDescription::~NSAttributeDescription() = default;
+NSAttributeDescription::~NSAttributeDescription() { delete _compiledPattern.load(); }
 
 Ref<NSAttributeDescription> NSAttributeDescription::init() {
   return makeObject<NSAttributeDescription>();
@@ -91,6 +92,21 @@ void NSAttributeDescription::setMaximumValue(const Value& value) {
 void NSAttributeDescription::setRegularExpression(const Ref<NSString>& pattern) {
   willChange();
   _regularExpression = pattern;
+  delete _compiledPattern.exchange(nullptr);
+}
+
+const impl::CompiledPattern* NSAttributeDescription::compiledPattern() const {
+  if (!_regularExpression) return nullptr;
+  if (const auto* known = _compiledPattern.load(std::memory_order_acquire)) return known;
+  auto fresh = std::make_unique<impl::CompiledPattern>();
+  fresh->expression =
+      RegularExpression::compile(_regularExpression->utf8(), Fold::None, &fresh->problem);
+  const impl::CompiledPattern* expected = nullptr;
+  // Two threads may both compile it; the first one's stays.
+  if (!_compiledPattern.compare_exchange_strong(expected, fresh.get(), std::memory_order_acq_rel)) {
+    return expected;
+  }
+  return fresh.release();
 }
 
 void NSAttributeDescription::setAllowsExternalBinaryDataStorage(bool allows) {

@@ -1,8 +1,14 @@
 #pragma once
 
+#include <atomic>
+
 #include <JNFoundation/platform/store/NSPropertyDescription.h>
 
 namespace JNFoundation {
+
+namespace impl {
+struct CompiledPattern;
+}  // namespace impl
 
 /// What an attribute holds. The numbers are those of the platform's model files and maps.
 enum NSAttributeType : NSUInteger {
@@ -56,8 +62,8 @@ class NSAttributeDescription : public NSPropertyDescription {
   const Ref<NSString>& valueTransformerName() const noexcept { return _valueTransformerName; }
   void setValueTransformerName(const Ref<NSString>& name);
 
-  // Bounds that the model declares, kept as the model writes them: of the number, of the date, or
-  // of a string's length. Null where there is none.
+  // Bounds that the model declares, inclusive: of the number, of the date, of a string's length in
+  // code points or of data's in bytes. Null where there is none.
   const Value& minimumValue() const noexcept { return _minimumValue; }
   void setMinimumValue(const Value& value);
   const Value& maximumValue() const noexcept { return _maximumValue; }
@@ -65,6 +71,8 @@ class NSAttributeDescription : public NSPropertyDescription {
   /// A pattern that a string must match whole; null where there is none.
   const Ref<NSString>& regularExpression() const noexcept { return _regularExpression; }
   void setRegularExpression(const Ref<NSString>& pattern);
+  /// The same, compiled at first use. Returns: null where there is none.
+  const impl::CompiledPattern* compiledPattern() const;
 
   bool allowsExternalBinaryDataStorage() const noexcept { return _allowsExternalStorage; }
   void setAllowsExternalBinaryDataStorage(bool allows);
@@ -89,6 +97,7 @@ class NSAttributeDescription : public NSPropertyDescription {
   Value _minimumValue;
   Value _maximumValue;
   Ref<NSString> _regularExpression;
+  mutable std::atomic<const impl::CompiledPattern*> _compiledPattern{nullptr};
   bool _allowsExternalStorage = false;
 };
 

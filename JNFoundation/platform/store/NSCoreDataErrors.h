@@ -39,6 +39,7 @@ inline constexpr const char* NSDetailedErrorsKey = "NSDetailedErrors";
 inline constexpr const char* NSValidationObjectErrorKey = "NSValidationErrorObject";
 inline constexpr const char* NSValidationKeyErrorKey = "NSValidationErrorKey";
 inline constexpr const char* NSValidationValueErrorKey = "NSValidationErrorValue";
+inline constexpr const char* NSValidationPredicateErrorKey = "NSValidationErrorPredicate";
 inline constexpr const char* NSAffectedObjectsErrorKey = "NSAffectedObjectsErrorKey";
 
 }  // namespace JNFoundation

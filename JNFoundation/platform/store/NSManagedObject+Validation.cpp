@@ -1,120 +1,99 @@
-#include <cmath>
-#include <limits>
-
 #include <JNFoundation/platform/store/NSManagedObject.h>
+#include <JNFoundation/platform/store/ValidationOperation.h>
+#include <JNFoundation/platform/store/impl/AttributeRules.h>
 #include <JNFoundation/platform/store/impl/EntityLayout.h>
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
-#include <JNFoundation/platform/value/NSDecimalNumber.h>
 
 namespace JNFoundation {
 
+using impl::BrokenRule;
 using impl::EntityLayout;
 
 namespace {
 
-Ref<NSError> validationError(NSInteger code, const NSManagedObject& object,
-                             const EntityLayout::Slot& slot, const Value& value,
-                             const char* problem) {
+Ref<NSError> validationError(const NSManagedObject& object, const Ref<NSString>& key,
+                             const Value& value, const BrokenRule& rule) {
   return impl::cocoaError(
-      code,
-      NSString::stringWithFormat("The value of '%@' of an object of entity '%@' %s.", slot.name,
-                                 object.entity()->name(), problem),
+      rule.code,
+      NSString::stringWithFormat("The value of '%@' of an object of entity '%@' %s.", key,
+                                 object.entity()->name(), rule.problem),
       {{NSValidationObjectErrorKey, Value(const_cast<NSManagedObject*>(&object))},
-       {NSValidationKeyErrorKey, slot.name},
-       {NSValidationValueErrorKey, value}});
+       {NSValidationKeyErrorKey, key},
+       {NSValidationValueErrorKey, value},
+       {NSValidationPredicateErrorKey, rule.predicate}});
 }
 
-/// Where the number lies once its fraction is cut off: below (-1), within (0) or above (1) the
-/// range. Requires: a number.
-int placeInRange(const Value& value, std::int64_t least, std::int64_t greatest) {
-  std::int64_t number;
-  switch (value.kind()) {
-    case Value::Kind::Unsigned:
-      return 1;
-    case Value::Kind::Float:
-    case Value::Kind::Double:
-      if (value.doubleValue() >= 0x1p63) return 1;
-      if (value.doubleValue() < -0x1p63) return -1;
-      number = value.longLongValue();
-      break;
-    case Value::Kind::Object:
-      if (value.compare(greatest) == NSOrderedDescending) return 1;
-      if (value.compare(least) == NSOrderedAscending) return -1;
-      return 0;
-    default:
-      number = value.longLongValue();
-  }
-  return number > greatest ? 1 : number < least ? -1 : 0;
+const Method* declaredValidator(const NSManagedObject& object, const EntityLayout& layout,
+                                std::size_t index) {
+  const EntityLayout::ClassBinding& usual = layout.objectClass();
+  const EntityLayout::ClassBinding& binding =
+      usual.cls == &object.class_() ? usual : layout.bindingOf(object.class_());
+  return binding.validators[index];
 }
 
-bool isNotANumber(const Value& value) {
-  if (const auto* decimal = as<NSDecimalNumber>(value)) return decimal->isNotANumber();
-  return (value.kind() == Value::Kind::Double || value.kind() == Value::Kind::Float) &&
-         std::isnan(value.doubleValue());
+std::optional<BrokenRule> ruleBrokenBy(const Value& value, const EntityLayout::Slot& slot) {
+  return slot.attribute ? impl::ruleBrokenBy(value, *slot.attribute) : std::nullopt;
 }
 
-template <class Integer>
-const char* problemOfInteger(const Value& value, NSInteger& code) {
-  using Limits = std::numeric_limits<Integer>;
-  const int place = placeInRange(value, Limits::min(), Limits::max());
-  if (place > 0) {
-    code = NSValidationNumberTooLargeError;
-    return "is too large";
+/// Asks the operation that the class declares. Refusing without an error is refusing all the same.
+bool runValidator(const Method& validator, NSManagedObject& object, Value& value,
+                  const Ref<NSString>& key, Ref<NSError>* error) {
+  const auto replaced = makeObject<impl::ValueBox>(value);
+  const auto problem = error ? makeObject<impl::ValueBox>(Value()) : nullptr;
+  const Value arguments[] = {replaced, problem};
+  if (validator.invoke(Value(&object), arguments).boolValue()) {
+    value = replaced->value;
+    return true;
   }
-  if (place < 0) {
-    code = NSValidationNumberTooSmallError;
-    return "is too small";
+  if (!error) return false;
+  if (auto* reason = as<NSError>(problem->value)) {
+    return impl::fail(error, Ref<NSError>(reason));
   }
-  return nullptr;
-}
-
-/// What keeps a value that is not null from being stored as its attribute's type. Null if nothing.
-const char* problemOf(NSAttributeType type, const Value& value, NSInteger& code) {
-  code = NSManagedObjectValidationError;
-  switch (type) {
-    case NSInteger16AttributeType:
-      return isNotANumber(value) ? "is not a number" : problemOfInteger<std::int16_t>(value, code);
-    case NSInteger32AttributeType:
-      return isNotANumber(value) ? "is not a number" : problemOfInteger<std::int32_t>(value, code);
-    case NSInteger64AttributeType:
-      if (value.kind() == Value::Kind::Integer) return nullptr;
-      return isNotANumber(value) ? "is not a number" : problemOfInteger<std::int64_t>(value, code);
-    case NSDoubleAttributeType:
-    case NSFloatAttributeType:
-    case NSDecimalAttributeType:
-    case NSBooleanAttributeType:
-      return isNotANumber(value) ? "is not a number" : nullptr;
-    case NSDateAttributeType:
-      code = NSValidationInvalidDateError;
-      return std::isnan(value.timeIntervalSince1970()) ? "is no date" : nullptr;
-    case NSTransformableAttributeType:
-      return "cannot be stored: nothing turns a transformable value into data";
-    case NSObjectIDAttributeType:
-      return "cannot be stored: identifiers of objects are no values of a store";
-    default:
-      return nullptr;
-  }
+  return impl::fail(error, validationError(object, key, value,
+                                           {NSManagedObjectValidationError, "was refused", {}}));
 }
 
 }  // namespace
 
-bool NSManagedObject::validateValues(Ref<NSError>* error) const {
-  // A fault was not written to.
-  if ((_flags & HasValues) == 0) return true;
+bool NSManagedObject::validateValueForKeyError(Value& value, const Ref<NSString>& key,
+                                               Ref<NSError>* error) {
+  const std::size_t index = key ? indexOfAttribute(*key) : EntityLayout::none;
+  if (index == EntityLayout::none) return true;
+  const EntityLayout& layout = _entity->layout();
+  if (const std::optional<BrokenRule> rule = ruleBrokenBy(value, layout[index])) {
+    return error ? impl::fail(error, validationError(*this, key, value, *rule)) : false;
+  }
+  const Method* validator = declaredValidator(*this, layout, index);
+  return !validator || runValidator(*validator, *this, value, key, error);
+}
+
+bool NSManagedObject::validateValues(Ref<NSError>* error) {
   const EntityLayout& layout = _entity->layout();
   std::vector<Ref<NSError>> errors;
-  for (std::size_t i = 0; i < layout.count(); ++i) {
+  // A fault was not written to. The class's own checks may turn the object into one.
+  for (std::size_t i = 0; i < layout.count() && (_flags & HasValues) != 0; ++i) {
     const EntityLayout::Slot& slot = layout[i];
-    NSInteger code = NSValidationMissingMandatoryPropertyError;
-    const char* problem = nullptr;
-    if (!_values[i].isNull()) {
-      if (slot.stored) problem = problemOf(slot.type, _values[i], code);
-    } else if (!slot.optional) {
-      problem = "is required, but there is none";
+    if (!slot.attribute) continue;
+    const Value given = _values[i];
+    Value value = given;
+    Ref<NSError> problem;
+    if (validateValueForKeyError(value, slot.name, error ? &problem : nullptr)) {
+      const bool isReplaced = !value.isIdentical(given);
+      // Whatever was said of the value before, a store must be able to hold it.
+      const std::optional<BrokenRule> rule =
+          isReplaced ? ruleBrokenBy(value, slot) : impl::typeRuleBrokenBy(value, *slot.attribute);
+      if (!rule) {
+        if (isReplaced) setValueAtIndex(i, value);
+        continue;
+      }
+      if (error) problem = validationError(*this, slot.name, value, *rule);
     }
-    if (!problem) continue;
     if (!error) return false;
-    errors.push_back(validationError(code, *this, slot, _values[i], problem));
+    if (!problem) {
+      problem = validationError(*this, slot.name, value,
+                                {NSManagedObjectValidationError, "was refused", {}});
+    }
+    impl::appendErrors(problem, errors);
   }
   if (errors.empty()) return true;
   return impl::fail(error, impl::joinedErrors(errors));

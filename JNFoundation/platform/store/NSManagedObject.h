@@ -111,10 +111,20 @@ class NSManagedObject : public NSObject {
   /// Called once, when the object is about to be deleted.
   virtual void prepareForDeletion();
 
+  /// Whether the value may be saved under the key. Asks what the model says of the attribute (kind,
+  /// range, length, pattern, null) and then the operation that the object's class declares as
+  /// `validate<Key>:error:`, see ValidationOperation.h. Either may put another value in the place
+  /// of the one given. The object itself stays as it is, and need not hold the value. Returns: true
+  /// for a key that nothing is said about. Fails: returns false and sets the error, which names
+  /// object, key and value.
+  virtual bool validateValueForKeyError(Value& value, const Ref<NSString>& key,
+                                        Ref<NSError>* error);
+
   /// What a save asks of each object that it is about to insert, update or delete: whether the
-  /// values are ones that the model allows. An override calls the base as well. Fails: returns
-  /// false and sets the error; several failures are one error 1560 that lists them under
-  /// NSDetailedErrors. Without an out-parameter the first failure ends the check.
+  /// values are ones that the model allows. Every value goes through `validateValueForKeyError`;
+  /// one that comes back changed is the object's from then on. An override calls the base as well.
+  /// Fails: returns false and sets the error; several failures are one error 1560 that lists them
+  /// under NSDetailedErrors. Without an out-parameter the first failure ends the check.
   virtual bool validateForInsert(Ref<NSError>* error);
   virtual bool validateForUpdate(Ref<NSError>* error);
   virtual bool validateForDelete(Ref<NSError>* error);
@@ -152,7 +162,7 @@ class NSManagedObject : public NSObject {
   void fire() const;
   void willChange();
   void setValueAtIndex(std::size_t index, const Value& value);
-  bool validateValues(Ref<NSError>* error) const;
+  bool validateValues(Ref<NSError>* error);
   void checkValue(std::size_t index, const Value& value) const;
 
   Ref<NSEntityDescription> _entity;

@@ -45,6 +45,14 @@ const Method* declaredSetter(const Class& cls, std::string_view key) {
   return nullptr;
 }
 
+const Method* declaredValidator(const Class& cls, std::string_view key) {
+  // What nobody ever named, no class declares; names out of models need not become selectors.
+  const SEL selector = SEL::ifKnown("validate" + capitalized(key) + ":error:");
+  const Method* method = selector ? cls.instanceMethodForSelector(selector) : nullptr;
+  return method && method->numberOfArguments() == 4 && method->returnType() == 'B' ? method
+                                                                                   : nullptr;
+}
+
 }  // namespace
 
 bool isReservedPropertyName(std::string_view name) noexcept {
@@ -154,12 +162,13 @@ bool EntityLayout::isRelationship(const NSString& name) const noexcept {
 }
 
 EntityLayout::ClassBinding EntityLayout::makeBinding(const Class& cls) const {
-  ClassBinding binding{&cls, {}, {}};
+  ClassBinding binding{&cls, {}, {}, {}};
   binding.getters.reserve(_slots.size());
   binding.setters.reserve(_slots.size());
   for (const Slot& slot : _slots) {
     binding.getters.push_back(declaredGetter(cls, slot.name->utf8()));
     binding.setters.push_back(declaredSetter(cls, slot.name->utf8()));
+    binding.validators.push_back(declaredValidator(cls, slot.name->utf8()));
   }
   return binding;
 }

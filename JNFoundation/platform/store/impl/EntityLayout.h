@@ -39,6 +39,8 @@ class EntityLayout {
     /// By attribute number; null where the class declares no operation of its own.
     std::vector<const Method*> getters;
     std::vector<const Method*> setters;
+    /// `validate<Key>:error:`.
+    std::vector<const Method*> validators;
   };
 
   static constexpr std::size_t none = static_cast<std::size_t>(-1);

@@ -21,4 +21,18 @@ Ref<NSError> joinedErrors(const std::vector<Ref<NSError>>& errors) {
                     {{NSDetailedErrorsKey, NSArray::arrayWithValues(std::move(list))}});
 }
 
+void appendErrors(const Ref<NSError>& error, std::vector<Ref<NSError>>& errors) {
+  const Value details = error->code() == NSValidationMultipleErrorsError
+                            ? error->userInfo()->objectForKey(NSDetailedErrorsKey)
+                            : Value();
+  const auto* list = as<NSArray>(details);
+  if (!list) {
+    errors.push_back(error);
+    return;
+  }
+  for (const Value& value : *list) {
+    if (auto* detail = as<NSError>(value)) errors.emplace_back(detail);
+  }
+}
+
 }  // namespace JNFoundation::impl

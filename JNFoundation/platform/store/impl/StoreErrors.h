@@ -16,6 +16,9 @@ Ref<NSError> cocoaError(NSInteger code, const Ref<NSString>& sentence,
 /// Requires: at least one.
 Ref<NSError> joinedErrors(const std::vector<Ref<NSError>>& errors);
 
+/// Adds the error to the list, one that lists several as these.
+void appendErrors(const Ref<NSError>& error, std::vector<Ref<NSError>>& errors);
+
 /// Hands the error out where somebody asked for it.
 /// Returns: false, so that a failing operation may return it.
 inline bool fail(Ref<NSError>* error, Ref<NSError> reason) {

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include <JNFoundation/platform/query/NSPredicate.h>
+#include <JNFoundation/platform/store/NSAttributeDescription.h>
+#include <JNFoundation/platform/text/TextMatch.h>
+
+namespace JNFoundation::impl {
+
+/// An attribute's regular expression, or what is wrong with it.
+struct CompiledPattern {
+  std::optional<RegularExpression> expression;
+  std::string problem;
+};
+
+/// What an attribute's model says against a value.
+struct BrokenRule {
+  NSInteger code;
+  /// What follows "The value of … ", without a full stop.
+  std::string problem;
+  /// What would have to be true of the value; null where the rule is none that predicates know.
+  Ref<NSPredicate> predicate;
+};
+
+/// What keeps the value from being held by an attribute of this type: its kind, its range, numbers
+/// that are none. Nothing is said against null. Returns: nothing if it can be held.
+std::optional<BrokenRule> typeRuleBrokenBy(const Value& value,
+                                           const NSAttributeDescription& attribute);
+
+/// The first rule that the value breaks: a missing value, its type, its bounds, its pattern.
+/// Returns: nothing if the model allows the value.
+std::optional<BrokenRule> ruleBrokenBy(const Value& value, const NSAttributeDescription& attribute);
+
+}  // namespace JNFoundation::impl
