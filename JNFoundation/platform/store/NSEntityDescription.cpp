@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <string>
+#include <unordered_map>
+#include <unordered_set>
 
 #include <JNFoundation/platform/store/NSExpressionDescription.h>
 #include <JNFoundation/platform/store/NSManagedObject.h>
@@ -60,6 +62,7 @@ void NSEntityDescription::invalidateLayout() {
 void NSEntityDescription::makeImmutable() {
   layout();
   for (const Ref<NSPropertyDescription>& property : _ownProperties) property->_immutable = true;
+  for (const Value& index : *_indexes) as<NSFetchIndexDescription>(index)->makeImmutable();
   _immutable = true;
 }
 
@@ -168,7 +171,8 @@ void NSEntityDescription::setProperties(const Ref<NSArray>& properties) {
     auto* property = as<NSPropertyDescription>(value);
     if (!property || isKindOf<NSExpressionDescription>(*property)) {
       raise(NSInvalidArgumentException,
-            "The properties of entity '%@' must be attributes and relationships, not %@",
+            "The properties of entity '%@' must be attributes, relationships and fetched "
+            "properties, not %@",
             Value(_name), value);
     }
     property->willChange();
@@ -232,9 +236,72 @@ void NSEntityDescription::setUniquenessConstraints(const Ref<NSArray>& constrain
   _uniquenessConstraints = constraints ? NSArray::arrayWithArray(constraints) : NSArray::array();
 }
 
+namespace {
+
+/// "byYearAndTitleIndex" of "year" and "title". Returns: nothing for what are no names.
+std::string nameOfIndexOver(const NSArray& properties) {
+  std::string name;
+  for (const Value& value : properties) {
+    const auto* property = as<NSString>(value);
+    if (!property || property->utf8().empty()) return {};
+    name += name.empty() ? "by" : "And";
+    const std::size_t start = name.size();
+    name += property->utf8();
+    if (name[start] >= 'a' && name[start] <= 'z') name[start] = static_cast<char>(name[start] - 32);
+  }
+  return name.empty() ? name : name + "Index";
+}
+
+Ref<NSFetchIndexDescription> indexOver(const NSArray& properties, std::string_view name) {
+  std::vector<Value> elements;
+  for (const Value& property : properties) {
+    elements.emplace_back(NSFetchIndexElementDescription::initWithPropertyNameCollationType(
+        as<NSString>(property)->utf8(), NSFetchIndexElementTypeBinary));
+  }
+  return NSFetchIndexDescription::initWithNameElements(
+      name, NSArray::arrayWithValues(std::move(elements)));
+}
+
+}  // namespace
+
 void NSEntityDescription::setIndexes(const Ref<NSArray>& indexes) {
   willChange();
-  _indexes = indexes ? NSArray::arrayWithArray(indexes) : NSArray::array();
+  const Ref<NSArray> given = indexes ? indexes : NSArray::array();
+  std::unordered_set<std::string> names;
+  for (const Value& value : *given) {
+    const auto* index = as<NSFetchIndexDescription>(value);
+    if (!index) continue;
+    names.insert(index->name()->toStdString());
+    if (Ref<NSEntityDescription> owner = index->entity(); owner && owner.get() != this) {
+      raise(NSInvalidArgumentException, "Index '%@' of entity '%@' belongs to entity '%@' already",
+            index->name(), Value(_name), Value(owner->_name));
+    }
+  }
+  std::vector<Value> own;
+  std::unordered_map<std::string, int> numbers;
+  for (const Value& value : *given) {
+    if (isKindOf<NSFetchIndexDescription>(value)) {
+      own.push_back(value);
+      continue;
+    }
+    const auto* properties = as<NSArray>(value);
+    const std::string wanted = properties ? nameOfIndexOver(*properties) : std::string();
+    if (wanted.empty()) {
+      raise(NSInvalidArgumentException,
+            "The indexes of entity '%@' must be index descriptions or arrays of names, not %@",
+            Value(_name), value);
+    }
+    std::string name = wanted;
+    for (int& number = numbers[wanted]; !names.insert(name).second;) {
+      name = wanted + std::to_string(++number + 1);
+    }
+    own.emplace_back(indexOver(*properties, name));
+  }
+  for (const Value& former : *_indexes) as<NSFetchIndexDescription>(former)->_entity = nullptr;
+  _indexes = NSArray::arrayWithValues(std::move(own));
+  for (const Value& index : *_indexes) {
+    as<NSFetchIndexDescription>(index)->_entity = Weak<NSEntityDescription>(this);
+  }
 }
 
 void NSEntityDescription::setVersionHashModifier(const Ref<NSString>& modifier) {

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include <JNFoundation/platform/store/NSAttributeDescription.h>
+#include <JNFoundation/platform/store/NSFetchIndexDescription.h>
 #include <JNFoundation/platform/value/NSArray.h>
 #include <JNFoundation/platform/value/NSDictionary.h>
 
@@ -97,8 +98,12 @@ class NSEntityDescription : public NSObject {
   const Ref<NSArray>& uniquenessConstraints() const noexcept { return _uniquenessConstraints; }
   void setUniquenessConstraints(const Ref<NSArray>& constraints);
 
-  /// Arrays of attribute names that the store keeps an index over.
+  /// The NSFetchIndexDescriptions that the entity declares itself. Never null.
   const Ref<NSArray>& indexes() const noexcept { return _indexes; }
+  /// Takes: index descriptions; an array of property names stands for an ascending index over them,
+  /// named like "byYearAndTitleIndex".
+  /// Fails: raises NSInvalidArgumentException for anything else, and for an index of another
+  /// entity.
   void setIndexes(const Ref<NSArray>& indexes);
 
   const Ref<NSString>& versionHashModifier() const noexcept { return _versionHashModifier; }

@@ -1,12 +1,14 @@
 #include "JNFoundation/platform/store/NSManagedObjectModel.h"
 
-#include <string>
-#include <unordered_map>
+#include <algorithm>
 #include <unordered_set>
 
 #include <JNFoundation/platform/net/NSURL.h>
-#include <JNFoundation/platform/store/NSRelationshipDescription.h>
-#include <JNFoundation/platform/store/impl/EntityLayout.h>
+#include <JNFoundation/platform/query/NSPredicate.h>
+#include <JNFoundation/platform/store/NSFetchRequest.h>
+#include <JNFoundation/platform/store/impl/ModelCheck.h>
+#include <JNFoundation/platform/store/impl/ModelFileReader.h>
+#include <JNFoundation/platform/store/impl/ModelFileWriter.h>
 #include <JNFoundation/platform/store/impl/ModelReader.h>
 #include <JNFoundation/platform/store/impl/ModelWriter.h>
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
@@ -35,7 +37,7 @@ Ref<NSManagedObjectModel> NSManagedObjectModel::initWithContentsOfURL(const Ref<
 
 Ref<NSManagedObjectModel> NSManagedObjectModel::modelWithXMLError(std::string_view xml,
                                                                   Ref<NSError>* error) {
-  return impl::readModelText(xml, error);
+  return impl::readModelText(xml, {}, error);
 }
 
 Ref<NSString> NSManagedObjectModel::XMLTextError(Ref<NSError>* error) const {
@@ -105,6 +107,113 @@ Ref<NSEntityDescription> NSManagedObjectModel::entityWithName(
   return nullptr;
 }
 
+const NSManagedObjectModel::Template* NSManagedObjectModel::templateNamed(
+    const Ref<NSString>& name) const noexcept {
+  for (const Template& entry : _templates) {
+    if (name && entry.name->hasContentOf(*name)) return &entry;
+  }
+  return nullptr;
+}
+
+Ref<NSDictionary> NSManagedObjectModel::fetchRequestTemplatesByName() const {
+  NSDictionary::Builder requests(_templates.size());
+  for (const Template& entry : _templates) {
+    requests.set(entry.name, fetchRequestTemplateForName(entry.name));
+  }
+  return requests.finish();
+}
+
+Ref<NSFetchRequest> NSManagedObjectModel::fetchRequestTemplateForName(
+    const Ref<NSString>& name) const {
+  const Template* found = templateNamed(name);
+  if (!found) return nullptr;
+  Ref<NSFetchRequest> request = as<NSFetchRequest>(found->request->copy());
+  if (!request->entity() && request->entityName()) {
+    request->setEntity(entityWithName(request->entityName()->utf8()));
+  }
+  return request;
+}
+
+void NSManagedObjectModel::setFetchRequestTemplateForName(const Ref<NSFetchRequest>& request,
+                                                          const Ref<NSString>& name) {
+  willChange();
+  if (!name || name->utf8().empty()) {
+    raise(NSInvalidArgumentException, "A fetch request of a model needs a name");
+  }
+  Ref<NSFetchRequest> copy = request ? as<NSFetchRequest>(request->copy()) : nullptr;
+  const auto found = std::find_if(_templates.begin(), _templates.end(), [&](const Template& entry) {
+    return entry.name->hasContentOf(*name);
+  });
+  if (found == _templates.end()) {
+    if (copy) _templates.push_back({name, std::move(copy)});
+  } else if (copy) {
+    found->request = std::move(copy);
+  } else {
+    _templates.erase(found);
+  }
+}
+
+Ref<NSFetchRequest> NSManagedObjectModel::fetchRequestFromTemplateWithNameSubstitutionVariables(
+    const Ref<NSString>& name, const Ref<NSDictionary>& variables) const {
+  Ref<NSFetchRequest> request = fetchRequestTemplateForName(name);
+  if (!request || !request->predicate()) return request;
+  try {
+    request->setPredicate(request->predicate()->predicateWithSubstitutionVariables(
+        variables ? variables : NSDictionary::dictionary()));
+  } catch (const Raised& raised) {
+    raise(NSInvalidArgumentException, "The fetch request '%@' cannot be made of its template: %@",
+          name, Value(raised.exception()->reason()));
+  }
+  return request;
+}
+
+Ref<NSArray> NSManagedObjectModel::configurations() const {
+  std::vector<Value> names;
+  for (const Configuration& entry : _configurations) names.emplace_back(entry.name);
+  return NSArray::arrayWithValues(std::move(names));
+}
+
+Ref<NSArray> NSManagedObjectModel::entitiesForConfiguration(
+    const Ref<NSString>& configuration) const {
+  if (!configuration) return entities();
+  for (const Configuration& entry : _configurations) {
+    if (entry.name->hasContentOf(*configuration)) {
+      return NSArray::arrayWithValues({entry.entities.begin(), entry.entities.end()});
+    }
+  }
+  return nullptr;
+}
+
+void NSManagedObjectModel::setEntitiesForConfiguration(const Ref<NSArray>& entities,
+                                                       const Ref<NSString>& configuration) {
+  willChange();
+  if (!configuration || configuration->utf8().empty()) {
+    raise(NSInvalidArgumentException, "A configuration of a model needs a name");
+  }
+  Configuration fresh{configuration, {}};
+  std::unordered_set<const NSEntityDescription*> known;
+  const Ref<NSArray> given = entities ? entities : NSArray::array();
+  for (const Value& value : *given) {
+    auto* entity = as<NSEntityDescription>(value);
+    if (!entity || entity->managedObjectModel().get() != this) {
+      raise(NSInvalidArgumentException,
+            "The configuration '%@' is made of entities of the model, not of %@", configuration,
+            value);
+    }
+    if (known.insert(entity).second) fresh.entities.emplace_back(entity);
+  }
+  const auto found = std::find_if(
+      _configurations.begin(), _configurations.end(),
+      [&](const Configuration& entry) { return entry.name->hasContentOf(*configuration); });
+  if (found == _configurations.end()) {
+    if (entities) _configurations.push_back(std::move(fresh));
+  } else if (entities) {
+    found->entities = std::move(fresh.entities);
+  } else {
+    _configurations.erase(found);
+  }
+}
+
 void NSManagedObjectModel::setVersionIdentifier(const Ref<NSString>& identifier) {
   willChange();
   _versionIdentifier = identifier;
@@ -124,82 +233,9 @@ Ref<NSString> NSManagedObjectModel::description() const {
                                     Value(entitiesByName()->allKeys()));
 }
 
-namespace {
-
-/// How many levels of superentities there may be.
-constexpr std::size_t hierarchyDepthLimit = 100;
-
-Ref<NSError> modelError(const NSEntityDescription& entity, const NSPropertyDescription* property,
-                        const Ref<NSString>& sentence) {
-  return impl::cocoaError(NSCoreDataError, sentence,
-                          {{"entity", Value(entity.name())},
-                           {"property", property ? Value(property->name()) : Value()}});
-}
-
-/// What keeps the attribute from being stored. Returns: null if nothing does.
-Ref<NSError> problemOf(const NSEntityDescription& entity, const NSAttributeDescription& attribute) {
-  if (attribute.attributeType() == NSUndefinedAttributeType && !attribute.isTransient()) {
-    return modelError(
-        entity, &attribute,
-        NSString::stringWithFormat(
-            "Attribute '%@' of entity '%@' has no type; only a transient one may have "
-            "none",
-            attribute.name(), entity.name()));
-  }
-  if (!attribute.acceptsValue(attribute.defaultValue())) {
-    return modelError(
-        entity, &attribute,
-        NSString::stringWithFormat("The default value %@ of attribute '%@' of entity '%@' is no %@",
-                                   attribute.defaultValue(), attribute.name(), entity.name(),
-                                   attribute.attributeValueClassName()));
-  }
-  return nullptr;
-}
-
-}  // namespace
-
 bool NSManagedObjectModel::validate(Ref<NSError>* error) const {
-  std::unordered_set<const NSEntityDescription*> members;
-  for (const Ref<NSEntityDescription>& entity : _entities) members.insert(entity.get());
-  for (const Ref<NSEntityDescription>& entity : _entities) {
-    std::size_t depth = 0;
-    std::unordered_set<const NSString*> inherited;
-    for (Ref<NSEntityDescription> above = entity->superentity(); above;
-         above = above->superentity()) {
-      if (!members.count(above.get())) {
-        return impl::fail(error,
-                          modelError(*entity, nullptr,
-                                     NSString::stringWithFormat(
-                                         "The superentity '%@' of entity '%@' is not part of "
-                                         "the model",
-                                         Value(above->_name), entity->_name)));
-      }
-      if (++depth > hierarchyDepthLimit) {
-        return impl::fail(
-            error, modelError(*entity, nullptr,
-                              NSString::stringWithFormat("Entity '%@' has more than %zu levels of "
-                                                         "superentities",
-                                                         entity->_name, hierarchyDepthLimit)));
-      }
-      for (const auto& property : above->_ownProperties) inherited.insert(property->name().get());
-    }
-    for (const Ref<NSPropertyDescription>& property : entity->_ownProperties) {
-      if (inherited.count(property->name().get())) {
-        return impl::fail(error, modelError(*entity, property.get(),
-                                            NSString::stringWithFormat(
-                                                "Entity '%@' declares '%@', which it inherits "
-                                                "already",
-                                                entity->_name, property->name())));
-      }
-      if (isKindOf<NSAttributeDescription>(*property)) {
-        const auto& attribute = static_cast<const NSAttributeDescription&>(*property);
-        if (Ref<NSError> problem = problemOf(*entity, attribute)) {
-          return impl::fail(error, std::move(problem));
-        }
-      }
-    }
-  }
-  return true;
+  Ref<NSError> problem = impl::problemOfModel(*this);
+  return !problem || impl::fail(error, std::move(problem));
 }
 
 bool NSManagedObjectModel::makeImmutable(Ref<NSError>* error) {

@@ -2,6 +2,10 @@
 
 #include <string>
 
+#include <JNFoundation/platform/query/NSPredicate.h>
+#include <JNFoundation/platform/store/NSDerivedAttributeDescription.h>
+#include <JNFoundation/platform/store/NSFetchRequest.h>
+#include <JNFoundation/platform/store/NSFetchedPropertyDescription.h>
 #include <JNFoundation/platform/store/NSManagedObjectModel.h>
 #include <JNFoundation/platform/store/NSRelationshipDescription.h>
 
@@ -27,6 +31,22 @@ class ModelDifference {
     }
     same(Value(left.entityVersionHashesByName()), Value(right.entityVersionHashesByName()),
          "version hashes");
+    const Ref<NSArray> names = left.fetchRequestTemplatesByName()->allKeys();
+    same(Value(names), Value(right.fetchRequestTemplatesByName()->allKeys()), "fetch requests");
+    same(Value(left.configurations()), Value(right.configurations()), "configurations");
+    if (!_found.empty()) return;
+    for (const Value& value : *names) {
+      const Ref<NSString> name = value.stringValue();
+      _place = "fetch request " + name->toStdString();
+      requests(left.fetchRequestTemplateForName(name), right.fetchRequestTemplateForName(name));
+    }
+    const Ref<NSArray> parts = left.configurations();
+    for (const Value& value : *parts) {
+      const Ref<NSString> name = value.stringValue();
+      _place = "configuration " + name->toStdString();
+      same(namesOf(left.entitiesForConfiguration(name)),
+           namesOf(right.entitiesForConfiguration(name)), "entities");
+    }
   }
 
   void entities(const NSEntityDescription& left, const NSEntityDescription& right) {
@@ -61,6 +81,9 @@ class ModelDifference {
     if (isKindOf<NSAttributeDescription>(left)) {
       attributes(static_cast<const NSAttributeDescription&>(left),
                  static_cast<const NSAttributeDescription&>(right));
+    } else if (isKindOf<NSFetchedPropertyDescription>(left)) {
+      requests(static_cast<const NSFetchedPropertyDescription&>(left).fetchRequest(),
+               static_cast<const NSFetchedPropertyDescription&>(right).fetchRequest());
     } else {
       relationships(static_cast<const NSRelationshipDescription&>(left),
                     static_cast<const NSRelationshipDescription&>(right));
@@ -79,6 +102,28 @@ class ModelDifference {
     same(Value(left.regularExpression()), Value(right.regularExpression()), "pattern");
     same(left.allowsExternalBinaryDataStorage(), right.allowsExternalBinaryDataStorage(),
          "external storage");
+    if (!isKindOf<NSDerivedAttributeDescription>(left)) return;
+    same(Value(static_cast<const NSDerivedAttributeDescription&>(left).derivationExpression()),
+         Value(static_cast<const NSDerivedAttributeDescription&>(right).derivationExpression()),
+         "derivation");
+  }
+
+  void requests(const Ref<NSFetchRequest>& left, const Ref<NSFetchRequest>& right) {
+    same(nameOf(left->entity()), nameOf(right->entity()), "entity of the request");
+    same(left->predicate() != nullptr, right->predicate() != nullptr, "predicate");
+    if (!_found.empty()) return;
+    if (left->predicate()) {
+      same(Value(left->predicate()->predicateFormat()),
+           Value(right->predicate()->predicateFormat()), "predicate");
+    }
+    same(left->fetchLimit(), right->fetchLimit(), "limit");
+    same(left->fetchBatchSize(), right->fetchBatchSize(), "batch size");
+    same(left->resultType(), right->resultType(), "result type");
+    same(left->includesSubentities(), right->includesSubentities(), "subentities");
+    same(left->includesPropertyValues(), right->includesPropertyValues(), "property values");
+    same(left->includesPendingChanges(), right->includesPendingChanges(), "pending changes");
+    same(left->returnsObjectsAsFaults(), right->returnsObjectsAsFaults(), "faults");
+    same(left->returnsDistinctResults(), right->returnsDistinctResults(), "distinct");
   }
 
   void relationships(const NSRelationshipDescription& left,
@@ -94,6 +139,12 @@ class ModelDifference {
     same(left.minCount(), right.minCount(), "minimum count");
     same(left.maxCount(), right.maxCount(), "maximum count");
     same(left.isOrdered(), right.isOrdered(), "ordered");
+  }
+
+  static Value namesOf(const Ref<NSArray>& entities) {
+    std::vector<Value> names;
+    for (const Value& entity : *entities) names.push_back(as<NSEntityDescription>(entity)->name());
+    return NSArray::arrayWithValues(std::move(names));
   }
 
   template <class Description>

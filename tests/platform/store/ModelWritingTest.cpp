@@ -1,14 +1,10 @@
-#include <bit>
 #include <filesystem>
 #include <fstream>
 #include <limits>
 #include <platform/store/ModelDifference.h>
-#include <platform/store/StoreFixture.h>
-#include <random>
+#include <platform/store/ModelGrower.h>
 
 #include <JNFoundation/platform/value/NSData.h>
-#include <JNFoundation/platform/value/NSDecimalNumber.h>
-#include <JNFoundation/platform/value/NSUUID.h>
 
 namespace JNFoundation {
 namespace {
@@ -35,70 +31,6 @@ void expectRoundTrip(const Ref<NSManagedObjectModel>& model) {
   ASSERT_TRUE(again);
   EXPECT_EQ(ModelDifference::between(*model, *again), "") << xml;
   EXPECT_EQ(written(again), xml);
-}
-
-Ref<NSManagedObjectModel> modelOf(std::vector<Value> entities) {
-  auto model = NSManagedObjectModel::init();
-  model->setEntities(NSArray::arrayWithValues(std::move(entities)));
-  return model;
-}
-
-Ref<NSRelationshipDescription> relationshipNamed(const char* name,
-                                                 const Ref<NSEntityDescription>& destination,
-                                                 NSUInteger most) {
-  auto made = NSRelationshipDescription::init();
-  made->setName(name);
-  made->setDestinationEntity(destination);
-  made->setMaxCount(most);
-  return made;
-}
-
-/// An attribute of each type, with a default and bounds where the type has texts for them.
-std::vector<Value> attributesOfEveryType() {
-  const auto decimal = [](const char* text) {
-    return Value(NSDecimalNumber::decimalNumberWithString(text));
-  };
-  struct Case {
-    const char* name;
-    NSAttributeType type;
-    Value initial, least, most;
-  };
-  const Case cases[] = {
-      {"undefined", NSUndefinedAttributeType, {}, {}, {}},
-      {"small", NSInteger16AttributeType, -7, INT16_MIN, INT16_MAX},
-      {"middle", NSInteger32AttributeType, 0, INT32_MIN, INT32_MAX},
-      {"large", NSInteger64AttributeType, 1, INT64_MIN, INT64_MAX},
-      {"decimal", NSDecimalAttributeType, decimal("12.5"), decimal("-0.0000001"),
-       decimal("12345678901234567890123456789012345678")},
-      {"double", NSDoubleAttributeType, 0.1, -1e300, 5e-324},
-      {"float", NSFloatAttributeType, 0.1f, -1.5f, 3e38f},
-      {"string", NSStringAttributeType, " <a href=\"x\">\t'é😀'\n&amp;\r ", 1, 80},
-      {"emptyString", NSStringAttributeType, "", {}, {}},
-      {"flag", NSBooleanAttributeType, true, {}, {}},
-      {"otherFlag", NSBooleanAttributeType, false, {}, {}},
-      {"date", NSDateAttributeType, NSDate::dateWithTimeIntervalSinceReferenceDate(86400.25),
-       NSDate::dateWithTimeIntervalSinceReferenceDate(-1e9),
-       NSDate::dateWithTimeIntervalSinceReferenceDate(1e9 + 1.0 / 3)},
-      {"data", NSBinaryDataAttributeType, {}, {}, {}},
-      {"uuid",
-       NSUUIDAttributeType,
-       NSUUID::initWithUUIDString("68753A44-4D6F-1226-9C60-0050E4C00067"),
-       {},
-       {}},
-      {"uri", NSURIAttributeType, NSURL::URLWithString("https://example.com/a?b=1&c=2"), {}, {}},
-      {"transformable", NSTransformableAttributeType, {}, {}, {}},
-      {"object", NSObjectIDAttributeType, {}, {}, {}},
-  };
-  std::vector<Value> all;
-  for (const Case& test : cases) {
-    auto attribute = attributeNamed(test.name, test.type);
-    attribute->setTransient(test.type == NSUndefinedAttributeType);
-    attribute->setDefaultValue(test.initial);
-    attribute->setMinimumValue(test.least);
-    attribute->setMaximumValue(test.most);
-    all.emplace_back(attribute);
-  }
-  return all;
 }
 
 TEST(ModelWriting, EveryAttributeTypeComesBackWithItsDefaultAndBounds) {
@@ -139,6 +71,7 @@ TEST(ModelWriting, RelationshipsComeBackWithInverseCountsAndRule) {
   auto author = entityNamed("Author", {});
   auto book = entityNamed("Book", {});
   auto audio = entityNamed("Audio", {});
+  auto reader = entityNamed("Reader", {});
   auto books = relationshipNamed("books", book, 0);
   books->setOrdered(true);
   books->setDeleteRule(NSCascadeDeleteRule);
@@ -152,131 +85,19 @@ TEST(ModelWriting, RelationshipsComeBackWithInverseCountsAndRule) {
   readers->setDeleteRule(NSDenyDeleteRule);
   auto spoken = relationshipNamed("spoken", audio, 0);
   spoken->setDeleteRule(NSNoActionDeleteRule);
-  // The way back is one that the destination inherits.
-  spoken->setInverseRelationship(writer);
+  auto friends = relationshipNamed("friends", reader, 0);
+  friends->setInverseRelationship(friends);
+  reader->setProperties(NSArray::arrayWithObjects(friends));
   author->setProperties(NSArray::arrayWithObjects(books, spoken));
   book->setProperties(NSArray::arrayWithObjects(writer, readers));
   book->setSubentities(NSArray::arrayWithObjects(audio));
-  auto model = modelOf({author, book});
+  auto model = modelOf({author, book, reader});
   expectRoundTrip(model);
   auto again = readBack(written(model));
   const Value value = again->entityWithName("Author")->relationshipsByName()->objectForKey("books");
   EXPECT_EQ(as<NSRelationshipDescription>(value)->inverseRelationship()->entity(),
             again->entityWithName("Book"));
 }
-
-/// Random models of all that models have.
-class ModelGrower {
- public:
-  explicit ModelGrower(unsigned seed) : _random(seed) {}
-
-  Ref<NSManagedObjectModel> model() {
-    std::vector<Ref<NSEntityDescription>> entities;
-    std::vector<std::vector<Value>> properties;
-    const int count = 1 + below(6);
-    for (int i = 0; i < count; ++i) {
-      auto entity = NSEntityDescription::init();
-      entity->setName("Entity " + std::to_string(i) + text());
-      entity->setAbstract(below(3) == 0);
-      if (below(2)) entity->setManagedObjectClassName("Class" + std::to_string(i));
-      if (below(3) == 0) entity->setRenamingIdentifier("Former" + text());
-      if (below(3) == 0) entity->setVersionHashModifier("m" + text());
-      entity->setUserInfo(userInfo());
-      entities.push_back(entity);
-      properties.emplace_back();
-      for (int k = below(5); k > 0; --k) properties.back().push_back(attribute(i, k));
-    }
-    for (int i = 0; i < count; ++i) {
-      if (below(2)) addRelationship(entities, properties, i);
-    }
-    std::vector<std::vector<Value>> descendants(entities.size());
-    for (int i = 1; i < count; ++i) {
-      if (below(2))
-        descendants[static_cast<std::size_t>(below(i))].push_back(Value(entities[at(i)]));
-    }
-    std::vector<Value> all;
-    for (std::size_t i = 0; i < entities.size(); ++i) {
-      if (properties[i].size() > 1) {
-        const auto names =
-            NSArray::arrayWithObjects(as<NSPropertyDescription>(properties[i][0])->name(),
-                                      as<NSPropertyDescription>(properties[i][1])->name());
-        if (below(2)) entities[i]->setIndexes(NSArray::arrayWithObjects(names));
-        if (below(2)) entities[i]->setUniquenessConstraints(NSArray::arrayWithObjects(names));
-      }
-      entities[i]->setProperties(NSArray::arrayWithValues(std::move(properties[i])));
-      entities[i]->setSubentities(NSArray::arrayWithValues(std::move(descendants[i])));
-      all.emplace_back(entities[i]);
-    }
-    auto model = modelOf(std::move(all));
-    if (below(2)) model->setVersionIdentifier("v" + text());
-    return model;
-  }
-
- private:
-  int below(int bound) { return static_cast<int>(_random() % static_cast<unsigned>(bound)); }
-  static std::size_t at(int index) { return static_cast<std::size_t>(index); }
-
-  std::string text() {
-    static const char* pieces[] = {"a",  "B",  " ", "<", "&",   "\"",    "'", ">", "\n",
-                                   "\t", "\r", "é", "😀", "]]>", "&amp;", "=", "%", "\x7F"};
-    std::string made;
-    for (int i = below(5); i > 0; --i)
-      made += pieces[at(below(static_cast<int>(std::size(pieces))))];
-    return made;
-  }
-
-  Ref<NSDictionary> userInfo() {
-    NSDictionary::Builder entries;
-    for (int i = below(3); i > 0; --i) {
-      entries.set(NSString::fromText(text()), NSString::fromText(text()));
-    }
-    return entries.finish();
-  }
-
-  Value attribute(int entity, int number) {
-    const auto kinds = attributesOfEveryType();
-    const Value value = kinds[at(below(static_cast<int>(kinds.size())))];
-    auto* made = as<NSAttributeDescription>(value);
-    made->setName("p" + std::to_string(entity) + "_" + std::to_string(number) + text());
-    made->setOptional(below(2));
-    made->setTransient(made->isTransient() || below(4) == 0);
-    made->setUserInfo(userInfo());
-    if (below(4) == 0) made->setRegularExpression("r" + text());
-    if (below(4) == 0) made->setVersionHashModifier("m" + text());
-    if (below(4) == 0) made->setRenamingIdentifier("former" + text());
-    if (below(2)) made->setDefaultValue(nullptr);
-    if (made->attributeType() == NSDoubleAttributeType) {
-      made->setDefaultValue(
-          std::bit_cast<double>((static_cast<std::uint64_t>(_random()) << 30) ^ _random()));
-    }
-    return value;
-  }
-
-  void addRelationship(const std::vector<Ref<NSEntityDescription>>& entities,
-                       std::vector<std::vector<Value>>& properties, int from) {
-    const int to = below(static_cast<int>(entities.size()));
-    const auto name = [&](const char* kind) { return kind + std::to_string(from) + text(); };
-    auto there = relationshipNamed(name("there").c_str(), entities[at(to)],
-                                   static_cast<NSUInteger>(below(4)));
-    auto back = relationshipNamed(name("back").c_str(), entities[at(from)],
-                                  static_cast<NSUInteger>(below(4)));
-    for (const auto& made : {there, back}) {
-      made->setOrdered(below(2));
-      made->setOptional(below(2));
-      made->setMinCount(static_cast<NSUInteger>(below(2)));
-      made->setDeleteRule(static_cast<NSDeleteRule>(below(4)));
-      made->setUserInfo(userInfo());
-    }
-    if (below(3)) {
-      there->setInverseRelationship(back);
-      back->setInverseRelationship(there);
-    }
-    properties[at(from)].emplace_back(there);
-    properties[at(to)].emplace_back(back);
-  }
-
-  std::mt19937 _random;
-};
 
 TEST(ModelWriting, RandomModelsComeBack) {
   ModelGrower grower(2001);
@@ -310,11 +131,30 @@ TEST(ModelWriting, WhatTheFileHasNoFormForIsRefusedByEntityAndProperty) {
   marked->setUserInfo(NSDictionary::dictionaryWithEntries({{"k", "\xEF\xBF\xBE"}}));
   auto number = attributeNamed("number", NSStringAttributeType);
   number->setUserInfo(NSDictionary::dictionaryWithEntries({{"k", 7}}));
-  auto indexed = entityNamed("Indexed", {});
-  indexed->setIndexes(NSArray::arrayWithObjects("name"));
+  auto sorted = NSFetchRequest::fetchRequestWithEntityName("Plain");
+  sorted->setSortDescriptors(
+      NSArray::arrayWithObjects(NSSortDescriptor::sortDescriptorWithKeyAscending("a", true)));
+  auto chosen = NSFetchRequest::fetchRequestWithEntityName("Plain");
+  chosen->setPropertiesToFetch(NSArray::arrayWithObjects("a"));
+  auto later = NSFetchRequest::fetchRequestWithEntityName("Plain");
+  later->setFetchOffset(3);
+  auto counting = NSFetchRequest::fetchRequestWithEntityName("Plain");
+  counting->setResultType(NSCountResultType);
+  auto blocked = NSFetchRequest::fetchRequestWithEntityName("Plain");
+  blocked->setPredicate(
+      NSPredicate::predicateWithBlock([](const Value&, const Ref<NSDictionary>&) { return true; }));
+  const auto asking = [](const Ref<NSFetchRequest>& request) {
+    auto model = modelOf({entityNamed("Plain", {})});
+    model->setFetchRequestTemplateForName(request, "wanted");
+    return model;
+  };
+  auto fetched = NSFetchedPropertyDescription::init();
+  fetched->setName("fetched");
+  fetched->setFetchRequest(blocked);
   auto moduled = entityNamed("Moduled", {});
   moduled->setManagedObjectClassName("Module.Class");
-  auto away = entityNamed("Away", {relationshipNamed("other", entityNamed("Gone", {}), 1)});
+  auto gone = entityNamed("Gone", {});
+  auto away = entityNamed("Away", {relationshipNamed("other", gone, 1)});
   auto back = entityNamed("Back", {});
   auto there = relationshipNamed("there", back, 1);
   auto nobodys = relationshipNamed("nobodys", back, 1);
@@ -323,13 +163,20 @@ TEST(ModelWriting, WhatTheFileHasNoFormForIsRefusedByEntityAndProperty) {
   auto untyped = modelOf({entityNamed("Plain", {attributeNamed("any", NSUndefinedAttributeType)})});
   const Refusal refusals[] = {
       {with(data), "defaultValueString", "E", "data"},
-      {with(count), "defaultValueString", "E", "count"},
+      {with(count), "default value 70000, which is too large", "E", "count"},
       {with(half), "minValueString", "E", "half"},
       {with(endless), "maxValueString", "E", "endless"},
       {with(control), "character", "E", "control"},
       {with(marked), "character", "E", "marked"},
       {with(number), "no string", "E", "number"},
-      {modelOf({indexed}), "indexes", "Indexed", nullptr},
+      {asking(sorted), "'wanted' cannot be written: a fetch request of a file has no sort", nullptr,
+       nullptr},
+      {asking(chosen), "propertiesToFetch", nullptr, nullptr},
+      {asking(later), "fetchOffset", nullptr, nullptr},
+      {asking(counting), "does not count", nullptr, nullptr},
+      {asking(blocked), "the predicate BLOCKPREDICATE", nullptr, nullptr},
+      {modelOf({entityNamed("Plain", {fetched})}), "the predicate BLOCKPREDICATE", "Plain",
+       "fetched"},
       {modelOf({moduled}), "module", "Moduled", nullptr},
       {modelOf({away}), "no entity of the model", "Away", "other"},
       {modelOf({back}), "inverse 'nobodys'", "Back", "there"},

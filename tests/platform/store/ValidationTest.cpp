@@ -6,6 +6,7 @@
 #include "StoreFixture.h"
 
 #include <JNFoundation/platform/store/ValidationOperation.h>
+#include <JNFoundation/platform/store/impl/AttributeRules.h>
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/NSData.h>
 #include <JNFoundation/platform/value/NSDecimalNumber.h>
@@ -84,8 +85,7 @@ Ref<NSManagedObjectModel> rulesModel() {
                  bounded("seconds", NSDateAttributeType, 86400, nullptr),
                  bounded("text", NSStringAttributeType, 2, 4),
                  bounded("data", NSBinaryDataAttributeType, 1, 3), matching("word", "[a-z]+"),
-                 matching("hostile", "(a+)+b"), matching("malformed", "[a-z"),
-                 bounded("senseless", NSInteger16AttributeType, "one", nullptr), transient});
+                 matching("hostile", "(a+)+b"), transient});
   auto note = entityNamed("Note", {attributeNamed("text", NSStringAttributeType, false),
                                    bounded("stars", NSInteger16AttributeType, 0, 5)});
   const auto countryNamed = [](const char* name, const char* className) {
@@ -231,15 +231,17 @@ TEST_P(ValidationTest, AHostilePatternEndsInARefusal) {
   EXPECT_NE(text(error).find("takes too long to be matched"), std::string::npos) << text(error);
 }
 
-TEST_P(ValidationTest, WhatTheModelSaysWronglyIsRefusedByName) {
-  insert("Sample", {{"malformed", "a"}});
-  Ref<NSError> error = saveError();
-  ASSERT_TRUE(error);
-  EXPECT_EQ(error->code(), 1550);
-  EXPECT_NE(text(error).find("'malformed'"), std::string::npos) << text(error);
-  EXPECT_NE(text(error).find("\"[a-z\" is malformed, missing"), std::string::npos) << text(error);
-  context = newContext();
-  EXPECT_EQ(code("senseless", 3), 1550);
+TEST(AttributeRules, WhatTheModelSaysWronglyIsToldOfTheValue) {
+  // No coordinator takes a model with such an attribute.
+  const auto malformed = impl::ruleBrokenBy("a", *matching("malformed", "[a-z"));
+  ASSERT_TRUE(malformed);
+  EXPECT_EQ(malformed->code, 1550);
+  EXPECT_NE(malformed->problem.find("\"[a-z\" is malformed, missing"), std::string::npos)
+      << malformed->problem;
+  const auto senseless =
+      impl::ruleBrokenBy(3, *bounded("senseless", NSInteger16AttributeType, "one", nullptr));
+  ASSERT_TRUE(senseless);
+  EXPECT_EQ(senseless->code, 1550);
 }
 
 TEST_P(ValidationTest, NullBreaksNoRuleButThatOfAMissingValue) {

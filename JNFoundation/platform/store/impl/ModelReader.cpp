@@ -1,27 +1,26 @@
 #include "JNFoundation/platform/store/impl/ModelReader.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <optional>
 #include <pugixml.hpp>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
+#include <JNFoundation/platform/query/NSPredicate.h>
+#include <JNFoundation/platform/store/NSDerivedAttributeDescription.h>
+#include <JNFoundation/platform/store/NSFetchRequest.h>
+#include <JNFoundation/platform/store/NSFetchedPropertyDescription.h>
 #include <JNFoundation/platform/store/NSRelationshipDescription.h>
 #include <JNFoundation/platform/store/impl/EntityLayout.h>
 #include <JNFoundation/platform/store/impl/ModelText.h>
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
+#include <JNFoundation/platform/value/NSException.h>
 
 namespace JNFoundation::impl {
 namespace {
 
-namespace fs = std::filesystem;
-
-constexpr NSInteger fileReadUnknownError = 256;
 constexpr NSInteger fileReadCorruptError = 259;
-constexpr NSInteger fileReadNoSuchFileError = 260;
 
 Ref<NSString> textOf(const pugi::xml_attribute& attribute) {
   return attribute && *attribute.value() ? NSString::fromText(attribute.value()) : nullptr;
@@ -30,6 +29,17 @@ Ref<NSString> textOf(const pugi::xml_attribute& attribute) {
 /// A name that something of the file has elsewhere: mended like the one that it stands for.
 std::string nameOf(const pugi::xml_attribute& attribute) {
   return NSString::fromText(attribute.value())->toStdString();
+}
+
+bool flag(const pugi::xml_node& node, const char* name) {
+  return flagFromModelText(node.attribute(name).value()).value_or(false);
+}
+
+/// Whether the old mark of an index on the property itself means one.
+bool canBeIndexed(const NSPropertyDescription& property) {
+  if (property.isTransient()) return false;
+  return !isKindOf<NSRelationshipDescription>(property) ||
+         !static_cast<const NSRelationshipDescription&>(property).isToMany();
 }
 
 /// Reads one `contents` document.
@@ -61,11 +71,13 @@ class ModelDocument {
     std::vector<Value> entities;
     for (const Entity& entity : _entities) entities.emplace_back(entity.description);
     model->setEntities(NSArray::arrayWithValues(std::move(entities)));
+    if (!readTemplates(root, *model) || !readConfigurations(root, *model)) return nullptr;
     Ref<NSError> problem;
     if (!model->validate(&problem)) {
+      const Ref<NSDictionary> details = problem->userInfo();
       return refuse(problem->code(), problem->localizedDescription(),
-                    problem->userInfo()->objectForKey("entity"),
-                    problem->userInfo()->objectForKey("property"));
+                    details->objectForKey("entity"), details->objectForKey("property"),
+                    details->objectForKey(NSDetailedErrorsKey));
     }
     return model;
   }
@@ -78,7 +90,7 @@ class ModelDocument {
   static constexpr std::size_t none = static_cast<std::size_t>(-1);
 
   std::nullptr_t refuse(NSInteger code, const Ref<NSString>& why, const Value& entity = nullptr,
-                        const Value& property = nullptr) {
+                        const Value& property = nullptr, const Value& all = nullptr) {
     Ref<NSString> sentence =
         _path.empty()
             ? NSString::stringWithFormat("The data model cannot be read: %@", why)
@@ -86,8 +98,13 @@ class ModelDocument {
     fail(_error, cocoaError(code, sentence,
                             {{NSFilePathErrorKey, _path.empty() ? Value() : Value(_path)},
                              {"entity", entity},
-                             {"property", property}}));
+                             {"property", property},
+                             {NSDetailedErrorsKey, all}}));
     return nullptr;
+  }
+  bool refuseModel(const Ref<NSString>& why) {
+    refuse(NSCoreDataError, why);
+    return false;
   }
   bool refuseEntity(const Ref<NSString>& entity, const Ref<NSString>& why) {
     refuse(NSCoreDataError, why, entity);
@@ -108,10 +125,6 @@ class ModelDocument {
     return entries.finish();
   }
 
-  bool flag(const pugi::xml_node& node, const char* name) const {
-    return flagFromModelText(node.attribute(name).value()).value_or(false);
-  }
-
   bool readEntity(const pugi::xml_node& node) {
     Ref<NSString> name = textOf(node.attribute("name"));
     if (!name) return refuseEntity(nullptr, "an entity has no name");
@@ -128,12 +141,11 @@ class ModelDocument {
     entity->setRenamingIdentifier(textOf(node.attribute("elementID")));
     entity->setUserInfo(userInfoOf(node));
     entity->setUniquenessConstraints(constraintsOf(node));
-    entity->setIndexes(indexesOf(node));
-    std::vector<Value> properties;
+    std::vector<Value> properties, indexed;
     std::unordered_map<std::string, bool> names;
     for (const pugi::xml_node& child : node.children()) {
       const std::string_view kind = child.name();
-      if (kind != "attribute" && kind != "relationship") continue;
+      if (kind != "attribute" && kind != "relationship" && kind != "fetchedProperty") continue;
       Ref<NSString> property = textOf(child.attribute("name"));
       if (!property) {
         return refuseEntity(
@@ -151,13 +163,16 @@ class ModelDocument {
                               NSString::stringWithFormat(
                                   "entity '%@' has two properties named '%@'", name, property));
       }
-      Ref<NSPropertyDescription> read = kind == "attribute"
-                                            ? readAttribute(child, name, property)
-                                            : readRelationship(child, name, property);
+      Ref<NSPropertyDescription> read = kind == "attribute" ? readAttribute(child, name, property)
+                                        : kind == "relationship"
+                                            ? readRelationship(child, name, property)
+                                            : readFetchedProperty(child, name, property);
       if (!read) return false;
       properties.emplace_back(read);
+      if (flag(child, "indexed") && canBeIndexed(*read)) indexed.emplace_back(property);
     }
     entity->setProperties(NSArray::arrayWithValues(std::move(properties)));
+    if (!readIndexes(node, *entity, indexed)) return false;
     _entities.push_back({std::move(entity), none});
     return true;
   }
@@ -175,7 +190,14 @@ class ModelDocument {
 
   Ref<NSPropertyDescription> readAttribute(const pugi::xml_node& node, const Ref<NSString>& entity,
                                            const Ref<NSString>& name) {
-    auto attribute = NSAttributeDescription::init();
+    const Ref<NSString> derivation = textOf(node.attribute("derivationExpression"));
+    const bool isDerived = derivation || flag(node, "derived");
+    Ref<NSAttributeDescription> attribute = NSAttributeDescription::init();
+    if (isDerived) {
+      auto derived = NSDerivedAttributeDescription::init();
+      derived->setDerivationExpression(derivation);
+      attribute = derived;
+    }
     readCommon(node, name, *attribute);
     const std::string_view typeName = node.attribute("attributeType").value();
     const auto type = attributeTypeNamed(typeName);
@@ -188,15 +210,13 @@ class ModelDocument {
     }
     attribute->setAttributeType(*type);
     // A derived attribute without a type is computed, never stored.
-    if (typeName.empty() && flag(node, "derived")) attribute->setTransient(true);
+    if (*type == NSUndefinedAttributeType && isDerived) attribute->setTransient(true);
     attribute->setValueTransformerName(textOf(node.attribute("valueTransformerName")));
     attribute->setAttributeValueClassName(textOf(node.attribute("customClassName")));
     attribute->setRegularExpression(textOf(node.attribute("regularExpressionString")));
     attribute->setAllowsExternalBinaryDataStorage(flag(node, "allowsExternalBinaryDataStorage"));
     Value initial, minimum, maximum;
-    // Of a text its length has bounds.
-    const NSAttributeType boundType =
-        *type == NSStringAttributeType ? NSInteger64AttributeType : *type;
+    const NSAttributeType boundType = typeOfBounds(*type);
     if (!readValue(node, "default", *type, entity, name, initial) ||
         !readValue(node, "min", boundType, entity, name, minimum) ||
         !readValue(node, "max", boundType, entity, name, maximum)) {
@@ -241,15 +261,24 @@ class ModelDocument {
     const auto maximum = count("maxCount", toMany ? 0 : 1);
     const std::string_view ruleName = node.attribute("deletionRule").value();
     const auto rule = ruleName.empty() ? NSNullifyDeleteRule : deleteRuleNamed(ruleName);
-    if (!minimum || !maximum || !rule) {
-      refuseProperty(
-          entity, name,
-          NSString::stringWithFormat("relationship '%@' of entity '%@' has a %s that is none", name,
-                                     entity, rule ? "count" : "deletionRule"));
+    const auto contradiction = [&](const char* what, const char* given) {
+      refuseProperty(entity, name,
+                     NSString::stringWithFormat("relationship '%@' of entity '%@' %s \"%s\"", name,
+                                                entity, what, given));
       return nullptr;
+    };
+    if (!minimum) return contradiction("has the minCount", node.attribute("minCount").value());
+    if (!maximum) return contradiction("has the maxCount", node.attribute("maxCount").value());
+    if (!rule) {
+      return contradiction("has the unknown deletionRule", node.attribute("deletionRule").value());
+    }
+    if (toMany != (*maximum != 1)) {
+      return contradiction(toMany ? "leads to many objects, but has the maxCount"
+                                  : "leads to one object, but has the maxCount",
+                           node.attribute("maxCount").value());
     }
     relationship->setMinCount(*minimum);
-    relationship->setMaxCount(toMany && *maximum == 1 ? 0 : *maximum);
+    relationship->setMaxCount(*maximum);
     relationship->setDeleteRule(*rule);
     return relationship;
   }
@@ -267,25 +296,171 @@ class ModelDocument {
     return NSArray::arrayWithValues(std::move(all));
   }
 
-  /// Indexes of the current form, and single attributes of the old one.
-  Ref<NSArray> indexesOf(const pugi::xml_node& node) const {
-    std::vector<Value> all;
-    for (const pugi::xml_node& index : node.children("fetchIndex")) {
-      std::vector<Value> names;
-      for (const pugi::xml_node& element : index.children("fetchIndexElement")) {
-        if (Ref<NSString> property = textOf(element.attribute("property"))) {
-          names.emplace_back(property);
+  Ref<NSPropertyDescription> readFetchedProperty(const pugi::xml_node& node,
+                                                 const Ref<NSString>& entity,
+                                                 const Ref<NSString>& name) {
+    auto property = NSFetchedPropertyDescription::init();
+    readCommon(node, name, *property);
+    if (const pugi::xml_node child = node.child("fetchRequest")) {
+      Ref<NSString> problem;
+      const Ref<NSFetchRequest> request = requestFrom(child, problem);
+      if (!request) {
+        refuseProperty(entity, name,
+                       NSString::stringWithFormat("fetched property '%@' of entity '%@' has %@",
+                                                  name, entity, problem));
+        return nullptr;
+      }
+      property->setFetchRequest(request);
+    }
+    return property;
+  }
+
+  /// Fails: returns null; the problem is what the request has that it must not.
+  static Ref<NSFetchRequest> requestFrom(const pugi::xml_node& node, Ref<NSString>& problem) {
+    auto request = NSFetchRequest::fetchRequestWithEntityName(textOf(node.attribute("entity")));
+    const auto number = [&](const char* key) -> std::optional<NSUInteger> {
+      const std::string_view text = node.attribute(key).value();
+      if (text.empty()) return 0;
+      const auto read = numberFromModelText<NSUInteger>(text);
+      if (!read && !problem) {
+        problem = NSString::stringWithFormat("%s=\"%s\", which is no number", key, text);
+      }
+      return read;
+    };
+    const auto limit = number("fetchLimit"), batch = number("fetchBatchSize"),
+               type = number("resultType");
+    if (type && *type > NSDictionaryResultType && !problem) {
+      problem = NSString::stringWithFormat("the unknown resultType %llu", *type);
+    }
+    if (problem) return nullptr;
+    request->setFetchLimit(*limit);
+    request->setFetchBatchSize(*batch);
+    request->setResultType(static_cast<NSFetchRequestResultType>(*type));
+    // The platform's editor spells these sometimes with an s and sometimes without.
+    const auto either = [&](const char* one, const char* other) {
+      return flag(node, one) || flag(node, other);
+    };
+    request->setIncludesSubentities(either("includeSubentities", "includesSubentities"));
+    request->setIncludesPropertyValues(either("includePropertyValues", "includesPropertyValues"));
+    request->setIncludesPendingChanges(either("includesPendingChanges", "includePendingChanges"));
+    request->setReturnsObjectsAsFaults(either("returnObjectsAsFaults", "returnsObjectsAsFaults"));
+    request->setReturnsDistinctResults(either("returnDistinctResults", "returnsDistinctResults"));
+    const Ref<NSString> predicate = textOf(node.attribute("predicateString"));
+    if (!predicate) return request;
+    try {
+      request->setPredicate(NSPredicate::predicateWithFormat(predicate));
+    } catch (const Raised& raised) {
+      problem = NSString::stringWithFormat("a predicate that cannot be read: %@",
+                                           Value(raised.exception()->reason()));
+      return nullptr;
+    }
+    return request;
+  }
+
+  bool readTemplates(const pugi::xml_node& root, NSManagedObjectModel& model) {
+    std::unordered_set<std::string> names;
+    for (const pugi::xml_node& node : root.children("fetchRequest")) {
+      const Ref<NSString> name = textOf(node.attribute("name"));
+      if (!name) return refuseModel("a fetch request has no name");
+      if (!names.insert(name->toStdString()).second) {
+        return refuseModel(
+            NSString::stringWithFormat("there are two fetch requests named '%@'", name));
+      }
+      Ref<NSString> problem;
+      const Ref<NSFetchRequest> request = requestFrom(node, problem);
+      if (!request) {
+        return refuseModel(
+            NSString::stringWithFormat("the fetch request '%@' has %@", name, problem));
+      }
+      model.setFetchRequestTemplateForName(request, name);
+    }
+    return true;
+  }
+
+  bool readConfigurations(const pugi::xml_node& root, NSManagedObjectModel& model) {
+    for (const pugi::xml_node& node : root.children("configuration")) {
+      const Ref<NSString> name = textOf(node.attribute("name"));
+      if (!name) return refuseModel("a configuration has no name");
+      if (model.entitiesForConfiguration(name)) {
+        return refuseModel(
+            NSString::stringWithFormat("there are two configurations named '%@'", name));
+      }
+      std::vector<Value> members;
+      for (const pugi::xml_node& member : node.children("memberEntity")) {
+        const auto found = _numbers.find(nameOf(member.attribute("name")));
+        if (found == _numbers.end()) {
+          return refuseModel(
+              NSString::stringWithFormat("the configuration '%@' holds the unknown entity '%s'",
+                                         name, nameOf(member.attribute("name"))));
         }
+        members.emplace_back(_entities[found->second].description);
+      }
+      model.setEntitiesForConfiguration(NSArray::arrayWithValues(std::move(members)), name);
+    }
+    return true;
+  }
+
+  /// Reads indexes of the current form, and those of old files: lists of names, and marks at the
+  /// properties themselves, where the current form does not say the same.
+  bool readIndexes(const pugi::xml_node& node, NSEntityDescription& entity,
+                   const std::vector<Value>& indexed) {
+    std::vector<Value> all;
+    std::unordered_set<std::string> single;
+    for (const pugi::xml_node& index : node.children("fetchIndex")) {
+      const Ref<NSString> name = textOf(index.attribute("name"));
+      if (!name) {
+        return refuseEntity(
+            entity.name(),
+            NSString::stringWithFormat("an index of entity '%@' has no name", entity.name()));
+      }
+      std::vector<Value> elements;
+      for (const pugi::xml_node& element : index.children("fetchIndexElement")) {
+        const Ref<NSFetchIndexElementDescription> read = indexElementFrom(element);
+        if (!read) {
+          return refuseEntity(
+              entity.name(),
+              NSString::stringWithFormat(
+                  "the index '%@' of entity '%@' has an element with property=\"%s\", "
+                  "type=\"%s\" and order=\"%s\"",
+                  name, entity.name(), element.attribute("property").value(),
+                  element.attribute("type").value(), element.attribute("order").value()));
+        }
+        elements.emplace_back(read);
+      }
+      if (elements.size() == 1)
+        single.insert(nameOf(index.child("fetchIndexElement").attribute("property")));
+      all.emplace_back(NSFetchIndexDescription::initWithNameElements(
+          name, NSArray::arrayWithValues(std::move(elements))));
+    }
+    for (const pugi::xml_node& index : node.child("compoundIndexes").children("compoundIndex")) {
+      std::vector<Value> names;
+      for (const pugi::xml_node& element : index.children("index")) {
+        if (Ref<NSString> name = textOf(element.attribute("value"))) names.emplace_back(name);
       }
       if (!names.empty()) all.emplace_back(NSArray::arrayWithValues(std::move(names)));
     }
-    for (const pugi::xml_node& attribute : node.children("attribute")) {
-      if (flag(attribute, "indexed")) {
-        all.emplace_back(
-            NSArray::arrayWithObject(NSString::fromText(attribute.attribute("name").value())));
+    for (const Value& property : indexed) {
+      if (!single.count(as<NSString>(property)->toStdString())) {
+        all.emplace_back(NSArray::arrayWithObject(property));
       }
     }
-    return NSArray::arrayWithValues(std::move(all));
+    entity.setIndexes(NSArray::arrayWithValues(std::move(all)));
+    return true;
+  }
+
+  /// Returns: null for what is none.
+  static Ref<NSFetchIndexElementDescription> indexElementFrom(const pugi::xml_node& node) {
+    const Ref<NSString> property = textOf(node.attribute("property"));
+    const auto type = indexTypeNamed(node.attribute("type").value());
+    const std::string_view order = node.attribute("order").value();
+    const bool isDescending = order == "descending";
+    if (!property || !type || (!order.empty() && order != "ascending" && !isDescending)) {
+      return nullptr;
+    }
+    auto element =
+        NSFetchIndexElementDescription::initWithPropertyNameCollationType(property, *type);
+    element->setAscending(!isDescending);
+    return element;
   }
 
   bool linkParents(const pugi::xml_node& root) {
@@ -358,6 +533,18 @@ class ModelDocument {
         const Entity& other = _entities[found->second];
         relationship->setDestinationEntity(other.description);
         const std::string inverseName = nameOf(child.attribute("inverseName"));
+        const std::string inverseEntity = nameOf(child.attribute("inverseEntity"));
+        if (!inverseEntity.empty() && (inverseName.empty() || inverseEntity != destination)) {
+          return refuseProperty(
+              entity.description->name(), relationship->name(),
+              NSString::stringWithFormat(
+                  inverseName.empty()
+                      ? "relationship '%@' of entity '%@' has an inverse of entity '%s' that has "
+                        "no name"
+                      : "relationship '%@' of entity '%@' has an inverse of entity '%s', but leads "
+                        "elsewhere",
+                  relationship->name(), entity.description->name(), inverseEntity));
+        }
         if (inverseName.empty()) continue;
         NSRelationshipDescription* inverse = relationshipNamed(other, inverseName);
         if (!inverse) {
@@ -378,99 +565,11 @@ class ModelDocument {
   std::unordered_map<std::string, std::size_t> _numbers;
 };
 
-std::nullptr_t refuseFile(Ref<NSError>* error, NSInteger code, const std::string& path,
-                          const char* why) {
-  fail(error,
-       cocoaError(code,
-                  NSString::stringWithFormat("The data model %s cannot be read: %s", path, why),
-                  {{NSFilePathErrorKey, path}}));
-  return nullptr;
-}
-
-std::optional<std::string> contentsOf(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) return std::nullopt;
-  std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-  if (file.bad()) return std::nullopt;
-  return text;
-}
-
-/// The name of the current version that a property list of a bundle has.
-/// Returns: nothing where it has none, and for what is no name of a version.
-std::optional<std::string> currentVersionFrom(const std::string& list) {
-  pugi::xml_document document;
-  if (!document.load_buffer(list.data(), list.size())) return std::nullopt;
-  for (const pugi::xml_node& key : document.child("plist").child("dict").children("key")) {
-    if (std::string_view(key.text().get()) != "_XCCurrentVersionName") continue;
-    pugi::xml_node value = key.next_sibling();
-    while (value && value.type() != pugi::node_element) value = value.next_sibling();
-    const std::string name = value.text().get();
-    const bool isName = std::string_view(value.name()) == "string" && fs::path(name).has_stem() &&
-                        fs::path(name).extension() == ".xcdatamodel" &&
-                        name.find('/') == std::string::npos;
-    return isName ? std::optional(name) : std::nullopt;
-  }
-  return std::nullopt;
-}
-
-/// The version that `.xccurrentversion` names, else the only one.
-/// Fails: returns nothing and sets the error.
-std::optional<fs::path> currentVersionIn(const fs::path& bundle, Ref<NSError>* error) {
-  std::error_code trouble;
-  const fs::path list = bundle / ".xccurrentversion";
-  if (fs::exists(list, trouble)) {
-    const auto text = contentsOf(list);
-    const auto name = text ? currentVersionFrom(*text) : std::nullopt;
-    if (!name) {
-      refuseFile(error, fileReadCorruptError, list.string(),
-                 "it is no property list that names a version");
-      return std::nullopt;
-    }
-    if (fs::exists(bundle / *name / "contents", trouble)) return bundle / *name;
-    refuseFile(error, fileReadNoSuchFileError, list.string(),
-               ("the current version '" + *name + "' is missing").c_str());
-    return std::nullopt;
-  }
-  fs::path only;
-  std::size_t versions = 0;
-  for (const fs::directory_entry& entry : fs::directory_iterator(bundle, trouble)) {
-    if (entry.path().extension() != ".xcdatamodel") continue;
-    only = entry.path();
-    ++versions;
-  }
-  if (versions == 1) return only;
-  refuseFile(error, fileReadCorruptError, bundle.string(),
-             versions == 0 ? "it has neither contents nor a version"
-                           : "it has several versions, and no .xccurrentversion says which is the "
-                             "current one");
-  return std::nullopt;
-}
-
 }  // namespace
 
-Ref<NSManagedObjectModel> readModelText(std::string_view xml, Ref<NSError>* error) {
-  return ModelDocument(std::string(), error).read(xml);
-}
-
-Ref<NSManagedObjectModel> readModelFile(const std::string& path, Ref<NSError>* error) {
-  std::error_code trouble;
-  fs::path file(path);
-  if (!fs::exists(file, trouble)) {
-    return refuseFile(error, fileReadNoSuchFileError, path, "there is no such file");
-  }
-  if (fs::is_directory(file, trouble) && !fs::exists(file / "contents", trouble)) {
-    const auto version = currentVersionIn(file, error);
-    if (!version) return nullptr;
-    file = *version;
-  }
-  if (fs::is_directory(file, trouble)) file /= "contents";
-  if (!fs::is_regular_file(file, trouble)) {
-    return refuseFile(error, fileReadNoSuchFileError, file.string(), "there is no such file");
-  }
-  const auto text = contentsOf(file);
-  if (!text) return refuseFile(error, fileReadUnknownError, file.string(), "it cannot be opened");
-  const std::string name = file.string();
-  return ModelDocument(name, error).read(*text);
+Ref<NSManagedObjectModel> readModelText(std::string_view xml, const std::string& path,
+                                        Ref<NSError>* error) {
+  return ModelDocument(path, error).read(xml);
 }
 
 }  // namespace JNFoundation::impl

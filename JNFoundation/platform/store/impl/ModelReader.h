@@ -7,10 +7,10 @@
 
 namespace JNFoundation::impl {
 
-/// Reads a model from a `contents` file, a `.xcdatamodel` directory or a `.xcdatamodeld` directory.
+/// Reads a model from the text of a `contents` file.
+/// Takes: the file's path for errors to name; empty for a text that is of no file.
 /// Fails: returns null and sets the error, which may be null.
-Ref<NSManagedObjectModel> readModelFile(const std::string& path, Ref<NSError>* error);
-
-Ref<NSManagedObjectModel> readModelText(std::string_view xml, Ref<NSError>* error);
+Ref<NSManagedObjectModel> readModelText(std::string_view xml, const std::string& path,
+                                        Ref<NSError>* error);
 
 }  // namespace JNFoundation::impl

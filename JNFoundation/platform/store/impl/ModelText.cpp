@@ -115,6 +115,22 @@ std::optional<NSDeleteRule> deleteRuleNamed(std::string_view name) {
 
 std::string_view nameOfDeleteRule(NSDeleteRule rule) { return ruleNames[rule]; }
 
+std::optional<NSFetchIndexElementType> indexTypeNamed(std::string_view name) {
+  if (name.empty() || name == "Binary") return NSFetchIndexElementTypeBinary;
+  if (name == "RTree") return NSFetchIndexElementTypeRTree;
+  return std::nullopt;
+}
+
+std::string_view nameOfIndexType(NSFetchIndexElementType type) {
+  return type == NSFetchIndexElementTypeRTree ? "RTree" : "Binary";
+}
+
+NSAttributeType typeOfBounds(NSAttributeType type) {
+  return type == NSStringAttributeType || type == NSBinaryDataAttributeType
+             ? NSInteger64AttributeType
+             : type;
+}
+
 std::optional<bool> flagFromModelText(std::string_view text) {
   if (text == "YES" || text == "1" || text == "true") return true;
   if (text == "NO" || text == "0" || text == "false") return false;

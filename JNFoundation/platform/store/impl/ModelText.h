@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include <JNFoundation/platform/store/NSAttributeDescription.h>
+#include <JNFoundation/platform/store/NSFetchIndexElementDescription.h>
 #include <JNFoundation/platform/store/NSRelationshipDescription.h>
 
 namespace JNFoundation::impl {
@@ -19,6 +20,13 @@ std::string_view nameOfAttributeType(NSAttributeType type);
 
 std::optional<NSDeleteRule> deleteRuleNamed(std::string_view name);
 std::string_view nameOfDeleteRule(NSDeleteRule rule);
+
+/// Returns: nothing for an unknown name; the empty name is the binary type.
+std::optional<NSFetchIndexElementType> indexTypeNamed(std::string_view name);
+std::string_view nameOfIndexType(NSFetchIndexElementType type);
+
+/// The type of the bounds of values of the type: of texts and data the length is bounded.
+NSAttributeType typeOfBounds(NSAttributeType type);
 
 std::optional<bool> flagFromModelText(std::string_view text);
 

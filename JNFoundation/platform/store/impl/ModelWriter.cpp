@@ -1,23 +1,18 @@
 #include "JNFoundation/platform/store/impl/ModelWriter.h"
 
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-#include <filesystem>
 #include <pugixml.hpp>
-#include <unistd.h>
-#include <unordered_set>
 
+#include <JNFoundation/platform/query/NSPredicate.h>
+#include <JNFoundation/platform/store/NSDerivedAttributeDescription.h>
+#include <JNFoundation/platform/store/NSFetchRequest.h>
+#include <JNFoundation/platform/store/NSFetchedPropertyDescription.h>
 #include <JNFoundation/platform/store/NSRelationshipDescription.h>
 #include <JNFoundation/platform/store/impl/ModelText.h>
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
+#include <JNFoundation/platform/value/NSException.h>
 
 namespace JNFoundation::impl {
 namespace {
-
-namespace fs = std::filesystem;
-
-constexpr NSInteger fileWriteUnknownError = 512;
 
 /// Whether XML has all the characters of the well-formed text.
 bool isWritable(std::string_view text) {
@@ -52,10 +47,9 @@ class ModelDocument {
     set(root, "type", "com.apple.IDECoreDataModeler.DataModel");
     set(root, "documentVersion", "1.0");
     setText(root, "userDefinedModelVersionIdentifier", model.versionIdentifier());
-    for (const Ref<NSEntityDescription>& entity : model.entityList()) {
-      _members.insert(entity.get());
-    }
     for (const Ref<NSEntityDescription>& entity : model.entityList()) writeEntity(root, *entity);
+    writeTemplates(root, model);
+    writeConfigurations(root, model);
     if (_problem) return refused(error);
     StringSink sink;
     document.save(sink, "    ", pugi::format_default, pugi::encoding_utf8);
@@ -76,7 +70,9 @@ class ModelDocument {
         _property ? NSString::stringWithFormat("Property '%@' of entity '%@' cannot be written: %@",
                                                property, entity, why)
         : _entity ? NSString::stringWithFormat("Entity '%@' cannot be written: %@", entity, why)
-                  : NSString::stringWithFormat("The data model cannot be written: %@", why);
+        : _request ? NSString::stringWithFormat("The fetch request '%s' cannot be written: %@",
+                                                _request->utf8(), why)
+                   : NSString::stringWithFormat("The data model cannot be written: %@", why);
     _problem = cocoaError(NSCoreDataError, sentence, {{"entity", entity}, {"property", property}});
   }
 
@@ -139,17 +135,23 @@ class ModelDocument {
 
   void writeProperty(pugi::xml_node entity, const NSPropertyDescription& property) {
     const bool isAttribute = isKindOf<NSAttributeDescription>(property);
-    if (!isAttribute && !isKindOf<NSRelationshipDescription>(property)) {
-      return refuse("it is neither an attribute nor a relationship");
-    }
-    pugi::xml_node node = entity.append_child(isAttribute ? "attribute" : "relationship");
+    const bool isRelationship = isKindOf<NSRelationshipDescription>(property);
+    pugi::xml_node node = entity.append_child(isAttribute      ? "attribute"
+                                              : isRelationship ? "relationship"
+                                                               : "fetchedProperty");
     set(node, "name", *property.name());
     setFlag(node, "optional", property.isOptional());
     setFlag(node, "transient", property.isTransient());
     if (isAttribute) {
       writeAttribute(node, static_cast<const NSAttributeDescription&>(property));
-    } else {
+    } else if (isRelationship) {
       writeRelationship(node, static_cast<const NSRelationshipDescription&>(property));
+    } else {
+      pugi::xml_node request = node.append_child("fetchRequest");
+      // The name that the platform's editor gives it.
+      set(request, "name", "fetchedPropertyFetchRequest");
+      writeRequest(request,
+                   *static_cast<const NSFetchedPropertyDescription&>(property).fetchRequest());
     }
     setText(node, "versionHashModifier", property.versionHashModifier());
     if (!property.renamingIdentifier()->hasContentOf(*property.name())) {
@@ -168,9 +170,12 @@ class ModelDocument {
     setText(node, "valueTransformerName", attribute.valueTransformerName());
     setText(node, "regularExpressionString", attribute.regularExpression());
     setFlag(node, "allowsExternalBinaryDataStorage", attribute.allowsExternalBinaryDataStorage());
-    // Of a text its length has bounds.
-    const NSAttributeType boundType =
-        type == NSStringAttributeType ? NSInteger64AttributeType : type;
+    if (isKindOf<NSDerivedAttributeDescription>(attribute)) {
+      set(node, "derived", "YES");
+      setText(node, "derivationExpression",
+              static_cast<const NSDerivedAttributeDescription&>(attribute).derivationExpression());
+    }
+    const NSAttributeType boundType = typeOfBounds(type);
     writeValue(node, "default", attribute.defaultValue(), type);
     writeValue(node, "min", attribute.minimumValue(), boundType);
     writeValue(node, "max", attribute.maximumValue(), boundType);
@@ -201,37 +206,87 @@ class ModelDocument {
     }
     setFlag(node, "ordered", relationship.isOrdered());
     set(node, "deletionRule", nameOfDeleteRule(relationship.deleteRule()));
-    Ref<NSEntityDescription> destination = relationship.destinationEntity();
-    if (!destination || !_members.count(destination.get())) {
-      return refuse("it leads to no entity of the model");
-    }
-    set(node, "destinationEntity", *destination->name());
-    Ref<NSRelationshipDescription> inverse = relationship.inverseRelationship();
+    set(node, "destinationEntity", *relationship.destinationEntity()->name());
+    const Ref<NSRelationshipDescription> inverse = relationship.inverseRelationship();
     if (!inverse) return;
-    const Value found = destination->relationshipsByName()->objectForKey(inverse->name());
-    if (found.object() != inverse.get()) {
-      return refuse(NSString::stringWithFormat("its inverse '%@' is no relationship of entity '%@'",
-                                               Value(inverse->name()), destination->name()));
-    }
     set(node, "inverseName", *inverse->name());
-    set(node, "inverseEntity", *destination->name());
+    set(node, "inverseEntity", *relationship.destinationEntity()->name());
   }
 
   void writeIndexes(pugi::xml_node entity, const NSEntityDescription& description) {
-    int number = 0;
     for (const Value& value : *description.indexes()) {
-      auto* names = as<NSArray>(value);
-      if (!names || names->count() == 0) {
-        return refuse(
-            NSString::stringWithFormat("its indexes hold %@, which is no list of names", value));
-      }
+      const auto* index = as<NSFetchIndexDescription>(value);
       pugi::xml_node node = entity.append_child("fetchIndex");
-      set(node, "name", "index" + std::to_string(++number));
-      for (const Value& name : *names) {
-        pugi::xml_node element = node.append_child("fetchIndexElement");
-        setElement(element, "property", name, "indexes");
-        set(element, "type", "Binary");
-        set(element, "order", "ascending");
+      set(node, "name", *index->name());
+      for (const Value& member : *index->elements()) {
+        const auto* element = as<NSFetchIndexElementDescription>(member);
+        pugi::xml_node child = node.append_child("fetchIndexElement");
+        set(child, "property", *element->propertyName());
+        set(child, "type", nameOfIndexType(element->collationType()));
+        set(child, "order", element->isAscending() ? "ascending" : "descending");
+      }
+    }
+  }
+
+  void writeRequest(pugi::xml_node node, const NSFetchRequest& request) {
+    const Ref<NSArray>& order = request.sortDescriptors();
+    if (order && order->count() > 0) refuse("a fetch request of a file has no sort descriptors");
+    if (request.propertiesToFetch()) refuse("a fetch request of a file has no propertiesToFetch");
+    if (request.fetchOffset() > 0) refuse("a fetch request of a file has no fetchOffset");
+    if (request.resultType() > NSDictionaryResultType) {
+      refuse("a fetch request of a file does not count");
+    }
+    set(node, "entity", *request.entityName());
+    if (request.predicate()) writePredicate(node, *request.predicate());
+    if (request.fetchLimit() > 0) set(node, "fetchLimit", std::to_string(request.fetchLimit()));
+    if (request.fetchBatchSize() > 0) {
+      set(node, "fetchBatchSize", std::to_string(request.fetchBatchSize()));
+    }
+    if (request.resultType() != NSManagedObjectResultType) {
+      set(node, "resultType", std::to_string(request.resultType()));
+    }
+    setFlag(node, "includeSubentities", request.includesSubentities());
+    setFlag(node, "includePropertyValues", request.includesPropertyValues());
+    setFlag(node, "includesPendingChanges", request.includesPendingChanges());
+    setFlag(node, "returnObjectsAsFaults", request.returnsObjectsAsFaults());
+    setFlag(node, "returnDistinctResults", request.returnsDistinctResults());
+  }
+
+  /// Writes the format that is parsed back to a predicate of the same format.
+  void writePredicate(pugi::xml_node node, const NSPredicate& predicate) {
+    const Ref<NSString> format = predicate.predicateFormat();
+    bool isRead = false;
+    try {
+      isRead = NSPredicate::predicateWithFormat(format)->predicateFormat()->hasContentOf(*format);
+    } catch (const Raised&) {
+      // It is no format at all.
+    }
+    if (!isRead) {
+      refuse(
+          NSString::stringWithFormat("the predicate %@ has no format that is read back", format));
+    }
+    set(node, "predicateString", *format);
+  }
+
+  void writeTemplates(pugi::xml_node root, const NSManagedObjectModel& model) {
+    const Ref<NSDictionary> requests = model.fetchRequestTemplatesByName();
+    for (const auto& [name, value] : *requests) {
+      _request = as<NSString>(name);
+      pugi::xml_node node = root.append_child("fetchRequest");
+      set(node, "name", *_request);
+      writeRequest(node, *as<NSFetchRequest>(value));
+      _request = nullptr;
+    }
+  }
+
+  void writeConfigurations(pugi::xml_node root, const NSManagedObjectModel& model) {
+    const Ref<NSArray> names = model.configurations();
+    for (const Value& name : *names) {
+      pugi::xml_node node = root.append_child("configuration");
+      set(node, "name", *as<NSString>(name));
+      const Ref<NSArray> entities = model.entitiesForConfiguration(as<NSString>(name)->utf8());
+      for (const Value& entity : *entities) {
+        set(node.append_child("memberEntity"), "name", *as<NSEntityDescription>(entity)->name());
       }
     }
   }
@@ -240,73 +295,23 @@ class ModelDocument {
     if (description.uniquenessConstraints()->count() == 0) return;
     pugi::xml_node list = entity.append_child("uniquenessConstraints");
     for (const Value& value : *description.uniquenessConstraints()) {
-      auto* names = as<NSArray>(value);
-      if (!names || names->count() == 0) {
-        return refuse(NSString::stringWithFormat(
-            "its uniqueness constraints hold %@, which is no list of names", value));
-      }
       pugi::xml_node node = list.append_child("uniquenessConstraint");
-      for (const Value& name : *names) {
-        setElement(node.append_child("constraint"), "value", name, "uniqueness constraints");
+      for (const Value& name : *as<NSArray>(value)) {
+        set(node.append_child("constraint"), "value", *as<NSString>(name));
       }
     }
   }
 
-  std::unordered_set<const NSEntityDescription*> _members;
   const NSEntityDescription* _entity = nullptr;
   const NSPropertyDescription* _property = nullptr;
+  const NSString* _request = nullptr;
   Ref<NSError> _problem;
 };
-
-bool refuseFile(Ref<NSError>* error, const fs::path& path, const std::string& why) {
-  return fail(error, cocoaError(fileWriteUnknownError,
-                                NSString::stringWithFormat(
-                                    "The data model %s cannot be written: %s", path.string(), why),
-                                {{NSFilePathErrorKey, path.string()}}));
-}
-
-/// Fails: returns false with errno set.
-bool writeBytes(const fs::path& path, std::string_view bytes) {
-  std::FILE* file = std::fopen(path.c_str(), "wb");
-  if (!file) return false;
-  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size() &&
-                       std::fflush(file) == 0 && fsync(fileno(file)) == 0;
-  const int reason = errno;
-  const bool closed = std::fclose(file) == 0;
-  if (!written) errno = reason;
-  return written && closed;
-}
 
 }  // namespace
 
 Ref<NSString> modelText(const NSManagedObjectModel& model, Ref<NSError>* error) {
   return ModelDocument().write(model, error);
-}
-
-bool writeModelFile(const NSManagedObjectModel& model, const std::string& path,
-                    Ref<NSError>* error) {
-  fs::path file(path);
-  if (!file.has_filename()) file = file.parent_path();
-  if (file.empty()) return refuseFile(error, file, "it has no name");
-  if (file.extension() == ".xcdatamodeld") {
-    return refuseFile(error, file, "it is a bundle of versions; name one of them in it");
-  }
-  const Ref<NSString> text = modelText(model, error);
-  if (!text) return false;
-  if (file.extension() == ".xcdatamodel") {
-    std::error_code trouble;
-    fs::create_directories(file, trouble);
-    if (trouble) return refuseFile(error, file, trouble.message());
-    file /= "contents";
-  }
-  fs::path beside = file;
-  beside += ".new-" + std::to_string(getpid());
-  if (!writeBytes(beside, *text) || std::rename(beside.c_str(), file.c_str()) != 0) {
-    const std::string why = std::strerror(errno);
-    std::remove(beside.c_str());
-    return refuseFile(error, file, why);
-  }
-  return true;
 }
 
 }  // namespace JNFoundation::impl

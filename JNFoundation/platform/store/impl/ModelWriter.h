@@ -1,7 +1,5 @@
 #pragma once
 
-#include <string>
-
 #include <JNFoundation/platform/store/NSManagedObjectModel.h>
 
 namespace JNFoundation::impl {
@@ -9,11 +7,5 @@ namespace JNFoundation::impl {
 /// The text of a `contents` file that is read back to an equal model.
 /// Fails: returns null and sets the error, which may be null.
 Ref<NSString> modelText(const NSManagedObjectModel& model, Ref<NSError>* error);
-
-/// Writes the text into a file, or into a `.xcdatamodel` directory, which is made where there is
-/// none. What was there is replaced whole or not at all.
-/// Fails: returns false and sets the error, which may be null.
-bool writeModelFile(const NSManagedObjectModel& model, const std::string& path,
-                    Ref<NSError>* error);
 
 }  // namespace JNFoundation::impl

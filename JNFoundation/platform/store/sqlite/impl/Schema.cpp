@@ -62,21 +62,20 @@ std::vector<const NSEntityDescription*> hierarchy(const NSEntityDescription& roo
 }
 
 bool createIndexes(Database& database, const Schema::EntityMap& map, int& number) {
-  for (const Value& value : map.entity->indexes()) {
-    const auto* names = as<NSArray>(value);
+  for (const Value& value : *map.entity->indexes()) {
     std::string columns;
-    if (!names) continue;
-    for (const Value& name : *names) {
-      const auto* text = as<NSString>(name);
-      const std::size_t index = text ? map.entity->layout().indexOf(*text) : EntityLayout::none;
+    for (const Value& member : *as<NSFetchIndexDescription>(value)->elements()) {
+      const auto* element = as<NSFetchIndexElementDescription>(member);
+      const std::size_t index = map.entity->layout().indexOf(*element->propertyName());
       if (index == EntityLayout::none || map.columnOfAttribute[index] < 0) {
         columns.clear();
         break;
       }
       if (!columns.empty()) columns += ", ";
       columns += map.columns[static_cast<std::size_t>(map.columnOfAttribute[index])].name;
+      if (!element->isAscending()) columns += " DESC";
     }
-    // An index over a relationship or a computed value is none of ours.
+    // An index over a relationship is none of ours.
     if (columns.empty()) continue;
     const std::string sql = "CREATE INDEX jn_index_" + std::to_string(++number) + " ON " +
                             map.table + " (" + columns + ")";
