@@ -7,6 +7,8 @@
 #include <JNFoundation/platform/store/NSManagedObjectModel.h>
 #include <JNFoundation/platform/store/NSPersistentStoreCoordinator.h>
 #include <JNFoundation/platform/store/impl/EntityLayout.h>
+#include <JNFoundation/platform/store/impl/LongWork.h>
+#include <JNFoundation/platform/store/impl/StoreErrors.h>
 
 namespace JNFoundation {
 
@@ -18,7 +20,9 @@ NSPersistentStore::NSPersistentStore(Ref<NSManagedObjectModel> model, Ref<NSStri
     : _model(std::move(model)),
       _configurationName(std::move(configuration)),
       _url(std::move(url)),
-      _options(std::move(options)) {
+      _options(std::move(options)),
+      _longWork(std::make_unique<impl::LongWork>()),
+      _ownMetadata(NSDictionary::dictionary()) {
   for (const Ref<NSEntityDescription>& entity : _model->entityList()) {
     if (&entity->layout().root() == entity.get()) {
       _hierarchies.push_back(
@@ -38,5 +42,43 @@ const impl::StoreHierarchy* NSPersistentStore::hierarchyOf(
   }
   return nullptr;
 }
+
+Ref<NSDictionary> NSPersistentStore::metadata(Ref<NSError>*) {
+  std::vector<NSDictionary::Pair> hashes;
+  for (const Ref<NSEntityDescription>& entity : _model->entityList()) {
+    hashes.push_back({entity->name(), entity->versionHash()});
+  }
+  std::vector<NSDictionary::Pair> entries{
+      {NSStoreTypeKey, type()},
+      {NSStoreUUIDKey, _identifier},
+      {NSStoreModelVersionHashesKey, NSDictionary::dictionaryWithEntries(std::move(hashes))}};
+  for (const auto& entry : *_ownMetadata) entries.push_back({entry.key, entry.value});
+  return NSDictionary::dictionaryWithEntries(std::move(entries));
+}
+
+bool NSPersistentStore::setOwnMetadata(const Ref<NSDictionary>& metadata, Ref<NSError>*) {
+  _ownMetadata = metadata;
+  return true;
+}
+
+bool NSPersistentStore::backup(const Ref<NSURL>&, NSPersistentStoreBackupOptions,
+                               const NSPersistentStoreBackupProgress&, Ref<NSError>* error) {
+  return impl::fail(error,
+                    impl::cocoaError(NSPersistentStoreOperationError,
+                                     "The store keeps nothing in a file that could be copied."));
+}
+
+Ref<NSArray> NSPersistentStore::integrityErrors(Ref<NSError>*) { return NSArray::array(); }
+
+bool NSPersistentStore::compact(Ref<NSError>*) { return true; }
+
+bool NSPersistentStore::readSize(NSPersistentStoreSize& size, Ref<NSError>*) {
+  size = NSPersistentStoreSize();
+  return true;
+}
+
+bool NSPersistentStore::suspend(Ref<NSError>*) { return true; }
+
+bool NSPersistentStore::resume(Ref<NSError>*) { return true; }
 
 }  // namespace JNFoundation

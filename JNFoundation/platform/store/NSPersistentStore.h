@@ -6,7 +6,9 @@
 #include <vector>
 
 #include <JNFoundation/platform/store/NSEntityDescription.h>
+#include <JNFoundation/platform/value/Block.h>
 #include <JNFoundation/platform/value/NSArray.h>
+#include <JNFoundation/platform/value/NSDictionary.h>
 
 namespace JNFoundation {
 
@@ -19,6 +21,8 @@ class NSURL;
 
 namespace impl {
 
+class LongWork;
+
 /// Which records a number belongs to: an entity without ancestors and its descendants share one
 /// sequence of numbers in a store.
 struct StoreHierarchy {
@@ -27,6 +31,33 @@ struct StoreHierarchy {
 };
 
 }  // namespace impl
+
+// What a store's own metadata has: its type, its identifier, and the version hash of each entity of
+// the model that it was made with, by the entity's name.
+inline constexpr const char* NSStoreTypeKey = "NSStoreType";
+inline constexpr const char* NSStoreUUIDKey = "NSStoreUUID";
+inline constexpr const char* NSStoreModelVersionHashesKey = "NSStoreModelVersionHashes";
+
+/// The code, in NSCocoaErrorDomain, of what ended because somebody wanted it to.
+inline constexpr NSInteger NSUserCancelledError = 3072;
+
+/// How much room a store takes on disk, in bytes; all 0 for one without a file.
+struct NSPersistentStoreSize {
+  std::uint64_t file = 0;
+  /// How much of the file holds nothing at present: compacting gives it back.
+  std::uint64_t unused = 0;
+  /// The log beside the file.
+  std::uint64_t log = 0;
+};
+
+enum NSPersistentStoreBackupOptions : NSUInteger {
+  NSPersistentStoreBackupPlain = 0,
+  /// A file of that name is replaced, in one step, when the copy is whole.
+  NSPersistentStoreBackupReplacesExisting = 1,
+};
+
+/// Told of a backup how many bytes of how many are copied. Returns: whether to go on.
+using NSPersistentStoreBackupProgress = Block<bool(std::uint64_t copied, std::uint64_t total)>;
 
 /// A record that a save writes.
 struct StoreRowChange {
@@ -141,6 +172,26 @@ class NSPersistentStore : public NSObject {
   /// How many records the query has. Requires: a plan without remaining predicate.
   virtual NSUInteger countRows(const StoreQuery& query, Ref<NSError>* error) = 0;
 
+  // ---- Upkeep, for coordinators -----------------------------------------------------------------
+  // Their operations of like names say what these do. A store without a file has nothing to do for
+  // most of them.
+
+  /// Returns: null on failure.
+  virtual Ref<NSDictionary> metadata(Ref<NSError>* error);
+  /// Takes: the application's own entries, found to be plain.
+  virtual bool setOwnMetadata(const Ref<NSDictionary>& metadata, Ref<NSError>* error);
+  /// Threads: beside all others, as long work. Requires: that the store is not closed meanwhile.
+  virtual bool backup(const Ref<NSURL>& url, NSPersistentStoreBackupOptions options,
+                      const NSPersistentStoreBackupProgress& progress, Ref<NSError>* error);
+  /// The same. Returns: null if the check could not be made.
+  virtual Ref<NSArray> integrityErrors(Ref<NSError>* error);
+  virtual bool compact(Ref<NSError>* error);
+  virtual bool readSize(NSPersistentStoreSize& size, Ref<NSError>* error);
+  virtual bool suspend(Ref<NSError>* error);
+  virtual bool resume(Ref<NSError>* error);
+  virtual bool isSuspended() const noexcept { return false; }
+  impl::LongWork& longWork() const noexcept { return *_longWork; }
+
   /// The token of the hierarchy that the entity belongs to; lives as long as the store.
   const impl::StoreHierarchy* hierarchyOf(const NSEntityDescription& entity) const noexcept;
 
@@ -161,6 +212,9 @@ class NSPersistentStore : public NSObject {
   Ref<NSDictionary> _options;
   Ref<NSString> _identifier;
   std::vector<std::unique_ptr<impl::StoreHierarchy>> _hierarchies;
+  std::unique_ptr<impl::LongWork> _longWork;
+  /// The application's own entries, where there is no file to keep them.
+  Ref<NSDictionary> _ownMetadata;
   bool _readOnly = false;
   bool _open = false;
 };

@@ -68,17 +68,29 @@ NSPersistentStoreCoordinator::addPersistentStoreWithTypeConfigurationURLOptionsE
 
 bool NSPersistentStoreCoordinator::removePersistentStoreError(const Ref<NSPersistentStore>& store,
                                                               Ref<NSError>* error) {
-  std::lock_guard guard(_storeLock);
-  const auto found = std::find(_stores.begin(), _stores.end(), store);
-  if (found == _stores.end()) {
-    return impl::fail(error, impl::cocoaError(NSPersistentStoreOperationError,
-                                              "The store is not one of the coordinator's."));
+  {
+    const std::lock_guard look(_storeLock);
+    if (!has(store, error)) return false;
   }
+  std::unique_lock guard(_storeLock, std::defer_lock);
+  if (!lockWithoutLongWork({store}, guard)) {
+    return impl::fail(error, impl::cocoaError(NSPersistentStoreOperationError,
+                                              "The store is in use: it is being copied."));
+  }
+  if (!has(store, error)) return false;
+  const auto found = std::find(_stores.begin(), _stores.end(), store);
   store->close();
   store->_open = false;
   _closedStores.push_back(store);
   _stores.erase(found);
   return true;
+}
+
+bool NSPersistentStoreCoordinator::has(const Ref<NSPersistentStore>& store,
+                                       Ref<NSError>* error) const {
+  if (store && std::find(_stores.begin(), _stores.end(), store) != _stores.end()) return true;
+  return impl::fail(error, impl::cocoaError(NSPersistentStoreOperationError,
+                                            "The store is not one of the coordinator's."));
 }
 
 Ref<NSArray> NSPersistentStoreCoordinator::persistentStores() const {

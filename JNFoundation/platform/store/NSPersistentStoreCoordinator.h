@@ -1,9 +1,11 @@
 #pragma once
 
 #include <mutex>
+#include <optional>
 #include <vector>
 
 #include <JNFoundation/platform/store/NSManagedObjectID.h>
+#include <JNFoundation/platform/store/NSPersistentStore.h>
 #include <JNFoundation/platform/value/NSArray.h>
 #include <JNFoundation/platform/value/NSDictionary.h>
 
@@ -11,7 +13,6 @@ namespace JNFoundation {
 
 class NSError;
 class NSManagedObjectModel;
-class NSPersistentStore;
 class NSURL;
 
 /// One file in SQLite's format; survives a crash at any instant with the last completed save.
@@ -21,10 +22,22 @@ inline constexpr const char* NSInMemoryStoreType = "InMemory";
 
 /// Option: a boolean. The file is read, never written.
 inline constexpr const char* NSReadOnlyPersistentStoreOption = "NSReadOnlyPersistentStoreOption";
-/// Option: a dictionary of SQLite settings. "synchronous" may be "NORMAL" (the default: a power cut
-/// may lose the last saves, never harm the file) or "FULL" (a completed save outlasts a power cut).
+/// Option: a dictionary of SQLite settings. What is not listed here, and what a setting cannot be,
+/// is refused when the store is added.
+///
+/// - "synchronous": how much a completed save outlasts. Either way the crash of a process costs
+///   nothing, and nothing ever harms the file. "NORMAL", the default: a power cut, or the crash of
+///   the whole system, may cost the last saves. "FULL": it does not; each save waits for the disk.
+/// - "cache_size": pages, or with a minus sign KiB, of the file that are kept in memory.
+/// - "mmap_size": how many bytes of the file are read through a mapping, 0 for none.
+/// - "wal_autocheckpoint": pages of the log after which a save writes them back into the file.
+/// - "fullfsync": 1 has a disk of Apple's systems empty its own cache, too; 0 is the default.
+/// - "journal_mode": "WAL", as it is anyway.
 inline constexpr const char* NSSQLitePragmasOption = "NSSQLitePragmasOption";
-/// Option: how many seconds to wait for another process that holds the file, 5 by default.
+/// Option: how many seconds to wait for another process that holds the file, 5 by default. Several
+/// processes may have one store open: they read beside each other and beside a save; saves take
+/// turns. One that has waited that long, by trying again and again, fails with
+/// NSPersistentStoreTimeoutError (134090), and nothing is lost: its changes stay pending.
 inline constexpr const char* NSPersistentStoreTimeoutOption = "NSPersistentStoreTimeoutOption";
 
 /// Stands between contexts and stores: it has the model and the stores that keep its objects.
@@ -55,7 +68,8 @@ class NSPersistentStoreCoordinator : public NSObject {
       const Ref<NSString>& type, const Ref<NSString>& configuration, const Ref<NSURL>& url,
       const Ref<NSDictionary>& options, Ref<NSError>* error = nullptr);
 
-  /// Closes the store. Its objects can no longer be read or saved.
+  /// Closes the store, and ends backups and checks of it. Its objects can no longer be read or
+  /// saved.
   bool removePersistentStoreError(const Ref<NSPersistentStore>& store,
                                   Ref<NSError>* error = nullptr);
 
@@ -69,6 +83,81 @@ class NSPersistentStoreCoordinator : public NSObject {
   /// have.
   Ref<NSManagedObjectID> managedObjectIDForURIRepresentation(const Ref<NSURL>& uri) const;
 
+  // ---- Metadata ---------------------------------------------------------------------------------
+
+  /// What the store keeps about itself (NSStoreTypeKey and the like) and the application's entries.
+  /// Returns: null on failure.
+  Ref<NSDictionary> metadataForPersistentStore(const Ref<NSPersistentStore>& store,
+                                               Ref<NSError>* error = nullptr) const;
+  /// Replaces the application's entries at once, in a transaction of its own; those that the store
+  /// makes itself stay as they are, whatever the dictionary has for them. Names are texts, values
+  /// are plain: text, number, date, data, NSNull, and arrays and dictionaries of such.
+  bool setMetadataForPersistentStore(const Ref<NSDictionary>& metadata,
+                                     const Ref<NSPersistentStore>& store,
+                                     Ref<NSError>* error = nullptr);
+  /// Reads the metadata of a file without its model, and changes nothing in it.
+  /// Returns: null on failure: the file is not there, is not a store or cannot be read.
+  static Ref<NSDictionary> metadataForPersistentStoreOfTypeURLOptionsError(
+      const Ref<NSString>& type, const Ref<NSURL>& url, const Ref<NSDictionary>& options,
+      Ref<NSError>* error = nullptr);
+
+  // ---- Upkeep -----------------------------------------------------------------------------------
+
+  /// Copies what the store holds at this moment into another file, which is a complete store by
+  /// itself and has no log. Saves and fetches go on meanwhile, on other threads or between the
+  /// calls of the progress block; what they save is not in the copy. The copy stands under a name
+  /// of its own, which ends with ".partial", until it is whole and on the disk.
+  /// Calls: the progress block, which may be null, on this thread, after every MiB.
+  /// Fails: returns false, and leaves what is at the address as it is: a file that is not to be
+  /// replaced, one that is the store's own, is in use or was not closed in good order; no room;
+  /// NSUserCancelledError when the block has said so, or the store was suspended or removed.
+  bool backupPersistentStoreToURLOptionsProgressError(
+      const Ref<NSPersistentStore>& store, const Ref<NSURL>& url,
+      NSPersistentStoreBackupOptions options, const NSPersistentStoreBackupProgress& progress,
+      Ref<NSError>* error = nullptr);
+  bool backupPersistentStoreToURLError(const Ref<NSPersistentStore>& store, const Ref<NSURL>& url,
+                                       Ref<NSError>* error = nullptr);
+
+  /// Reads the whole file and says what is wrong with it, in sentences; none if it is sound. Saves
+  /// and fetches go on meanwhile. At most 100 are given.
+  /// Returns: null if the check could not be made, with the error set.
+  Ref<NSArray> integrityErrorsOfPersistentStoreError(const Ref<NSPersistentStore>& store,
+                                                     Ref<NSError>* error = nullptr);
+
+  /// Writes the file anew without the room that holds nothing; takes as long as copying it, and as
+  /// much room again until it is done.
+  /// Fails: returns false and has changed nothing; with 134090 while another process, coordinator
+  /// or backup has the file open.
+  bool compactPersistentStoreError(const Ref<NSPersistentStore>& store,
+                                   Ref<NSError>* error = nullptr);
+  /// Returns: nothing on failure.
+  std::optional<NSPersistentStoreSize> sizeOfPersistentStoreError(
+      const Ref<NSPersistentStore>& store, Ref<NSError>* error = nullptr) const;
+
+  /// Lets go of every file before the system puts the application to sleep: logs are written back
+  /// into their files and emptied, backups and checks end, and no file is open and no lock held
+  /// until the next use of a store, or `resume`. Objects stay what they are.
+  ///
+  /// Fails: returns false. A file that is in use on this very thread (in the block of a backup, for
+  /// instance) stays open; everything else is done all the same. Where a log could not be written
+  /// back, it is complete beside its file, and both are closed.
+  bool suspend(Ref<NSError>* error = nullptr);
+  /// Opens the files again, which the next use of each store would do as well.
+  /// Fails: returns false; the store whose file is gone, or is another one now, fails each use
+  /// until its file is back.
+  bool resume(Ref<NSError>* error = nullptr);
+  /// Whether there are stores whose files are closed for the time being.
+  bool isSuspended() const;
+
+  /// Deletes a store that is not in use, with its log and its index. That there is none is no
+  /// failure; one that is damaged is deleted too.
+  /// Fails: returns false, and has deleted nothing, for a store that this coordinator or another
+  /// process has open (134090), and for a file that is not a store of this kind.
+  bool destroyPersistentStoreAtURLWithTypeOptionsError(const Ref<NSURL>& url,
+                                                       const Ref<NSString>& type,
+                                                       const Ref<NSDictionary>& options,
+                                                       Ref<NSError>* error = nullptr);
+
   /// The lock under which stores are called.
   std::recursive_mutex& storeLock() const noexcept { return _storeLock; }
 
@@ -77,6 +166,14 @@ class NSPersistentStoreCoordinator : public NSObject {
   ~NSPersistentStoreCoordinator() override;
 
  private:
+  /// Whether the store is one of ours. Requires: the lock.
+  bool has(const Ref<NSPersistentStore>& store, Ref<NSError>* error) const;
+  /// Has the long work on the stores end, and takes the lock when there is none.
+  /// Fails: returns false and takes nothing, when this thread is inside such work.
+  bool lockWithoutLongWork(const std::vector<Ref<NSPersistentStore>>& stores,
+                           std::unique_lock<std::recursive_mutex>& lock) const;
+  std::vector<Ref<NSPersistentStore>> storeList() const;
+
   Ref<NSManagedObjectModel> _model;
   mutable std::recursive_mutex _storeLock;
   /// Guarded by the lock.

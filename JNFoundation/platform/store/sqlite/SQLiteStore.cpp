@@ -18,7 +18,6 @@ constinit const Class SQLiteStore::classObject = Class::of<SQLiteStore>("SQLiteS
 
 namespace {
 
-constexpr double defaultTimeout = 5;
 constexpr NSInteger fileReadNoSuchFileError = 260;
 
 Value option(const Ref<NSDictionary>& options, const char* name) {
@@ -63,39 +62,51 @@ bool SQLiteStore::refuseUnwritable(Ref<NSError>* error) const {
 }
 
 bool SQLiteStore::open(Ref<NSError>* error) {
-  if (!URL() || !URL()->path() || URL()->path()->utf8().empty()) {
-    return refuse(NSPersistentStoreOpenError, "it has no file URL", error);
+  const std::string path = beginOpening(error);
+  if (!path.empty()) {
+    std::error_code ignored;
+    const bool exists = std::filesystem::exists(path, ignored);
+    if (!exists && isReadOnly()) {
+      refuse(fileReadNoSuchFileError, "there is no such file", error);
+    } else if (openFile(path, exists, error)) {
+      return true;
+    }
   }
-  setReadOnly(option(options(), NSReadOnlyPersistentStoreOption).boolValue());
-  const std::string path = URL()->path()->toStdString();
-  std::error_code ignored;
-  const bool exists = std::filesystem::exists(path, ignored);
-  if (!exists && isReadOnly()) {
-    return refuse(fileReadNoSuchFileError, "there is no such file", error);
-  }
-  if (openFile(path, exists, error)) return true;
   _connection.reset();
   return false;
 }
 
+std::string SQLiteStore::beginOpening(Ref<NSError>* error) {
+  if (!URL() || !URL()->path() || URL()->path()->utf8().empty()) {
+    refuse(NSPersistentStoreOpenError, "it has no file URL", error);
+    return "";
+  }
+  setReadOnly(option(options(), NSReadOnlyPersistentStoreOption).boolValue());
+  _connection = std::make_unique<impl::SQLiteConnection>();
+  std::string problem;
+  if (!_connection->settings.read(options(), problem)) {
+    refuse(NSPersistentStoreOpenError, NSString::fromText(problem), error);
+    return "";
+  }
+  return URL()->path()->toStdString();
+}
+
 bool SQLiteStore::openFile(const std::string& path, bool exists, Ref<NSError>* error) {
   bool isNew = !exists;
-  if (!openConnection(path, error)) return false;
-  if (exists && !checkFile(isNew, error)) return false;
+  if (!openDatabase(_connection->database, path, !isReadOnly(), error)) return false;
+  if (exists && !checkFile(_connection->database, isNew, error)) return false;
   if (isReadOnly()) {
     if (isNew) return refuse(NSPersistentStoreOpenError, "the file is empty", error);
-    return readTables(error);
+    return readTables(error) && applySettings(error);
   }
   return prepareForWriting(isNew, error);
 }
 
-bool SQLiteStore::openConnection(const std::string& path, Ref<NSError>* error) {
-  const Value timeout = option(options(), NSPersistentStoreTimeoutOption);
-  const double seconds = timeout.isNumber() ? timeout.doubleValue() : defaultTimeout;
-  const int flags =
-      isReadOnly() ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
-  _connection = std::make_unique<impl::SQLiteConnection>();
-  impl::Database& database = _connection->database;
+bool SQLiteStore::openDatabase(impl::Database& database, const std::string& path, bool mayCreate,
+                               Ref<NSError>* error) const {
+  const double seconds = _connection->settings.timeout;
+  const int flags = (isReadOnly() ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE) |
+                    (mayCreate ? SQLITE_OPEN_CREATE : 0);
   // Some names mean something of their own to SQLite; a path never does.
   const std::string name = std::filesystem::path(path).is_absolute() ? path : "./" + path;
   if (!database.open(name, flags, seconds)) {
@@ -122,8 +133,7 @@ bool SQLiteStore::openConnection(const std::string& path, Ref<NSError>* error) {
 }
 
 /// Looks whose file it is, without writing to it.
-bool SQLiteStore::checkFile(bool& isNew, Ref<NSError>* error) {
-  impl::Database& database = _connection->database;
+bool SQLiteStore::checkFile(impl::Database& database, bool& isNew, Ref<NSError>* error) const {
   std::int64_t mark, format, objects, pageSize;
   // One look in one transaction, since another process may be making the store meanwhile.
   const bool isRead = database.execute("BEGIN") && database.number("PRAGMA application_id", mark) &&
@@ -166,18 +176,23 @@ bool SQLiteStore::prepareForWriting(bool isNew, Ref<NSError>* error) {
   impl::Database& database = _connection->database;
   if (sqlite3_db_readonly(database.handle(), "main") == 1) return refuseUnwritable(error);
   if (!isNew && !readTables(error)) return false;
-  const Value settings = option(options(), NSSQLitePragmasOption);
-  const auto* pragmas = as<NSDictionary>(settings);
-  const Value synchronous = pragmas ? pragmas->objectForKey("synchronous") : Value();
-  const bool full = synchronous.isString() && as<NSString>(synchronous)->utf8() == "FULL";
-  if (!database.executeWhenFree("PRAGMA journal_mode = WAL") ||
-      !database.execute(full ? "PRAGMA synchronous = FULL" : "PRAGMA synchronous = NORMAL")) {
-    return impl::fail(error,
-                      database.error(NSPersistentStoreOpenError, "The store cannot be opened"));
-  }
+  if (!applySettings(error)) return false;
   if (isNew && !createTables(error)) return false;
   sqlite3_db_config(database.handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
   return true;
+}
+
+bool SQLiteStore::applySettings(Ref<NSError>* error) {
+  impl::Database& database = _connection->database;
+  const std::string& pragmas = _connection->settings.pragmas;
+  // SQLite's own default may have been built to be another one.
+  if ((isReadOnly() || (database.executeWhenFree("PRAGMA journal_mode = WAL") &&
+                        database.execute("PRAGMA synchronous = NORMAL"))) &&
+      (pragmas.empty() || database.execute(pragmas.c_str()))) {
+    return true;
+  }
+  return impl::fail(error,
+                    database.error(NSPersistentStoreOpenError, "The store cannot be opened"));
 }
 
 bool SQLiteStore::createTables(Ref<NSError>* error) {
@@ -191,7 +206,7 @@ bool SQLiteStore::createTables(Ref<NSError>* error) {
   if (database.number("SELECT count(*) FROM sqlite_schema", objects) && objects > 0) {
     database.execute("ROLLBACK");
     bool isNew;
-    return checkFile(isNew, error) && readTables(error);
+    return checkFile(database, isNew, error) && readTables(error);
   }
   setIdentifier(NSUUID::UUID()->UUIDString());
   if (_connection->schema.create(database, *model(), identifier()->utf8()) &&
@@ -204,14 +219,25 @@ bool SQLiteStore::createTables(Ref<NSError>* error) {
 }
 
 bool SQLiteStore::readTables(Ref<NSError>* error) {
-  impl::Database& database = _connection->database;
+  Ref<NSString> found = readIdentifier(_connection->database, error);
+  if (!found) return false;
+  setIdentifier(std::move(found));
+  return readSchema(_connection->schema, error);
+}
+
+Ref<NSString> SQLiteStore::readIdentifier(impl::Database& database, Ref<NSError>* error) const {
   Statement identifier = database.prepare("SELECT value FROM jn_metadata WHERE key = 'identifier'");
   if (!identifier || identifier.step() != Statement::Step::Row) {
-    return impl::fail(error, database.error(NSPersistentStoreOpenError, "The store is damaged"));
+    impl::fail(error, database.error(NSPersistentStoreOpenError, "The store is damaged"));
+    return nullptr;
   }
-  setIdentifier(NSString::fromText(identifier.text(0)));
+  return NSString::fromText(identifier.text(0));
+}
+
+bool SQLiteStore::readSchema(Schema& schema, Ref<NSError>* error) const {
+  impl::Database& database = _connection->database;
   std::string difference;
-  switch (_connection->schema.read(database, *model(), difference)) {
+  switch (schema.read(database, *model(), difference)) {
     case Schema::Match::Same:
       return true;
     case Schema::Match::OtherModel:

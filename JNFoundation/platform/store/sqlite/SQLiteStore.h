@@ -8,6 +8,8 @@
 namespace JNFoundation {
 
 namespace impl {
+class Database;
+class Schema;
 struct SQLiteConnection;
 class Statement;
 }  // namespace impl
@@ -15,10 +17,10 @@ class Statement;
 /// A store in one file of SQLite's format with a write-ahead log beside it.
 ///
 /// A save is one transaction: after a crash at any instant the file holds the last completed save
-/// and nothing of a later one. With the option "synchronous" at its default NORMAL a power cut may
-/// cost the last saves, but never harms the file; FULL makes every completed save outlast it. Dates
-/// are kept as seconds since 1970-01-01 00:00:00 UTC, decimals, UUIDs and URLs as text. Threads:
-/// see NSPersistentStore.
+/// and nothing of a later one. What a power cut may cost, and what happens while another process
+/// holds the file, is said at the options: NSSQLitePragmasOption, NSPersistentStoreTimeoutOption.
+/// Dates are kept as seconds since 1970-01-01 00:00:00 UTC, decimals, UUIDs and URLs as text.
+/// Threads: see NSPersistentStore.
 class SQLiteStore final : public NSPersistentStore {
  public:
   using Superclass = NSPersistentStore;
@@ -46,17 +48,47 @@ class SQLiteStore final : public NSPersistentStore {
                 StoreRowReceiver& receiver, Ref<NSError>* error) override;
   NSUInteger countRows(const StoreQuery& query, Ref<NSError>* error) override;
 
+  Ref<NSDictionary> metadata(Ref<NSError>* error) override;
+  bool setOwnMetadata(const Ref<NSDictionary>& metadata, Ref<NSError>* error) override;
+  bool backup(const Ref<NSURL>& url, NSPersistentStoreBackupOptions options,
+              const NSPersistentStoreBackupProgress& progress, Ref<NSError>* error) override;
+  Ref<NSArray> integrityErrors(Ref<NSError>* error) override;
+  bool compact(Ref<NSError>* error) override;
+  bool readSize(NSPersistentStoreSize& size, Ref<NSError>* error) override;
+  bool suspend(Ref<NSError>* error) override;
+  bool resume(Ref<NSError>* error) override;
+  bool isSuspended() const noexcept override;
+
+  /// For files that are not open as a store.
+  static Ref<NSDictionary> metadataOfFile(const Ref<NSURL>& url, const Ref<NSDictionary>& options,
+                                          Ref<NSError>* error);
+  static bool destroyFile(const Ref<NSURL>& url, const Ref<NSDictionary>& options,
+                          Ref<NSError>* error);
+
  private:
   SQLiteStore(const Ref<NSManagedObjectModel>& model, const Ref<NSString>& configuration,
               const Ref<NSURL>& url, const Ref<NSDictionary>& options);
   ~SQLiteStore() override;
 
   bool openFile(const std::string& path, bool exists, Ref<NSError>* error);
-  bool openConnection(const std::string& path, Ref<NSError>* error);
-  bool checkFile(bool& isNew, Ref<NSError>* error);
+  bool openDatabase(impl::Database& database, const std::string& path, bool mayCreate,
+                    Ref<NSError>* error) const;
+  bool checkFile(impl::Database& database, bool& isNew, Ref<NSError>* error) const;
   bool prepareForWriting(bool isNew, Ref<NSError>* error);
+  bool applySettings(Ref<NSError>* error);
   bool createTables(Ref<NSError>* error);
   bool readTables(Ref<NSError>* error);
+  Ref<NSString> readIdentifier(impl::Database& database, Ref<NSError>* error) const;
+  bool readSchema(impl::Schema& schema, Ref<NSError>* error) const;
+  Ref<NSDictionary> readMetadata(impl::Database& database, Ref<NSError>* error) const;
+  /// Reads the settings, and finds the file's path. Fails: returns an empty path.
+  std::string beginOpening(Ref<NSError>* error);
+  /// Opens the file once more, to read it as it is at this moment, beside its use.
+  bool openBeside(impl::Database& database, Ref<NSError>* error) const;
+  bool copyPages(impl::Database& source, const std::string& path,
+                 const NSPersistentStoreBackupProgress& progress, Ref<NSError>* error) const;
+  bool reopen(Ref<NSError>* error);
+  bool closed(Ref<NSError>* error) const;
   bool refuse(NSInteger code, const Ref<NSString>& why, Ref<NSError>* error) const;
   bool refuseUnwritable(Ref<NSError>* error) const;
   bool failedToRead(Ref<NSError>* error) const;

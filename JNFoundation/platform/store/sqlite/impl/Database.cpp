@@ -85,7 +85,6 @@ bool Database::note(int code) {
 bool Database::open(const std::string& name, int flags, double timeout) {
   close();
   _path = name;
-  _timeout = timeout;
   // The callers take turns, so that SQLite need not lock.
   const int code = sqlite3_open_v2(name.c_str(), &_handle, flags | SQLITE_OPEN_NOMUTEX, nullptr);
   if (!note(code)) {
@@ -93,9 +92,7 @@ bool Database::open(const std::string& name, int flags, double timeout) {
     return false;
   }
   sqlite3_extended_result_codes(_handle, 1);
-  // SQLite counts milliseconds in an int.
-  constexpr double most = std::numeric_limits<int>::max();
-  sqlite3_busy_timeout(_handle, static_cast<int>(std::clamp(timeout * 1000, 0.0, most)));
+  setTimeout(timeout);
   // Text that comes from outside is a parameter; what stands in quotes is a name and nothing else.
   sqlite3_db_config(_handle, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
   sqlite3_db_config(_handle, SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
@@ -105,6 +102,13 @@ bool Database::open(const std::string& name, int flags, double timeout) {
   sqlite3_db_config(_handle, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
   sqlite3_db_config(_handle, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
   return registerFunctions(*this);
+}
+
+void Database::setTimeout(double seconds) noexcept {
+  // SQLite counts milliseconds in an int.
+  constexpr double most = std::numeric_limits<int>::max();
+  _timeout = seconds;
+  sqlite3_busy_timeout(_handle, static_cast<int>(std::clamp(seconds * 1000, 0.0, most)));
 }
 
 bool Database::close() noexcept {

@@ -106,6 +106,8 @@ class Database {
   /// Takes: flags of sqlite3_open_v2. Fails: returns false; `lastCode` says why.
   bool open(const std::string& name, int flags, double timeout);
   bool isOpen() const noexcept { return _handle != nullptr; }
+  /// How many seconds to wait from now on for another connection that is in the way.
+  void setTimeout(double seconds) noexcept;
   /// Fails: returns false when statements are in use.
   bool close() noexcept;
 
