@@ -115,10 +115,18 @@ const NSManagedObjectModel::Template* NSManagedObjectModel::templateNamed(
   return nullptr;
 }
 
+Ref<NSFetchRequest> NSManagedObjectModel::requestFrom(const Template& entry) const {
+  Ref<NSFetchRequest> request = as<NSFetchRequest>(entry.request->copy());
+  if (!request->entity() && request->entityName()) {
+    request->setEntity(entityWithName(request->entityName()->utf8()));
+  }
+  return request;
+}
+
 Ref<NSDictionary> NSManagedObjectModel::fetchRequestTemplatesByName() const {
   NSDictionary::Builder requests(_templates.size());
   for (const Template& entry : _templates) {
-    requests.set(entry.name, fetchRequestTemplateForName(entry.name));
+    requests.set(entry.name, requestFrom(entry));
   }
   return requests.finish();
 }
@@ -126,12 +134,7 @@ Ref<NSDictionary> NSManagedObjectModel::fetchRequestTemplatesByName() const {
 Ref<NSFetchRequest> NSManagedObjectModel::fetchRequestTemplateForName(
     const Ref<NSString>& name) const {
   const Template* found = templateNamed(name);
-  if (!found) return nullptr;
-  Ref<NSFetchRequest> request = as<NSFetchRequest>(found->request->copy());
-  if (!request->entity() && request->entityName()) {
-    request->setEntity(entityWithName(request->entityName()->utf8()));
-  }
-  return request;
+  return found ? requestFrom(*found) : nullptr;
 }
 
 void NSManagedObjectModel::setFetchRequestTemplateForName(const Ref<NSFetchRequest>& request,

@@ -138,6 +138,7 @@ class NSManagedObjectModel : public NSObject {
   };
 
   const Template* templateNamed(const Ref<NSString>& name) const noexcept;
+  Ref<NSFetchRequest> requestFrom(const Template& entry) const;
 
   std::vector<Ref<NSEntityDescription>> _entities;
   std::vector<Template> _templates;

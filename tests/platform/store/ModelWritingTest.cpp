@@ -99,6 +99,55 @@ TEST(ModelWriting, RelationshipsComeBackWithInverseCountsAndRule) {
             again->entityWithName("Book"));
 }
 
+TEST(ModelWriting, TheTextIsThatOfThePlatformsFiles) {
+  auto lower = NSDerivedAttributeDescription::init();
+  lower->setName("lower");
+  lower->setAttributeType(NSStringAttributeType);
+  lower->setDerivationExpression("lowercase:(name)");
+  auto request = NSFetchRequest::fetchRequestWithEntityName("Author");
+  request->setPredicate(NSPredicate::predicateWithFormat("name == $NAME"));
+  request->setFetchLimit(5);
+  auto fetched = NSFetchedPropertyDescription::init();
+  fetched->setName("same");
+  fetched->setFetchRequest(request);
+  auto author =
+      entityNamed("Author", {attributeNamed("name", NSStringAttributeType, false), lower, fetched});
+  auto descending = NSFetchIndexElementDescription::initWithPropertyNameCollationType(
+      "name", NSFetchIndexElementTypeBinary);
+  descending->setAscending(false);
+  author->setIndexes(NSArray::arrayWithObject(NSFetchIndexDescription::initWithNameElements(
+      "byName", NSArray::arrayWithObject(descending))));
+  author->setUniquenessConstraints(NSArray::arrayWithObject(NSArray::arrayWithObjects("name")));
+  auto model = modelOf({author});
+  request->setReturnsObjectsAsFaults(false);
+  model->setFetchRequestTemplateForName(request, "named");
+  model->setEntitiesForConfiguration(NSArray::arrayWithObject(author), "user");
+  EXPECT_EQ(written(model),
+            R"xml(<?xml version="1.0" encoding="UTF-8" standalone="yes"?>
+<model type="com.apple.IDECoreDataModeler.DataModel" documentVersion="1.0">
+    <entity name="Author" representedClassName="NSManagedObject">
+        <attribute name="name" attributeType="String" />
+        <attribute name="lower" optional="YES" attributeType="String" derived="YES" derivationExpression="lowercase:(name)" />
+        <fetchedProperty name="same" optional="YES">
+            <fetchRequest name="fetchedPropertyFetchRequest" entity="Author" predicateString="name == $NAME" fetchLimit="5" includeSubentities="YES" includePropertyValues="YES" includesPendingChanges="YES" returnObjectsAsFaults="YES" />
+        </fetchedProperty>
+        <fetchIndex name="byName">
+            <fetchIndexElement property="name" type="Binary" order="descending" />
+        </fetchIndex>
+        <uniquenessConstraints>
+            <uniquenessConstraint>
+                <constraint value="name" />
+            </uniquenessConstraint>
+        </uniquenessConstraints>
+    </entity>
+    <fetchRequest name="named" entity="Author" predicateString="name == $NAME" fetchLimit="5" includeSubentities="YES" includePropertyValues="YES" includesPendingChanges="YES" />
+    <configuration name="user">
+        <memberEntity name="Author" />
+    </configuration>
+</model>
+)xml");
+}
+
 TEST(ModelWriting, RandomModelsComeBack) {
   ModelGrower grower(2001);
   for (int round = 0; round < 300 && !::testing::Test::HasFailure(); ++round) {

@@ -420,6 +420,23 @@ TEST_F(SQLiteStoreTest, DurabilityIsAnOption) {
   EXPECT_TRUE(opened.context->save());
 }
 
+TEST_F(SQLiteStoreTest, IndexesOfTheModelHaveTheirOrderAndDirection) {
+  auto model = libraryModel();
+  const auto element = [](const char* name, NSFetchIndexElementType type, bool isAscending) {
+    auto made = NSFetchIndexElementDescription::initWithPropertyNameCollationType(name, type);
+    made->setAscending(isAscending);
+    return made;
+  };
+  model->entityWithName("Book")->setIndexes(
+      NSArray::arrayWithObject(NSFetchIndexDescription::initWithNameElements(
+          "newest",
+          NSArray::arrayWithObjects(element("year", NSFetchIndexElementTypeBinary, false),
+                                    element("rating", NSFetchIndexElementTypeRTree, true)))));
+  ASSERT_TRUE(open(file, model));
+  EXPECT_EQ(query("SELECT name, desc FROM pragma_index_xinfo('jn_index_1') WHERE key"),
+            "year|1\nrating|0\n");
+}
+
 TEST_F(SQLiteStoreTest, IndexesOfTheModelServeFetches) {
   auto model = libraryModel();
   model->entityWithName("Book")->setIndexes(NSArray::arrayWithObjects(

@@ -55,7 +55,10 @@ class ModelCheck {
   Ref<NSError> run() {
     std::unordered_set<std::string_view> names;
     for (const Ref<NSEntityDescription>& entity : _model.entityList()) {
-      _members.insert(entity.get());
+      Properties& own = _members[entity.get()];
+      for (const Ref<NSPropertyDescription>& property : entity->ownProperties()) {
+        own.emplace(property->name()->utf8(), property.get());
+      }
       if (names.insert(entity->name()->utf8()).second) continue;
       refuse(*entity, "The model has two entities named '%@'", entity->name());
     }
@@ -69,7 +72,7 @@ class ModelCheck {
   }
 
  private:
-  /// The properties of an entity by name, inherited ones included.
+  /// The properties that an entity declares itself, by name.
   using Properties = std::unordered_map<std::string_view, const NSPropertyDescription*>;
 
   void add(const Ref<NSString>& sentence, const Value& entity = nullptr,
@@ -115,7 +118,6 @@ class ModelCheck {
   void checkEntity(const NSEntityDescription& entity) {
     _entity = &entity;
     std::size_t depth = 0;
-    Properties properties;
     for (Ref<NSEntityDescription> above = entity.superentity(); above;
          above = above->superentity()) {
       if (!_members.count(above.get())) {
@@ -126,10 +128,8 @@ class ModelCheck {
         return refuse(entity, "Entity '%@' has more than %zu levels of superentities",
                       entity.name(), hierarchyDepthLimit);
       }
-      for (const auto& property : above->ownProperties()) {
-        properties.emplace(property->name()->utf8(), property.get());
-      }
     }
+    const Ref<NSEntityDescription> above = entity.superentity();
     std::unordered_set<std::string_view> own;
     for (const Ref<NSPropertyDescription>& property : entity.ownProperties()) {
       const std::string_view name = property->name()->utf8();
@@ -137,15 +137,27 @@ class ModelCheck {
         add(NSString::stringWithFormat("Entity '%@' has two properties named '%@'", entity.name(),
                                        property->name()),
             Value(entity.name()), Value(property->name()));
-      } else if (!properties.emplace(name, property.get()).second) {
+      } else if (above && propertyNamed(*above, name)) {
         add(NSString::stringWithFormat("Entity '%@' declares '%@', which it inherits already",
                                        entity.name(), property->name()),
             Value(entity.name()), Value(property->name()));
       }
       checkProperty(*property);
     }
-    checkConstraints(entity, properties);
-    checkIndexes(entity, properties);
+    checkConstraints(entity);
+    checkIndexes(entity);
+  }
+
+  /// The entity's own property of that name or the one that it inherits. Returns: null for none.
+  /// Requires: its ancestors are members.
+  const NSPropertyDescription* propertyNamed(const NSEntityDescription& entity,
+                                             std::string_view name) const {
+    const Properties* own = &_members.at(&entity);
+    for (Ref<NSEntityDescription> above = entity.superentity();; above = above->superentity()) {
+      if (const auto found = own->find(name); found != own->end()) return found->second;
+      if (!above) return nullptr;
+      own = &_members.at(above.get());
+    }
   }
 
   void checkProperty(const NSPropertyDescription& property) {
@@ -275,20 +287,18 @@ class ModelCheck {
   }
 
   /// What keeps a store from having the property in an index or a constraint. Null for nothing.
-  static const char* problemOfStored(const Properties& properties, std::string_view name) {
-    const auto found = properties.find(name);
-    if (found == properties.end()) return "is none of its properties";
-    const NSPropertyDescription& property = *found->second;
-    if (property.isTransient()) return "is transient";
-    if (isKindOf<NSRelationshipDescription>(property)) {
-      return static_cast<const NSRelationshipDescription&>(property).isToMany()
+  static const char* problemOfStored(const NSPropertyDescription* property) {
+    if (!property) return "is none of its properties";
+    if (property->isTransient()) return "is transient";
+    if (isKindOf<NSRelationshipDescription>(*property)) {
+      return static_cast<const NSRelationshipDescription*>(property)->isToMany()
                  ? "leads to many objects"
                  : nullptr;
     }
-    return isKindOf<NSAttributeDescription>(property) ? nullptr : "is stored nowhere";
+    return isKindOf<NSAttributeDescription>(*property) ? nullptr : "is stored nowhere";
   }
 
-  void checkConstraints(const NSEntityDescription& entity, const Properties& properties) {
+  void checkConstraints(const NSEntityDescription& entity) {
     for (const Value& value : *entity.uniquenessConstraints()) {
       const auto* names = as<NSArray>(value);
       if (!names || names->count() == 0) {
@@ -305,7 +315,7 @@ class ModelCheck {
                  entity.name(), element);
           continue;
         }
-        const char* problem = problemOfStored(properties, name->utf8());
+        const char* problem = problemOfStored(propertyNamed(entity, name->utf8()));
         if (!known.insert(name->utf8()).second) problem = "is in it already";
         if (!problem) continue;
         add(NSString::stringWithFormat(
@@ -316,7 +326,7 @@ class ModelCheck {
     }
   }
 
-  void checkIndexes(const NSEntityDescription& entity, const Properties& properties) {
+  void checkIndexes(const NSEntityDescription& entity) {
     std::unordered_set<std::string_view> names;
     for (const Value& value : *entity.indexes()) {
       const auto& index = *as<NSFetchIndexDescription>(value);
@@ -329,20 +339,20 @@ class ModelCheck {
       }
       std::unordered_set<std::string_view> known;
       for (const Value& element : *index.elements()) {
-        checkElement(entity, index, *as<NSFetchIndexElementDescription>(element), properties,
-                     known);
+        checkElement(entity, index, *as<NSFetchIndexElementDescription>(element), known);
       }
     }
   }
 
   void checkElement(const NSEntityDescription& entity, const NSFetchIndexDescription& index,
-                    const NSFetchIndexElementDescription& element, const Properties& properties,
+                    const NSFetchIndexElementDescription& element,
                     std::unordered_set<std::string_view>& known) {
     const Value name(element.propertyName());
     const std::string_view key =
         name.isNull() ? std::string_view() : element.propertyName()->utf8();
-    const char* problem = problemOfStored(properties, key);
-    if (!problem && properties.at(key) != element.property().get()) {
+    const NSPropertyDescription* property = propertyNamed(entity, key);
+    const char* problem = problemOfStored(property);
+    if (!problem && property != element.property().get()) {
       problem = "is a property of the same name, but of another entity";
     }
     if (!problem && !known.insert(key).second) problem = "is in it already";
@@ -380,7 +390,7 @@ class ModelCheck {
   }
 
   const NSManagedObjectModel& _model;
-  std::unordered_set<const NSEntityDescription*> _members;
+  std::unordered_map<const NSEntityDescription*, Properties> _members;
   std::vector<Ref<NSError>> _problems;
   const NSEntityDescription* _entity = nullptr;
 };

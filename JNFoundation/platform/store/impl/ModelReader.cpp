@@ -86,6 +86,7 @@ class ModelDocument {
   struct Entity {
     Ref<NSEntityDescription> description;
     std::size_t parent;
+    std::unordered_map<std::string, NSPropertyDescription*> properties;
   };
   static constexpr std::size_t none = static_cast<std::size_t>(-1);
 
@@ -142,7 +143,7 @@ class ModelDocument {
     entity->setUserInfo(userInfoOf(node));
     entity->setUniquenessConstraints(constraintsOf(node));
     std::vector<Value> properties, indexed;
-    std::unordered_map<std::string, bool> names;
+    std::unordered_map<std::string, NSPropertyDescription*> names;
     for (const pugi::xml_node& child : node.children()) {
       const std::string_view kind = child.name();
       if (kind != "attribute" && kind != "relationship" && kind != "fetchedProperty") continue;
@@ -158,7 +159,7 @@ class ModelDocument {
                 "property '%@' of entity '%@' has the name of a method that every object has",
                 property, name));
       }
-      if (!names.emplace(property->toStdString(), true).second) {
+      if (names.count(property->toStdString())) {
         return refuseProperty(name, property,
                               NSString::stringWithFormat(
                                   "entity '%@' has two properties named '%@'", name, property));
@@ -168,12 +169,13 @@ class ModelDocument {
                                             ? readRelationship(child, name, property)
                                             : readFetchedProperty(child, name, property);
       if (!read) return false;
+      names.emplace(property->toStdString(), read.get());
       properties.emplace_back(read);
       if (flag(child, "indexed") && canBeIndexed(*read)) indexed.emplace_back(property);
     }
     entity->setProperties(NSArray::arrayWithValues(std::move(properties)));
     if (!readIndexes(node, *entity, indexed)) return false;
-    _entities.push_back({std::move(entity), none});
+    _entities.push_back({std::move(entity), none, std::move(names)});
     return true;
   }
 
@@ -503,12 +505,12 @@ class ModelDocument {
     return true;
   }
 
-  NSRelationshipDescription* relationshipNamed(const Entity& entity, std::string_view name) const {
+  NSRelationshipDescription* relationshipNamed(const Entity& entity,
+                                               const std::string& name) const {
     for (const Entity* next = &entity;; next = &_entities[next->parent]) {
-      for (const Ref<NSPropertyDescription>& property : next->description->ownProperties()) {
-        if (property->name()->utf8() == name && isKindOf<NSRelationshipDescription>(*property)) {
-          return static_cast<NSRelationshipDescription*>(property.get());
-        }
+      const auto found = next->properties.find(name);
+      if (found != next->properties.end() && isKindOf<NSRelationshipDescription>(*found->second)) {
+        return static_cast<NSRelationshipDescription*>(found->second);
       }
       if (next->parent == none) return nullptr;
     }
