@@ -156,6 +156,14 @@ Ref<NSPredicate> NSPredicate::predicateWithSubstitutionVariables(
   return fresh ? fresh : Ref<NSPredicate>(const_cast<NSPredicate*>(this));
 }
 
+Ref<NSPredicate> NSPredicate::predicateByReplacingConstants(
+    const JNFoundation::Block<Value(const Value& constant)>& replacement) const {
+  impl::Bindings bindings;
+  bindings.constants = &replacement;
+  Ref<NSPredicate> fresh = substituted(bindings);
+  return fresh ? fresh : Ref<NSPredicate>(const_cast<NSPredicate*>(this));
+}
+
 Ref<NSString> NSPredicate::predicateFormat() const {
   std::string text;
   appendFormat(text);

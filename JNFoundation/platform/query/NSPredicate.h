@@ -80,6 +80,11 @@ class NSPredicate : public NSObject {
   /// The same predicate with constants in place of its variables.
   /// Fails: raises NSInvalidArgumentException for a variable without an entry.
   Ref<NSPredicate> predicateWithSubstitutionVariables(const Ref<NSDictionary>& variables) const;
+  /// The same predicate with what the block gives in place of each of its constants: what a store
+  /// does with the objects that a predicate names. Constants inside a constant collection are the
+  /// block's business.
+  Ref<NSPredicate> predicateByReplacingConstants(
+      const JNFoundation::Block<Value(const Value& constant)>& replacement) const;
 
   /// The predicate as a format, keywords in upper case. What formats can express (no blocks, no
   /// values of other classes) is parsed back to a predicate that answers alike.

@@ -1,6 +1,6 @@
 #include <JNFoundation/platform/store/NSManagedObject.h>
 #include <JNFoundation/platform/store/NSManagedObjectContext.h>
-#include <JNFoundation/platform/store/impl/ObjectAccess.h>
+#include <JNFoundation/platform/store/impl/RelationshipSet.h>
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/NSNull.h>
 
@@ -19,35 +19,24 @@ const Method* declared(const std::vector<const Method*> EntityLayout::ClassBindi
   return (binding.*operations)[index];
 }
 
-[[noreturn]] void raiseRelationship(const NSEntityDescription& entity, const NSString& key) {
-  raise(NSInvalidArgumentException,
-        "The property '%s' of entity '%@' is a relationship: objects do not hold related objects",
-        key.utf8(), entity.name());
-}
-
 }  // namespace
 
-std::size_t NSManagedObject::indexOfAttribute(const NSString& key) const noexcept {
+std::size_t NSManagedObject::indexOfProperty(const NSString& key) const noexcept {
   return _entity ? _entity->layout().indexOf(key) : EntityLayout::none;
 }
 
 Value NSManagedObject::valueForKey(const Ref<NSString>& key) const {
-  const std::size_t index = key ? indexOfAttribute(*key) : EntityLayout::none;
-  if (index == EntityLayout::none) {
-    if (key && _entity && _entity->layout().isRelationship(*key)) raiseRelationship(*_entity, *key);
-    return NSObject::valueForKey(key);
-  }
+  const std::size_t index = key ? indexOfProperty(*key) : EntityLayout::none;
+  if (index == EntityLayout::none) return NSObject::valueForKey(key);
   const Method* getter =
       declared(&EntityLayout::ClassBinding::getters, *this, _entity->layout(), index);
   if (getter) return getter->invoke(Value(const_cast<NSManagedObject*>(this)), {});
-  if ((_flags & Fault) != 0) fire();
-  return _values[index];
+  return valueAtIndex(index);
 }
 
 void NSManagedObject::setValueForKey(const Value& value, const Ref<NSString>& key) {
-  const std::size_t index = key ? indexOfAttribute(*key) : EntityLayout::none;
+  const std::size_t index = key ? indexOfProperty(*key) : EntityLayout::none;
   if (index == EntityLayout::none) {
-    if (key && _entity && _entity->layout().isRelationship(*key)) raiseRelationship(*_entity, *key);
     NSObject::setValueForKey(value, key);
     return;
   }
@@ -84,14 +73,18 @@ void NSManagedObject::setValueForUndefinedKey(const Value&, const Ref<NSString>&
 }
 
 Value NSManagedObject::storedValueForKey(const Ref<NSString>& key) const {
-  const std::size_t index = key ? indexOfAttribute(*key) : EntityLayout::none;
-  if (index == EntityLayout::none) return valueForUndefinedKey(key);
+  const std::size_t index = key ? indexOfProperty(*key) : EntityLayout::none;
+  return index == EntityLayout::none ? valueForUndefinedKey(key) : valueAtIndex(index);
+}
+
+Value NSManagedObject::valueAtIndex(std::size_t index) const {
+  if (_entity->layout()[index].relationship) return impl::Relations::value(*this, index);
   if ((_flags & Fault) != 0) fire();
   return _values[index];
 }
 
 void NSManagedObject::setStoredValueForKey(const Value& value, const Ref<NSString>& key) {
-  const std::size_t index = key ? indexOfAttribute(*key) : EntityLayout::none;
+  const std::size_t index = key ? indexOfProperty(*key) : EntityLayout::none;
   if (index == EntityLayout::none) {
     setValueForUndefinedKey(value, key);
   } else {
@@ -110,6 +103,10 @@ void NSManagedObject::checkValue(std::size_t index, const Value& value) const {
 }
 
 void NSManagedObject::setValueAtIndex(std::size_t index, const Value& value) {
+  if (_entity->layout()[index].relationship) {
+    impl::Relations::setValue(*this, index, value);
+    return;
+  }
   checkValue(index, value);
   if ((_flags & Fault) != 0) fire();
   willChange();
@@ -119,20 +116,70 @@ void NSManagedObject::setValueAtIndex(std::size_t index, const Value& value) {
 }
 
 Value NSManagedObject::primitiveValueForKey(const Ref<NSString>& key) const {
-  const std::size_t index = key ? indexOfAttribute(*key) : EntityLayout::none;
+  const std::size_t index = key ? indexOfProperty(*key) : EntityLayout::none;
   if (index == EntityLayout::none) return valueForUndefinedKey(key);
-  return (_flags & HasValues) != 0 ? _values[index] : Value();
+  if ((_flags & HasValues) == 0) return nullptr;
+  return _entity->layout()[index].relationship ? valueAtIndex(index) : _values[index];
 }
 
 void NSManagedObject::setPrimitiveValueForKey(const Value& value, const Ref<NSString>& key) {
-  const std::size_t index = key ? indexOfAttribute(*key) : EntityLayout::none;
+  const std::size_t index = key ? indexOfProperty(*key) : EntityLayout::none;
   if (index == EntityLayout::none) {
     setValueForUndefinedKey(value, key);
     return;
   }
+  if (_entity->layout()[index].relationship) {
+    raise(
+        NSInvalidArgumentException,
+        "The relationship '%@' of entity '%@' is changed at both ends, by setStoredValueForKey: it "
+        "has no primitive value to set",
+        Value(key), _entity->name());
+  }
   checkValue(index, value);
   if ((_flags & HasValues) == 0) fire();
   _values[index] = value;
+}
+
+namespace {
+
+/// The relationship to many of that name. Fails: raises for every other name.
+std::size_t toManyNamed(const NSManagedObject& object, const Ref<NSString>& key, bool isOrdered) {
+  const EntityLayout& layout = object.entity()->layout();
+  const std::size_t index = key ? layout.indexOf(*key) : EntityLayout::none;
+  if (index == EntityLayout::none) object.valueForUndefinedKey(key);
+  const bool fits =
+      layout[index].isToMany() && layout[index].relationship->isOrdered() == isOrdered;
+  if (!fits) {
+    raise(NSInvalidArgumentException, "'%@' of entity '%@' is no %s relationship", Value(key),
+          object.entity()->name(), isOrdered ? "ordered to-many" : "unordered to-many");
+  }
+  return index;
+}
+
+}  // namespace
+
+Ref<NSMutableSet> NSManagedObject::mutableSetValueForKey(const Ref<NSString>& key) {
+  return makeObject<impl::RelationshipSet>(Ref<NSManagedObject>(this),
+                                           toManyNamed(*this, key, false));
+}
+
+Ref<NSMutableOrderedSet> NSManagedObject::mutableOrderedSetValueForKey(const Ref<NSString>& key) {
+  return makeObject<impl::OrderedRelationshipSet>(Ref<NSManagedObject>(this),
+                                                  toManyNamed(*this, key, true));
+}
+
+bool NSManagedObject::hasFaultForRelationshipNamed(const Ref<NSString>& key) const {
+  const std::size_t index = key ? indexOfProperty(*key) : EntityLayout::none;
+  if (index == EntityLayout::none || !_entity->layout()[index].relationship) {
+    valueForUndefinedKey(key);
+  }
+  if ((_flags & HasValues) == 0) return true;
+  if (!_entity->layout()[index].isToMany()) {
+    const Value destination = valueAtIndex(index);
+    return !destination.isNull() && as<NSManagedObject>(destination)->isFault();
+  }
+  const impl::RelatedObjects* related = impl::Relations::known(*this, index);
+  return (_flags & Inserted) == 0 && (!related || !related->isLoaded());
 }
 
 void NSManagedObject::willAccessValueForKey(const Ref<NSString>&) const {
@@ -151,10 +198,16 @@ Ref<NSDictionary> NSManagedObject::changedValues() const {
     const EntityLayout& layout = _entity->layout();
     const Value nothing;
     for (std::size_t i = 0; i < layout.count(); ++i) {
+      if (layout[i].isToMany()) {
+        const impl::RelatedObjects* related = impl::Relations::known(*this, i);
+        if (related && related->hasChanges()) changes.set(layout[i].name, valueAtIndex(i));
+        continue;
+      }
       if (!layout[i].stored) continue;
       const Value& before = _committed ? _committed[i] : nothing;
       if (impl::storesAlike(before, _values[i], layout[i].type)) continue;
-      changes.set(layout[i].name, _values[i].isNull() ? Value(NSNull::null()) : _values[i]);
+      const Value value = layout[i].relationship ? valueAtIndex(i) : _values[i];
+      changes.set(layout[i].name, value.isNull() ? Value(NSNull::null()) : value);
     }
   }
   return changes.finish();
@@ -165,14 +218,15 @@ Ref<NSDictionary> NSManagedObject::committedValuesForKeys(const Ref<NSArray>& ke
   if ((_flags & Fault) != 0) fire();
   NSDictionary::Builder values;
   const auto add = [&](std::size_t index) {
-    Value value = (_flags & Inserted) != 0 ? Value()
-                  : _committed             ? _committed[index]
-                                           : _values[index];
+    Value value = layout[index].relationship ? impl::Relations::valueBefore(*this, index)
+                  : (_flags & Inserted) != 0 ? Value()
+                  : _committed               ? _committed[index]
+                                             : _values[index];
     values.set(layout[index].name, value.isNull() ? Value(NSNull::null()) : std::move(value));
   };
   if (!keys) {
     for (std::size_t i = 0; i < layout.count(); ++i) {
-      if (layout[i].stored) add(i);
+      if (layout[i].stored || layout[i].isToMany()) add(i);
     }
     return values.finish();
   }

@@ -1,7 +1,7 @@
 #include "JNFoundation/platform/store/NSManagedObject.h"
 
 #include <JNFoundation/platform/store/NSManagedObjectContext.h>
-#include <JNFoundation/platform/store/impl/ObjectAccess.h>
+#include <JNFoundation/platform/store/impl/Relations.h>
 #include <JNFoundation/platform/store/impl/SharedMemory.h>
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/NSException.h>
@@ -125,6 +125,13 @@ Ref<NSString> NSManagedObject::description() const {
   if ((_flags & HasValues) != 0) {
     NSDictionary::Builder builder(layout.count());
     for (std::size_t i = 0; i < layout.count(); ++i) {
+      if (layout[i].isToMany()) {
+        const impl::RelatedObjects* related = impl::Relations::known(*this, i);
+        const bool isKnown = related && related->isLoaded();
+        builder.set(layout[i].name,
+                    isKnown ? Value(related->members().array()) : Value("<relationship fault>"_s));
+        continue;
+      }
       builder.set(layout[i].name, _values[i].isNull() ? Value("nil"_s) : _values[i]);
     }
     values = builder.finish()->description();

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <memory>
 #include <new>
+#include <vector>
 
 #include <JNFoundation/platform/store/NSEntityDescription.h>
 #include <JNFoundation/platform/store/NSManagedObjectID.h>
@@ -11,6 +12,8 @@
 namespace JNFoundation {
 
 class NSError;
+class NSMutableOrderedSet;
+class NSMutableSet;
 
 namespace impl {
 class ObjectAccess;
@@ -64,25 +67,40 @@ class NSManagedObject : public NSObject {
   bool isFault() const noexcept { return (_flags & Fault) != 0; }
 
   /// The value under a key: by the operation that the object's class declares for it, else from the
-  /// attribute of that name.
+  /// property of that name. A relationship to one object gives the object or null, one to many an
+  /// NSSet, or an NSOrderedSet where it is ordered, of the members at this moment.
   /// Fails: an unknown key raises NSUndefinedKeyException; a fault whose record is gone raises
   /// NSObjectInaccessibleException.
   Value valueForKey(const Ref<NSString>& key) const override;
-  /// Writes through the declared operation, else to the attribute. Null clears the attribute.
+  /// Writes through the declared operation, else to the property. Null clears it. A relationship is
+  /// changed at its other end as well: who is related anew, and who no longer is, notices at once.
   /// Fails: a value of another kind than the attribute's raises NSInvalidArgumentException and
-  /// changes nothing; an unknown key raises NSUndefinedKeyException.
+  /// changes nothing, and so does an object of another context; an unknown key raises
+  /// NSUndefinedKeyException.
   void setValueForKey(const Value& value, const Ref<NSString>& key) override;
   Value valueForUndefinedKey(const Ref<NSString>& key) const override;
   void setValueForUndefinedKey(const Value& value, const Ref<NSString>& key) override;
 
-  /// The attribute itself, past declared operations: what the body of an accessor calls. Fires a
+  /// The members of a relationship to many as a live set: adding and removing change both ends, and
+  /// do not read the members where the way back leads to one object.
+  /// Fails: raises NSUndefinedKeyException for an unknown key, NSInvalidArgumentException for
+  /// another property, and for an ordered relationship here or one without order below.
+  Ref<NSMutableSet> mutableSetValueForKey(const Ref<NSString>& key);
+  Ref<NSMutableOrderedSet> mutableOrderedSetValueForKey(const Ref<NSString>& key);
+
+  /// Whether reading the relationship would read the store. Fires no fault.
+  /// Fails: raises NSUndefinedKeyException for a key that names no relationship.
+  bool hasFaultForRelationshipNamed(const Ref<NSString>& key) const;
+
+  /// The property itself, past declared operations: what the body of an accessor calls. Fires a
   /// fault, checks the value's kind and tracks the change as `setValueForKey` does.
   Value storedValueForKey(const Ref<NSString>& key) const;
   void setStoredValueForKey(const Value& value, const Ref<NSString>& key);
 
-  /// The attribute's place without firing a fault and without tracking: use it between
+  /// The property's place without firing a fault and without tracking: use it between
   /// `willChangeValueForKey` and `didChangeValueForKey`, or for transient attributes.
-  /// Returns: null while the object is a fault.
+  /// Returns: null while the object is a fault. Fails: setting raises NSInvalidArgumentException
+  /// for a relationship, which has two ends.
   Value primitiveValueForKey(const Ref<NSString>& key) const;
   void setPrimitiveValueForKey(const Value& value, const Ref<NSString>& key);
 
@@ -93,11 +111,11 @@ class NSManagedObject : public NSObject {
   void willChangeValueForKey(const Ref<NSString>& key);
   void didChangeValueForKey(const Ref<NSString>& key);
 
-  /// The stored attributes whose values differ from those last fetched or saved, by name; NSNull
-  /// for null. Fires no fault.
+  /// The stored properties whose values differ from those last fetched or saved, by name; NSNull
+  /// for null. Fires no fault of the object itself.
   Ref<NSDictionary> changedValues() const;
-  /// The values last fetched or saved, NSNull for null; of an inserted object, NSNull for all.
-  /// A null list of keys stands for every stored attribute. Unknown keys raise.
+  /// The values last fetched or saved, NSNull for null; of an inserted object, NSNull for all, and
+  /// empty sets. A null list of keys stands for every stored property. Unknown keys raise.
   Ref<NSDictionary> committedValuesForKeys(const Ref<NSArray>& keys) const;
 
   /// Called once, when the object is inserted, after the defaults are set.
@@ -158,11 +176,14 @@ class NSManagedObject : public NSObject {
     Preparing = 128,  ///< in prepareForDeletion
   };
 
-  std::size_t indexOfAttribute(const NSString& key) const noexcept;
+  std::size_t indexOfProperty(const NSString& key) const noexcept;
+  Value valueAtIndex(std::size_t index) const;
   void fire() const;
   void willChange();
   void setValueAtIndex(std::size_t index, const Value& value);
   bool validateValues(Ref<NSError>* error);
+  bool validateRelationship(std::size_t index, Ref<NSError>* error,
+                            std::vector<Ref<NSError>>& errors);
   void checkValue(std::size_t index, const Value& value) const;
 
   Ref<NSEntityDescription> _entity;
@@ -172,7 +193,7 @@ class NSManagedObject : public NSObject {
   const impl::StoreHierarchy* _hierarchy = nullptr;
   std::int64_t _number = 0;
   mutable Ref<NSManagedObjectID> _objectID;
-  /// By attribute number; null while nothing is known.
+  /// By property number; null while nothing is known.
   ValueArray _values;
   /// What the values were when last fetched or saved; null while nothing was changed since.
   ValueArray _committed;

@@ -1,8 +1,10 @@
 #include <JNFoundation/platform/query/NSPredicate.h>
 #include <JNFoundation/platform/store/NSManagedObjectContext.h>
+#include <JNFoundation/platform/store/NSManagedObjectModel.h>
 #include <JNFoundation/platform/store/NSPersistentStore.h>
 #include <JNFoundation/platform/store/NSPersistentStoreCoordinator.h>
 #include <JNFoundation/platform/store/impl/ContextChanges.h>
+#include <JNFoundation/platform/store/impl/Relations.h>
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 #include <JNFoundation/platform/value/NSException.h>
 
@@ -35,6 +37,17 @@ class ContextSave {
     std::vector<StoreRowChange> rows;
     /// The objects of the rows.
     std::vector<NSManagedObject*> objects;
+    /// Those of which a relationship to many was changed.
+    std::vector<NSManagedObject*> related;
+
+    bool isEmpty() const noexcept { return rows.empty() && inserted.empty() && related.empty(); }
+  };
+
+  /// An identifier in an object's values that is permanent from this save on.
+  struct Resolved {
+    NSManagedObject* object;
+    std::size_t number;
+    Value former;
   };
 
   /// Objects may change each other while they get ready, so all are asked until nothing changes.
@@ -45,6 +58,7 @@ class ContextSave {
       for (ChangeList* list : {&_changes.inserted, &_changes.updated, &_changes.deleted}) {
         for (const Ref<NSManagedObject>& object : list->objects()) object->willSave();
       }
+      _context.processPendingChanges();
       if (_context._registry->edits == before) return true;
     }
     return fail(error, cocoaError(NSPersistentStoreSaveError,
@@ -93,7 +107,7 @@ class ContextSave {
     for (Batch& batch : _batches) {
       if (batch.store == &store) return batch;
     }
-    _batches.push_back({&store, {}, {}, {}});
+    _batches.push_back({&store, {}, {}, {}, {}});
     return _batches.back();
   }
 
@@ -114,6 +128,8 @@ class ContextSave {
       const StoreHierarchy* hierarchy = ObjectAccess::key(object).hierarchy;
       Batch& batch = batchOf(hierarchy ? *hierarchy->store : *fallback);
       batch.inserted.push_back(&object);
+      _hasRelationships |= object.entity()->layout().hasRelationships();
+      if (hasNewLinks(object)) batch.related.push_back(&object);
     });
     const auto add = [&](NSManagedObject& object, Kind kind) {
       Batch& batch = batchOf(*ObjectAccess::key(object).hierarchy->store);
@@ -125,7 +141,11 @@ class ContextSave {
       batch.objects.push_back(&object);
     };
     _changes.updated.forEach([&](NSManagedObject& object) {
+      _hasRelationships |= object.entity()->layout().hasRelationships();
       if (differs(object)) add(object, Kind::Update);
+      if (hasNewLinks(object)) {
+        batchOf(*ObjectAccess::key(object).hierarchy->store).related.push_back(&object);
+      }
     });
     _changes.deleted.forEach([&](NSManagedObject& object) { add(object, Kind::Delete); });
     for (const Batch& batch : _batches) {
@@ -146,6 +166,117 @@ class ContextSave {
     }
     return false;
   }
+
+  static bool hasNewLinks(const NSManagedObject& object) {
+    for (const std::size_t number : object.entity()->layout().toManys()) {
+      const RelatedObjects* related = Relations::known(object, number);
+      if (related && related->hasChanges()) return true;
+    }
+    return false;
+  }
+
+  // ---- Relationships ----------------------------------------------------------------------------
+
+  /// Finds what a store writes for an identifier. Fails: returns null and sets the error where the
+  /// object is not in the store.
+  Ref<NSManagedObjectID> resolved(const Value& identifier, const NSManagedObject& object,
+                                  std::size_t number, const NSPersistentStore& store,
+                                  Ref<NSError>* error) const {
+    Ref<NSManagedObjectID> known(as<NSManagedObjectID>(identifier));
+    const char* problem = nullptr;
+    NSInteger code = NSManagedObjectExternalRelationshipError;
+    if (known->isTemporaryID()) {
+      const auto permanent = _permanentIDs.find(known->number());
+      if (permanent == _permanentIDs.end()) {
+        code = NSManagedObjectValidationError;
+        problem = "leads to an object that was never saved and is gone";
+      } else {
+        known = permanent->second;
+      }
+    }
+    if (!problem && !known->storeIdentifier()->isEqualToString(store.identifier())) {
+      problem = "leads to an object of another store";
+    }
+    if (!problem) return known;
+    fail(error,
+         cocoaError(code,
+                    NSString::stringWithFormat(
+                        "The relationship '%@' of an object of entity '%@' %s.",
+                        object.entity()->layout()[number].name, object.entity()->name(), problem),
+                    {{NSValidationObjectErrorKey, Value(const_cast<NSManagedObject*>(&object))},
+                     {NSValidationKeyErrorKey, object.entity()->layout()[number].name}}));
+    return nullptr;
+  }
+
+  /// Puts permanent identifiers into the rows of a batch; its inserted objects have theirs.
+  bool resolveReferences(Batch& batch, Ref<NSError>* error) {
+    for (std::size_t i = 0; i < batch.rows.size(); ++i) {
+      if (batch.rows[i].kind == Kind::Delete) continue;
+      NSManagedObject& object = *batch.objects[i];
+      const EntityLayout& layout = object.entity()->layout();
+      for (const std::size_t number : layout.toOnes()) {
+        Value& place = ObjectAccess::values(object)[number];
+        if (place.isNull() || !layout[number].stored) continue;
+        const Ref<NSManagedObjectID> permanent =
+            resolved(place, object, number, *batch.store, error);
+        if (!permanent) return false;
+        if (permanent.get() == place.object()) continue;
+        _resolved.push_back({&object, number, std::exchange(place, Value(permanent))});
+      }
+    }
+    return true;
+  }
+
+  bool writeLinks(Batch& batch, Ref<NSError>* error) {
+    std::vector<StoreLinkChange> links;
+    for (NSManagedObject* object : batch.related) {
+      const EntityLayout& layout = object->entity()->layout();
+      for (const std::size_t number : layout.toManys()) {
+        const RelatedObjects* related = Relations::known(*object, number);
+        if (!related || !related->hasChanges()) continue;
+        const NSRelationshipDescription& relationship = *layout[number].relationship;
+        // What the members themselves say is written with them.
+        const Ref<NSRelationshipDescription> inverse = relationship.inverseRelationship();
+        const bool isTheirs = inverse && !inverse->isToMany() && !relationship.isOrdered();
+        if (relationship.isTransient() || isTheirs) continue;
+        StoreLinkChange& link = links.emplace_back();
+        link.relationship = &relationship;
+        link.primaryKey = primaryKeyOf(*object);
+        const auto append = [&](const Ref<NSOrderedSet>& identifiers,
+                                std::vector<std::int64_t>& numbers) {
+          if (!identifiers) return true;
+          for (const Value& identifier : *identifiers) {
+            const Ref<NSManagedObjectID> known =
+                resolved(identifier, *object, number, *batch.store, error);
+            if (!known) return false;
+            numbers.push_back(known->number());
+          }
+          return true;
+        };
+        const Ref<NSOrderedSet> order = relationship.isOrdered() ? related->newOrder() : nullptr;
+        if (!append(related->added(), link.added) || !append(related->removed(), link.removed) ||
+            !append(order, link.order)) {
+          return false;
+        }
+      }
+    }
+    return links.empty() || batch.store->writeLinks(links, error);
+  }
+
+  /// Requires: a changed object of a batch whose inserted objects have their numbers.
+  std::int64_t primaryKeyOf(const NSManagedObject& object) const {
+    const ObjectKey key = ObjectAccess::key(object);
+    return key.hierarchy ? key.number : _permanentIDs.at(key.number)->number();
+  }
+
+  void takeBackIdentifiers() noexcept {
+    for (Resolved& change : _resolved) {
+      ObjectAccess::values(*change.object)[change.number] = std::move(change.former);
+    }
+    _resolved.clear();
+  }
+
+  // ---- Writing ----------------------------------------------------------------------------------
 
   /// Appends the inserted objects' rows, under numbers that the store gives.
   bool addInsertions(Batch& batch, Ref<NSError>* error) {
@@ -176,6 +307,10 @@ class ContextSave {
     for (NSManagedObject* object : batch.inserted) {
       const ObjectKey key = ObjectAccess::key(*object);
       const std::int64_t number = key.hierarchy ? key.number : demandOf(*object).next++;
+      if (_hasRelationships && !key.hierarchy) {
+        _permanentIDs.emplace(key.number,
+                              ObjectAccess::makeID(object->entity(), number, batch.store));
+      }
       batch.rows.push_back({Kind::Insert, object->entity().get(), number,
                             ObjectAccess::values(*object).get(), nullptr, 0});
       batch.objects.push_back(object);
@@ -187,12 +322,13 @@ class ContextSave {
     std::size_t begun = 0;
     bool good = true;
     for (Batch& batch : _batches) {
-      if (batch.rows.empty() && batch.inserted.empty()) continue;
+      if (batch.isEmpty()) continue;
       good = batch.store->beginSave(error);
       if (!good) break;
       ++begun;
       try {
-        good = addInsertions(batch, error) && writeBatch(batch, error);
+        good = addInsertions(batch, error) && resolveReferences(batch, error) &&
+               writeBatch(batch, error) && writeLinks(batch, error);
       } catch (...) {
         // Whatever a store raises: no transaction stays open behind it.
         abandon(begun);
@@ -206,7 +342,7 @@ class ContextSave {
     }
     std::size_t committed = 0;
     for (Batch& batch : _batches) {
-      if (batch.rows.empty() && batch.inserted.empty()) continue;
+      if (batch.isEmpty()) continue;
       if (!batch.store->commitSave(error)) {
         abandon(begun, committed + 1);
         return false;
@@ -220,10 +356,11 @@ class ContextSave {
   void abandon(std::size_t begun, std::size_t from = 0) noexcept {
     std::size_t number = 0;
     for (Batch& batch : _batches) {
-      if (batch.rows.empty() && batch.inserted.empty()) continue;
-      if (number == begun) return;
+      if (batch.isEmpty()) continue;
+      if (number == begun) break;
       if (number++ >= from) batch.store->abandonSave();
     }
+    takeBackIdentifiers();
   }
 
   static bool writeBatch(Batch& batch, Ref<NSError>* error) {
@@ -256,6 +393,7 @@ class ContextSave {
                                 batch.rows[i].primaryKey};
           _context._registry->rekey(before, after, object);
           ObjectAccess::setKey(object, after);
+          if (_hasRelationships) ObjectAccess::setID(object, _permanentIDs.at(before.number));
         }
       }
     }
@@ -269,10 +407,15 @@ class ContextSave {
   }
 
   /// What was saved is what the object holds from now on.
-  static void settleValues(NSManagedObject& object) {
+  void settleValues(NSManagedObject& object) const {
     ObjectAccess::flags(object) &= ~(ObjectAccess::inserted | ObjectAccess::updated);
     ObjectAccess::committed(object).reset();
     const EntityLayout& layout = object.entity()->layout();
+    for (const std::size_t number : layout.toManys()) {
+      if (RelatedObjects* related = Relations::known(object, number)) {
+        related->settle(_permanentIDs);
+      }
+    }
     Value* values = ObjectAccess::values(object).get();
     for (std::size_t i = 0; i < layout.count(); ++i) {
       if (layout[i].stored && !isCanonical(values[i], layout[i].type)) {
@@ -284,6 +427,10 @@ class ContextSave {
   NSManagedObjectContext& _context;
   ContextChanges& _changes;
   std::vector<Batch> _batches;
+  /// Whether any changed object may lead to another one.
+  bool _hasRelationships = false;
+  PermanentIDs _permanentIDs;
+  std::vector<Resolved> _resolved;
 };
 
 }  // namespace impl
@@ -293,6 +440,22 @@ bool NSManagedObjectContext::save(Ref<NSError>* error) {
   requireCoordinator();
   return impl::ContextSave(*this).run(error);
 }
+
+namespace {
+
+bool hasOneWayRelationships(const NSManagedObjectModel& model) {
+  for (const Ref<NSEntityDescription>& entity : model.entityList()) {
+    const impl::EntityLayout& layout = entity->layout();
+    for (const auto numbers : {layout.toOnes(), layout.toManys()}) {
+      for (const std::size_t number : numbers) {
+        if (!layout[number].relationship->inverseRelationship()) return true;
+      }
+    }
+  }
+  return false;
+}
+
+}  // namespace
 
 bool NSManagedObjectContext::obtainPermanentIDsForObjectsError(const Ref<NSArray>& objects,
                                                                Ref<NSError>* error) {
@@ -305,6 +468,12 @@ bool NSManagedObjectContext::obtainPermanentIDsForObjectsError(const Ref<NSArray
   for (const Value& value : *stores) {
     auto* candidate = as<NSPersistentStore>(value);
     if (!store || (store->isReadOnly() && !candidate->isReadOnly())) store = candidate;
+  }
+  std::vector<Ref<NSManagedObject>> holders;
+  if (hasOneWayRelationships(*_coordinator->managedObjectModel())) {
+    holders = _changes->inserted.objects();
+    std::vector<Ref<NSManagedObject>> updated = _changes->updated.objects();
+    holders.insert(holders.end(), updated.begin(), updated.end());
   }
   for (const Value& value : *objects) {
     auto* object = as<NSManagedObject>(value);
@@ -322,8 +491,10 @@ bool NSManagedObjectContext::obtainPermanentIDsForObjectsError(const Ref<NSArray
     const std::int64_t number = store->takePrimaryKeys(*object->entity(), 1, error);
     if (number == 0) return false;
     const impl::ObjectKey after{store->hierarchyOf(*object->entity()), number};
+    const Ref<NSManagedObjectID> former = object->objectID();
     _registry->rekey(before, after, *object);
     ObjectAccess::setKey(*object, after);
+    impl::Relations::rename(*object, former, holders);
   }
   return true;
 }

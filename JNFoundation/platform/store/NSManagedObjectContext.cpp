@@ -6,6 +6,7 @@
 #include <JNFoundation/platform/store/NSPersistentStoreCoordinator.h>
 #include <JNFoundation/platform/store/impl/ContextChanges.h>
 #include <JNFoundation/platform/store/impl/ContextFetch.h>
+#include <JNFoundation/platform/store/impl/Relations.h>
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/NSSet.h>
@@ -54,6 +55,7 @@ void NSManagedObjectContext::requireCoordinator() const {
 Ref<NSArray> NSManagedObjectContext::executeFetchRequestError(const Ref<NSFetchRequest>& request,
                                                               Ref<NSError>* error) {
   if (!request) raise(NSInvalidArgumentException, "executeFetchRequest:error: a nil request");
+  propagateDeletes();
   impl::ContextFetch fetch(*this, *request);
   return fetch.execute(request->resultType(), error);
 }
@@ -61,23 +63,13 @@ Ref<NSArray> NSManagedObjectContext::executeFetchRequestError(const Ref<NSFetchR
 NSUInteger NSManagedObjectContext::countForFetchRequestError(const Ref<NSFetchRequest>& request,
                                                              Ref<NSError>* error) {
   if (!request) raise(NSInvalidArgumentException, "countForFetchRequest:error: a nil request");
+  propagateDeletes();
   return impl::ContextFetch(*this, *request).count(error);
 }
 
 // ---- Objects by identity ------------------------------------------------------------------------
 
 namespace {
-
-/// The key of an identifier in the coordinator's stores; a key that nothing has for one of a store
-/// that it does not have.
-ObjectKey keyOf(const NSManagedObjectID& objectID, const NSPersistentStoreCoordinator* coordinator,
-                Ref<NSPersistentStore>& store) {
-  if (objectID.isTemporaryID()) return {nullptr, objectID.number()};
-  if (coordinator) {
-    store = coordinator->persistentStoreWithIdentifier(objectID.storeIdentifier()->utf8());
-  }
-  return {store ? store->hierarchyOf(*objectID.entity()) : nullptr, objectID.number()};
-}
 
 /// The identifier's entity in the store's own model; the identifier may come from another
 /// coordinator.
@@ -121,7 +113,7 @@ Ref<NSManagedObject> NSManagedObjectContext::registeredObjectForID(
     const Ref<NSManagedObjectID>& objectID) const {
   if (!objectID) return nullptr;
   Ref<NSPersistentStore> store;
-  const ObjectKey key = keyOf(*objectID, _coordinator.get(), store);
+  const ObjectKey key = ObjectAccess::keyOf(*objectID, _coordinator.get(), store);
   if (!objectID->isTemporaryID() && !key.hierarchy) return nullptr;
   return _registry->find(key);
 }
@@ -129,7 +121,7 @@ Ref<NSManagedObject> NSManagedObjectContext::registeredObjectForID(
 Ref<NSManagedObject> NSManagedObjectContext::objectWithID(const Ref<NSManagedObjectID>& objectID) {
   if (!objectID) return nullptr;
   Ref<NSPersistentStore> store;
-  const ObjectKey key = keyOf(*objectID, _coordinator.get(), store);
+  const ObjectKey key = ObjectAccess::keyOf(*objectID, _coordinator.get(), store);
   if (objectID->isTemporaryID()) return _registry->find(key);
   if (!key.hierarchy) {
     raise(NSInvalidArgumentException, "No store of the context's coordinator has the object %@",
@@ -158,7 +150,7 @@ Ref<NSManagedObject> NSManagedObjectContext::existingObjectWithIDError(
     return known->isDeleted() ? missing() : known;
   }
   Ref<NSPersistentStore> store;
-  const ObjectKey key = keyOf(*objectID, _coordinator.get(), store);
+  const ObjectKey key = ObjectAccess::keyOf(*objectID, _coordinator.get(), store);
   if (!key.hierarchy || !store->isOpen()) return missing();
   // The row says which entity the object really is of.
   class Receiver final : public StoreRowReceiver {
@@ -224,7 +216,39 @@ void NSManagedObjectContext::noteChange() {
   });
 }
 
-void NSManagedObjectContext::processPendingChanges() { _registry->processingIsPosted = false; }
+void NSManagedObjectContext::processPendingChanges() {
+  _registry->processingIsPosted = false;
+  propagateDeletes();
+}
+
+void NSManagedObjectContext::propagateDeletes() {
+  // A rule may delete further objects, whose rules run in their turn.
+  while (!_changes->withRules.empty()) {
+    std::vector<Ref<NSManagedObject>> deleted = std::exchange(_changes->withRules, {});
+    for (const Ref<NSManagedObject>& object : deleted) {
+      const bool isStill = object->isDeleted() && ObjectAccess::registry(*object) == _registry;
+      if (isStill) impl::Relations::applyDeleteRules(*object);
+    }
+  }
+}
+
+void NSManagedObjectContext::forgetUnsaved() {
+  // What a rule deletes joins the list, so that the length of a chain does not matter.
+  if (_changes->isForgetting) return;
+  struct Forgetting {
+    bool& flag;
+    ~Forgetting() { flag = false; }
+  } forgetting{_changes->isForgetting};
+  _changes->isForgetting = true;
+  while (!_changes->unsavedWithRules.empty()) {
+    const Ref<NSManagedObject> object = std::move(_changes->unsavedWithRules.back());
+    _changes->unsavedWithRules.pop_back();
+    impl::Relations::applyDeleteRules(*object);
+    if (ObjectAccess::registry(*object) != _registry) continue;
+    _changes->inserted.remove(*object);
+    ObjectAccess::detach(*object);
+  }
+}
 
 void NSManagedObjectContext::noteUpdate(NSManagedObject& object) { _changes->updated.add(object); }
 
@@ -283,8 +307,15 @@ void NSManagedObjectContext::deleteObject(const Ref<NSManagedObject>& object) {
   // It may have had the context forget the object.
   if (ObjectAccess::registry(*target) != _registry) return;
   if ((flags & ObjectAccess::inserted) != 0) {
-    _changes->inserted.remove(*target);
-    ObjectAccess::detach(*target);
+    if (target->entity()->layout().hasRelationships()) {
+      // What its rules delete in their turn must not come back to it.
+      flags |= ObjectAccess::deleted;
+      _changes->unsavedWithRules.push_back(target);
+      forgetUnsaved();
+    } else {
+      _changes->inserted.remove(*target);
+      ObjectAccess::detach(*target);
+    }
   } else if ((flags & ObjectAccess::hasValues) == 0 && !readValues(*target, nullptr)) {
     // The version that a deletion is based on has to be known; what has no record is gone already.
     ObjectAccess::detach(*target);
@@ -292,6 +323,7 @@ void NSManagedObjectContext::deleteObject(const Ref<NSManagedObject>& object) {
     if ((flags & ObjectAccess::updated) != 0) _changes->updated.remove(*target);
     flags |= ObjectAccess::deleted;
     _changes->deleted.add(*target);
+    if (target->entity()->layout().hasRelationships()) _changes->withRules.push_back(target);
   }
   ++_registry->edits;
   noteChange();
@@ -308,6 +340,7 @@ Ref<NSSet> setOf(const std::vector<Ref<NSManagedObject>>& objects) {
 void revert(NSManagedObject& object) {
   if (ValueArray& committed = ObjectAccess::committed(object)) {
     ObjectAccess::values(object) = std::move(committed);
+    impl::Relations::forgetMembers(object);
   }
   ObjectAccess::flags(object) &= ~(ObjectAccess::updated | ObjectAccess::deleted);
 }
@@ -326,6 +359,7 @@ Ref<NSSet> NSManagedObjectContext::deletedObjects() const {
 Ref<NSSet> NSManagedObjectContext::registeredObjects() const { return setOf(_registry->all()); }
 
 void NSManagedObjectContext::rollback() {
+  _changes->withRules.clear();
   for (const Ref<NSManagedObject>& object : _changes->inserted.takeAll()) {
     ObjectAccess::detach(*object);
   }

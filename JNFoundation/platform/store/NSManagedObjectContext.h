@@ -90,8 +90,10 @@ class NSManagedObjectContext : public NSObject {
   /// it is, a deleted one is undeleted. Fails: raises NSInvalidArgumentException for an object of
   /// another context.
   void insertObject(const Ref<NSManagedObject>& object);
-  /// Marks the object; its record goes with the next save. An object that was never saved is just
-  /// forgotten. Fails: raises NSInvalidArgumentException for an object of another context.
+  /// Marks the object; its record goes with the next save. Its delete rules run when pending
+  /// changes are processed: at the end of the turn, before a fetch and before a save. An object
+  /// that was never saved is forgotten at once, and its rules run at once. A rule that denies has
+  /// the save fail. Fails: raises NSInvalidArgumentException for an object of another context.
   void deleteObject(const Ref<NSManagedObject>& object);
   /// Gives inserted objects their permanent identifiers before they are saved.
   bool obtainPermanentIDsForObjectsError(const Ref<NSArray>& objects,
@@ -117,7 +119,8 @@ class NSManagedObjectContext : public NSObject {
   /// Forgets every object; using one afterwards raises NSObjectInaccessibleException.
   void reset();
 
-  /// Runs what the end of a turn runs: the first change of a turn posts a main-queue task for it.
+  /// Runs what the end of a turn runs, the delete rules of what was deleted: the first change of a
+  /// turn posts a main-queue task for it.
   void processPendingChanges();
 
  protected:
@@ -127,6 +130,7 @@ class NSManagedObjectContext : public NSObject {
  private:
   friend class impl::ContextFetch;
   friend class impl::ContextSave;
+  friend class impl::ObjectAccess;
   friend class NSManagedObject;
 
   /// Reads the values of a fault from its store. Returns: whether its record is there.
@@ -134,6 +138,9 @@ class NSManagedObjectContext : public NSObject {
   /// The same. Fails: raises NSObjectInaccessibleException if the record is gone.
   void fulfillFault(NSManagedObject& object);
   void noteUpdate(NSManagedObject& object);
+  /// Runs the delete rules of what was deleted since the last time.
+  void propagateDeletes();
+  void forgetUnsaved();
   /// Has the end of this turn process what was changed.
   void noteChange();
   void forgetObjects() noexcept;

@@ -66,13 +66,28 @@ struct StoreRowChange {
   Kind kind;
   const NSEntityDescription* entity;
   std::int64_t primaryKey;
-  /// By attribute number; not read for a deletion.
+  /// By property number; not read for a deletion. A relationship to one object stands there as that
+  /// object's identifier, which is a permanent one of the same store.
   const Value* values;
   /// What the record holds so far; the values that are the same need not be written. Null for an
   /// insertion.
   const Value* committed;
   /// The version that the change is based on; not read for an insertion.
   std::uint32_t version;
+};
+
+/// What a save changes of one record's relationship to many, beyond what the records themselves
+/// say. Where the way back leads to one object, that is the order only: the members are those
+/// records that name this one.
+struct StoreLinkChange {
+  const NSRelationshipDescription* relationship;
+  /// The numbers of the record and of those at the other end.
+  std::int64_t primaryKey;
+  /// At the end of an order, in this one.
+  std::vector<std::int64_t> added;
+  std::vector<std::int64_t> removed;
+  /// All members of an ordered relationship, if their order was changed.
+  std::vector<std::int64_t> order;
 };
 
 /// What to look for in a store.
@@ -103,7 +118,7 @@ struct StoreQueryPlan {
 /// Where a store puts the records that it finds.
 class StoreRowReceiver {
  public:
-  /// Called for each record in order. Returns: the places for the values, one per attribute of
+  /// Called for each record in order. Returns: the places for the values, one per property of
   /// `entity`, all null; or a null pointer if the values are not wanted.
   virtual Value* beginRow(const NSEntityDescription& entity, std::int64_t primaryKey,
                           std::uint32_t version) = 0;
@@ -157,7 +172,11 @@ class NSPersistentStore : public NSObject {
   /// 133020, with the index of the change in `conflict`. The save is to be abandoned then.
   virtual bool writeRows(std::span<const StoreRowChange> changes, std::size_t* conflict,
                          Ref<NSError>* error) = 0;
-  /// Makes everything written since `beginSave` durable, at once. Fails: nothing of it is kept.
+  /// Writes what relationships to many lead to, after all rows were written. What is there already,
+  /// or gone already, is no failure.
+  virtual bool writeLinks(std::span<const StoreLinkChange> changes, Ref<NSError>* error) = 0;
+  /// Makes everything written since `beginSave` durable, at once. Fails: nothing of it is kept;
+  /// 133000 where a record would name one that is not there.
   virtual bool commitSave(Ref<NSError>* error) = 0;
   virtual void abandonSave() noexcept = 0;
 
@@ -169,6 +188,10 @@ class NSPersistentStore : public NSObject {
   /// Gives the one record to the receiver if it is there.
   virtual bool fetchRow(const NSEntityDescription& entity, std::int64_t primaryKey,
                         StoreRowReceiver& receiver, Ref<NSError>* error) = 0;
+  /// Gives the records at the other end of a relationship to many in its order; one that has no
+  /// order in ascending order of their numbers.
+  virtual bool fetchRelated(const NSRelationshipDescription& relationship, std::int64_t primaryKey,
+                            StoreRowReceiver& receiver, Ref<NSError>* error) = 0;
   /// How many records the query has. Requires: a plan without remaining predicate.
   virtual NSUInteger countRows(const StoreQuery& query, Ref<NSError>* error) = 0;
 

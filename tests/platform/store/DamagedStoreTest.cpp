@@ -136,7 +136,7 @@ TEST_F(DamagedStore, AnAttributeInTwoColumnsIsRefused) {
   expectRefusalAsDamaged(
       "CREATE TABLE copy AS SELECT * FROM jn_column; DROP TABLE jn_column;"
       "ALTER TABLE copy RENAME TO jn_column;"
-      "UPDATE jn_column SET attribute = 'text' WHERE attribute = 'stars'");
+      "UPDATE jn_column SET property = 'text' WHERE property = 'stars'");
 }
 
 }  // namespace

@@ -185,7 +185,7 @@ TEST_F(SQLiteStoreTest, AStoreOfANewerReleaseIsRefusedAndLeftAlone) {
 
 TEST_F(SQLiteStoreTest, DamagedTablesAreAnError) {
   makeStore();
-  execute("DELETE FROM jn_column WHERE attribute = 'title'");
+  execute("DELETE FROM jn_column WHERE property = 'title'");
   EXPECT_EQ(refusal()->code(), 134080);
 }
 

@@ -110,7 +110,7 @@ TEST_F(StoreUpkeep, TablesThatDoNotAgreeAreFound) {
   expectFinding("The entity 'Note': the next number of a record is 0");
   execute("UPDATE jn_entity SET root = 77 WHERE name = 'Film'");
   expectFinding("The entity 'Film': it is below an entity that is not in its table");
-  execute("INSERT INTO jn_column VALUES (55, 'lost', 'lost')");
+  execute("INSERT INTO jn_column VALUES (55, 'lost', 0, 'lost')");
   expectFinding("The column of 'lost': its entity has the number 55");
   execute("ALTER TABLE object_Note RENAME COLUMN stars TO planets");
   expectFinding("The entity 'Note': the column stars of stars is missing");

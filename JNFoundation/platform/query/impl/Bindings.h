@@ -16,8 +16,11 @@ struct Bindings {
   const Value* value = nullptr;
   const Bindings* outer = nullptr;
 
+  /// What a substitution puts in the place of constants. Variables stay what they are then.
+  const Block<Value(const Value&)>* constants = nullptr;
+
   Bindings binding(const NSString& variable, const Value* toValue) const {
-    return {variables, &variable, toValue, this};
+    return {variables, &variable, toValue, this, constants};
   }
 
   /// The scope that binds the variable. Returns: null if none does.

@@ -138,7 +138,11 @@ bool ConstantExpression::hasEqualContent(const NSExpression& other) const {
 }
 std::size_t ConstantExpression::contentHash() const { return _value.hash(); }
 void ConstantExpression::appendFormat(std::string& text) const { appendConstant(text, _value); }
-Ref<NSExpression> ConstantExpression::substituted(const Bindings&) const { return nullptr; }
+Ref<NSExpression> ConstantExpression::substituted(const Bindings& bindings) const {
+  if (!bindings.constants) return nullptr;
+  Value fresh = (*bindings.constants)(_value);
+  return fresh.isIdentical(_value) ? nullptr : makeObject<ConstantExpression>(std::move(fresh));
+}
 
 // The evaluated object
 
@@ -163,7 +167,7 @@ void VariableExpression::appendFormat(std::string& text) const {
 }
 Ref<NSExpression> VariableExpression::substituted(const Bindings& bindings) const {
   // What a subquery inside the tree binds is none of the caller's variables.
-  if (bindings.scopeOf(*_name)) return nullptr;
+  if (bindings.constants || bindings.scopeOf(*_name)) return nullptr;
   return makeObject<ConstantExpression>(bindings.valueOf(*_name));
 }
 

@@ -76,6 +76,11 @@ class ContextChanges {
   ChangeList inserted;
   ChangeList updated;
   ChangeList deleted;
+  /// Deleted objects whose delete rules have not run yet.
+  std::vector<Ref<NSManagedObject>> withRules;
+  /// The same of objects that were never saved; they are forgotten as soon as the rules have run.
+  std::vector<Ref<NSManagedObject>> unsavedWithRules;
+  bool isForgetting = false;
 
   bool isEmpty() const noexcept {
     return inserted.isEmpty() && updated.isEmpty() && deleted.isEmpty();

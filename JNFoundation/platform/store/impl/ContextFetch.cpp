@@ -10,59 +10,16 @@
 #include <JNFoundation/platform/store/NSExpressionDescription.h>
 #include <JNFoundation/platform/store/NSManagedObjectModel.h>
 #include <JNFoundation/platform/store/NSPersistentStoreCoordinator.h>
+#include <JNFoundation/platform/store/impl/ObjectReceiver.h>
 #include <JNFoundation/platform/store/impl/QueryCheck.h>
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 #include <JNFoundation/platform/store/impl/StoredRow.h>
 #include <JNFoundation/platform/value/NSException.h>
+#include <JNFoundation/platform/value/NSOrderedSet.h>
 #include <JNFoundation/platform/value/NSSet.h>
 
 namespace JNFoundation::impl {
 namespace {
-
-/// Finds or makes the object of each row, and has its values read where it needs them.
-class ObjectReceiver final : public StoreRowReceiver {
- public:
-  ObjectReceiver(const NSPersistentStore& store, const Ref<ObjectRegistry>& registry,
-                 bool includesValues, std::vector<Ref<NSManagedObject>>& objects)
-      : _store(store), _registry(registry), _includesValues(includesValues), _objects(objects) {}
-
-  Value* beginRow(const NSEntityDescription& entity, std::int64_t primaryKey,
-                  std::uint32_t version) override {
-    if (&entity != _entity) {
-      _entity = &entity;
-      _hierarchy = _store.hierarchyOf(entity);
-      _count = entity.layout().count();
-    }
-    const ObjectKey key{_hierarchy, primaryKey};
-    Ref<NSManagedObject> object = _registry->find(key);
-    if (!object || object->entity().get() != &entity) {
-      object = ObjectAccess::make(entity);
-      ObjectAccess::setKey(*object, key);
-      ObjectAccess::registry(*object) = _registry;
-      ObjectAccess::flags(*object) = ObjectAccess::fault;
-      _registry->add(key, *object);
-    }
-    NSManagedObject& found = *object;
-    _objects.push_back(std::move(object));
-    // What somebody has looked at stays as it is.
-    if (!_includesValues || (ObjectAccess::flags(found) & ObjectAccess::fault) == 0) return nullptr;
-    ValueArray& values = ObjectAccess::values(found);
-    values = ValueArray(_count);
-    ObjectAccess::version(found) = version;
-    ObjectAccess::flags(found) |= ObjectAccess::hasValues;
-    return values.get();
-  }
-  void endRow() override {}
-
- private:
-  const NSPersistentStore& _store;
-  const Ref<ObjectRegistry>& _registry;
-  bool _includesValues;
-  std::vector<Ref<NSManagedObject>>& _objects;
-  const NSEntityDescription* _entity = nullptr;
-  const StoreHierarchy* _hierarchy = nullptr;
-  std::size_t _count = 0;
-};
 
 /// Collects identities only.
 class IdentifierReceiver final : public StoreRowReceiver {
@@ -93,8 +50,10 @@ NSComparisonResult order(const Ref<NSArray>& descriptors, const Value& left, con
   return NSOrderedSame;
 }
 
-/// A number in the form of the type that a computed value is declared to have.
+/// A number in the form of the type that a computed value is declared to have; identifiers in place
+/// of rows.
 Value converted(const Value& value, NSAttributeType type) {
+  if (const auto* row = as<StoredRow>(value)) return row->objectID();
   return value.isNumber() ? canonicalValue(value, type) : value;
 }
 
@@ -131,6 +90,11 @@ ContextFetch::ContextFetch(NSManagedObjectContext& context, const NSFetchRequest
   if (_predicate) {
     checkPredicateKeys(*_entity, *_predicate);
     _wantsObjects = wantsObjects(*_predicate);
+    _rowPredicate = _predicate;
+    if (!_wantsObjects && namesRecords(*_predicate)) {
+      _rowPredicate = _predicate->predicateByReplacingConstants(
+          [this](const Value& constant) { return standInFor(constant); });
+    }
   }
   if (request.sortDescriptors() && request.sortDescriptors()->count() > 0) {
     checkSortKeys(*_entity, *request.sortDescriptors());
@@ -147,7 +111,7 @@ StoreQuery ContextFetch::query() const {
   StoreQuery query;
   query.entity = _entity.get();
   query.includesSubentities = _request.includesSubentities();
-  query.predicate = _predicate;
+  query.predicate = _rowPredicate;
   query.sortDescriptors = _sortDescriptors;
   query.limit = _request.fetchLimit();
   query.offset = _request.fetchOffset();
@@ -158,6 +122,44 @@ StoreQuery ContextFetch::query() const {
     query.offset = 0;
   }
   return query;
+}
+
+/// What rows compare with where a predicate names objects or identifiers, one or several.
+Value ContextFetch::standInFor(const Value& constant) const {
+  Ref<NSManagedObjectID> objectID;
+  if (const auto* object = as<NSManagedObject>(constant)) objectID = object->objectID();
+  if (auto* identifier = as<NSManagedObjectID>(constant)) {
+    objectID = Ref<NSManagedObjectID>(identifier);
+  }
+  if (objectID) {
+    Ref<NSPersistentStore> store;
+    return Value(makeObject<RecordIdentity>(
+        ObjectAccess::keyOf(*objectID, _context.persistentStoreCoordinator().get(), store)));
+  }
+  std::vector<Value> members;
+  const auto addAll = [&](const auto& collection) {
+    for (const Value& member : collection) members.push_back(standInFor(member));
+  };
+  if (const auto* array = as<NSArray>(constant)) {
+    addAll(*array);
+    return NSArray::arrayWithValues(std::move(members));
+  }
+  if (const auto* ordered = as<NSOrderedSet>(constant)) {
+    addAll(*ordered);
+    return NSOrderedSet::orderedSetWithValues(std::move(members));
+  }
+  if (const auto* set = as<NSSet>(constant)) {
+    addAll(*set);
+    return NSSet::setWithValues(std::move(members));
+  }
+  return constant;
+}
+
+RowSource& ContextFetch::sourceOf(NSPersistentStore& store) {
+  for (const auto& source : _sources) {
+    if (&source->store() == &store) return *source;
+  }
+  return *_sources.emplace_back(std::make_unique<RowSource>(store));
 }
 
 template <class Items>
@@ -178,7 +180,7 @@ bool ContextFetch::fetchRows(NSPersistentStore& store, const StoreQuery& query,
   const StoreQueryPlan plan = store.planQuery(everything);
   if (!plan.limits) everything.limit = everything.offset = 0;
   isCut = plan.limits;
-  RowCollector collector(store);
+  RowCollector collector(sourceOf(store));
   if (!store.fetchRows(everything, collector, error)) return false;
   if (plan.remainingPredicate) {
     std::erase_if(collector.rows, [&](const Value& row) {
@@ -259,8 +261,11 @@ bool ContextFetch::concerns(const NSManagedObject& object) const {
 }
 
 bool ContextFetch::matches(const NSManagedObject& object) const {
-  return !_predicate ||
-         _predicate->evaluateWithObject(Value(const_cast<NSManagedObject*>(&object)));
+  if (!_predicate) return true;
+  const Ref<NSManagedObject> self(const_cast<NSManagedObject*>(&object));
+  return _rowPredicate == _predicate
+             ? _predicate->evaluateWithObject(self)
+             : _rowPredicate->evaluateWithObject(makeObject<ObjectRow>(self));
 }
 
 bool ContextFetch::hasPendingChanges() const {
@@ -466,7 +471,7 @@ Ref<NSDictionary> ContextFetch::dictionaryOf(const std::vector<Column>& columns,
     } else if (column.attribute != EntityLayout::none) {
       value = as<StoredRow>(row)->values()[column.attribute];
     } else {
-      value = as<StoredRow>(row)->valueForKey(column.name);
+      value = as<StoredRow>(row)->objectID();
     }
     if (value.isNSNull()) value = nullptr;
     builder.set(column.name, std::move(value));

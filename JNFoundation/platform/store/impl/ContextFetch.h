@@ -2,6 +2,7 @@
 
 #include <JNFoundation/platform/store/NSPersistentStore.h>
 #include <JNFoundation/platform/store/impl/ContextChanges.h>
+#include <JNFoundation/platform/store/impl/StoredRow.h>
 
 namespace JNFoundation {
 
@@ -39,6 +40,8 @@ class ContextFetch {
   StoreQuery query() const;
   bool concerns(const NSManagedObject& object) const;
   bool matches(const NSManagedObject& object) const;
+  Value standInFor(const Value& constant) const;
+  RowSource& sourceOf(NSPersistentStore& store);
   bool hasPendingChanges() const;
   /// Appends the objects of the query in one store, all of it done.
   bool fetchObjects(NSPersistentStore& store, const StoreQuery& query, Objects& objects,
@@ -65,7 +68,10 @@ class ContextFetch {
   Ref<NSArray> _sortDescriptors;
   /// Null stands for every record.
   Ref<NSPredicate> _predicate;
+  /// The same as rows answer it: with identities in place of the objects that it names.
+  Ref<NSPredicate> _rowPredicate;
   bool _wantsObjects = false;
+  std::vector<std::unique_ptr<RowSource>> _sources;
   std::vector<Ref<NSPersistentStore>> _stores;
   std::unique_lock<std::recursive_mutex> _lock;
 };

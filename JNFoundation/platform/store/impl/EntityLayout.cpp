@@ -112,17 +112,7 @@ EntityLayout::EntityLayout(const NSEntityDescription& entity) : _entity(entity),
   _rootName = _root->name();
   for (auto ancestor = line.rbegin(); ancestor != line.rend(); ++ancestor) {
     for (const Ref<NSPropertyDescription>& property : (*ancestor)->ownProperties()) {
-      if (isKindOf<NSAttributeDescription>(*property)) {
-        auto* attribute = static_cast<NSAttributeDescription*>(property.get());
-        const bool stored =
-            !attribute->isTransient() && attribute->attributeType() != NSUndefinedAttributeType;
-        _slots.push_back({Ref<NSAttributeDescription>(attribute), attribute->name(),
-                          attribute->attributeType(), stored, attribute->isOptional(),
-                          attribute->defaultValue()});
-        _hasDefaults |= !attribute->defaultValue().isNull();
-      } else if (isKindOf<NSRelationshipDescription>(*property)) {
-        _relationships.push_back(property->name());
-      }
+      addSlot(*property);
     }
   }
   std::vector<const NSEntityDescription*> pending{&entity};
@@ -141,6 +131,36 @@ EntityLayout::~EntityLayout() {
   for (BindingNode* node = _bindings.load(); node;) delete std::exchange(node, node->next);
 }
 
+void EntityLayout::addSlot(NSPropertyDescription& property) {
+  Slot slot{nullptr,
+            nullptr,
+            property.name(),
+            NSUndefinedAttributeType,
+            !property.isTransient(),
+            property.isOptional(),
+            nullptr};
+  if (isKindOf<NSAttributeDescription>(property)) {
+    slot.attribute = Ref<NSAttributeDescription>(static_cast<NSAttributeDescription*>(&property));
+    slot.type = slot.attribute->attributeType();
+    slot.stored = slot.stored && slot.type != NSUndefinedAttributeType;
+    slot.defaultValue = slot.attribute->defaultValue();
+    _hasDefaults |= !slot.defaultValue.isNull();
+  } else if (isKindOf<NSRelationshipDescription>(property)) {
+    slot.relationship =
+        Ref<NSRelationshipDescription>(static_cast<NSRelationshipDescription*>(&property));
+    if (slot.relationship->isToMany()) {
+      slot.stored = false;
+      _toManys.push_back(_slots.size());
+    } else {
+      slot.type = NSObjectIDAttributeType;
+      _toOnes.push_back(_slots.size());
+    }
+  } else {
+    return;
+  }
+  _slots.push_back(std::move(slot));
+}
+
 void EntityLayout::buildIndex() {
   std::size_t size = 4;
   while (size < _slots.size() * 2 + 1) size *= 2;
@@ -154,11 +174,6 @@ void EntityLayout::buildIndex() {
     while (_index[place].name) place = (place + 1) & _mask;
     _index[place] = {&name, number};
   }
-}
-
-bool EntityLayout::isRelationship(const NSString& name) const noexcept {
-  return std::any_of(_relationships.begin(), _relationships.end(),
-                     [&](const Ref<NSString>& other) { return other->hasContentOf(name); });
 }
 
 EntityLayout::ClassBinding EntityLayout::makeBinding(const Class& cls) const {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include <JNFoundation/platform/store/NSAttributeDescription.h>
+#include <JNFoundation/platform/store/NSRelationshipDescription.h>
 #include <JNFoundation/platform/value/Class.h>
 #include <JNFoundation/platform/value/Method.h>
 
@@ -17,26 +18,32 @@ class NSManagedObject;
 
 namespace impl {
 
-/// What an entity's objects look like in memory: its attributes by number, inherited ones first, so
-/// that a number means the same attribute in every descendant.
+/// What an entity's objects look like in memory: its attributes and relationships by number,
+/// inherited ones first, so that a number means the same property in every descendant.
 ///
 /// Threads: any. What is found out at first use is published atomically.
 class EntityLayout {
  public:
   struct Slot {
+    /// One of the two is null.
     Ref<NSAttributeDescription> attribute;
+    Ref<NSRelationshipDescription> relationship;
     Ref<NSString> name;
+    /// Of a relationship that leads to one object NSObjectIDAttributeType, since the value is the
+    /// identifier of that object; of one that leads to many the undefined type.
     NSAttributeType type;
-    /// Whether a store keeps the value.
+    /// Whether a store keeps the value with the record.
     bool stored;
     bool optional;
     Value defaultValue;
+
+    bool isToMany() const noexcept { return relationship && type == NSUndefinedAttributeType; }
   };
 
   /// How the class of an entity's objects reaches their attributes by name.
   struct ClassBinding {
     const Class* cls;
-    /// By attribute number; null where the class declares no operation of its own.
+    /// By property number; null where the class declares no operation of its own.
     std::vector<const Method*> getters;
     std::vector<const Method*> setters;
     /// `validate<Key>:error:`.
@@ -54,7 +61,7 @@ class EntityLayout {
   std::size_t count() const noexcept { return _slots.size(); }
   const Slot& operator[](std::size_t index) const noexcept { return _slots[index]; }
 
-  /// The number of the attribute of that name, or `none`.
+  /// The number of the property of that name, or `none`.
   std::size_t indexOf(const NSString& name) const noexcept {
     const std::uint64_t hash = name.contentHash();
     for (std::size_t place = hash & _mask; _index[place].name; place = (place + 1) & _mask) {
@@ -63,7 +70,10 @@ class EntityLayout {
     }
     return none;
   }
-  bool isRelationship(const NSString& name) const noexcept;
+  /// The numbers of the relationships to one object, and of those to many.
+  std::span<const std::size_t> toOnes() const noexcept { return _toOnes; }
+  std::span<const std::size_t> toManys() const noexcept { return _toManys; }
+  bool hasRelationships() const noexcept { return !_toOnes.empty() || !_toManys.empty(); }
 
   /// The ancestor that has none itself. Requires: the model is alive.
   const NSEntityDescription& root() const noexcept { return *_root; }
@@ -92,6 +102,7 @@ class EntityLayout {
     BindingNode* next;
   };
 
+  void addSlot(NSPropertyDescription& property);
   void buildIndex();
   ClassBinding makeBinding(const Class& cls) const;
 
@@ -100,7 +111,8 @@ class EntityLayout {
   Ref<NSString> _rootName;
   std::vector<const NSEntityDescription*> _family;
   std::vector<Slot> _slots;
-  std::vector<Ref<NSString>> _relationships;
+  std::vector<std::size_t> _toOnes;
+  std::vector<std::size_t> _toManys;
   std::vector<IndexEntry> _index;
   std::size_t _mask = 0;
   bool _hasDefaults = false;

@@ -2,6 +2,8 @@
 
 #include <atomic>
 
+#include <JNFoundation/platform/store/NSPersistentStoreCoordinator.h>
+
 namespace JNFoundation::impl {
 
 Ref<NSManagedObject> ObjectAccess::make(const NSEntityDescription& entity) {
@@ -25,6 +27,23 @@ void ObjectAccess::detach(Object& object) noexcept {
   object._hierarchy = nullptr;
   object._flags &= ~(inserted | updated | deleted);
   object._committed.reset();
+}
+
+ObjectKey ObjectAccess::keyOf(const NSManagedObjectID& objectID,
+                              const NSPersistentStoreCoordinator* coordinator,
+                              Ref<NSPersistentStore>& store) {
+  if (objectID.isTemporaryID()) return {nullptr, objectID.number()};
+  if (coordinator) {
+    store = coordinator->persistentStoreWithIdentifier(objectID.storeIdentifier()->utf8());
+  }
+  if (!store) return {};
+  return {store->hierarchyOf(*objectID.entity()), objectID.number()};
+}
+
+bool ObjectAccess::canFire(Object& object) {
+  if ((object._flags & hasValues) != 0) return true;
+  const Ref<NSManagedObjectContext> context = object.managedObjectContext();
+  return context && context->readValues(object, nullptr);
 }
 
 std::int64_t ObjectAccess::nextTemporaryNumber() noexcept {

@@ -35,15 +35,28 @@ class ObjectAccess {
     return object._registry;
   }
   static void fire(const Object& object) { object.fire(); }
+  /// Whether the object has its values or can get them.
+  static bool canFire(Object& object);
+  /// Notes that the object is about to be written to. Requires: it is no fault.
+  static void willChange(Object& object) { object.willChange(); }
 
   static ObjectKey key(const Object& object) noexcept {
     return {object._hierarchy, object._number};
   }
+  /// The key of an identifier in the coordinator's stores. Returns: a key that nothing has for one
+  /// of a store that the coordinator, which may be null, does not have; `store` is null then.
+  static ObjectKey keyOf(const NSManagedObjectID& objectID,
+                         const NSPersistentStoreCoordinator* coordinator,
+                         Ref<NSPersistentStore>& store);
   /// Gives the object another identity; the registry is told by the caller.
   static void setKey(Object& object, const ObjectKey& key) noexcept {
     object._hierarchy = key.hierarchy;
     object._number = key.number;
     object._objectID = nullptr;
+  }
+  /// Gives it the identifier that says the same as its key.
+  static void setID(Object& object, Ref<NSManagedObjectID> objectID) noexcept {
+    object._objectID = std::move(objectID);
   }
   /// Cuts the object off from its context. It keeps its identifier and its values.
   static void detach(Object& object) noexcept;

@@ -6,8 +6,11 @@
 #include <JNFoundation/platform/query/NSCompoundPredicate.h>
 #include <JNFoundation/platform/query/NSExpression.h>
 #include <JNFoundation/platform/query/NSSortDescriptor.h>
+#include <JNFoundation/platform/store/NSManagedObject.h>
 #include <JNFoundation/platform/store/impl/EntityLayout.h>
 #include <JNFoundation/platform/value/NSException.h>
+#include <JNFoundation/platform/value/NSOrderedSet.h>
+#include <JNFoundation/platform/value/NSSet.h>
 
 namespace JNFoundation::impl {
 namespace {
@@ -36,6 +39,9 @@ class Walker {
     switch (expression.expressionType()) {
       case NSEvaluatedObjectExpressionType:
         foundObject();
+        break;
+      case NSConstantValueExpressionType:
+        foundConstant(expression.constantValue());
         break;
       case NSKeyPathExpressionType: {
         Ref<NSExpression> operand = expression.operand();
@@ -94,6 +100,7 @@ class Walker {
   /// Something that only code can answer.
   virtual void foundMessage() {}
   virtual void foundFunction(const NSExpression&) {}
+  virtual void foundConstant(const Value&) {}
 
  private:
   void walkAll(const Ref<NSArray>& expressions) {
@@ -104,27 +111,30 @@ class Walker {
   }
 };
 
+/// Follows the path through relationships, as far as the model knows where it leads.
 void checkPath(const NSEntityDescription& entity, const KeyPath& path) {
-  if (path.steps().empty() || path.steps().front().collectionOperator != CollectionOperator::None) {
-    return;
+  const NSEntityDescription* here = &entity;
+  for (const KeyPath::Step& step : path.steps()) {
+    if (step.collectionOperator != CollectionOperator::None) return;
+    const NSString& key = *step.key;
+    const EntityLayout& layout = here->layout();
+    const std::size_t index = layout.indexOf(key);
+    if (index == EntityLayout::none) {
+      if (key.utf8() == "self") continue;
+      if (key.utf8() == "objectID" || key.utf8() == "entity") return;
+      raise(NSInvalidArgumentException, "keypath %@ not found in entity %@", path.text(),
+            here->name());
+    }
+    const EntityLayout::Slot& slot = layout[index];
+    const bool isKept = slot.relationship ? !slot.relationship->isTransient() : slot.stored;
+    if (!isKept) {
+      raise(NSInvalidArgumentException,
+            "The property '%s' of entity '%@' is transient: no store can look for it", key.utf8(),
+            here->name());
+    }
+    if (!slot.relationship) return;
+    here = slot.relationship->destinationEntity().get();
   }
-  const NSString& key = *path.steps().front().key;
-  const EntityLayout& layout = entity.layout();
-  const std::size_t index = layout.indexOf(key);
-  if (index != EntityLayout::none) {
-    if (layout[index].stored) return;
-    raise(NSInvalidArgumentException,
-          "The attribute '%s' of entity '%@' is transient: no store can look for it", key.utf8(),
-          entity.name());
-  }
-  if (key.utf8() == "objectID" || key.utf8() == "self" || key.utf8() == "entity") return;
-  if (layout.isRelationship(key)) {
-    raise(NSInvalidArgumentException,
-          "The property '%s' of entity '%@' is a relationship: objects do not hold related objects",
-          key.utf8(), entity.name());
-  }
-  raise(NSInvalidArgumentException, "keypath %@ not found in entity %@", path.text(),
-        entity.name());
 }
 
 class KeyCheck final : public Walker {
@@ -142,11 +152,36 @@ class ObjectSearch final : public Walker {
   bool found = false;
 
  private:
+  void foundMessage() override { found = true; }
+  void foundFunction(const NSExpression&) override { found = true; }
+};
+
+class IdentitySearch final : public Walker {
+ public:
+  bool found = false;
+
+ private:
   void foundKeyPath(const KeyPath& path) override {
-    if (path.steps().empty() || path.steps().front().key->utf8() == "self") found = true;
+    found = found || path.steps().empty() || path.steps().back().key->utf8() == "objectID" ||
+            path.steps().back().key->utf8() == "self";
   }
   void foundObject() override { found = true; }
-  void foundMessage() override { found = true; }
+  void foundConstant(const Value& value) override { found = found || namesRecord(value); }
+
+  static bool namesRecord(const Value& value) {
+    if (isKindOf<NSManagedObject>(value) || isKindOf<NSManagedObjectID>(value)) return true;
+    if (const auto* array = as<NSArray>(value)) return anyNamesRecord(*array);
+    if (const auto* set = as<NSSet>(value)) return anyNamesRecord(*set);
+    if (const auto* ordered = as<NSOrderedSet>(value)) return anyNamesRecord(*ordered);
+    return false;
+  }
+  template <class Collection>
+  static bool anyNamesRecord(const Collection& collection) {
+    for (const Value& member : collection) {
+      if (isKindOf<NSManagedObject>(member) || isKindOf<NSManagedObjectID>(member)) return true;
+    }
+    return false;
+  }
 };
 
 }  // namespace
@@ -177,6 +212,12 @@ void checkSortKeys(const NSEntityDescription& entity, const NSArray& descriptors
 
 bool wantsObjects(const NSPredicate& predicate) {
   ObjectSearch search;
+  search.walk(predicate);
+  return search.found;
+}
+
+bool namesRecords(const NSPredicate& predicate) {
+  IdentitySearch search;
   search.walk(predicate);
   return search.found;
 }

@@ -12,6 +12,7 @@
 #include <JNFoundation/platform/store/impl/QueryCheck.h>
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 #include <JNFoundation/platform/store/impl/StoredRow.h>
+#include <JNFoundation/platform/store/memory/impl/RecordRules.h>
 #include <JNFoundation/platform/value/NSUUID.h>
 
 namespace JNFoundation {
@@ -20,7 +21,10 @@ constinit const Class MemoryStore::classObject = Class::of<MemoryStore>("MemoryS
 
 MemoryStore::MemoryStore(const Ref<NSManagedObjectModel>& model, const Ref<NSString>& configuration,
                          const Ref<NSURL>& url, const Ref<NSDictionary>& options)
-    : NSPersistentStore(model, configuration, url, options) {}
+    : NSPersistentStore(model, configuration, url, options),
+      _rules(std::make_unique<impl::RecordRules>()) {}
+
+MemoryStore::~MemoryStore() = default;
 
 Ref<MemoryStore> MemoryStore::initWithModelConfigurationURLOptions(
     const Ref<NSManagedObjectModel>& model, const Ref<NSString>& configuration,
@@ -32,13 +36,15 @@ Ref<NSString> MemoryStore::type() const { return NSString::interned(NSInMemorySt
 
 bool MemoryStore::open(Ref<NSError>*) {
   setIdentifier(NSUUID::UUID()->UUIDString());
+  readConstraints();
   if (options()) setReadOnly(options()->objectForKey(NSReadOnlyPersistentStoreOption).boolValue());
   return true;
 }
 
 void MemoryStore::close() {
-  _pending.clear();
+  abandonSave();
   _tables.clear();
+  _rules = std::make_unique<impl::RecordRules>();
 }
 
 MemoryStore::Table& MemoryStore::tableOf(const NSEntityDescription& entity) {
@@ -61,18 +67,57 @@ bool MemoryStore::beginSave(Ref<NSError>* error) {
   return true;
 }
 
+/// Looks through the model for what the store has to watch over.
+void MemoryStore::readConstraints() {
+  for (const Ref<NSEntityDescription>& entity : model()->entityList()) {
+    const impl::EntityLayout& layout = entity->layout();
+    for (const Value& constraint : *entity->uniquenessConstraints()) {
+      const auto* names = as<NSArray>(constraint);
+      std::vector<std::size_t> properties;
+      bool isStored = names != nullptr;
+      for (NSUInteger i = 0; names && i < names->count(); ++i) {
+        const Value name = names->objectAtIndex(i);
+        const auto* text = as<NSString>(name);
+        const std::size_t index = text ? layout.indexOf(*text) : impl::EntityLayout::none;
+        isStored = isStored && index != impl::EntityLayout::none && layout[index].stored;
+        properties.push_back(index);
+      }
+      if (isStored && !properties.empty()) _rules->constraints.emplace_back(*entity, properties);
+    }
+    for (const Ref<NSPropertyDescription>& property : entity->ownProperties()) {
+      if (!isKindOf<NSRelationshipDescription>(*property)) continue;
+      auto* relationship = static_cast<NSRelationshipDescription*>(property.get());
+      if (relationship->isToMany() || relationship->isTransient()) continue;
+      const Ref<NSRelationshipDescription> inverse = relationship->inverseRelationship();
+      if (!inverse || inverse->deleteRule() == NSNoActionDeleteRule) continue;
+      _rules->references[&relationship->destinationEntity()->layout().root()].emplace_back(
+          relationship);
+    }
+  }
+}
+
+const MemoryStore::Row* MemoryStore::rowOf(const NSEntityDescription& entity,
+                                           std::int64_t primaryKey) {
+  const Table& table = tableOf(entity);
+  const auto found = table.rows.find(primaryKey);
+  return found == table.rows.end() ? nullptr : &found->second;
+}
+
 bool MemoryStore::writeRows(std::span<const StoreRowChange> changes, std::size_t* conflict,
                             Ref<NSError>* error) {
+  const std::size_t first = _pending.size();
+  const auto refuse = [&](std::size_t number, NSInteger code, const char* sentence) {
+    if (conflict) *conflict = number;
+    return impl::fail(error, impl::cocoaError(code, sentence));
+  };
   for (const StoreRowChange& change : changes) {
     const impl::EntityLayout& layout = change.entity->layout();
     Row row{change.entity, 1, ValueArray()};
     if (change.kind != StoreRowChange::Kind::Insert) {
-      const Table& table = tableOf(*change.entity);
-      const auto found = table.rows.find(change.primaryKey);
-      if (found == table.rows.end() || found->second.version != change.version) {
-        if (conflict) *conflict = static_cast<std::size_t>(&change - changes.data());
-        return impl::fail(error,
-                          impl::cocoaError(NSManagedObjectMergeError, "Could not merge changes."));
+      const Row* known = rowOf(*change.entity, change.primaryKey);
+      if (!known || known->version != change.version) {
+        return refuse(static_cast<std::size_t>(&change - changes.data()), NSManagedObjectMergeError,
+                      "Could not merge changes.");
       }
       row.version = change.version + 1;
     }
@@ -83,14 +128,106 @@ bool MemoryStore::writeRows(std::span<const StoreRowChange> changes, std::size_t
           row.values[i] = impl::canonicalValue(change.values[i], layout[i].type);
       }
     }
+    _pendingByKey[{&layout.root(), change.primaryKey}] = _pending.size();
     _pending.push_back({change.kind, change.primaryKey, std::move(row)});
+  }
+  const std::size_t repetition = findRepetition();
+  if (repetition == impl::EntityLayout::none) return true;
+  return refuse(repetition - first, NSManagedObjectConstraintMergeError,
+                "A value that must be unique is there already");
+}
+
+const MemoryStore::PendingRow* MemoryStore::pendingOf(const NSEntityDescription& entity,
+                                                      std::int64_t primaryKey) const {
+  const auto found = _pendingByKey.find({&entity.layout().root(), primaryKey});
+  return found == _pendingByKey.end() ? nullptr : &_pending[found->second];
+}
+
+std::size_t MemoryStore::findRepetition() {
+  for (const impl::UniqueValues& constraint : _rules->constraints) {
+    impl::UniqueValues fresh = constraint.withoutRecords();
+    for (std::size_t i = 0; i < _pending.size(); ++i) {
+      const PendingRow& pending = _pending[i];
+      if (!constraint.concerns(*pending.row.entity) ||
+          pending.kind == StoreRowChange::Kind::Delete) {
+        continue;
+      }
+      const Value key = constraint.keyOf(pending.row.values.get());
+      if (key.isNull()) continue;
+      const std::int64_t holder = constraint.holderOf(key);
+      // A record that changes as well has what it changes to.
+      const bool isTaken = holder != 0 && !pendingOf(*pending.row.entity, holder);
+      if (isTaken || fresh.holderOf(key) != 0) return i;
+      fresh.put(key, pending.primaryKey);
+    }
+  }
+  return impl::EntityLayout::none;
+}
+
+bool MemoryStore::writeLinks(std::span<const StoreLinkChange> changes, Ref<NSError>*) {
+  _pendingLinks.insert(_pendingLinks.end(), changes.begin(), changes.end());
+  return true;
+}
+
+bool MemoryStore::isThereAfterwards(const NSEntityDescription& entity, std::int64_t primaryKey) {
+  const PendingRow* pending = pendingOf(entity, primaryKey);
+  return pending ? pending->kind != StoreRowChange::Kind::Delete
+                 : rowOf(entity, primaryKey) != nullptr;
+}
+
+bool MemoryStore::namesOnlyWhatIsThere() {
+  for (const PendingRow& pending : _pending) {
+    const NSEntityDescription& entity = *pending.row.entity;
+    if (pending.kind == StoreRowChange::Kind::Delete) {
+      for (const auto& relationship : _rules->references[&entity.layout().root()]) {
+        const Ref<NSEntityDescription> source = relationship->entity();
+        for (const std::int64_t referrer :
+             _rules->links.referrers(*relationship, pending.primaryKey)) {
+          if (!pendingOf(*source, referrer)) return false;
+        }
+      }
+      continue;
+    }
+    const impl::EntityLayout& layout = entity.layout();
+    for (const std::size_t place : layout.toOnes()) {
+      const auto* identifier = as<NSManagedObjectID>(pending.row.values[place]);
+      if (!identifier || !layout[place].stored) continue;
+      const auto& watched = _rules->references[&identifier->entity()->layout().root()];
+      const bool isWatched =
+          std::find(watched.begin(), watched.end(), layout[place].relationship) != watched.end();
+      if (isWatched && !isThereAfterwards(*identifier->entity(), identifier->number())) {
+        return false;
+      }
+    }
+  }
+  for (const StoreLinkChange& change : _pendingLinks) {
+    for (const std::int64_t member : change.added) {
+      if (!isThereAfterwards(*change.relationship->destinationEntity(), member)) return false;
+    }
   }
   return true;
 }
 
-bool MemoryStore::commitSave(Ref<NSError>*) {
+bool MemoryStore::commitSave(Ref<NSError>* error) {
+  if (!namesOnlyWhatIsThere()) {
+    abandonSave();
+    return impl::fail(error, impl::cocoaError(NSManagedObjectReferentialIntegrityError,
+                                              "A record would lead to one that is not there"));
+  }
   for (PendingRow& pending : _pending) {
-    Table& table = tableOf(*pending.row.entity);
+    const NSEntityDescription& entity = *pending.row.entity;
+    const Row* former = rowOf(entity, pending.primaryKey);
+    const Value* before = former ? former->values.get() : nullptr;
+    const Value* after = pending.row.values.get();
+    for (impl::UniqueValues& constraint : _rules->constraints) {
+      if (!constraint.concerns(entity)) continue;
+      if (before) constraint.remove(constraint.keyOf(before), pending.primaryKey);
+      if (!after) continue;
+      const Value key = constraint.keyOf(after);
+      if (!key.isNull()) constraint.put(key, pending.primaryKey);
+    }
+    _rules->links.changeReferences(entity, pending.primaryKey, before, after);
+    Table& table = tableOf(entity);
     switch (pending.kind) {
       case StoreRowChange::Kind::Insert:
         table.rows.emplace_hint(table.rows.end(), pending.primaryKey, std::move(pending.row));
@@ -99,15 +236,21 @@ bool MemoryStore::commitSave(Ref<NSError>*) {
         table.rows[pending.primaryKey] = std::move(pending.row);
         break;
       case StoreRowChange::Kind::Delete:
+        _rules->links.remove(entity, pending.primaryKey);
         table.rows.erase(pending.primaryKey);
         break;
     }
   }
-  _pending.clear();
+  for (const StoreLinkChange& change : _pendingLinks) _rules->links.change(change);
+  abandonSave();
   return true;
 }
 
-void MemoryStore::abandonSave() noexcept { _pending.clear(); }
+void MemoryStore::abandonSave() noexcept {
+  _pending.clear();
+  _pendingByKey.clear();
+  _pendingLinks.clear();
+}
 
 StoreQueryPlan MemoryStore::planQuery(const StoreQuery& query) {
   StoreQueryPlan plan;
@@ -136,7 +279,8 @@ void MemoryStore::select(const StoreQuery& query, Function&& function) {
   const bool sorts = query.sortDescriptors && query.sortDescriptors->count() > 0;
   const NSUInteger offset = limits ? query.offset : 0;
   const NSUInteger limit = limits ? query.limit : 0;
-  Ref<impl::StoredRow> probe = makeObject<impl::StoredRow>(*this);
+  impl::RowSource source(*this);
+  Ref<impl::StoredRow> probe = makeObject<impl::StoredRow>(source);
   const Value probeValue(probe);
   std::vector<Value> matching;
   NSUInteger position = 0;
@@ -147,7 +291,7 @@ void MemoryStore::select(const StoreQuery& query, Function&& function) {
       if (!query.predicate->evaluateWithObject(probeValue)) continue;
     }
     if (sorts) {
-      Ref<impl::StoredRow> entry = makeObject<impl::StoredRow>(*this);
+      Ref<impl::StoredRow> entry = makeObject<impl::StoredRow>(source);
       entry->pointTo(*row.entity, key, row.version, row.values.get());
       matching.emplace_back(std::move(entry));
       continue;
@@ -188,6 +332,15 @@ bool MemoryStore::fetchRow(const NSEntityDescription& entity, std::int64_t prima
   if (Value* places = receiver.beginRow(*row.entity, primaryKey, row.version)) {
     for (std::size_t i = 0; i < row.entity->layout().count(); ++i) places[i] = row.values[i];
     receiver.endRow();
+  }
+  return true;
+}
+
+bool MemoryStore::fetchRelated(const NSRelationshipDescription& relationship,
+                               std::int64_t primaryKey, StoreRowReceiver& receiver,
+                               Ref<NSError>* error) {
+  for (const std::int64_t member : _rules->links.members(relationship, primaryKey)) {
+    if (!fetchRow(*relationship.destinationEntity(), member, receiver, error)) return false;
   }
   return true;
 }

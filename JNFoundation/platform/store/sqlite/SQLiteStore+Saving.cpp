@@ -7,6 +7,7 @@
 #include <JNFoundation/platform/store/impl/ObjectAccess.h>
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 #include <JNFoundation/platform/store/sqlite/SQLiteStore.h>
+#include <JNFoundation/platform/store/sqlite/impl/LinkWriter.h>
 #include <JNFoundation/platform/store/sqlite/impl/SQLiteConnection.h>
 #include <JNFoundation/platform/value/NSData.h>
 #include <JNFoundation/platform/value/NSDecimalNumber.h>
@@ -78,8 +79,11 @@ std::string insertSQL(const Schema::EntityMap& map) {
   std::string sql = "INSERT INTO " + map.table + " (_pk, _entity, _version";
   std::string places = ") VALUES (?, " + std::to_string(map.number) + ", 1";
   for (const Schema::Column& column : map.columns) {
-    sql += ", " + column.name;
-    places += ", ?";
+    for (const std::string* name : {&column.name, &column.entityColumn}) {
+      if (name->empty()) continue;
+      sql += ", " + *name;
+      places += ", ?";
+    }
   }
   return sql + places + ")";
 }
@@ -94,6 +98,29 @@ class RowWriter {
   RowWriter(Database& database, const Schema& schema) : _database(database), _schema(schema) {}
 
   enum class Result { Written, Conflict, Failed };
+
+  /// Takes the unique values that change out of their rows, where several rows change: they may
+  /// hand them on to each other. Fails: returns false; the database knows why.
+  bool clearUniqueValues(std::span<const StoreRowChange> changes) {
+    std::vector<std::pair<const Schema::Column*, const StoreRowChange*>> handedOn;
+    for (const StoreRowChange& change : changes) {
+      if (change.kind != StoreRowChange::Kind::Update) continue;
+      for (const Schema::Column& column : _schema.of(*change.entity).columns) {
+        if (column.isUnique && !isSame(change, column)) handedOn.emplace_back(&column, &change);
+      }
+    }
+    if (handedOn.size() < 2) return true;
+    for (const auto& [column, change] : handedOn) {
+      Statement statement =
+          _database.prepare("UPDATE " + _schema.of(*change->entity).table + " SET " + column->name +
+                            " = NULL WHERE _pk = ? AND _version = ?");
+      if (!statement) return false;
+      statement.bind(1, change->primaryKey);
+      statement.bind(2, static_cast<std::int64_t>(change->version));
+      if (!statement.run()) return false;
+    }
+    return true;
+  }
 
   Result write(const StoreRowChange& change) {
     if (change.entity != _entity) {
@@ -122,6 +149,11 @@ class RowWriter {
     std::vector<bool> updated;
   };
 
+  static bool isSame(const StoreRowChange& change, const Schema::Column& column) {
+    return impl::storesAlike(change.values[column.attribute], change.committed[column.attribute],
+                             column.type);
+  }
+
   Result insert(const StoreRowChange& change) {
     Statement& statement = _statements->insertion;
     if (!statement) statement = _database.prepare(insertSQL(*_map));
@@ -129,7 +161,7 @@ class RowWriter {
     statement.bind(1, change.primaryKey);
     int parameter = 2;
     for (const Schema::Column& column : _map->columns) {
-      bindValue(statement, parameter++, column.type, change.values[column.attribute], _made);
+      bindColumn(statement, parameter, column, change.values[column.attribute]);
     }
     return statement.run() ? Result::Written : Result::Failed;
   }
@@ -138,14 +170,16 @@ class RowWriter {
     _changed.assign(_map->columns.size(), false);
     for (std::size_t i = 0; i < _map->columns.size(); ++i) {
       const Schema::Column& column = _map->columns[i];
-      _changed[i] = !impl::storesAlike(change.values[column.attribute],
-                                       change.committed[column.attribute], column.type);
+      _changed[i] = !isSame(change, column);
     }
     Statement& statement = _statements->update;
     if (!statement || _statements->updated != _changed) {
       std::string sql = "UPDATE " + _map->table + " SET _version = _version + 1";
       for (std::size_t i = 0; i < _map->columns.size(); ++i) {
-        if (_changed[i]) sql += ", " + _map->columns[i].name + " = ?";
+        const Schema::Column& column = _map->columns[i];
+        if (!_changed[i]) continue;
+        sql += ", " + column.name + " = ?";
+        if (!column.entityColumn.empty()) sql += ", " + column.entityColumn + " = ?";
       }
       statement = _database.prepare(sql + " WHERE _pk = ? AND _version = ?");
       _statements->updated = _changed;
@@ -154,11 +188,30 @@ class RowWriter {
     int parameter = 1;
     for (std::size_t i = 0; i < _map->columns.size(); ++i) {
       const Schema::Column& column = _map->columns[i];
-      if (_changed[i]) {
-        bindValue(statement, parameter++, column.type, change.values[column.attribute], _made);
-      }
+      if (_changed[i]) bindColumn(statement, parameter, column, change.values[column.attribute]);
     }
     return runOnOneRow(statement, parameter, change);
+  }
+
+  /// Binds what stands in the file for a value, and moves on behind it.
+  void bindColumn(Statement& statement, int& parameter, const Schema::Column& column,
+                  const Value& value) {
+    if (!column.destination) {
+      bindValue(statement, parameter++, column.type, value, _made);
+      return;
+    }
+    const auto* identifier = as<NSManagedObjectID>(value);
+    if (identifier) {
+      statement.bind(parameter++, identifier->number());
+    } else {
+      statement.bindNull(parameter++);
+    }
+    if (column.entityColumn.empty()) return;
+    if (identifier) {
+      statement.bind(parameter++, _schema.of(*identifier->entity()).number);
+    } else {
+      statement.bindNull(parameter++);
+    }
   }
 
   Result remove(const StoreRowChange& change) {
@@ -230,24 +283,45 @@ bool SQLiteStore::beginSave(Ref<NSError>* error) {
 bool SQLiteStore::writeRows(std::span<const StoreRowChange> changes, std::size_t* conflict,
                             Ref<NSError>* error) {
   RowWriter writer(_connection->database, _connection->schema);
+  const auto write = [&](const StoreRowChange& change) {
+    const RowWriter::Result result = writer.write(change);
+    if (result == RowWriter::Result::Written) return true;
+    const bool repeats = result == RowWriter::Result::Failed &&
+                         _connection->database.lastCode() == SQLITE_CONSTRAINT_UNIQUE;
+    if (result == RowWriter::Result::Failed && !repeats) return failedToSave(error);
+    if (conflict) *conflict = static_cast<std::size_t>(&change - changes.data());
+    return impl::fail(
+        error, repeats ? _connection->database.error(NSManagedObjectConstraintMergeError,
+                                                     "A value that must be unique is there already")
+                       : impl::cocoaError(NSManagedObjectMergeError, "Could not merge changes."));
+  };
+  // What goes makes room for what comes with the same unique values, and so does what changes.
   for (const StoreRowChange& change : changes) {
-    switch (writer.write(change)) {
-      case RowWriter::Result::Written:
-        break;
-      case RowWriter::Result::Failed:
-        return failedToSave(error);
-      case RowWriter::Result::Conflict:
-        if (conflict) *conflict = static_cast<std::size_t>(&change - changes.data());
-        return impl::fail(error,
-                          impl::cocoaError(NSManagedObjectMergeError, "Could not merge changes."));
-    }
+    if (change.kind == StoreRowChange::Kind::Delete && !write(change)) return false;
+  }
+  if (!writer.clearUniqueValues(changes)) return failedToSave(error);
+  for (const StoreRowChange& change : changes) {
+    if (change.kind != StoreRowChange::Kind::Delete && !write(change)) return false;
+  }
+  return true;
+}
+
+bool SQLiteStore::writeLinks(std::span<const StoreLinkChange> changes, Ref<NSError>* error) {
+  impl::LinkWriter writer(_connection->database, _connection->schema);
+  for (const StoreLinkChange& change : changes) {
+    if (!writer.write(change)) return failedToSave(error);
   }
   return true;
 }
 
 bool SQLiteStore::commitSave(Ref<NSError>* error) {
   if (!_connection->database.execute("COMMIT")) {
-    failedToSave(error);
+    const bool dangles = _connection->database.lastCode() == SQLITE_CONSTRAINT_FOREIGNKEY;
+    impl::fail(error,
+               _connection->database.error(
+                   dangles ? NSManagedObjectReferentialIntegrityError : NSPersistentStoreSaveError,
+                   dangles ? "A record would lead to one that is not there"
+                           : "The store cannot be written"));
     abandonSave();
     return false;
   }

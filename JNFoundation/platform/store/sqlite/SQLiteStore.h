@@ -11,6 +11,7 @@ namespace impl {
 class Database;
 class Schema;
 struct SQLiteConnection;
+class RowShape;
 class Statement;
 }  // namespace impl
 
@@ -40,12 +41,15 @@ class SQLiteStore final : public NSPersistentStore {
   bool beginSave(Ref<NSError>* error) override;
   bool writeRows(std::span<const StoreRowChange> changes, std::size_t* conflict,
                  Ref<NSError>* error) override;
+  bool writeLinks(std::span<const StoreLinkChange> changes, Ref<NSError>* error) override;
   bool commitSave(Ref<NSError>* error) override;
   void abandonSave() noexcept override;
   StoreQueryPlan planQuery(const StoreQuery& query) override;
   bool fetchRows(const StoreQuery& query, StoreRowReceiver& receiver, Ref<NSError>* error) override;
   bool fetchRow(const NSEntityDescription& entity, std::int64_t primaryKey,
                 StoreRowReceiver& receiver, Ref<NSError>* error) override;
+  bool fetchRelated(const NSRelationshipDescription& relationship, std::int64_t primaryKey,
+                    StoreRowReceiver& receiver, Ref<NSError>* error) override;
   NSUInteger countRows(const StoreQuery& query, Ref<NSError>* error) override;
 
   Ref<NSDictionary> metadata(Ref<NSError>* error) override;
@@ -91,6 +95,8 @@ class SQLiteStore final : public NSPersistentStore {
   bool closed(Ref<NSError>* error) const;
   bool refuse(NSInteger code, const Ref<NSString>& why, Ref<NSError>* error) const;
   bool refuseUnwritable(Ref<NSError>* error) const;
+  bool readRows(impl::Statement& statement, impl::RowShape& shape, bool withValues,
+                StoreRowReceiver& receiver, Ref<NSError>* error);
   bool failedToRead(Ref<NSError>* error) const;
   bool failedToSave(Ref<NSError>* error) const;
 

@@ -97,6 +97,7 @@ bool Database::open(const std::string& name, int flags, double timeout) {
   sqlite3_db_config(_handle, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
   sqlite3_db_config(_handle, SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
   sqlite3_db_config(_handle, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+  sqlite3_db_config(_handle, SQLITE_DBCONFIG_ENABLE_FKEY, 1, nullptr);
   sqlite3_db_config(_handle, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
   // Stores have neither triggers nor views; those of a file from elsewhere are not run.
   sqlite3_db_config(_handle, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);

@@ -130,13 +130,13 @@ bool IntegrityCheck::checkTables() {
              "WHERE typeof(e.next_key) <> 'integer' OR e.next_key < 1",
              entitySays) &&
          collect(
-             "SELECT e.name, 'the column ' || c.column_name || ' of ' || c.attribute || ' is "
+             "SELECT e.name, 'the column ' || c.column_name || ' of ' || c.property || ' is "
              "missing' FROM jn_column c JOIN jn_entity e ON e.number = c.entity WHERE NOT "
              "EXISTS (SELECT 1 FROM pragma_table_info(e.table_name) i WHERE i.name = "
              "c.column_name)",
              entitySays) &&
          collect(
-             "SELECT c.attribute, 'its entity has the number ' || c.entity || ', which none "
+             "SELECT c.property, 'its entity has the number ' || c.entity || ', which none "
              "has' FROM jn_column c LEFT JOIN jn_entity e ON e.number = c.entity WHERE "
              "e.number IS NULL",
              [](const Statement& row) {

@@ -6,8 +6,10 @@
 #include <JNFoundation/platform/query/NSCompoundPredicate.h>
 #include <JNFoundation/platform/query/NSExpression.h>
 #include <JNFoundation/platform/query/NSSortDescriptor.h>
+#include <JNFoundation/platform/store/NSEntityDescription.h>
 #include <JNFoundation/platform/store/NSManagedObjectID.h>
 #include <JNFoundation/platform/store/impl/EntityLayout.h>
+#include <JNFoundation/platform/store/impl/StoredRow.h>
 #include <JNFoundation/platform/store/sqlite/impl/Database.h>
 #include <JNFoundation/platform/value/NSData.h>
 #include <JNFoundation/platform/value/NSNull.h>
@@ -403,6 +405,12 @@ bool PredicateTranslator::identifier(NSPredicateOperatorType type, const Value& 
                                      std::string& sql) {
   // The number of a record in this table. Returns: 0, which none has, for every other identifier.
   const auto numberOf = [&](const Value& candidate) -> std::int64_t {
+    if (const auto* identity = as<RecordIdentity>(candidate)) {
+      const StoreHierarchy* hierarchy = identity->key().hierarchy;
+      const bool isHere = hierarchy && hierarchy->root == &_map.entity->layout().root() &&
+                          hierarchy->store->identifier()->utf8() == _storeIdentifier;
+      return isHere ? identity->key().number : 0;
+    }
     const auto* objectID = as<NSManagedObjectID>(candidate);
     if (!objectID || objectID->isTemporaryID() ||
         objectID->storeIdentifier()->utf8() != _storeIdentifier ||

@@ -5,61 +5,10 @@
 
 #include <JNFoundation/platform/store/NSManagedObjectModel.h>
 #include <JNFoundation/platform/store/impl/EntityLayout.h>
-#include <JNFoundation/platform/store/sqlite/impl/Database.h>
+#include <JNFoundation/platform/store/sqlite/impl/SchemaMaker.h>
 
 namespace JNFoundation::impl {
 namespace {
-
-/// Names of tables and columns, which SQLite compares without regard to the case of ASCII letters.
-class NameTaker {
- public:
-  std::string take(const std::string& wanted) {
-    std::string name = wanted;
-    for (int number = 2; !_taken.insert(lowered(name)).second; ++number) {
-      name = wanted + "_" + std::to_string(number);
-    }
-    return name;
-  }
-
- private:
-  static std::string lowered(std::string text) {
-    for (char& letter : text) {
-      if (letter >= 'A' && letter <= 'Z') letter = static_cast<char>(letter + 32);
-    }
-    return text;
-  }
-  std::unordered_set<std::string> _taken;
-};
-
-const char* columnType(NSAttributeType type) {
-  switch (type) {
-    case NSInteger16AttributeType:
-    case NSInteger32AttributeType:
-    case NSInteger64AttributeType:
-    case NSBooleanAttributeType:
-      return "INTEGER";
-    case NSDoubleAttributeType:
-    case NSFloatAttributeType:
-    case NSDateAttributeType:
-      return "REAL";
-    case NSBinaryDataAttributeType:
-    case NSTransformableAttributeType:
-      return "BLOB";
-    default:
-      return "TEXT";
-  }
-}
-
-/// Ancestors first, so that a column belongs to the entity that declares the attribute.
-std::vector<const NSEntityDescription*> hierarchy(const NSEntityDescription& root) {
-  std::vector<const NSEntityDescription*> members{&root};
-  for (std::size_t i = 0; i < members.size(); ++i) {
-    for (const Ref<NSEntityDescription>& below : members[i]->directSubentities()) {
-      members.push_back(below.get());
-    }
-  }
-  return members;
-}
 
 bool createIndexes(Database& database, const Schema::EntityMap& map, int& number) {
   for (const Value& value : *map.entity->indexes()) {
@@ -95,6 +44,40 @@ std::string Schema::quoted(std::string_view name) {
   return text + '"';
 }
 
+bool Schema::hasPairs(const NSRelationshipDescription& relationship) {
+  if (!relationship.isToMany() || relationship.isTransient()) return false;
+  const Ref<NSRelationshipDescription> inverse = relationship.inverseRelationship();
+  return !inverse || inverse->isToMany() || inverse->isTransient();
+}
+
+bool Schema::needsEntityColumn(const NSRelationshipDescription& relationship) {
+  return relationship.destinationEntity()->layout().family().size() != 1;
+}
+
+Schema::Column Schema::columnOf(const EntityLayout::Slot& slot, std::size_t number,
+                                const std::string& name, const std::string& entityColumn,
+                                const std::string& positionColumn) {
+  const auto quotedOrEmpty = [](const std::string& text) {
+    return text.empty() ? text : quoted(text);
+  };
+  Column column{quoted(name),
+                number,
+                slot.type,
+                nullptr,
+                quotedOrEmpty(entityColumn),
+                quotedOrEmpty(positionColumn)};
+  if (slot.relationship) column.destination = slot.relationship->destinationEntity().get();
+  return column;
+}
+
+Schema::Link Schema::linkOf(const NSRelationshipDescription& relationship, const std::string& table,
+                            const std::string& near, const std::string& far,
+                            const std::string& position) {
+  return {quoted(table), quoted(near),
+          quoted(far),   position.empty() ? position : quoted(position),
+          true,          relationship.destinationEntity().get()};
+}
+
 void Schema::finish() {
   _byNumber.clear();
   for (auto& [entity, map] : _entities) {
@@ -110,6 +93,75 @@ void Schema::finish() {
       map.columnOfAttribute[map.columns[i].attribute] = static_cast<int>(i);
     }
   }
+  markUniqueColumns();
+  addDerivedLinks();
+}
+
+void Schema::markUniqueColumns() {
+  for (auto& [entity, map] : _entities) {
+    for (Ref<NSEntityDescription> above(const_cast<NSEntityDescription*>(entity)); above;
+         above = above->superentity()) {
+      for (const Value& constraint : above->uniquenessConstraints()) {
+        const auto* names = as<NSArray>(constraint);
+        for (NSUInteger i = 0; names && i < names->count(); ++i) {
+          const Value name = names->objectAtIndex(i);
+          const auto* text = as<NSString>(name);
+          const auto* column = text ? columnNamed(map, *text) : nullptr;
+          if (column)
+            map.columns[static_cast<std::size_t>(column - map.columns.data())].isUnique = true;
+        }
+      }
+    }
+  }
+}
+
+/// The relationships to many that are the other side of a column.
+void Schema::addDerivedLinks() {
+  for (const auto& [entity, map] : _entities) {
+    const EntityLayout& layout = entity->layout();
+    for (const std::size_t number : layout.toManys()) {
+      const NSRelationshipDescription& relationship = *layout[number].relationship;
+      if (relationship.isTransient() || hasPairs(relationship)) continue;
+      const Column& column = *columnNamed(of(*relationship.destinationEntity()),
+                                          *relationship.inverseRelationship()->name());
+      _links[&relationship] = {of(*relationship.destinationEntity()).table,
+                               column.name,
+                               "_pk",
+                               column.positionColumn,
+                               false,
+                               relationship.destinationEntity().get()};
+    }
+  }
+}
+
+const Schema::Column* Schema::columnNamed(const EntityMap& map, const NSString& property) {
+  const std::size_t index = map.entity->layout().indexOf(property);
+  if (index == EntityLayout::none || map.columnOfAttribute[index] < 0) return nullptr;
+  return &map.columns[static_cast<std::size_t>(map.columnOfAttribute[index])];
+}
+
+std::string Schema::uniqueIndexSQL(const EntityMap& map, const Value& constraint,
+                                   int number) const {
+  const auto* names = as<NSArray>(constraint);
+  std::string columns;
+  if (!names) return {};
+  for (const Value& name : *names) {
+    const auto* text = as<NSString>(name);
+    const Column* column = text ? columnNamed(map, *text) : nullptr;
+    if (!column) return {};
+    columns += (columns.empty() ? "" : ", ") + column->name;
+  }
+  if (columns.empty()) return {};
+  std::string sql = "CREATE UNIQUE INDEX jn_unique_" + std::to_string(number) + " ON " + map.table +
+                    " (" + columns + ")";
+  const EntityLayout& layout = map.entity->layout();
+  if (layout.family().size() == layout.root().layout().family().size()) return sql;
+  // The entities beside this one may repeat each other.
+  std::string numbers;
+  for (const NSEntityDescription* member : layout.family()) {
+    numbers += (numbers.empty() ? "" : ", ") + std::to_string(of(*member).number);
+  }
+  return sql + " WHERE _entity IN (" + numbers + ")";
 }
 
 const Schema::EntityMap* Schema::ofRecord(std::int64_t number,
@@ -122,78 +174,24 @@ const Schema::EntityMap* Schema::ofRecord(std::int64_t number,
 
 bool Schema::create(Database& database, const NSManagedObjectModel& model,
                     std::string_view identifier) {
-  static const std::string mark = "PRAGMA application_id = " + std::to_string(applicationMark) +
-                                  "; PRAGMA user_version = " + std::to_string(formatVersion) + ";";
-  if (!database.execute(
-          "CREATE TABLE jn_metadata (key TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;"
-          "CREATE TABLE jn_entity (number INTEGER PRIMARY KEY, name TEXT NOT NULL UNIQUE, root "
-          "INTEGER "
-          "NOT NULL, table_name TEXT NOT NULL, version_hash TEXT NOT NULL, next_key INTEGER NOT "
-          "NULL "
-          "DEFAULT 1);"
-          "CREATE TABLE jn_column (entity INTEGER NOT NULL, attribute TEXT NOT NULL, column_name "
-          "TEXT "
-          "NOT NULL, PRIMARY KEY (entity, attribute)) WITHOUT ROWID;") ||
-      !database.execute(mark.c_str())) {
-    return false;
-  }
-  Statement addMetadata = database.prepare("INSERT INTO jn_metadata VALUES (?, ?)");
-  Statement addEntity = database.prepare("INSERT INTO jn_entity VALUES (?, ?, ?, ?, ?, 1)");
-  Statement addColumn = database.prepare("INSERT INTO jn_column VALUES (?, ?, ?)");
-  if (!addMetadata || !addEntity || !addColumn) return false;
-  addMetadata.bind(1, std::string_view("identifier"));
-  addMetadata.bind(2, identifier);
-  if (!addMetadata.run()) return false;
-  NameTaker tables;
-  std::int64_t number = 0;
-  int indexNumber = 0;
-  for (const Ref<NSEntityDescription>& candidate : model.entityList()) {
-    const NSEntityDescription& root = *candidate;
-    if (&root.layout().root() != &root) continue;
-    const std::string table = tables.take("object_" + root.name()->toStdString());
-    const std::int64_t rootNumber = number + 1;
-    NameTaker columns;
-    for (const char* own : {"_pk", "_entity", "_version", "rowid", "oid", "_rowid_"}) {
-      columns.take(own);
-    }
-    std::string definition =
-        "CREATE TABLE " + quoted(table) +
-        " (_pk INTEGER PRIMARY KEY, _entity INTEGER NOT NULL, _version INTEGER "
-        "NOT NULL";
-    const auto members = hierarchy(root);
-    std::unordered_map<const NSAttributeDescription*, std::string> columnOf;
-    for (const NSEntityDescription* entity : members) {
-      EntityMap& map = _entities[entity];
-      map.entity = entity;
-      map.number = ++number;
-      map.table = quoted(table);
-      const Ref<NSString> hash = entity->versionHash();
-      addEntity.bind(1, map.number);
-      addEntity.bind(2, entity->name()->utf8());
-      addEntity.bind(3, rootNumber);
-      addEntity.bind(4, table);
-      addEntity.bind(5, hash->utf8());
-      if (!addEntity.run()) return false;
-      const EntityLayout& layout = entity->layout();
-      for (std::size_t i = 0; i < layout.count(); ++i) {
-        if (!layout[i].stored) continue;
-        std::string& column = columnOf[layout[i].attribute.get()];
-        if (column.empty()) {
-          column = columns.take(layout[i].name->toStdString());
-          definition += ", " + quoted(column) + " " + columnType(layout[i].type);
-        }
-        map.columns.push_back({quoted(column), i, layout[i].type});
-        addColumn.bind(1, map.number);
-        addColumn.bind(2, layout[i].name->utf8());
-        addColumn.bind(3, column);
-        if (!addColumn.run()) return false;
-      }
-    }
-    if (!database.execute((definition + ")").c_str())) return false;
-  }
+  SchemaMaker maker(database, model);
+  if (!maker.makeOwnTables(identifier) || !maker.makeTables(_entities)) return false;
+  if (!maker.makeLinks(_entities, _links)) return false;
   finish();
+  int number = 0;
   for (const auto& [entity, map] : _entities) {
-    if (!createIndexes(database, map, indexNumber)) return false;
+    if (!createIndexes(database, map, number)) return false;
+  }
+  return createConstraints(database, model);
+}
+
+bool Schema::createConstraints(Database& database, const NSManagedObjectModel& model) const {
+  int number = 0;
+  for (const Ref<NSEntityDescription>& entity : model.entityList()) {
+    for (const Value& constraint : *entity->uniquenessConstraints()) {
+      const std::string sql = uniqueIndexSQL(of(*entity), constraint, ++number);
+      if (!sql.empty() && !database.execute(sql.c_str())) return false;
+    }
   }
   return true;
 }
@@ -240,29 +238,84 @@ Schema::Match Schema::read(Database& database, const NSManagedObjectModel& model
     return Match::OtherModel;
   }
   if (found != _entities.size() || !haveOwnTables()) return Match::Damaged;
-  Statement columns =
-      database.prepare("SELECT attribute, column_name FROM jn_column WHERE entity = ?");
+  const Match columns = readColumns(database);
+  if (columns != Match::Same) return columns;
+  const Match links = readLinks(database, model);
+  if (links != Match::Same) return links;
+  finish();
+  return Match::Same;
+}
+
+Schema::Match Schema::readColumns(Database& database) {
+  Statement columns = database.prepare(
+      "SELECT property, role, column_name FROM jn_column WHERE entity = ? ORDER BY property, role");
   if (!columns) return Match::Failed;
+  constexpr std::int64_t valueRole = 0, entityRole = 1, positionRole = 2;
   for (auto& [entity, map] : _entities) {
     const EntityLayout& layout = entity->layout();
     std::vector<bool> known(layout.count());
+    std::size_t last = EntityLayout::none;
     columns.bind(1, map.number);
+    Statement::Step step;
     while ((step = columns.step()) == Statement::Step::Row) {
       const Ref<NSString> name = NSString::fromText(columns.text(0));
+      const std::int64_t role = columns.integer(1);
+      const std::string column(columns.text(2));
       const std::size_t index = layout.indexOf(*name);
-      if (index == EntityLayout::none || !layout[index].stored || known[index]) {
+      if (index == EntityLayout::none || !layout[index].stored) return Match::Damaged;
+      if (role == valueRole && !known[index]) {
+        known[index] = true;
+        last = index;
+        map.columns.push_back(columnOf(layout[index], index, column, {}, {}));
+      } else if (last == index && role == entityRole) {
+        map.columns.back().entityColumn = quoted(column);
+      } else if (last == index && role == positionRole) {
+        map.columns.back().positionColumn = quoted(column);
+      } else {
         return Match::Damaged;
       }
-      known[index] = true;
-      map.columns.push_back({quoted(columns.text(1)), index, layout[index].type});
     }
     if (step == Statement::Step::Failed) return Match::Failed;
     columns.reset();
     const auto stored = std::count_if(layout.slots().begin(), layout.slots().end(),
                                       [](const EntityLayout::Slot& slot) { return slot.stored; });
     if (map.columns.size() != static_cast<std::size_t>(stored)) return Match::Damaged;
+    for (const Column& column : map.columns) {
+      const auto& relationship = layout[column.attribute].relationship;
+      if (!relationship) continue;
+      const Ref<NSRelationshipDescription> inverse = relationship->inverseRelationship();
+      const bool hasPosition = inverse && inverse->isToMany() && inverse->isOrdered();
+      if (column.entityColumn.empty() == needsEntityColumn(*relationship) ||
+          column.positionColumn.empty() == hasPosition) {
+        return Match::Damaged;
+      }
+    }
   }
-  finish();
+  return Match::Same;
+}
+
+Schema::Match Schema::readLinks(Database& database, const NSManagedObjectModel& model) {
+  Statement links = database.prepare(
+      "SELECT table_name, near_column, far_column, position_column FROM jn_link WHERE entity = ? "
+      "AND property = ?");
+  if (!links) return Match::Failed;
+  for (const Ref<NSEntityDescription>& entity : model.entityList()) {
+    for (const Ref<NSPropertyDescription>& property : entity->ownProperties()) {
+      if (!isKindOf<NSRelationshipDescription>(*property)) continue;
+      const auto& relationship = static_cast<const NSRelationshipDescription&>(*property);
+      if (!hasPairs(relationship)) continue;
+      links.bind(1, of(*entity).number);
+      links.bind(2, relationship.name()->utf8());
+      const Statement::Step step = links.step();
+      if (step == Statement::Step::Failed) return Match::Failed;
+      if (step == Statement::Step::Done) return Match::Damaged;
+      _links[&relationship] =
+          linkOf(relationship, std::string(links.text(0)), std::string(links.text(1)),
+                 std::string(links.text(2)), std::string(links.text(3)));
+      if (_links[&relationship].position.empty() == relationship.isOrdered()) return Match::Damaged;
+      links.reset();
+    }
+  }
   return Match::Same;
 }
 

@@ -1,0 +1,413 @@
+#include "JNFoundation/platform/store/impl/Relations.h"
+
+#include <algorithm>
+
+#include <JNFoundation/platform/store/NSPersistentStoreCoordinator.h>
+#include <JNFoundation/platform/store/impl/ObjectReceiver.h>
+#include <JNFoundation/platform/value/NSError.h>
+#include <JNFoundation/platform/value/NSException.h>
+#include <JNFoundation/platform/value/NSSet.h>
+
+namespace JNFoundation::impl {
+namespace {
+
+const EntityLayout::Slot& slotAt(const NSManagedObject& object, std::size_t number) {
+  return object.entity()->layout()[number];
+}
+
+/// Reads the values of a fault. Returns: false if its record is gone.
+bool isThere(NSManagedObject& object) {
+  if ((ObjectAccess::flags(object) & ObjectAccess::fault) == 0) return true;
+  if (!ObjectAccess::canFire(object)) return false;
+  ObjectAccess::fire(object);
+  return true;
+}
+
+void fireFault(const NSManagedObject& object) {
+  if ((ObjectAccess::flags(object) & ObjectAccess::fault) != 0) ObjectAccess::fire(object);
+}
+
+Ref<NSManagedObjectID> identifierAt(NSManagedObject& object, std::size_t number) {
+  return Ref<NSManagedObjectID>(as<NSManagedObjectID>(ObjectAccess::values(object)[number]));
+}
+
+[[noreturn]] void raiseUnacceptable(const NSManagedObject& object, std::size_t number,
+                                    const Value& value) {
+  const EntityLayout::Slot& slot = slotAt(object, number);
+  const char* kind = !slot.isToMany()                 ? "to-one"
+                     : slot.relationship->isOrdered() ? "ordered to-many"
+                                                      : "to-many";
+  const Ref<NSString> desired = !slot.isToMany() ? slot.relationship->destinationEntity()->name()
+                                : slot.relationship->isOrdered() ? "NSOrderedSet"_s
+                                                                 : "NSSet"_s;
+  raise(NSInvalidArgumentException,
+        "Unacceptable type of value for %s relationship: property = \"%@\"; desired type = %@; "
+        "given type = %s; value = %@.",
+        kind, slot.name, desired, value.isNull() ? "nil" : value.class_()->name(), value);
+}
+
+}  // namespace
+
+/// One object's end of a relationship.
+struct Relations::End {
+  NSManagedObject& object;
+  /// `EntityLayout::none` where the model has no way back.
+  std::size_t number;
+};
+
+Relations::End Relations::inverseAt(const NSManagedObject& other,
+                                    const NSRelationshipDescription& relationship) {
+  const Ref<NSRelationshipDescription> inverse = relationship.inverseRelationship();
+  return {const_cast<NSManagedObject&>(other),
+          inverse ? other.entity()->layout().indexOf(*inverse->name()) : EntityLayout::none};
+}
+
+Ref<NSManagedObject> Relations::objectOf(const NSManagedObject& owner, const Value& identifier) {
+  const Ref<NSManagedObjectContext> context = owner.managedObjectContext();
+  if (!context) return nullptr;
+  return context->objectWithID(Ref<NSManagedObjectID>(as<NSManagedObjectID>(identifier)));
+}
+
+// ---- Many ---------------------------------------------------------------------------------------
+
+RelatedObjects* Relations::known(const NSManagedObject& object, std::size_t number) noexcept {
+  const ValueArray& values = ObjectAccess::values(const_cast<NSManagedObject&>(object));
+  return values ? static_cast<RelatedObjects*>(values[number].object()) : nullptr;
+}
+
+RelatedObjects& Relations::related(NSManagedObject& object, std::size_t number) {
+  Value& place = ObjectAccess::values(object)[number];
+  if (place.isNull()) place = Value(makeObject<RelatedObjects>());
+  return *static_cast<RelatedObjects*>(place.object());
+}
+
+/// Reads what the store has; the objects come with their values, and are handed out so that they
+/// live until they are looked at.
+void Relations::readMembers(NSManagedObject& object, std::size_t number,
+                            std::vector<Ref<NSManagedObject>>& read) {
+  const EntityLayout::Slot& slot = slotAt(object, number);
+  const ObjectKey key = ObjectAccess::key(object);
+  if (!key.hierarchy || slot.relationship->isTransient()) return;
+  NSPersistentStore& store = *key.hierarchy->store;
+  const Ref<NSManagedObjectContext> context = object.managedObjectContext();
+  if (!context || !store.isOpen()) return;
+  ObjectReceiver receiver(store, ObjectAccess::registry(object), true, read);
+  Ref<NSError> error;
+  std::lock_guard guard(context->persistentStoreCoordinator()->storeLock());
+  if (!store.fetchRelated(*slot.relationship, key.number, receiver, &error)) {
+    raise(NSObjectInaccessibleException, "The relationship '%@' of %@ cannot be read: %@",
+          slot.name, Value(object.objectID()), Value(error));
+  }
+}
+
+RelatedObjects& Relations::loaded(NSManagedObject& object, std::size_t number,
+                                  std::vector<Ref<NSManagedObject>>& read) {
+  RelatedObjects& state = related(object, number);
+  if (state.isLoaded()) return state;
+  readMembers(object, number, read);
+  std::vector<Value> identifiers;
+  identifiers.reserve(read.size());
+  for (const Ref<NSManagedObject>& member : read) identifiers.emplace_back(member->objectID());
+  state.load(std::move(identifiers));
+  return state;
+}
+
+std::vector<Value> Relations::members(NSManagedObject& object, std::size_t number) {
+  std::vector<Ref<NSManagedObject>> read;
+  std::vector<Value> found;
+  if (!object.managedObjectContext()) return found;
+  RelatedObjects& state = loaded(object, number, read);
+  found.reserve(state.members().count());
+  if (read.empty()) {
+    // Members that are not there any more are read again all at once.
+    const Ref<ObjectRegistry>& registry = ObjectAccess::registry(object);
+    const ObjectKey key = ObjectAccess::key(object);
+    NSUInteger missing = 0;
+    for (const Value& identifier : state.members()) {
+      const auto& known = *as<NSManagedObjectID>(identifier);
+      if (known.isTemporaryID() || !key.hierarchy) continue;
+      const StoreHierarchy* hierarchy = key.hierarchy->store->hierarchyOf(*known.entity());
+      if (!registry->find({hierarchy, known.number()})) ++missing;
+    }
+    if (missing > 1) readMembers(object, number, read);
+  }
+  for (const Value& identifier : state.members()) {
+    if (Ref<NSManagedObject> member = objectOf(object, identifier)) found.emplace_back(member);
+  }
+  return found;
+}
+
+Value Relations::collection(const NSRelationshipDescription& relationship,
+                            std::vector<Value> members) {
+  if (relationship.isOrdered()) return NSOrderedSet::orderedSetWithValues(std::move(members));
+  return NSSet::setWithValues(std::move(members));
+}
+
+Value Relations::value(const NSManagedObject& object, std::size_t number) {
+  fireFault(object);
+  const EntityLayout::Slot& slot = slotAt(object, number);
+  auto& self = const_cast<NSManagedObject&>(object);
+  if (!slot.isToMany()) {
+    const Value& identifier = ObjectAccess::values(self)[number];
+    return identifier.isNull() ? Value() : Value(objectOf(object, identifier));
+  }
+  RelatedObjects* state = known(object, number);
+  if (state) {
+    if (Ref<NSObject> view = state->view()) return Value(view);
+  }
+  Value made = collection(*slot.relationship, members(self, number));
+  if ((state = known(object, number))) state->setView(Ref<NSObject>(made.object()));
+  return made;
+}
+
+Value Relations::valueBefore(const NSManagedObject& object, std::size_t number) {
+  const EntityLayout::Slot& slot = slotAt(object, number);
+  auto& self = const_cast<NSManagedObject&>(object);
+  const auto objects = [&](const Ref<NSOrderedSet>& identifiers) {
+    std::vector<Value> found;
+    for (const Value& identifier : identifiers) {
+      if (Ref<NSManagedObject> member = objectOf(object, identifier)) found.emplace_back(member);
+    }
+    return found;
+  };
+  if (slot.isToMany()) {
+    if (object.isInserted()) return collection(*slot.relationship, {});
+    std::vector<Ref<NSManagedObject>> read;
+    const Ref<NSOrderedSet> before = loaded(self, number, read).membersBefore();
+    return collection(*slot.relationship, objects(before));
+  }
+  if (object.isInserted()) return nullptr;
+  const ValueArray& committed = ObjectAccess::committed(self);
+  const Value identifier = committed ? committed[number] : ObjectAccess::values(self)[number];
+  return identifier.isNull() ? Value() : Value(objectOf(object, identifier));
+}
+
+std::vector<Ref<NSManagedObject>> Relations::destinations(const NSManagedObject& object,
+                                                          std::size_t number) {
+  std::vector<Ref<NSManagedObject>> found;
+  if (slotAt(object, number).isToMany()) {
+    fireFault(object);
+    for (const Value& member : members(const_cast<NSManagedObject&>(object), number)) {
+      found.emplace_back(as<NSManagedObject>(member));
+    }
+  } else if (const Value one = value(object, number); !one.isNull()) {
+    found.emplace_back(as<NSManagedObject>(one));
+  }
+  return found;
+}
+
+NSUInteger Relations::count(const NSManagedObject& object, std::size_t number) {
+  fireFault(object);
+  if (!slotAt(object, number).isToMany()) {
+    return ObjectAccess::values(const_cast<NSManagedObject&>(object))[number].isNull() ? 0 : 1;
+  }
+  std::vector<Ref<NSManagedObject>> read;
+  return loaded(const_cast<NSManagedObject&>(object), number, read).members().count();
+}
+
+// ---- Changing -----------------------------------------------------------------------------------
+
+NSManagedObject& Relations::checked(const NSManagedObject& object, std::size_t number,
+                                    const Value& member) {
+  const EntityLayout::Slot& slot = slotAt(object, number);
+  auto* other = as<NSManagedObject>(member);
+  if (!other || !other->entity()->isKindOfEntity(slot.relationship->destinationEntity())) {
+    raiseUnacceptable(object, number, member);
+  }
+  if (!ObjectAccess::registry(object) ||
+      ObjectAccess::registry(object) != ObjectAccess::registry(*other)) {
+    raise(NSInvalidArgumentException,
+          "Illegal attempt to establish a relationship '%@' between objects in different contexts "
+          "(source = %@ , destination = %@)",
+          slot.name, Value(object.objectID()), Value(other->objectID()));
+  }
+  return *other;
+}
+
+/// Has an end lead to the object as well. The other end is the caller's.
+void Relations::attach(const End& end, NSManagedObject& other) {
+  if (end.number == EntityLayout::none) return;
+  fireFault(end.object);
+  if (slotAt(end.object, end.number).isToMany()) {
+    ObjectAccess::willChange(end.object);
+    related(end.object, end.number).add(other.objectID());
+    return;
+  }
+  const Ref<NSManagedObjectID> former = identifierAt(end.object, end.number);
+  if (former && former->isEqual(Value(other.objectID()))) return;
+  if (former) {
+    if (Ref<NSManagedObject> previous = objectOf(end.object, Value(former))) {
+      detach(inverseAt(*previous, *slotAt(end.object, end.number).relationship), end.object);
+    }
+  }
+  ObjectAccess::willChange(end.object);
+  ObjectAccess::values(end.object)[end.number] = Value(other.objectID());
+}
+
+/// Has an end not lead to the object any more. An end whose record is gone leads nowhere already.
+void Relations::detach(const End& end, NSManagedObject& other) {
+  if (end.number == EntityLayout::none || end.object.isDeleted() || !isThere(end.object)) return;
+  if (slotAt(end.object, end.number).isToMany()) {
+    ObjectAccess::willChange(end.object);
+    related(end.object, end.number).remove(other.objectID());
+    return;
+  }
+  const Ref<NSManagedObjectID> former = identifierAt(end.object, end.number);
+  if (!former || !former->isEqual(Value(other.objectID()))) return;
+  ObjectAccess::willChange(end.object);
+  ObjectAccess::values(end.object)[end.number] = nullptr;
+}
+
+void Relations::setDestination(NSManagedObject& object, std::size_t number,
+                               NSManagedObject* other) {
+  fireFault(object);
+  const NSRelationshipDescription& relationship = *slotAt(object, number).relationship;
+  const Ref<NSManagedObjectID> former = identifierAt(object, number);
+  ObjectAccess::willChange(object);
+  const bool isSame = other ? former && former->isEqual(Value(other->objectID())) : !former;
+  if (isSame) return;
+  if (former) {
+    if (Ref<NSManagedObject> previous = objectOf(object, Value(former))) {
+      detach(inverseAt(*previous, relationship), object);
+    }
+  }
+  ObjectAccess::values(object)[number] = other ? Value(other->objectID()) : Value();
+  if (other) attach(inverseAt(*other, relationship), object);
+}
+
+void Relations::addMember(NSManagedObject& object, std::size_t number, NSManagedObject& member) {
+  fireFault(object);
+  const NSRelationshipDescription& relationship = *slotAt(object, number).relationship;
+  const End end = inverseAt(member, relationship);
+  if (end.number != EntityLayout::none && !slotAt(member, end.number).isToMany()) {
+    // The member says where it belongs, and tells this end and the former one.
+    setDestination(member, end.number, &object);
+    ObjectAccess::willChange(object);
+    return;
+  }
+  ObjectAccess::willChange(object);
+  if (related(object, number).add(member.objectID())) attach(end, object);
+}
+
+void Relations::removeMember(NSManagedObject& object, std::size_t number, NSManagedObject& member) {
+  fireFault(object);
+  const End end = inverseAt(member, *slotAt(object, number).relationship);
+  ObjectAccess::willChange(object);
+  if (related(object, number).remove(member.objectID())) detach(end, object);
+}
+
+void Relations::add(NSManagedObject& object, std::size_t number, const Value& member) {
+  addMember(object, number, checked(object, number, member));
+}
+
+void Relations::insert(NSManagedObject& object, std::size_t number, const Value& member,
+                       NSUInteger index) {
+  NSManagedObject& other = checked(object, number, member);
+  fireFault(object);
+  std::vector<Ref<NSManagedObject>> read;
+  loaded(object, number, read);
+  addMember(object, number, other);
+  RelatedObjects& state = related(object, number);
+  if (index < state.members().count()) state.move(other.objectID(), index);
+}
+
+void Relations::remove(NSManagedObject& object, std::size_t number, const Value& member) {
+  auto* other = as<NSManagedObject>(member);
+  if (other && ObjectAccess::registry(*other) == ObjectAccess::registry(object)) {
+    removeMember(object, number, *other);
+  }
+}
+
+void Relations::setMembers(NSManagedObject& object, std::size_t number, const Value& collection) {
+  const NSRelationshipDescription& relationship = *slotAt(object, number).relationship;
+  std::vector<Ref<NSManagedObject>> wanted;
+  const auto take = [&](const Value& member) {
+    wanted.emplace_back(&checked(object, number, member));
+  };
+  if (const auto* ordered = as<NSOrderedSet>(collection)) {
+    if (!relationship.isOrdered()) raiseUnacceptable(object, number, collection);
+    for (const Value& member : *ordered) take(member);
+  } else if (const auto* set = as<NSSet>(collection)) {
+    if (relationship.isOrdered()) raiseUnacceptable(object, number, collection);
+    for (const Value& member : *set) take(member);
+  } else if (!collection.isNull()) {
+    raiseUnacceptable(object, number, collection);
+  }
+  fireFault(object);
+  std::vector<Value> identifiers;
+  for (const Ref<NSManagedObject>& member : wanted) identifiers.emplace_back(member->objectID());
+  const Ref<NSSet> kept = NSSet::setWithValues(identifiers);
+  for (const Value& value : members(object, number)) {
+    auto& member = *as<NSManagedObject>(value);
+    if (!kept->containsObject(Value(member.objectID()))) removeMember(object, number, member);
+  }
+  for (const Ref<NSManagedObject>& member : wanted) addMember(object, number, *member);
+  if (relationship.isOrdered()) related(object, number).setOrder(std::move(identifiers));
+  ObjectAccess::willChange(object);
+}
+
+void Relations::setValue(NSManagedObject& object, std::size_t number, const Value& value) {
+  if (slotAt(object, number).isToMany()) {
+    setMembers(object, number, value);
+  } else {
+    setDestination(object, number, value.isNull() ? nullptr : &checked(object, number, value));
+  }
+}
+
+// ---- Deleting -----------------------------------------------------------------------------------
+
+void Relations::applyDeleteRules(NSManagedObject& object) {
+  const EntityLayout& layout = object.entity()->layout();
+  for (const auto numbers : {layout.toOnes(), layout.toManys()}) {
+    for (const std::size_t number : numbers) {
+      const NSRelationshipDescription& relationship = *layout[number].relationship;
+      const NSDeleteRule rule = relationship.deleteRule();
+      if (rule != NSNullifyDeleteRule && rule != NSCascadeDeleteRule) continue;
+      if (rule == NSNullifyDeleteRule && !relationship.inverseRelationship()) continue;
+      for (const Ref<NSManagedObject>& other : destinations(object, number)) {
+        if (rule == NSNullifyDeleteRule) {
+          detach(inverseAt(*other, relationship), object);
+        } else if (Ref<NSManagedObjectContext> context = other->managedObjectContext()) {
+          context->deleteObject(other);
+        }
+      }
+    }
+  }
+}
+
+// ---- Identifiers --------------------------------------------------------------------------------
+
+void Relations::renameIn(NSManagedObject& holder, const Ref<NSManagedObjectID>& former,
+                         const Ref<NSManagedObjectID>& fresh) {
+  const ValueArray& values = ObjectAccess::values(holder);
+  if (!values) return;
+  const EntityLayout& layout = holder.entity()->layout();
+  for (const std::size_t number : layout.toOnes()) {
+    if (former->isEqual(values[number])) values[number] = Value(fresh);
+  }
+  for (const std::size_t number : layout.toManys()) {
+    if (RelatedObjects* related = known(holder, number)) related->rename(former, fresh);
+  }
+}
+
+void Relations::rename(NSManagedObject& object, const Ref<NSManagedObjectID>& former,
+                       const std::vector<Ref<NSManagedObject>>& changed) {
+  const Ref<NSManagedObjectID> fresh = object.objectID();
+  for (const Ref<NSManagedObject>& holder : changed) renameIn(*holder, former, fresh);
+  const EntityLayout& layout = object.entity()->layout();
+  for (const auto numbers : {layout.toOnes(), layout.toManys()}) {
+    for (const std::size_t number : numbers) {
+      for (const Ref<NSManagedObject>& holder : destinations(object, number)) {
+        renameIn(*holder, former, fresh);
+      }
+    }
+  }
+}
+
+void Relations::forgetMembers(NSManagedObject& object) noexcept {
+  const ValueArray& values = ObjectAccess::values(object);
+  if (!values) return;
+  for (const std::size_t number : object.entity()->layout().toManys()) values[number] = nullptr;
+}
+
+}  // namespace JNFoundation::impl

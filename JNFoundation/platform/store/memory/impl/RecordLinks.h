@@ -1,0 +1,45 @@
+#pragma once
+
+#include <map>
+#include <unordered_map>
+#include <vector>
+
+#include <JNFoundation/platform/store/NSPersistentStore.h>
+
+namespace JNFoundation::impl {
+
+/// Who leads to whom among the records of a store in memory: the members of relationships to many
+/// in their order, and who names a record in a relationship to one.
+class RecordLinks {
+ public:
+  using Numbers = std::vector<std::int64_t>;
+
+  /// The members, in their order; those of a relationship without order ascending.
+  const Numbers& members(const NSRelationshipDescription& relationship, std::int64_t owner) const;
+  /// The records that name this one. Takes: a relationship to one.
+  const Numbers& referrers(const NSRelationshipDescription& relationship,
+                           std::int64_t record) const;
+
+  /// A record names others than before. Takes: its values then and now, null where it was or is not
+  /// there.
+  void changeReferences(const NSEntityDescription& entity, std::int64_t record, const Value* former,
+                        const Value* fresh);
+  void change(const StoreLinkChange& change);
+  /// A record is gone: nobody leads to it any more, nor it to anybody.
+  void remove(const NSEntityDescription& entity, std::int64_t record);
+
+ private:
+  using Lists = std::unordered_map<std::int64_t, Numbers>;
+
+  static void add(const NSRelationshipDescription& relationship, Numbers& members,
+                  std::int64_t member);
+  static void take(Numbers& members, std::int64_t member);
+  void pair(const NSRelationshipDescription& relationship, std::int64_t owner, std::int64_t member);
+  void part(const NSRelationshipDescription& relationship, std::int64_t owner, std::int64_t member);
+
+  std::unordered_map<const NSRelationshipDescription*, Lists> _members;
+  /// The other way, of relationships without a way back as well.
+  std::unordered_map<const NSRelationshipDescription*, Lists> _owners;
+};
+
+}  // namespace JNFoundation::impl
