@@ -1,6 +1,7 @@
 #include <JNFoundation/platform/store/NSManagedObject.h>
 #include <JNFoundation/platform/store/NSManagedObjectContext.h>
 #include <JNFoundation/platform/store/impl/RelationshipSet.h>
+#include <JNFoundation/platform/store/impl/TransformedValue.h>
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/NSNull.h>
 
@@ -23,6 +24,15 @@ const Method* declared(const std::vector<const Method*> EntityLayout::ClassBindi
 
 std::size_t NSManagedObject::indexOfProperty(const NSString& key) const noexcept {
   return _entity ? _entity->layout().indexOf(key) : EntityLayout::none;
+}
+
+Value NSManagedObject::attributeAtIndex(std::size_t index) const {
+  const Value& place = _values[index];
+  if (place.kind() != Value::Kind::Object) return place;
+  const EntityLayout::Slot& slot = _entity->layout()[index];
+  if (!slot.isTransformed()) return place;
+  // Reading a value is no change of the object, though its place remembers what was read.
+  return impl::valueAtPlace(const_cast<Value&>(place), slot.attribute);
 }
 
 Value NSManagedObject::valueForKey(const Ref<NSString>& key) const {
@@ -80,7 +90,7 @@ Value NSManagedObject::storedValueForKey(const Ref<NSString>& key) const {
 Value NSManagedObject::valueAtIndex(std::size_t index) const {
   if (_entity->layout()[index].relationship) return impl::Relations::value(*this, index);
   if ((_flags & Fault) != 0) fire();
-  return _values[index];
+  return attributeAtIndex(index);
 }
 
 void NSManagedObject::setStoredValueForKey(const Value& value, const Ref<NSString>& key) {
@@ -110,16 +120,20 @@ void NSManagedObject::setValueAtIndex(std::size_t index, const Value& value) {
   checkValue(index, value);
   if ((_flags & Fault) != 0) fire();
   willChange();
-  // Data may be mutable; what the object holds must not change behind its back.
-  _values[index] =
-      _entity->layout()[index].type == NSBinaryDataAttributeType ? value.copy() : value;
+  const EntityLayout::Slot& slot = _entity->layout()[index];
+  if (slot.isTransformed()) {
+    _values[index] = impl::placeOfValue(value, slot.attribute);
+  } else {
+    // Data may be mutable; what the object holds must not change behind its back.
+    _values[index] = slot.type == NSBinaryDataAttributeType ? value.copy() : value;
+  }
 }
 
 Value NSManagedObject::primitiveValueForKey(const Ref<NSString>& key) const {
   const std::size_t index = key ? indexOfProperty(*key) : EntityLayout::none;
   if (index == EntityLayout::none) return valueForUndefinedKey(key);
   if ((_flags & HasValues) == 0) return nullptr;
-  return _entity->layout()[index].relationship ? valueAtIndex(index) : _values[index];
+  return _entity->layout()[index].relationship ? valueAtIndex(index) : attributeAtIndex(index);
 }
 
 void NSManagedObject::setPrimitiveValueForKey(const Value& value, const Ref<NSString>& key) {
@@ -137,7 +151,8 @@ void NSManagedObject::setPrimitiveValueForKey(const Value& value, const Ref<NSSt
   }
   checkValue(index, value);
   if ((_flags & HasValues) == 0) fire();
-  _values[index] = value;
+  const EntityLayout::Slot& slot = _entity->layout()[index];
+  _values[index] = slot.isTransformed() ? impl::placeOfValue(value, slot.attribute) : value;
 }
 
 namespace {
@@ -206,7 +221,7 @@ Ref<NSDictionary> NSManagedObject::changedValues() const {
       if (!layout[i].stored) continue;
       const Value& before = _committed ? _committed[i] : nothing;
       if (impl::storesAlike(before, _values[i], layout[i].type)) continue;
-      const Value value = layout[i].relationship ? valueAtIndex(i) : _values[i];
+      const Value value = layout[i].relationship ? valueAtIndex(i) : attributeAtIndex(i);
       changes.set(layout[i].name, value.isNull() ? Value(NSNull::null()) : value);
     }
   }
@@ -222,6 +237,9 @@ Ref<NSDictionary> NSManagedObject::committedValuesForKeys(const Ref<NSArray>& ke
                   : (_flags & Inserted) != 0 ? Value()
                   : _committed               ? _committed[index]
                                              : _values[index];
+    if (layout[index].isTransformed()) {
+      value = impl::valueAtPlace(value, layout[index].attribute);
+    }
     values.set(layout[index].name, value.isNull() ? Value(NSNull::null()) : std::move(value));
   };
   if (!keys) {

@@ -5,6 +5,7 @@
 #include <JNFoundation/platform/store/impl/AttributeRules.h>
 #include <JNFoundation/platform/store/impl/Relations.h>
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
+#include <JNFoundation/platform/store/impl/TransformedValue.h>
 #include <JNFoundation/platform/value/NSOrderedSet.h>
 #include <JNFoundation/platform/value/NSSet.h>
 
@@ -123,7 +124,9 @@ bool NSManagedObject::validateValues(Ref<NSError>* error) {
       if (!validateRelationship(i, error, errors)) return false;
       continue;
     }
-    const Value given = _values[i];
+    // What nobody has looked at since it was read is as it was.
+    if (impl::isUnread(_values[i], slot)) continue;
+    const Value given = attributeAtIndex(i);
     Value value = given;
     Ref<NSError> problem;
     if (validateValueForKeyError(value, slot.name, error ? &problem : nullptr)) {

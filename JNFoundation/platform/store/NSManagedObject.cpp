@@ -3,6 +3,7 @@
 #include <JNFoundation/platform/store/NSManagedObjectContext.h>
 #include <JNFoundation/platform/store/impl/Relations.h>
 #include <JNFoundation/platform/store/impl/SharedMemory.h>
+#include <JNFoundation/platform/store/impl/TransformedValue.h>
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/NSNull.h>
@@ -57,7 +58,11 @@ Ref<NSManagedObject> NSManagedObject::initWithEntityInsertIntoManagedObjectConte
   object->_flags = HasValues;
   object->_number = impl::ObjectAccess::nextTemporaryNumber();
   if (layout.hasDefaults()) {
-    for (std::size_t i = 0; i < layout.count(); ++i) object->_values[i] = layout[i].defaultValue;
+    for (std::size_t i = 0; i < layout.count(); ++i) {
+      const Value& initial = layout[i].defaultValue;
+      object->_values[i] =
+          layout[i].isTransformed() ? impl::placeOfValue(initial, layout[i].attribute) : initial;
+    }
   }
   if (context) context->insertObject(object);
   return object;
@@ -132,7 +137,9 @@ Ref<NSString> NSManagedObject::description() const {
                     isKnown ? Value(related->members().array()) : Value("<relationship fault>"_s));
         continue;
       }
-      builder.set(layout[i].name, _values[i].isNull() ? Value("nil"_s) : _values[i]);
+      const Value value =
+          impl::isUnread(_values[i], layout[i]) ? Value("<data>"_s) : attributeAtIndex(i);
+      builder.set(layout[i].name, value.isNull() ? Value("nil"_s) : value);
     }
     values = builder.finish()->description();
   }

@@ -178,6 +178,8 @@ class NSManagedObject : public NSObject {
 
   std::size_t indexOfProperty(const NSString& key) const noexcept;
   Value valueAtIndex(std::size_t index) const;
+  /// What the attribute's place stands for. Fires no fault. Requires: the object has values.
+  Value attributeAtIndex(std::size_t index) const;
   void fire() const;
   void willChange();
   void setValueAtIndex(std::size_t index, const Value& value);

@@ -6,6 +6,7 @@
 #include <JNFoundation/platform/store/impl/ContextChanges.h>
 #include <JNFoundation/platform/store/impl/Relations.h>
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
+#include <JNFoundation/platform/store/impl/TransformedValue.h>
 #include <JNFoundation/platform/value/NSException.h>
 
 namespace JNFoundation {
@@ -69,17 +70,23 @@ class ContextSave {
     std::vector<Ref<NSError>> errors;
     bool valid = true;
     const auto ask = [&](const ChangeList& list, bool (NSManagedObject::*check)(Ref<NSError>*)) {
-      list.forEach([&](NSManagedObject& object) {
+      // A class's own checks may change other objects, and so the list.
+      for (const Ref<NSManagedObject>& object : list.objects()) {
         Ref<NSError> problem;
-        if ((object.*check)(&problem)) return;
+        if (((*object).*check)(&problem)) continue;
         valid = false;
-        collect(problem, errors);
-      });
+        // A failure of several is taken apart, so that the save reports one flat list.
+        if (problem) appendErrors(problem, errors);
+      }
     };
     ask(_changes.inserted, &NSManagedObject::validateForInsert);
     ask(_changes.updated, &NSManagedObject::validateForUpdate);
     ask(_changes.deleted, &NSManagedObject::validateForDelete);
-    if (valid) return true;
+    // Last, since the objects may still have changed each other.
+    for (const ChangeList* list : {&_changes.inserted, &_changes.updated}) {
+      list->forEach([&](NSManagedObject& object) { makeData(object, errors); });
+    }
+    if (valid && errors.empty()) return true;
     if (errors.empty()) {
       errors.push_back(
           cocoaError(NSManagedObjectValidationError, "An object refused to be saved."));
@@ -87,19 +94,17 @@ class ContextSave {
     return fail(error, joinedErrors(errors));
   }
 
-  /// A failure of several is taken apart, so that the save reports one flat list.
-  static void collect(const Ref<NSError>& problem, std::vector<Ref<NSError>>& errors) {
-    if (!problem) return;
-    const Value details = problem->code() == NSValidationMultipleErrorsError
-                              ? problem->userInfo()->objectForKey(NSDetailedErrorsKey)
-                              : Value();
-    const auto* list = as<NSArray>(details);
-    if (!list) {
-      errors.push_back(problem);
-      return;
-    }
-    for (const Value& value : *list) {
-      if (auto* detail = as<NSError>(value)) errors.emplace_back(detail);
+  /// Has the data made that a store keeps for the object's transformed values.
+  static void makeData(NSManagedObject& object, std::vector<Ref<NSError>>& errors) {
+    const EntityLayout& layout = object.entity()->layout();
+    if (!layout.hasTransformed() || !ObjectAccess::values(object)) return;
+    for (std::size_t i = 0; i < layout.count(); ++i) {
+      if (!layout[i].isTransformed()) continue;
+      Ref<NSError> problem;
+      if (!makeDataAtPlace(ObjectAccess::values(object)[i], layout[i].attribute, Value(&object),
+                           &problem)) {
+        errors.push_back(problem);
+      }
     }
   }
 
@@ -418,6 +423,8 @@ class ContextSave {
     }
     Value* values = ObjectAccess::values(object).get();
     for (std::size_t i = 0; i < layout.count(); ++i) {
+      // A transformed value stays with the object; only a store keeps nothing but the data.
+      if (layout[i].isTransformed()) continue;
       if (layout[i].stored && !isCanonical(values[i], layout[i].type)) {
         values[i] = canonicalValue(values[i], layout[i].type);
       }

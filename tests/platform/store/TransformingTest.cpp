@@ -38,8 +38,8 @@ class TransformingTest : public ::testing::Test {
   /// What the refused value's error says, after its code.
   std::string refusal(const Value& value) const {
     Ref<NSError> error;
-    EXPECT_FALSE(dataFromValue(value, *attribute, &error));
-    EXPECT_FALSE(dataFromValue(value, *attribute, nullptr));
+    EXPECT_FALSE(dataFromValue(value, *attribute, nullptr, &error));
+    EXPECT_FALSE(dataFromValue(value, *attribute, nullptr, nullptr));
     return sentence(error);
   }
   std::string refusalOfData(const Ref<NSData>& data) const {
@@ -74,7 +74,7 @@ class TransformingTest : public ::testing::Test {
 TEST_F(TransformingTest, ValuesBecomeDataAndComeBack) {
   useTransformer("Bytes");
   Ref<NSError> error;
-  const Ref<NSData> data = dataFromValue("round", *attribute, &error);
+  const Ref<NSData> data = dataFromValue("round", *attribute, nullptr, &error);
   ASSERT_TRUE(data);
   EXPECT_EQ(data->view(), "round");
   EXPECT_EQ(valueFromData(data, *attribute, &error), Value("round"));
@@ -84,7 +84,7 @@ TEST_F(TransformingTest, ValuesBecomeDataAndComeBack) {
 TEST_F(TransformingTest, JSONIsThereWithoutTheProgramsDoing) {
   useTransformer("JNJSONTransformer");
   const Value shape = NSArray::arrayWithObjects(1, "a");
-  const Ref<NSData> data = dataFromValue(shape, *attribute, nullptr);
+  const Ref<NSData> data = dataFromValue(shape, *attribute, nullptr, nullptr);
   ASSERT_TRUE(data);
   EXPECT_EQ(data->view(), "[1,\"a\"]");
   EXPECT_EQ(valueFromData(data, *attribute, nullptr), shape);
@@ -95,12 +95,12 @@ TEST_F(TransformingTest, AnotherTransformerMayTakeTheNameOfTheOneForJSON) {
       "JNJSONTransformer", [](const Value&) -> Value { return NSData::dataWithText("other"); },
       [](const Value&) -> Value { return "other"; });
   useTransformer("JNJSONTransformer");
-  EXPECT_EQ(dataFromValue(1, *attribute, nullptr)->view(), "other");
+  EXPECT_EQ(dataFromValue(1, *attribute, nullptr, nullptr)->view(), "other");
 }
 
 TEST_F(TransformingTest, NullAsksNoTransformer) {
   Ref<NSError> error;
-  EXPECT_FALSE(dataFromValue(nullptr, *attribute, &error));
+  EXPECT_FALSE(dataFromValue(nullptr, *attribute, nullptr, &error));
   EXPECT_EQ(valueFromData(nullptr, *attribute, &error), Value());
   EXPECT_FALSE(error) << "though the attribute names none";
 }
@@ -132,7 +132,7 @@ TEST_F(TransformingTest, OnlyDataCanBeStored) {
             "1550 cannot be stored: the value transformer 'Same' gave 17 instead of data.");
   EXPECT_EQ(refusalOfData(NSData::data()),
             "134060 cannot be read: the value transformer 'Same' makes nothing of its data.");
-  EXPECT_TRUE(dataFromValue(NSData::data(), *attribute, nullptr));
+  EXPECT_TRUE(dataFromValue(NSData::data(), *attribute, nullptr, nullptr));
 }
 
 TEST_F(TransformingTest, WhatATransformerRaisesBecomesTheError) {
@@ -152,7 +152,7 @@ TEST_F(TransformingTest, OtherExceptionsPassThrough) {
       "Failing", [](const Value&) -> Value { throw std::runtime_error("own"); },
       [](const Value& value) { return value; });
   useTransformer("Failing");
-  EXPECT_THROW(dataFromValue(1, *attribute, nullptr), std::runtime_error);
+  EXPECT_THROW(dataFromValue(1, *attribute, nullptr, nullptr), std::runtime_error);
 }
 
 TEST_F(TransformingTest, TheDataAreTheStoresOwn) {
@@ -161,7 +161,7 @@ TEST_F(TransformingTest, TheDataAreTheStoresOwn) {
       "Lender", [shared](const Value&) -> Value { return shared; },
       [](const Value& value) { return value; });
   useTransformer("Lender");
-  const Ref<NSData> data = dataFromValue(1, *attribute, nullptr);
+  const Ref<NSData> data = dataFromValue(1, *attribute, nullptr, nullptr);
   shared->setLength(9);
   EXPECT_EQ(data->length(), 2u);
 }

@@ -186,10 +186,6 @@ std::optional<BrokenRule> typeRuleBrokenBy(const Value& value,
     case NSDateAttributeType:
       if (!std::isnan(value.timeIntervalSince1970())) return std::nullopt;
       return broken(NSValidationInvalidDateError, "is no date");
-    case NSTransformableAttributeType:
-      if (attribute.isTransient()) return std::nullopt;
-      return broken(NSManagedObjectValidationError,
-                    "cannot be stored: nothing turns a transformable value into data");
     case NSObjectIDAttributeType:
       if (attribute.isTransient()) return std::nullopt;
       return broken(NSManagedObjectValidationError,

@@ -469,7 +469,7 @@ Ref<NSDictionary> ContextFetch::dictionaryOf(const std::vector<Column>& columns,
           column.aggregate ? allRows : row, nullptr);
       value = converted(value, column.expression->expressionResultType());
     } else if (column.attribute != EntityLayout::none) {
-      value = as<StoredRow>(row)->values()[column.attribute];
+      value = as<StoredRow>(row)->attributeAtIndex(column.attribute);
     } else {
       value = as<StoredRow>(row)->objectID();
     }

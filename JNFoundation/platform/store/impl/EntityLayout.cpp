@@ -145,6 +145,7 @@ void EntityLayout::addSlot(NSPropertyDescription& property) {
     slot.stored = slot.stored && slot.type != NSUndefinedAttributeType;
     slot.defaultValue = slot.attribute->defaultValue();
     _hasDefaults |= !slot.defaultValue.isNull();
+    _hasTransformed |= slot.isTransformed();
   } else if (isKindOf<NSRelationshipDescription>(property)) {
     slot.relationship =
         Ref<NSRelationshipDescription>(static_cast<NSRelationshipDescription*>(&property));

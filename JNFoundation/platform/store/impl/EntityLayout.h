@@ -38,6 +38,8 @@ class EntityLayout {
     Value defaultValue;
 
     bool isToMany() const noexcept { return relationship && type == NSUndefinedAttributeType; }
+    /// Whether a store keeps data for the value, see TransformedValue.
+    bool isTransformed() const noexcept { return type == NSTransformableAttributeType && stored; }
   };
 
   /// How the class of an entity's objects reaches their attributes by name.
@@ -82,6 +84,8 @@ class EntityLayout {
   /// The entity and all its descendants that are not abstract.
   std::span<const NSEntityDescription* const> family() const noexcept { return _family; }
 
+  /// Whether there are values that a store keeps data for.
+  bool hasTransformed() const noexcept { return _hasTransformed; }
   /// Whether an inserted object has anything but nulls to start with.
   bool hasDefaults() const noexcept { return _hasDefaults; }
 
@@ -116,6 +120,7 @@ class EntityLayout {
   std::vector<IndexEntry> _index;
   std::size_t _mask = 0;
   bool _hasDefaults = false;
+  bool _hasTransformed = false;
   mutable std::atomic<const ClassBinding*> _objectClass{nullptr};
   mutable std::atomic<BindingNode*> _bindings{nullptr};
 };

@@ -3,6 +3,7 @@
 #include <atomic>
 
 #include <JNFoundation/platform/store/NSPersistentStoreCoordinator.h>
+#include <JNFoundation/platform/store/impl/TransformedValue.h>
 
 namespace JNFoundation::impl {
 
@@ -64,6 +65,8 @@ bool isCanonical(const Value& value, NSAttributeType type) noexcept {
       return kind == Value::Kind::Double || value.isNull();
     case NSFloatAttributeType:
       return kind == Value::Kind::Float || value.isNull();
+    case NSTransformableAttributeType:
+      return !isKindOf<TransformedValue>(value);
     default:
       return true;
   }
@@ -78,6 +81,8 @@ Value canonicalValue(const Value& value, NSAttributeType type) {
       return value.doubleValue();
     case NSFloatAttributeType:
       return value.floatValue();
+    case NSTransformableAttributeType:
+      return storedFormOfPlace(value);
     default:
       return value.longLongValue();
   }
@@ -86,6 +91,7 @@ Value canonicalValue(const Value& value, NSAttributeType type) {
 bool storesAlike(const Value& left, const Value& right, NSAttributeType type) {
   if (left.isIdentical(right)) return true;
   if (left.isNull() || right.isNull()) return false;
+  if (type == NSTransformableAttributeType) return placesAlike(left, right);
   return left == right || canonicalValue(left, type) == canonicalValue(right, type);
 }
 

@@ -1,6 +1,7 @@
 #include "JNFoundation/platform/store/impl/StoredRow.h"
 
 #include <JNFoundation/platform/store/impl/ObjectAccess.h>
+#include <JNFoundation/platform/store/impl/TransformedValue.h>
 #include <JNFoundation/platform/text/Hash.h>
 #include <JNFoundation/platform/value/NSError.h>
 #include <JNFoundation/platform/value/NSException.h>
@@ -80,13 +81,18 @@ Ref<NSManagedObjectID> StoredRow::objectID() const {
                               _key.number, &_source.store());
 }
 
+Value StoredRow::attributeAtIndex(std::size_t index) const {
+  const EntityLayout::Slot& slot = _entity->layout()[index];
+  return slot.isTransformed() ? valueOfPlace(_values[index], slot.attribute) : _values[index];
+}
+
 Value StoredRow::valueForKey(const Ref<NSString>& key) const {
   if (key) {
     const EntityLayout& layout = _entity->layout();
     const std::size_t index = layout.indexOf(*key);
     if (index != EntityLayout::none) {
       const EntityLayout::Slot& slot = layout[index];
-      if (!slot.relationship) return _values[index];
+      if (!slot.relationship) return attributeAtIndex(index);
       if (slot.isToMany()) return _source.relatedRows(*slot.relationship, _key.number);
       const auto* identifier = as<NSManagedObjectID>(_values[index]);
       return identifier ? _source.row(*identifier) : Value();

@@ -76,6 +76,8 @@ class StoredRow final : public RecordIdentity {
   std::int64_t primaryKey() const noexcept { return _key.number; }
   std::uint32_t version() const noexcept { return _version; }
   const Value* values() const noexcept { return _values; }
+  /// What the attribute's value stands for.
+  Value attributeAtIndex(std::size_t index) const;
   Value* ownedValues() noexcept { return _owned.get(); }
   Ref<NSManagedObjectID> objectID() const;
 

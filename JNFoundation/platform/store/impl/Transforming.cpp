@@ -11,8 +11,9 @@ namespace {
 /// One attribute with its transformer, or with what is wrong about that.
 class Transformation {
  public:
-  Transformation(const NSAttributeDescription& attribute, NSInteger code, Ref<NSError>* error)
-      : _attribute(attribute), _code(code), _error(error) {
+  Transformation(const NSAttributeDescription& attribute, NSInteger code, Ref<NSError>* error,
+                 const Value& value = nullptr, const Value& owner = nullptr)
+      : _attribute(attribute), _code(code), _error(error), _value(value), _owner(owner) {
     const Ref<NSString>& name = attribute.valueTransformerName();
     if (!name) {
       refuse("needs a value transformer, but its attribute names none");
@@ -51,7 +52,9 @@ class Transformation {
                              "The value of '%@' of an object of entity '%@' %@.",
                              Value(_attribute.name()), entity ? Value(entity->name()) : Value(),
                              NSString::stringWithFormat(problem, arguments...)),
-                         {{NSValidationKeyErrorKey, Value(_attribute.name())}});
+                         {{NSValidationObjectErrorKey, _owner},
+                          {NSValidationKeyErrorKey, Value(_attribute.name())},
+                          {NSValidationValueErrorKey, _value}});
   }
 
  private:
@@ -65,15 +68,17 @@ class Transformation {
   const NSAttributeDescription& _attribute;
   NSInteger _code;
   Ref<NSError>* _error;
+  Value _value;
+  Value _owner;
   Ref<NSValueTransformer> _transformer;
 };
 
 }  // namespace
 
 Ref<NSData> dataFromValue(const Value& value, const NSAttributeDescription& attribute,
-                          Ref<NSError>* error) {
+                          const Value& owner, Ref<NSError>* error) {
   if (value.isNull()) return nullptr;
-  Transformation transformation(attribute, NSManagedObjectValidationError, error);
+  Transformation transformation(attribute, NSManagedObjectValidationError, error, value, owner);
   if (!transformation) return nullptr;
   const std::optional<Value> result =
       transformation.run(&NSValueTransformer::transformedValue, value);

@@ -14,9 +14,10 @@ namespace JNFoundation::impl {
 // under, a transformer that cannot be reversed, that gives no data, or that raises.
 
 /// The data to store for the value; null for null, which no transformer is asked about.
+/// Takes: the object whose value it is, for the error; may be null.
 /// Fails: returns null and sets the error, of code 1550.
 Ref<NSData> dataFromValue(const Value& value, const NSAttributeDescription& attribute,
-                          Ref<NSError>* error);
+                          const Value& owner, Ref<NSError>* error);
 
 /// The value that the stored data stand for; null for null.
 /// Fails: returns nothing and sets the error, of code 134060.

@@ -6,6 +6,7 @@
 #include <JNFoundation/platform/store/impl/EntityLayout.h>
 #include <JNFoundation/platform/store/impl/ObjectAccess.h>
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
+#include <JNFoundation/platform/store/impl/TransformedValue.h>
 #include <JNFoundation/platform/store/sqlite/SQLiteStore.h>
 #include <JNFoundation/platform/store/sqlite/impl/LinkWriter.h>
 #include <JNFoundation/platform/store/sqlite/impl/SQLiteConnection.h>
@@ -33,6 +34,11 @@ void bindValue(Statement& statement, int parameter, NSAttributeType type, const 
     statement.bind(parameter, text->utf8());
     made.push_back(std::move(text));
   };
+  const auto bindData = [&](const NSData& data) {
+    const std::string_view bytes = data.view();
+    sqlite3_bind_blob64(statement.handle(), parameter, bytes.empty() ? "" : bytes.data(),
+                        bytes.size(), SQLITE_STATIC);
+  };
   switch (type) {
     case NSInteger16AttributeType:
     case NSInteger32AttributeType:
@@ -54,10 +60,13 @@ void bindValue(Statement& statement, int parameter, NSAttributeType type, const 
     case NSStringAttributeType:
       statement.bind(parameter, static_cast<const NSString*>(value.object())->utf8());
       break;
-    case NSBinaryDataAttributeType: {
-      const std::string_view bytes = static_cast<const NSData*>(value.object())->view();
-      sqlite3_bind_blob64(statement.handle(), parameter, bytes.empty() ? "" : bytes.data(),
-                          bytes.size(), SQLITE_STATIC);
+    case NSBinaryDataAttributeType:
+      bindData(*static_cast<const NSData*>(value.object()));
+      break;
+    case NSTransformableAttributeType: {
+      // The data stay with the object's value.
+      const Value data = impl::storedFormOfPlace(value);
+      bindData(*static_cast<const NSData*>(data.object()));
       break;
     }
     case NSDecimalAttributeType:

@@ -44,7 +44,8 @@ inline void readValue(sqlite3_stmt* row, int column, NSAttributeType type, Value
     case NSStringAttributeType:
       place = Value(NSString::fromText(text()));
       break;
-    case NSBinaryDataAttributeType: {
+    case NSBinaryDataAttributeType:
+    case NSTransformableAttributeType: {
       const void* bytes = sqlite3_value_blob(value);
       const auto size = static_cast<NSUInteger>(sqlite3_value_bytes(value));
       place = Value(NSData::dataWithBytesLength(bytes, size));
