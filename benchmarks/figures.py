@@ -87,4 +87,11 @@ FIGURES = (
            "µs", MICROSECONDS, (AtMost(3),)),
     Figure("objects", "100,000 rows to objects, every attribute read: per row",
            "µs", MICROSECONDS, (AtMost(2),)),
+    Figure("query", "100 of 100,000 objects by predicate, sort and limit on an indexed attribute: "
+           "per query", "µs", MICROSECONDS, (AtMost(1.3),)),
+    Figure("ids", "100,000 identifiers: per identifier",
+           "ns", NANOSECONDS, (AtMost(1.5),)),
+    Figure("open", "a store of 1,000,000 objects", "µs", MICROSECONDS, (AtMost(2),)),
+    Figure("filter", "100,000 dictionaries by a compiled predicate: per dictionary",
+           "ns", NANOSECONDS, (AtMost(5),)),
 )

@@ -43,6 +43,10 @@ class Statement {
     return false;
   }
 
+  void reset() { sqlite3_reset(_handle); }
+  void bind(int index, int64_t number) { sqlite3_bind_int64(_handle, index, number); }
+  int64_t integer(int column) const { return sqlite3_column_int64(_handle, column); }
+
   // Binds and inserts a Record or a RecordView.
   template <typename AnyRecord>
   void insertRecord(const AnyRecord& record) {
@@ -60,18 +64,18 @@ class Statement {
     sqlite3_reset(_handle);
   }
 
-  // Reads the row that the last step() came to.
-  void readRecord(Record& record) {
-    record.identifier = sqlite3_column_int64(_handle, 0);
-    record.quantity = sqlite3_column_int64(_handle, 1);
-    record.price = sqlite3_column_double(_handle, 2);
-    record.weight = sqlite3_column_double(_handle, 3);
-    readText(4, record.name);
-    readText(5, record.category);
-    readText(6, record.barcode);
-    readText(7, record.note);
-    record.available = sqlite3_column_int(_handle, 8) != 0;
-    record.updated = sqlite3_column_double(_handle, 9);
+  // Reads the row that the last step() came to; its columns begin at that one.
+  void readRecord(Record& record, int first = 0) {
+    record.identifier = sqlite3_column_int64(_handle, first);
+    record.quantity = sqlite3_column_int64(_handle, first + 1);
+    record.price = sqlite3_column_double(_handle, first + 2);
+    record.weight = sqlite3_column_double(_handle, first + 3);
+    readText(first + 4, record.name);
+    readText(first + 5, record.category);
+    readText(first + 6, record.barcode);
+    readText(first + 7, record.note);
+    record.available = sqlite3_column_int(_handle, first + 8) != 0;
+    record.updated = sqlite3_column_double(_handle, first + 9);
   }
 
  private:
