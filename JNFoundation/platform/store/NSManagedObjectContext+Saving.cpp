@@ -1,3 +1,5 @@
+#include <unordered_map>
+
 #include <JNFoundation/platform/query/NSPredicate.h>
 #include <JNFoundation/platform/store/NSManagedObjectContext.h>
 #include <JNFoundation/platform/store/NSManagedObjectModel.h>
@@ -117,25 +119,38 @@ class ContextSave {
   }
 
   bool assignStores(Ref<NSError>* error) {
-    NSPersistentStore* fallback = nullptr;
-    const Ref<NSArray> stores = _context._coordinator->persistentStores();
-    for (const Value& value : *stores) {
-      auto* store = as<NSPersistentStore>(value);
-      if (!fallback || (fallback->isReadOnly() && !store->isReadOnly())) fallback = store;
-    }
-    if (!fallback) {
+    const NSPersistentStoreCoordinator& coordinator = *_context._coordinator;
+    if (coordinator.persistentStores()->count() == 0) {
       return fail(error,
                   cocoaError(NSPersistentStoreSaveError,
                              "This NSPersistentStoreCoordinator has no persistent stores. It "
                              "cannot perform a save operation."));
     }
+    const NSEntityDescription* homeless = nullptr;
+    std::unordered_map<const NSEntityDescription*, NSPersistentStore*> storeOf;
+    const auto storeFor = [&](const NSManagedObject& object) {
+      NSPersistentStore*& store = storeOf[object.entity().get()];
+      if (!store) store = coordinator.storeForNewObjectsOfEntity(object.entity()).get();
+      return store;
+    };
     _changes.inserted.forEach([&](NSManagedObject& object) {
       const StoreHierarchy* hierarchy = ObjectAccess::key(object).hierarchy;
-      Batch& batch = batchOf(hierarchy ? *hierarchy->store : *fallback);
+      NSPersistentStore* store = hierarchy ? hierarchy->store : storeFor(object);
+      if (!store) {
+        homeless = object.entity().get();
+        return;
+      }
+      Batch& batch = batchOf(*store);
       batch.inserted.push_back(&object);
       _hasRelationships |= object.entity()->layout().hasRelationships();
       if (hasNewLinks(object)) batch.related.push_back(&object);
     });
+    if (homeless) {
+      return fail(error, cocoaError(NSPersistentStoreSaveError,
+                                    NSString::stringWithFormat(
+                                        "No persistent store takes objects of the entity '%@'.",
+                                        homeless->name())));
+    }
     const auto add = [&](NSManagedObject& object, Kind kind) {
       Batch& batch = batchOf(*ObjectAccess::key(object).hierarchy->store);
       const Value* committed = ObjectAccess::committed(object).get();
@@ -192,11 +207,13 @@ class ContextSave {
     NSInteger code = NSManagedObjectExternalRelationshipError;
     if (known->isTemporaryID()) {
       const auto permanent = _permanentIDs.find(known->number());
-      if (permanent == _permanentIDs.end()) {
+      if (permanent != _permanentIDs.end()) {
+        known = permanent->second;
+      } else if (_context._registry->find({nullptr, known->number()})) {
+        problem = "leads to an object that is saved in another store";
+      } else {
         code = NSManagedObjectValidationError;
         problem = "leads to an object that was never saved and is gone";
-      } else {
-        known = permanent->second;
       }
     }
     if (!problem && !known->storeIdentifier()->isEqualToString(store.identifier())) {
@@ -470,12 +487,6 @@ bool NSManagedObjectContext::obtainPermanentIDsForObjectsError(const Ref<NSArray
   if (!objects) return true;
   requireCoordinator();
   std::lock_guard guard(_coordinator->storeLock());
-  NSPersistentStore* store = nullptr;
-  const Ref<NSArray> stores = _coordinator->persistentStores();
-  for (const Value& value : *stores) {
-    auto* candidate = as<NSPersistentStore>(value);
-    if (!store || (store->isReadOnly() && !candidate->isReadOnly())) store = candidate;
-  }
   std::vector<Ref<NSManagedObject>> holders;
   if (hasOneWayRelationships(*_coordinator->managedObjectModel())) {
     holders = _changes->inserted.objects();
@@ -490,6 +501,7 @@ bool NSManagedObjectContext::obtainPermanentIDsForObjectsError(const Ref<NSArray
     }
     const impl::ObjectKey before = ObjectAccess::key(*object);
     if (before.hierarchy) continue;
+    const Ref<NSPersistentStore> store = _coordinator->storeForNewObjectsOfEntity(object->entity());
     if (!store || store->isReadOnly()) {
       return impl::fail(error, impl::cocoaError(NSPersistentStoreSaveError,
                                                 "There is no store that the objects could be saved "

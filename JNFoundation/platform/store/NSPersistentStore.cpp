@@ -23,6 +23,12 @@ NSPersistentStore::NSPersistentStore(Ref<NSManagedObjectModel> model, Ref<NSStri
       _options(std::move(options)),
       _longWork(std::make_unique<impl::LongWork>()),
       _ownMetadata(NSDictionary::dictionary()) {
+  if (_configurationName) {
+    const Ref<NSArray> named = _model->entitiesForConfiguration(_configurationName);
+    for (NSUInteger i = 0; named && i < named->count(); ++i) {
+      _entities.push_back(as<NSEntityDescription>(named->objectAtIndex(i)).get());
+    }
+  }
   for (const Ref<NSEntityDescription>& entity : _model->entityList()) {
     if (&entity->layout().root() == entity.get()) {
       _hierarchies.push_back(
@@ -32,6 +38,15 @@ NSPersistentStore::NSPersistentStore(Ref<NSManagedObjectModel> model, Ref<NSStri
 }
 
 NSPersistentStore::~NSPersistentStore() = default;
+
+bool NSPersistentStore::takes(const NSEntityDescription& entity) const noexcept {
+  if (!_configurationName) return true;
+  for (Ref<NSEntityDescription> above(const_cast<NSEntityDescription*>(&entity)); above;
+       above = above->superentity()) {
+    if (std::find(_entities.begin(), _entities.end(), above.get()) != _entities.end()) return true;
+  }
+  return false;
+}
 
 const impl::StoreHierarchy* NSPersistentStore::hierarchyOf(
     const NSEntityDescription& entity) const noexcept {

@@ -143,7 +143,11 @@ class NSPersistentStore : public NSObject {
   virtual Ref<NSString> type() const = 0;
   /// Null for a store without a file.
   const Ref<NSURL>& URL() const noexcept { return _url; }
+  /// Null for a store that takes objects of every entity.
   const Ref<NSString>& configurationName() const noexcept { return _configurationName; }
+  /// Whether the store takes objects of the entity: whether its configuration names the entity or
+  /// an ancestor of it.
+  bool takes(const NSEntityDescription& entity) const noexcept;
   /// Null where none were given.
   const Ref<NSDictionary>& options() const noexcept { return _options; }
   /// The store's own name, a UUID that the file keeps.
@@ -235,6 +239,8 @@ class NSPersistentStore : public NSObject {
   Ref<NSDictionary> _options;
   Ref<NSString> _identifier;
   std::vector<std::unique_ptr<impl::StoreHierarchy>> _hierarchies;
+  /// What the configuration names.
+  std::vector<const NSEntityDescription*> _entities;
   std::unique_ptr<impl::LongWork> _longWork;
   /// The application's own entries, where there is no file to keep them.
   Ref<NSDictionary> _ownMetadata;

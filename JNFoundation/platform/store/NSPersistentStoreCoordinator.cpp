@@ -41,6 +41,13 @@ Ref<NSPersistentStore>
 NSPersistentStoreCoordinator::addPersistentStoreWithTypeConfigurationURLOptionsError(
     const Ref<NSString>& type, const Ref<NSString>& configuration, const Ref<NSURL>& url,
     const Ref<NSDictionary>& options, Ref<NSError>* error) {
+  if (configuration && !_model->entitiesForConfiguration(configuration)) {
+    impl::fail(error, impl::cocoaError(
+                          NSPersistentStoreOpenError,
+                          NSString::stringWithFormat("The model has no configuration named '%@'.",
+                                                     Value(configuration))));
+    return nullptr;
+  }
   Ref<NSPersistentStore> store;
   if (type && type->utf8() == NSSQLiteStoreType) {
     store = SQLiteStore::initWithModelConfigurationURLOptions(_model, configuration, url, options);
@@ -105,6 +112,18 @@ Ref<NSPersistentStore> NSPersistentStoreCoordinator::persistentStoreWithIdentifi
     if (store->identifier()->utf8() == identifier) return store;
   }
   return nullptr;
+}
+
+Ref<NSPersistentStore> NSPersistentStoreCoordinator::storeForNewObjectsOfEntity(
+    const Ref<NSEntityDescription>& entity) const {
+  std::lock_guard guard(_storeLock);
+  Ref<NSPersistentStore> first;
+  for (const Ref<NSPersistentStore>& store : _stores) {
+    if (!store->takes(*entity)) continue;
+    if (!store->isReadOnly()) return store;
+    if (!first) first = store;
+  }
+  return first;
 }
 
 Ref<NSManagedObjectID> NSPersistentStoreCoordinator::managedObjectIDForURIRepresentation(

@@ -61,7 +61,9 @@ class NSPersistentStoreCoordinator : public NSObject {
 
   const Ref<NSManagedObjectModel>& managedObjectModel() const noexcept { return _model; }
 
-  /// Opens the store, and makes its file if there is none. `configuration` is kept as text.
+  /// Opens the store, and makes its file if there is none. `configuration` names those entities of
+  /// the model whose objects the store takes; null stands for all of them. The file has a place for
+  /// every entity all the same.
   /// Returns: null on failure, with the error set; a file that is not a store, is damaged, belongs
   /// to another model (134100) or to a newer release is left exactly as it was.
   Ref<NSPersistentStore> addPersistentStoreWithTypeConfigurationURLOptionsError(
@@ -157,6 +159,11 @@ class NSPersistentStoreCoordinator : public NSObject {
                                                        const Ref<NSString>& type,
                                                        const Ref<NSDictionary>& options,
                                                        Ref<NSError>* error = nullptr);
+
+  /// Where a new object of the entity goes that nobody has given a store: to the first store that
+  /// takes it and can be written to, else to the first that takes it.
+  /// Returns: null if none takes it.
+  Ref<NSPersistentStore> storeForNewObjectsOfEntity(const Ref<NSEntityDescription>& entity) const;
 
   /// The lock under which stores are called.
   std::recursive_mutex& storeLock() const noexcept { return _storeLock; }

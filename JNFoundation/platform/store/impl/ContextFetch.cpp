@@ -103,7 +103,13 @@ ContextFetch::ContextFetch(NSManagedObjectContext& context, const NSFetchRequest
   _lock = std::unique_lock(coordinator->storeLock());
   const Ref<NSArray> stores = coordinator->persistentStores();
   for (const Value& value : *stores) {
-    _stores.emplace_back(as<NSPersistentStore>(value));
+    auto* store = as<NSPersistentStore>(value);
+    const auto family = _entity->layout().family();
+    const bool isConcerned =
+        store->takes(*_entity) ||
+        std::any_of(family.begin(), family.end(),
+                    [&](const NSEntityDescription* member) { return store->takes(*member); });
+    if (isConcerned) _stores.emplace_back(store);
   }
 }
 

@@ -24,7 +24,7 @@ bool createIndexes(Database& database, const Schema::EntityMap& map, int& number
       columns += map.columns[static_cast<std::size_t>(map.columnOfAttribute[index])].name;
       if (!element->isAscending()) columns += " DESC";
     }
-    // An index over a relationship is none of ours.
+    // What is not stored with the record has no index.
     if (columns.empty()) continue;
     const std::string sql = "CREATE INDEX jn_index_" + std::to_string(++number) + " ON " +
                             map.table + " (" + columns + ")";
