@@ -106,10 +106,12 @@ TEST_F(StatementTraceTest, AStatementThatFailsIsToldWithItsCode) {
         as<NSPersistentStore>(reader->persistentStores()->objectAtIndex(0))->beginSave(&error));
     EXPECT_EQ(error->code(), NSPersistentStoreTimeoutError) << "the message is still its own";
   }
-  store->abandonSave();
   ASSERT_EQ(told.size(), 1u);
   EXPECT_EQ(told[0].sql, "BEGIN IMMEDIATE");
   EXPECT_EQ(told[0].code, 5);
+  const StatementObserverScope scope(keeper());
+  store->abandonSave();
+  EXPECT_EQ(toldOf("ROLLBACK").size(), 1u);
 }
 
 TEST_F(StatementTraceTest, WhatAnObserverRaisesAndFetchesItselfHarmsNothing) {

@@ -343,7 +343,7 @@ void SQLiteStore::abandonSave() noexcept {
   _connection->saving = false;
   // SQLite may have taken everything back by itself already.
   if (sqlite3_get_autocommit(_connection->database.handle()) == 0) {
-    sqlite3_exec(_connection->database.handle(), "ROLLBACK", nullptr, nullptr, nullptr);
+    _connection->database.rollBack();
   }
 }
 

@@ -57,9 +57,21 @@ bool areAlike(const Schema& left, const Schema& right, const NSManagedObjectMode
     const bool hasSameColumns = std::equal(
         one.columns.begin(), one.columns.end(), other.columns.begin(), other.columns.end(),
         [](const Schema::Column& column, const Schema::Column& match) {
-          return column.name == match.name && column.attribute == match.attribute;
+          return column.name == match.name && column.attribute == match.attribute &&
+                 column.entityColumn == match.entityColumn &&
+                 column.positionColumn == match.positionColumn;
         });
     if (one.number != other.number || one.table != other.table || !hasSameColumns) return false;
+    for (const std::size_t number : entity->layout().toManys()) {
+      const NSRelationshipDescription& relationship = *entity->layout()[number].relationship;
+      if (relationship.isTransient()) continue;
+      const Schema::Link& link = left.of(relationship);
+      const Schema::Link& match = right.of(relationship);
+      if (link.table != match.table || link.near != match.near || link.far != match.far ||
+          link.position != match.position) {
+        return false;
+      }
+    }
   }
   return true;
 }
@@ -140,7 +152,7 @@ bool SQLiteStore::setOwnMetadata(const Ref<NSDictionary>& metadata, Ref<NSError>
   if (!database.execute("BEGIN IMMEDIATE")) return failedToSave(error);
   if (write()) return true;
   failedToSave(error);
-  if (sqlite3_get_autocommit(database.handle()) == 0) database.execute("ROLLBACK");
+  if (sqlite3_get_autocommit(database.handle()) == 0) database.rollBack();
   return false;
 }
 

@@ -127,6 +127,8 @@ class Database {
   bool executeWhenFree(const char* sql);
   /// Ends a transaction that has written nothing; the last failure stays what it is.
   void endReading() { run("COMMIT", false); }
+  /// Takes back what the transaction has written; the last failure stays what it is.
+  void rollBack() { run("ROLLBACK", false); }
   /// Returns: a false statement on failure.
   Statement prepare(std::string sql);
   /// The one number that a statement gives. Returns: false on failure.

@@ -10,6 +10,19 @@ namespace {
 
 constexpr std::size_t mostFindings = 100;
 
+/// Says of which record a property leads to which.
+auto ledAstray(const NSEntityDescription& entity, const NSString& property) {
+  std::string middle = " of '" + entity.name()->toStdString() + "': its '" +
+                       property.toStdString() + "' leads to the record ";
+  return [middle = std::move(middle)](const Statement& row) {
+    std::string text = "The record ";
+    text += row.text(0);
+    text += middle;
+    text += row.text(1);
+    return text + ", which is of another entity.";
+  };
+}
+
 /// How SQLite calls the values that stand for those of the type. Null where any may stand.
 const char* storedKind(NSAttributeType type) {
   switch (type) {
@@ -142,17 +155,31 @@ bool IntegrityCheck::checkTables() {
              [](const Statement& row) {
                return "The column of '" + std::string(row.text(0)) +
                       "': " + std::string(row.text(1)) + ".";
+             }) &&
+         collect(
+             "SELECT e.name, 'the table ' || l.table_name || ' of ' || l.property || ' is missing' "
+             "FROM jn_link l JOIN jn_entity e ON e.number = l.entity WHERE NOT EXISTS (SELECT 1 "
+             "FROM sqlite_schema s WHERE s.type = 'table' AND s.name = l.table_name)",
+             entitySays) &&
+         collect(
+             "SELECT e.name, 'a column of the table ' || l.table_name || ' of ' || l.property || "
+             "' is missing' FROM jn_link l JOIN jn_entity e ON e.number = l.entity WHERE (SELECT "
+             "count(*) FROM pragma_table_info(l.table_name) i WHERE i.name IN (l.near_column, "
+             "l.far_column, l.position_column)) < 2 + (l.position_column IS NOT NULL)",
+             entitySays) &&
+         collect(
+             "SELECT l.property, l.entity FROM jn_link l LEFT JOIN jn_entity e ON e.number = "
+             "l.entity WHERE e.number IS NULL",
+             [](const Statement& row) {
+               return "The table of '" + std::string(row.text(0)) +
+                      "': its entity has the number " + std::string(row.text(1)) +
+                      ", which none has.";
              });
 }
 
 bool IntegrityCheck::checkRecords(const NSEntityDescription& root) {
   const Schema::EntityMap& map = _schema.of(root);
-  std::string concrete;
-  for (const NSEntityDescription* entity : root.layout().family()) {
-    if (entity->isAbstract()) continue;
-    if (!concrete.empty()) concrete += ", ";
-    concrete += std::to_string(_schema.of(*entity).number);
-  }
+  const std::string concrete = numbersOf(root);
   const std::string name = root.name()->toStdString();
   const auto recordSays = [&](const Statement& row) {
     return "The record " + std::string(row.text(0)) + " of '" + name +
@@ -171,7 +198,16 @@ bool IntegrityCheck::checkRecords(const NSEntityDescription& root) {
                      "_pk < 1 OR _pk >= (SELECT next_key FROM jn_entity WHERE number = " +
                      std::to_string(map.number) + ")",
                  recordSays) &&
-         checkValues(map);
+         checkValues(map) && checkReferences(map);
+}
+
+std::string IntegrityCheck::numbersOf(const NSEntityDescription& entity) const {
+  std::string numbers;
+  for (const NSEntityDescription* member : entity.layout().family()) {
+    if (!numbers.empty()) numbers += ", ";
+    numbers += std::to_string(_schema.of(*member).number);
+  }
+  return numbers;
 }
 
 bool IntegrityCheck::checkValues(const Schema::EntityMap& rootMap) {
@@ -180,7 +216,7 @@ bool IntegrityCheck::checkValues(const Schema::EntityMap& rootMap) {
     if (&entity->layout().root() != rootMap.entity) continue;
     const Schema::EntityMap& map = _schema.of(*entity);
     for (const Schema::Column& column : map.columns) {
-      const char* kind = storedKind(column.type);
+      const char* kind = column.destination ? "integer" : storedKind(column.type);
       // What is inherited has been looked at.
       if (!kind ||
           (entity->superentity() && column.attribute < entity->superentity()->layout().count())) {
@@ -206,6 +242,54 @@ bool IntegrityCheck::checkValues(const Schema::EntityMap& rootMap) {
     }
   }
   return true;
+}
+
+/// Whether what records lead to is of the entity that the model says. That it is there at all is
+/// SQLite's to check, where it has to be.
+bool IntegrityCheck::checkReferences(const Schema::EntityMap& rootMap) {
+  for (const Ref<NSEntityDescription>& entity : _model.entityList()) {
+    if (&entity->layout().root() != rootMap.entity) continue;
+    const EntityLayout& layout = entity->layout();
+    const Ref<NSEntityDescription> above = entity->superentity();
+    const std::size_t inherited = above ? above->layout().count() : 0;
+    for (const Schema::Column& column : _schema.of(*entity).columns) {
+      if (!column.destination || column.attribute < inherited) continue;
+      if (!checkColumn(*entity, column)) return false;
+    }
+    for (const std::size_t number : layout.toManys()) {
+      const NSRelationshipDescription& relationship = *layout[number].relationship;
+      if (number < inherited || relationship.isTransient()) continue;
+      const Schema::Link& link = _schema.of(relationship);
+      if (link.hasOwnTable && !checkPairs(*entity, relationship, link)) return false;
+    }
+  }
+  return true;
+}
+
+bool IntegrityCheck::checkColumn(const NSEntityDescription& entity, const Schema::Column& column) {
+  const std::string& name = column.name;
+  std::string wrong = "far._entity NOT IN (" + numbersOf(*column.destination) + ")";
+  if (!column.entityColumn.empty()) {
+    wrong = "(near." + name + " IS NULL) <> (near." + column.entityColumn + " IS NULL) OR near." +
+            column.entityColumn + " <> far._entity OR " + wrong;
+  }
+  return collect("SELECT near._pk, near." + name + " FROM " + _schema.of(entity).table +
+                     " near LEFT JOIN " + _schema.of(*column.destination).table +
+                     " far ON far._pk = near." + name + " WHERE " + wrong,
+                 ledAstray(entity, *entity.layout()[column.attribute].name));
+}
+
+bool IntegrityCheck::checkPairs(const NSEntityDescription& entity,
+                                const NSRelationshipDescription& relationship,
+                                const Schema::Link& link) {
+  const auto sql = [&](const NSEntityDescription& member, const std::string& end) {
+    return "SELECT pair." + link.near + ", pair." + link.far + " FROM " + link.table +
+           " pair JOIN " + _schema.of(member).table + " record ON record._pk = pair." + end +
+           " WHERE record._entity NOT IN (" + numbersOf(member) + ")";
+  };
+  const auto sentence = ledAstray(entity, *relationship.name());
+  return collect(sql(entity, link.near), sentence) &&
+         collect(sql(*link.destination, link.far), sentence);
 }
 
 }  // namespace JNFoundation::impl
