@@ -181,6 +181,12 @@ TEST(PredicateRoundTrip, FormatsAreReadBackToPredicatesThatAnswerAlike) {
   EXPECT_GT(naiveAnswers, rounds * 2);
 }
 
+TEST(PredicateRoundTrip, ANegativeZeroKeepsItsSign) {
+  const Ref<NSPredicate> read = NSPredicate::predicateWithFormat("a == - .0 AND b == -0");
+  EXPECT_EQ(read->predicateFormat()->toStdString(), "a == -0.0 AND b == 0");
+  EXPECT_TRUE(read->isEqual(Value(NSPredicate::predicateWithFormat("a == -0.0 AND b == 0"))));
+}
+
 TEST(PredicateRoundTrip, RandomTextNeverDoesMoreThanRaise) {
   std::mt19937 random(99);
   static const char* pieces[] = {

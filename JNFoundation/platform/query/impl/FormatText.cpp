@@ -15,8 +15,10 @@ namespace {
 /// Constants that hold constants may nest as deep as anyone likes; their text stops here.
 constexpr int maximumListDepth = 100;
 
-/// Infinity has no name in formats; a literal past all doubles is read as it.
+/// Infinity has no name in formats; a literal past all doubles is read as it. Without a point a
+/// negative zero would be read as the integer, which has no sign.
 std::string textFromNumber(double number) {
+  if (number == 0 && std::signbit(number)) return "-0.0";
   if (!std::isinf(number)) return textFromDouble(number);
   return number > 0 ? "1e999" : "-1e999";
 }
