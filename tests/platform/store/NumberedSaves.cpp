@@ -6,12 +6,16 @@
 #include <vector>
 
 #include <JNFoundation/platform/query/NSPredicate.h>
+#include <JNFoundation/platform/store/NSRelationshipDescription.h>
 #include <JNFoundation/platform/value/NSError.h>
+#include <JNFoundation/platform/value/NSOrderedSet.h>
+#include <JNFoundation/platform/value/NSSet.h>
 
 namespace JNFoundation::testing {
 namespace {
 
 constexpr std::size_t mostBatches = 30;
+constexpr std::int64_t tags = 5;
 
 /// Spreads the bits of a number over all of them.
 std::uint64_t mixed(std::uint64_t bits) {
@@ -45,6 +49,19 @@ Ref<NSEntityDescription> entity(const char* name, std::vector<Value> properties)
 
 Ref<NSAttributeDescription> attribute(const char* name, NSAttributeType type) {
   return NSAttributeDescription::attributeWithNameType(name, type);
+}
+
+/// A relationship to one, or to many for a count of 0.
+Ref<NSRelationshipDescription> relationship(const char* name,
+                                            const Ref<NSEntityDescription>& destination,
+                                            NSUInteger count,
+                                            NSDeleteRule rule = NSNullifyDeleteRule) {
+  auto made = NSRelationshipDescription::init();
+  made->setName(name);
+  made->setDestinationEntity(destination);
+  made->setMaxCount(count);
+  made->setDeleteRule(rule);
+  return made;
 }
 
 std::int64_t integerOf(const NSManagedObject& object, const char* key) {
@@ -93,19 +110,30 @@ class NumberedSaves::Editor {
 };
 
 Ref<NSManagedObjectModel> NumberedSaves::model() {
-  auto item = entity("Item", {attribute("batch", NSInteger64AttributeType),
-                              attribute("position", NSInteger64AttributeType),
-                              attribute("text", NSStringAttributeType)});
+  auto item = entity("Item", {}), batch = entity("Batch", {}), tag = entity("Tag", {});
+  auto items = relationship("members", item, 0, NSCascadeDeleteRule);
+  items->setOrdered(true);
+  auto owner = relationship("owner", batch, 1);
+  items->setInverseRelationship(owner);
+  owner->setInverseRelationship(items);
+  auto tagged = relationship("tags", tag, 0), batches = relationship("batches", batch, 0);
+  tagged->setInverseRelationship(batches);
+  batches->setInverseRelationship(tagged);
+  item->setProperties(NSArray::arrayWithObjects(attribute("batch", NSInteger64AttributeType),
+                                                attribute("position", NSInteger64AttributeType),
+                                                attribute("text", NSStringAttributeType), owner));
+  batch->setProperties(NSArray::arrayWithObjects(
+      attribute("number", NSInteger64AttributeType), attribute("items", NSInteger64AttributeType),
+      attribute("sum", NSInteger64AttributeType), items, tagged));
+  tag->setProperties(
+      NSArray::arrayWithObjects(attribute("number", NSInteger64AttributeType), batches));
   item->setIndexes(NSArray::arrayWithObjects(NSArray::arrayWithObjects("batch")));
-  auto batch = entity("Batch", {attribute("number", NSInteger64AttributeType),
-                                attribute("items", NSInteger64AttributeType),
-                                attribute("sum", NSInteger64AttributeType)});
   auto ledger = entity("Ledger", {attribute("identity", NSInteger64AttributeType),
                                   attribute("number", NSInteger64AttributeType),
                                   attribute("batches", NSInteger64AttributeType),
                                   attribute("sum", NSInteger64AttributeType)});
   auto model = NSManagedObjectModel::init();
-  model->setEntities(NSArray::arrayWithObjects(item, batch, ledger));
+  model->setEntities(NSArray::arrayWithObjects(item, batch, tag, ledger));
   return model;
 }
 
@@ -120,6 +148,11 @@ std::string NumberedSaves::textOf(std::int64_t batch, std::int64_t position) con
   }
   text.resize(length);
   return text;
+}
+
+/// A bit for each tag.
+std::uint64_t NumberedSaves::tagsOf(std::int64_t batch) const {
+  return mixed(_seed, batch, -1, _batches.at(batch).revision) % (1u << tags);
 }
 
 std::int64_t NumberedSaves::sumOf(std::int64_t batch) const {
@@ -158,7 +191,6 @@ void NumberedSaves::change(Editor* editor) {
   };
   while (!_batches.empty() && (_batches.size() >= mostBatches || below(8) == 0)) {
     const auto gone = anyBatch();
-    if (editor) editor->erase("Item", "batch", gone->first);
     if (editor) editor->erase("Batch", "number", gone->first);
     _batches.erase(gone);
   }
@@ -166,32 +198,87 @@ void NumberedSaves::change(Editor* editor) {
     const auto changed = anyBatch();
     const std::int64_t batch = changed->first;
     changed->second.revision = _number;
+    ++changed->second.turns;
     if (!editor) continue;
-    editor->forEach("Item", "batch", batch, [&](NSManagedObject& item) {
-      item.setValueForKey(NSString::fromText(textOf(batch, integerOf(item, "position"))), "text");
+    editor->forEach("Batch", "number", batch, [&](NSManagedObject& record) {
+      const Ref<NSMutableOrderedSet> members = record.mutableOrderedSetValueForKey("members");
+      for (const Value& item : members->array()) {
+        auto& member = *as<NSManagedObject>(item);
+        const std::int64_t position = integerOf(member, "position");
+        member.setValueForKey(NSString::fromText(textOf(batch, position)), "text");
+      }
+      if (const Value first = members->takeFirstObject(); !first.isNull()) {
+        members->addObject(first);
+      }
+      rewrite(*editor, record, batch);
     });
-    editor->forEach("Batch", "number", batch,
-                    [&](NSManagedObject& record) { record.setValueForKey(sumOf(batch), "sum"); });
   }
   const auto items = static_cast<std::int64_t>(below(16) == 0 ? below(200) : below(12));
-  _batches[_number] = {items, _number};
+  _batches[_number] = {items, _number, 0};
   if (!editor) return;
+  for (std::int64_t i = 0; _number == 1 && i < tags; ++i) {
+    editor->insert("Tag")->setValueForKey(i, "number");
+  }
+  auto batch = editor->insert("Batch");
   for (std::int64_t i = 0; i < items; ++i) {
     auto item = editor->insert("Item");
     item->setValueForKey(_number, "batch");
     item->setValueForKey(i, "position");
     item->setValueForKey(NSString::fromText(textOf(_number, i)), "text");
+    // Either end will do.
+    if (i % 2 == 0) {
+      item->setValueForKey(batch, "owner");
+    } else {
+      batch->mutableOrderedSetValueForKey("members")->addObject(item);
+    }
   }
-  auto batch = editor->insert("Batch");
   batch->setValueForKey(_number, "number");
   batch->setValueForKey(items, "items");
-  batch->setValueForKey(sumOf(_number), "sum");
+  rewrite(*editor, *batch, _number);
   if (_number == 1) editor->insert("Ledger")->setValueForKey(1, "identity");
   editor->forEach("Ledger", "identity", 1, [this](NSManagedObject& ledger) {
     ledger.setValueForKey(_number, "number");
     ledger.setValueForKey(static_cast<std::int64_t>(_batches.size()), "batches");
     ledger.setValueForKey(sum(), "sum");
   });
+}
+
+/// What a batch says of itself beside its items.
+void NumberedSaves::rewrite(Editor& editor, NSManagedObject& batch, std::int64_t number) const {
+  batch.setValueForKey(sumOf(number), "sum");
+  std::vector<Value> chosen;
+  for (std::int64_t i = 0; i < tags; ++i) {
+    if ((tagsOf(number) >> i & 1) == 0) continue;
+    editor.forEach("Tag", "number", i, [&](NSManagedObject& tag) { chosen.emplace_back(&tag); });
+  }
+  batch.setValueForKey(NSSet::setWithValues(std::move(chosen)), "tags");
+}
+
+/// What is wrong with whom the batch leads to.
+std::string NumberedSaves::differenceOfBatch(const NSManagedObject& batch) const {
+  const std::int64_t number = integerOf(batch, "number");
+  const Batch& known = _batches.at(number);
+  const Value members = batch.valueForKey("members"), chosen = batch.valueForKey("tags");
+  const auto& items = *as<NSOrderedSet>(members);
+  const std::string name = "batch " + std::to_string(number);
+  if (static_cast<std::int64_t>(items.count()) != known.items) {
+    return name + " leads to " + std::to_string(items.count()) + " items";
+  }
+  for (std::int64_t i = 0; i < known.items; ++i) {
+    const Value item = items.objectAtIndex(static_cast<NSUInteger>(i));
+    const auto& member = *as<NSManagedObject>(item);
+    if (integerOf(member, "batch") != number ||
+        integerOf(member, "position") != (i + known.turns) % known.items) {
+      return name + " has its items in another order";
+    }
+    if (member.valueForKey("owner").object() != &batch)
+      return name + " is not the owner of its items";
+  }
+  std::uint64_t found = 0;
+  for (const Value& tag : *as<NSSet>(chosen)) {
+    found |= std::uint64_t{1} << integerOf(*as<NSManagedObject>(tag), "number");
+  }
+  return found == tagsOf(number) ? std::string() : name + " has other tags";
 }
 
 std::string NumberedSaves::difference(const Ref<NSManagedObjectContext>& context) const {
@@ -228,6 +315,8 @@ std::string NumberedSaves::difference(const Ref<NSManagedObjectContext>& context
         } else if (entity == "Batch") {
           agrees = integerOf(object, "items") == known->second.items &&
                    integerOf(object, "sum") == sumOf(batch);
+          const std::string problem = agrees ? differenceOfBatch(object) : std::string();
+          if (!problem.empty()) return problem;
         } else {
           const std::int64_t position = integerOf(object, "position");
           const Value text = object.valueForKey("text");

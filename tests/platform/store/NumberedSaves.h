@@ -12,9 +12,9 @@ namespace JNFoundation::testing {
 /// Saves that follow from a seed and their number, so that whoever knows how many were made knows
 /// every value that the store must hold.
 ///
-/// Each save adds a batch of items, changes others and takes some away; a batch says how many items
-/// it has and what they add up to, and a ledger the same of the batches, so that what is half there
-/// does not agree.
+/// Each save adds a batch of items, changes others and takes some away with their items; a batch
+/// has its items in an order, some of five tags, and says what its items add up to, and a ledger
+/// the same of the batches, so that what is half there does not agree.
 ///
 ///     NumberedSaves saves(seed);
 ///     for (int i = 0; i < 10; ++i) saves.change(context, &error) && context->save(&error);
@@ -48,10 +48,15 @@ class NumberedSaves {
     std::int64_t items;
     /// The save that wrote it last.
     std::int64_t revision;
+    /// How often its first item has been moved to the end.
+    std::int64_t turns;
   };
 
   void change(Editor* editor);
   std::string textOf(std::int64_t batch, std::int64_t position) const;
+  std::uint64_t tagsOf(std::int64_t batch) const;
+  void rewrite(Editor& editor, NSManagedObject& batch, std::int64_t number) const;
+  std::string differenceOfBatch(const NSManagedObject& batch) const;
   std::int64_t sumOf(std::int64_t batch) const;
   std::int64_t sum() const;
 
