@@ -17,6 +17,8 @@
 #include <JNFoundation/platform/value/NSDate.h>
 #include <JNFoundation/platform/value/NSDecimalNumber.h>
 #include <JNFoundation/platform/value/NSError.h>
+#include <JNFoundation/platform/value/NSOrderedSet.h>
+#include <JNFoundation/platform/value/NSSet.h>
 #include <JNFoundation/platform/value/NSUUID.h>
 
 // These files outlive no run, so nothing waits for the disk.
@@ -37,6 +39,8 @@ const Ref<NSManagedObjectModel>& model() {
     <attribute name="title" optional="YES" attributeType="String"/>
     <attribute name="year" optional="YES" attributeType="Integer 32"/>
     <attribute name="added" optional="YES" attributeType="Date"/>
+    <relationship name="notes" optional="YES" toMany="YES" ordered="YES" deletionRule="Cascade"
+        destinationEntity="Note" inverseName="about" inverseEntity="Note"/>
     <fetchIndex name="byTitle"><fetchIndexElement property="title"/></fetchIndex>
   </entity>
   <entity name="Book" parentEntity="Work">
@@ -46,14 +50,27 @@ const Ref<NSManagedObjectModel>& model() {
     <attribute name="cover" optional="YES" attributeType="Binary"/>
     <attribute name="number" optional="YES" attributeType="UUID"/>
     <attribute name="page" optional="YES" attributeType="URI"/>
+    <relationship name="similar" optional="YES" toMany="YES" deletionRule="Nullify"
+        destinationEntity="Book" inverseName="similar" inverseEntity="Book"/>
   </entity>
-  <entity name="Note"><attribute name="text" attributeType="String"/></entity>
+  <entity name="Film" parentEntity="Work"/>
+  <entity name="Note">
+    <attribute name="text" attributeType="String"/>
+    <relationship name="about" optional="YES" maxCount="1" deletionRule="Nullify"
+        destinationEntity="Work" inverseName="notes" inverseEntity="Work"/>
+    <uniquenessConstraints>
+      <uniquenessConstraint><constraint value="text"/></uniquenessConstraint>
+    </uniquenessConstraints>
+  </entity>
 </model>)xml");
   return made;
 }
 
 fs::path directory;
+/// A file that is closed, and one whose last save stands in its log only.
 std::string goodFile;
+std::string loggedFile;
+std::string goodLog;
 
 std::string bytesOf(const fs::path& path) {
   std::ifstream stream(path, std::ios::binary);
@@ -89,6 +106,18 @@ Ref<NSManagedObject> insertBook(const Ref<NSManagedObjectContext>& context, int 
   return book;
 }
 
+/// A book with a note, and similar to the one before; it takes that one's place.
+void insertRelated(const Ref<NSManagedObjectContext>& context, int number,
+                   Ref<NSManagedObject>& last) {
+  auto book = insertBook(context, number);
+  auto note =
+      NSEntityDescription::insertNewObjectForEntityForNameInManagedObjectContext("Note", context);
+  note->setValueForKey(NSString::stringWithFormat("Note %d", number), "text");
+  note->setValueForKey(book, "about");
+  if (last) book->mutableSetValueForKey("similar")->addObject(last);
+  last = book;
+}
+
 /// One opening of the file, with everything that an application does in it.
 class Session {
  public:
@@ -122,7 +151,7 @@ class Session {
       auto* object = as<NSManagedObject>(value);
       // A record that is no longer found when its values are read is gone.
       const std::string raised = fuzzing::raisedName([&] {
-        const Ref<NSArray> names = object->entity()->attributesByName()->allKeys();
+        const Ref<NSArray> names = object->entity()->propertiesByName()->allKeys();
         for (const Value& name : *names) {
           object->valueForKey(name.stringValue()).description();
         }
@@ -141,8 +170,11 @@ class Session {
         "Note", _context);
     note->setValueForKey("new", "text");
     if (auto* object = as<NSManagedObject>(_last)) {
-      const std::string raised =
-          fuzzing::raisedName([&] { object->setValueForKey("changed", "title"); });
+      const std::string raised = fuzzing::raisedName([&] {
+        object->setValueForKey("changed", "title");
+        note->setValueForKey(Value(object), "about");
+        object->mutableSetValueForKey("similar")->removeAllObjects();
+      });
       require(raised.empty() || raised == NSObjectInaccessibleException, "writing raises", raised);
     }
     save();
@@ -167,11 +199,23 @@ class Session {
   Value _last;
 };
 
+struct Files {
+  std::string file;
+  std::string log;
+};
+
 /// The good file with changes: each is a place (two bytes, low one first) and a count, then that
-/// many bytes to put there; without bytes the file ends there.
-std::string changedFile(std::string_view changes) {
-  std::string file = goodFile;
+/// many bytes to put there; without bytes the file ends there. A count from 128 on means a place in
+/// the log, and the file that has one.
+Files changedFiles(std::string_view changes) {
+  Files files{goodFile, {}};
+  for (std::string_view rest = changes; rest.size() >= 3;) {
+    const auto count = static_cast<unsigned char>(rest[2]);
+    if (count >= 128) files = {loggedFile, goodLog};
+    rest.remove_prefix(std::min<std::size_t>(rest.size(), 3 + count % 16));
+  }
   while (changes.size() >= 3) {
+    std::string& file = static_cast<unsigned char>(changes[2]) >= 128 ? files.log : files.file;
     const auto at = static_cast<unsigned char>(changes[0]) +
                     (static_cast<std::size_t>(static_cast<unsigned char>(changes[1])) << 8);
     const std::string_view bytes = changes.substr(3, static_cast<unsigned char>(changes[2]) % 16);
@@ -182,7 +226,7 @@ std::string changedFile(std::string_view changes) {
       file.replace(at, bytes.size(), bytes);
     }
   }
-  return file;
+  return files;
 }
 
 }  // namespace
@@ -205,10 +249,14 @@ extern "C" int LLVMFuzzerInitialize(int* count, char*** arguments) {
     requireError(true, error, "making the good file");
     auto context = NSManagedObjectContext::init();
     context->setPersistentStoreCoordinator(coordinator);
-    for (int i = 0; i < 5; ++i) insertBook(context, i);
+    Ref<NSManagedObject> last;
+    for (int i = 0; i < 5; ++i) insertRelated(context, i, last);
     requireError(context->save(&error), error, "filling the good file");
+    loggedFile = bytesOf(path);
+    goodLog = bytesOf(path.string() + "-wal");
   }
   goodFile = bytesOf(path);
+  require(!goodLog.empty(), "there is no log");
   removeStore(path);
   require(goodFile.size() > 4096, "the good file is empty");
   return 0;
@@ -218,11 +266,13 @@ extern "C" int LLVMFuzzerInitialize(int* count, char*** arguments) {
 // refused and left as it is, or works: every operation succeeds or has an error.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view input = fuzzing::textOf(data, size);
-  const std::string file =
-      input.starts_with("SQLite format 3") ? std::string(input) : changedFile(input);
+  const Files files =
+      input.starts_with("SQLite format 3") ? Files{std::string(input), {}} : changedFiles(input);
+  const std::string& file = files.file;
   const fs::path path = directory / "fuzzed.sqlite";
   removeStore(path);
   std::ofstream(path, std::ios::binary) << file;
+  if (!files.log.empty()) std::ofstream(path.string() + "-wal", std::ios::binary) << files.log;
   const MainQueueScope queue;
   {
     Session session(path, true);
@@ -237,6 +287,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       session.fetch("Book", nullptr, "added");
       session.change();
       session.fetch("Book", "price > 1 AND title BEGINSWITH 'T'", "price");
+      session.fetch("Work", "ANY notes.text CONTAINS 'o' OR title != nil", "title");
+      session.fetch("Note", "about.year > 1900", "about.title");
     }
   }
   require(opened || bytesOf(path) == file, "a file that was refused has changed");

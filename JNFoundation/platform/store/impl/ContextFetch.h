@@ -26,6 +26,9 @@ class ContextFetch {
   NSUInteger count(Ref<NSError>* error);
 
  private:
+  Ref<NSArray> results(NSFetchRequestResultType type, Ref<NSError>* error);
+  NSUInteger countResults(Ref<NSError>* error);
+
   using Objects = std::vector<Ref<NSManagedObject>>;
 
   /// What a dictionary of the result gets.

@@ -3,7 +3,6 @@
 #include <JNFoundation/platform/store/impl/ObjectAccess.h>
 #include <JNFoundation/platform/store/impl/TransformedValue.h>
 #include <JNFoundation/platform/text/Hash.h>
-#include <JNFoundation/platform/value/NSError.h>
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/NSOrderedSet.h>
 #include <JNFoundation/platform/value/NSSet.h>
@@ -33,14 +32,6 @@ Value RecordIdentity::valueForKey(const Ref<NSString>& key) const {
 
 // ---- Related rows -------------------------------------------------------------------------------
 
-namespace {
-
-[[noreturn]] void raiseUnreadable(const Ref<NSError>& error) {
-  raise(NSObjectInaccessibleException, "Related records cannot be read: %@", Value(error));
-}
-
-}  // namespace
-
 Value RowSource::row(const NSManagedObjectID& identifier) {
   auto& known = _known[&identifier.entity()->layout().root()];
   const auto found = known.find(identifier.number());
@@ -48,7 +39,7 @@ Value RowSource::row(const NSManagedObjectID& identifier) {
   RowCollector collector(*this);
   Ref<NSError> error;
   if (!_store.fetchRow(*identifier.entity(), identifier.number(), collector, &error)) {
-    raiseUnreadable(error);
+    throw UnreadableRows{error};
   }
   const Value row = collector.rows.empty() ? Value() : collector.rows.front();
   known.emplace(identifier.number(), row);
@@ -59,7 +50,8 @@ Value RowSource::relatedRows(const NSRelationshipDescription& relationship,
                              std::int64_t primaryKey) {
   RowCollector collector(*this);
   Ref<NSError> error;
-  if (!_store.fetchRelated(relationship, primaryKey, collector, &error)) raiseUnreadable(error);
+  if (!_store.fetchRelated(relationship, primaryKey, collector, &error))
+    throw UnreadableRows{error};
   if (relationship.isOrdered())
     return NSOrderedSet::orderedSetWithValues(std::move(collector.rows));
   return NSSet::setWithValues(std::move(collector.rows));

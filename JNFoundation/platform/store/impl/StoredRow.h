@@ -6,6 +6,7 @@
 #include <JNFoundation/platform/store/NSPersistentStore.h>
 #include <JNFoundation/platform/store/ValueArray.h>
 #include <JNFoundation/platform/store/impl/ObjectRegistry.h>
+#include <JNFoundation/platform/value/NSError.h>
 
 namespace JNFoundation::impl {
 
@@ -32,6 +33,12 @@ class RecordIdentity : public NSObject {
   ObjectKey _key;
 };
 
+/// Thrown where related rows cannot be read, past whatever asks for them, to the fetch that they
+/// are read for; it gives the error.
+struct UnreadableRows {
+  Ref<NSError> error;
+};
+
 /// Where rows of one store find the rows that they are related to, each read once.
 /// Lives longer than its rows. Threads: one at a time, under the store's lock.
 class RowSource {
@@ -40,10 +47,9 @@ class RowSource {
 
   NSPersistentStore& store() const noexcept { return _store; }
 
-  /// Returns: null for a record that is not there. Fails: raises NSObjectInaccessibleException
-  /// where the store cannot be read.
+  /// Returns: null for a record that is not there. Fails: throws UnreadableRows.
   Value row(const NSManagedObjectID& identifier);
-  /// The rows at the other end of a relationship to many.
+  /// The rows at the other end of a relationship to many. Fails: throws UnreadableRows.
   Value relatedRows(const NSRelationshipDescription& relationship, std::int64_t primaryKey);
 
  private:
