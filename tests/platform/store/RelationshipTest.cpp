@@ -239,6 +239,14 @@ TEST_P(Relationship, DeletingAnUnsavedObjectLeavesTheOtherEnd) {
   EXPECT_EQ(names(anew("Department", "Sales"), "people"), "");
 }
 
+TEST_P(Relationship, NobodyIsLeftLeadingToWhatWasNeverSaved) {
+  auto badge = make("Badge", "gold");
+  badge->setValueForKey(make("Department", "Sales"), "department");
+  context->deleteObject(one(badge, "department"));
+  EXPECT_FALSE(one(badge, "department"));
+  save();
+}
+
 TEST_P(Relationship, PairsGoWithEitherRecord) {
   auto ann = make("Person", "Ann"), art = make("Skill", "art");
   relate(ann, "favourites", {art});

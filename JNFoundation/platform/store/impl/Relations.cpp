@@ -361,7 +361,9 @@ void Relations::applyDeleteRules(NSManagedObject& object) {
   for (const auto numbers : {layout.toOnes(), layout.toManys()}) {
     for (const std::size_t number : numbers) {
       const NSRelationshipDescription& relationship = *layout[number].relationship;
-      const NSDeleteRule rule = relationship.deleteRule();
+      NSDeleteRule rule = relationship.deleteRule();
+      // Nobody is left leading to what never was in a store.
+      if (object.isInserted() && rule != NSCascadeDeleteRule) rule = NSNullifyDeleteRule;
       if (rule != NSNullifyDeleteRule && rule != NSCascadeDeleteRule) continue;
       if (rule == NSNullifyDeleteRule && !relationship.inverseRelationship()) continue;
       for (const Ref<NSManagedObject>& other : destinations(object, number)) {
