@@ -12,11 +12,12 @@ class NSDictionary;
 /// Objects answer through their own `valueForKey`; numbers, booleans and dates, which are no
 /// objects, through the operations that their class declares, searched as getKey, key, isKey, _key.
 /// An object without these that declares countOfKey and objectInKeyAtIndex: or keyAtIndexes:
-/// answers with an array that reads through them.
-/// Null answers every key with null and takes every value without effect. Fail: an unknown key
-/// raises NSUndefinedKeyException, "[<Class 0xaddress> valueForUndefinedKey:]: this class is not
-/// key value coding-compliant for the key KEY."; a null key raises NSInvalidArgumentException.
-/// Threads: as the object read.
+/// answers with an array that reads through them, and one that declares countOfKey, memberOfKey:
+/// and enumeratorOfKey, which gives the members as an array or a set, with a set. Null answers
+/// every key with null and takes every value without effect. Fail: an unknown key raises
+/// NSUndefinedKeyException, "[<Class 0xaddress> valueForUndefinedKey:]: this class is not key value
+/// coding-compliant for the key KEY."; a null key raises NSInvalidArgumentException. Threads: as
+/// the object read.
 
 /// Of a collection the key is read of every member, however deeply collections are nested.
 Value valueForKey(const Value& object, const Ref<NSString>& key);

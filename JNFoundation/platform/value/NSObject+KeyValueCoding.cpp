@@ -21,7 +21,7 @@ Value NSObject::valueForKey(const Ref<NSString>& key) const {
   if (const Method* getter = class_().getterForKey(key->utf8())) {
     return getter->invoke(Value(const_cast<NSObject*>(this)), {});
   }
-  if (Ref<NSArray> array = impl::arrayOfIndexedAccessors(*this, key->utf8())) return array;
+  if (Value kept = impl::collectionOfAccessors(*this, key->utf8()); !kept.isNull()) return kept;
   return valueForUndefinedKey(key);
 }
 

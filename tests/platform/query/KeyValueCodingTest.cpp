@@ -4,6 +4,7 @@
 #include <JNFoundation/platform/query/KeyValueCoding.h>
 #include <JNFoundation/platform/value/NSDate.h>
 #include <JNFoundation/platform/value/NSIndexSet.h>
+#include <JNFoundation/platform/value/NSSet.h>
 
 namespace JNFoundation {
 namespace {
@@ -35,6 +36,9 @@ struct Shelf : public Subclass<Shelf, NSObject> {
     return NSArray::arrayWithObject(indexes->firstIndex() * 10);
   }
   NSInteger countOfLamps() const { return 1; }
+  NSInteger countOfKeys() const { return 2; }
+  Ref<NSArray> enumeratorOfKeys() const { return list({"front", "back", "front"}); }
+  Value memberOfKeys(const Value& key) const { return key; }
   NSInteger countOfDoors() const { return -1; }
   Value objectInDoorsAtIndex(NSUInteger) const { return 1; }
 };
@@ -46,6 +50,9 @@ const ClassDeclaration<Shelf> shelfDeclaration =
         .operation("countOfNumbers", &Shelf::countOfNumbers)
         .operation("numbersAtIndexes:", &Shelf::numbersAtIndexes)
         .operation("countOfLamps", &Shelf::countOfLamps)
+        .operation("countOfKeys", &Shelf::countOfKeys)
+        .operation("enumeratorOfKeys", &Shelf::enumeratorOfKeys)
+        .operation("memberOfKeys:", &Shelf::memberOfKeys)
         .operation("countOfDoors", &Shelf::countOfDoors)
         .operation("objectInDoorsAtIndex:", &Shelf::objectInDoorsAtIndex);
 
@@ -67,6 +74,13 @@ TEST(KeyValueCoding, IndexedAccessorsMakeAnArrayThatReadsThroughThem) {
   EXPECT_EQ(raisedName([&] { valueForKey(shelf, "lamps"); }), "NSUnknownKeyException");
   EXPECT_EQ(raisedName([&] { valueForKey(shelf, ""); }), "NSUnknownKeyException");
   EXPECT_EQ(raisedName([&] { as<NSArray>(books)->objectAtIndex(2); }), "NSRangeException");
+}
+
+TEST(KeyValueCoding, SetAccessorsMakeASetThatReadsThroughThem) {
+  const auto shelf = makeObject<Shelf>();
+  const Value keys = valueForKey(shelf, "keys");
+  EXPECT_EQ(keys, Value(NSSet::setWithObjects("back", "front")));
+  EXPECT_TRUE(holds(shelf, "'back' IN keys AND keys.@count == 2 AND NONE keys == 'side'"));
 }
 
 TEST(KeyValueCoding, ArrayOfIndexedAccessorsKeepsItsObject) {

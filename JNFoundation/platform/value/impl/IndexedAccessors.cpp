@@ -9,6 +9,7 @@
 #include <JNFoundation/platform/value/Method.h>
 #include <JNFoundation/platform/value/NSIndexSet.h>
 #include <JNFoundation/platform/value/NSNull.h>
+#include <JNFoundation/platform/value/NSSet.h>
 
 namespace JNFoundation::impl {
 namespace {
@@ -61,6 +62,37 @@ class AccessorArray final : public NSArray {
 
 constinit const Class AccessorArray::classObject = Class::of<AccessorArray>("NSKeyValueArray");
 
+class AccessorSet final : public NSSet {
+ public:
+  using Superclass = NSSet;
+  static const Class classObject;
+  const Class& class_() const noexcept override { return classObject; }
+
+  AccessorSet(const NSObject& owner, const Method& members)
+      : NSSet(Representation::Foreign), _owner(const_cast<NSObject*>(&owner)), _members(members) {}
+
+ private:
+  /// A set holds no null, whatever it was given.
+  Ref<NSSet> foreignContents() const override {
+    const Value found = _members.invoke(Value(_owner), {});
+    std::vector<Value> members;
+    const auto add = [&](const auto& collection) {
+      for (const Value& member : collection) members.push_back(orNSNull(member));
+    };
+    if (const auto* set = as<NSSet>(found)) {
+      add(*set);
+    } else if (const auto* array = as<NSArray>(found)) {
+      add(*array);
+    }
+    return setWithValues(std::move(members));
+  }
+
+  Ref<NSObject> _owner;
+  const Method& _members;
+};
+
+constinit const Class AccessorSet::classObject = Class::of<AccessorSet>("NSKeyValueSet");
+
 /// Keys may come from data, so that none of the names becomes a selector here.
 const Method* methodNamed(const Class& cls, const std::string& name, std::size_t arguments) {
   const SEL selector = SEL::ifKnown(name);
@@ -72,7 +104,7 @@ const Method* methodNamed(const Class& cls, const std::string& name, std::size_t
 
 }  // namespace
 
-Ref<NSArray> arrayOfIndexedAccessors(const NSObject& object, std::string_view key) {
+Value collectionOfAccessors(const NSObject& object, std::string_view key) {
   if (key.empty()) return nullptr;
   std::string capitalized(key);
   if (key[0] >= 'a' && key[0] <= 'z') capitalized[0] = static_cast<char>(key[0] - 'a' + 'A');
@@ -81,8 +113,10 @@ Ref<NSArray> arrayOfIndexedAccessors(const NSObject& object, std::string_view ke
   if (!count) return nullptr;
   const Method* one = methodNamed(cls, "objectIn" + capitalized + "AtIndex:", 1);
   const Method* several = methodNamed(cls, std::string(key) + "AtIndexes:", 1);
-  if (!one && !several) return nullptr;
-  return makeObject<AccessorArray>(object, *count, one, several);
+  if (one || several) return Value(makeObject<AccessorArray>(object, *count, one, several));
+  const Method* members = methodNamed(cls, "enumeratorOf" + capitalized, 0);
+  if (!members || !methodNamed(cls, "memberOf" + capitalized + ":", 1)) return nullptr;
+  return Value(makeObject<AccessorSet>(object, *members));
 }
 
 }  // namespace JNFoundation::impl
