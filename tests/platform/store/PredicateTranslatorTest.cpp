@@ -287,7 +287,7 @@ TEST_F(TranslationTest, WhatRemainsIsOnlyThePartWithoutAnSQLForm) {
   EXPECT_EQ(sql("year == 1 AND year + 1 == 2"), "year + 1 == 2");
   EXPECT_EQ(sql("year + 1 == 2 OR year == 1"), "year + 1 == 2 OR year == 1");
   EXPECT_EQ(sql("NOT (year + 1 == 2)"), "NOT year + 1 == 2");
-  EXPECT_EQ(sql("SELF == %@", 5), "SELF == 5");
+  EXPECT_EQ(sql("SELF == %@ AND SELF < 5", 5), "SELF < 5");
 }
 
 TEST_F(TranslationTest, DeepPredicatesAreAnswered) {

@@ -1,3 +1,5 @@
+#include <optional>
+
 #include <JNFoundation/platform/query/NSPredicate.h>
 #include <JNFoundation/platform/store/impl/EntityLayout.h>
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
@@ -17,36 +19,33 @@ namespace {
 /// The SELECT of a query.
 class Selection {
  public:
-  Selection(const Schema& schema, std::string_view identifier, const StoreQuery& query)
-      : shape(schema, *query.entity, query.includesSubentities), _map(schema.of(*query.entity)) {
-    PredicateTranslator translator(_map, identifier, parameters);
-    if (!shape.isWholeHierarchy()) _where = "_entity IN (" + shape.entityNumbers() + ")";
+  Selection(const Schema& schema, std::string_view identifier, const StoreQuery& query) {
+    PredicateTranslator translator(schema, *query.entity, identifier, parameters);
     const std::string condition = translator.condition(query.predicate, remaining);
-    if (!condition.empty()) {
-      if (!_where.empty()) _where += " AND ";
-      _where += condition;
-    }
-    if (const auto order = translator.order(query.sortDescriptors)) {
-      _order = " ORDER BY " + *order;
-    } else {
-      sorts = false;
-      _order = " ORDER BY _pk";
-    }
+    const auto order = translator.order(query.sortDescriptors);
+    sorts = order.has_value();
+    _tables = translator.source().sql();
+    const std::string own = translator.source().name() + ".";
+    shape.emplace(schema, *query.entity, query.includesSubentities,
+                  translator.source().hasJoins() ? std::string_view(own) : std::string_view());
+    if (!shape->isWholeHierarchy()) _where = own + "_entity IN (" + shape->entityNumbers() + ")";
+    if (!condition.empty()) _where += (_where.empty() ? "" : " AND ") + condition;
+    _order = " ORDER BY " + (order ? *order : own + "_pk");
     if (!remaining && sorts && (query.limit > 0 || query.offset > 0)) {
-      _limit = " LIMIT ? OFFSET ?";
+      _limit = " LIMIT ?" + std::to_string(parameters.size() + 1) + " OFFSET ?" +
+               std::to_string(parameters.size() + 2);
       limitParameters[0] = query.limit > 0 ? static_cast<std::int64_t>(query.limit) : -1;
       limitParameters[1] = static_cast<std::int64_t>(query.offset);
     }
   }
 
   std::string rowsSQL(bool withValues) const {
-    return "SELECT " + shape.columns(withValues) + " FROM " + _map.table + where() + _order +
-           _limit;
+    return "SELECT " + shape->columns(withValues) + " FROM " + _tables + where() + _order + _limit;
   }
 
   std::string countSQL() const {
-    if (_limit.empty()) return "SELECT count(*) FROM " + _map.table + where();
-    return "SELECT count(*) FROM (SELECT 1 FROM " + _map.table + where() + _limit + ")";
+    if (_limit.empty()) return "SELECT count(*) FROM " + _tables + where();
+    return "SELECT count(*) FROM (SELECT 1 FROM " + _tables + where() + _limit + ")";
   }
 
   void bind(Statement& statement) const {
@@ -57,7 +56,7 @@ class Selection {
     statement.bind(number + 1, limitParameters[1]);
   }
 
-  impl::RowShape shape;
+  std::optional<impl::RowShape> shape;
   std::vector<Value> parameters;
   Ref<NSPredicate> remaining;
   bool sorts = true;
@@ -66,7 +65,7 @@ class Selection {
  private:
   std::string where() const { return _where.empty() ? std::string() : " WHERE " + _where; }
 
-  const Schema::EntityMap& _map;
+  std::string _tables;
   std::string _where;
   std::string _order;
   std::string _limit;
@@ -104,7 +103,7 @@ bool SQLiteStore::fetchRows(const StoreQuery& query, StoreRowReceiver& receiver,
   Statement statement = _connection->database.prepare(selection.rowsSQL(query.includesValues));
   if (!statement) return failedToRead(error);
   selection.bind(statement);
-  return readRows(statement, selection.shape, query.includesValues, receiver, error);
+  return readRows(statement, *selection.shape, query.includesValues, receiver, error);
 }
 
 bool SQLiteStore::fetchRow(const NSEntityDescription& entity, std::int64_t primaryKey,

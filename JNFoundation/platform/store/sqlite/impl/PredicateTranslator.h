@@ -4,8 +4,7 @@
 #include <string>
 #include <vector>
 
-#include <JNFoundation/platform/query/NSComparisonPredicate.h>
-#include <JNFoundation/platform/store/sqlite/impl/Schema.h>
+#include <JNFoundation/platform/store/sqlite/impl/PathTranslator.h>
 
 namespace JNFoundation::impl {
 
@@ -13,61 +12,73 @@ namespace JNFoundation::impl {
 /// answers that evaluating them in memory gives; the rest is left to memory.
 ///
 /// A condition is written so that it is 0 or 1 and never NULL, for NOT must turn it round, and so
-/// that an index can serve it where a plain comparison would do.
+/// that an index can serve it where a plain comparison would do. Key paths to one record are joins,
+/// what is asked of many records is asked of a SELECT of its own inside the condition. Names are
+/// quoted, values are parameters.
 class PredicateTranslator {
  public:
   /// The values of the parameters in their order are appended to `parameters`.
-  PredicateTranslator(const Schema::EntityMap& map, std::string_view storeIdentifier,
-                      std::vector<Value>& parameters)
-      : _map(map), _storeIdentifier(storeIdentifier), _parameters(parameters) {}
+  PredicateTranslator(const Schema& schema, const NSEntityDescription& entity,
+                      std::string_view storeIdentifier, std::vector<Value>& parameters)
+      : _paths(schema, entity), _comparison(storeIdentifier, parameters), _parameters(parameters) {}
 
   /// The condition, empty for none. `remaining` gets what has no SQL form, null if all of it has; a
   /// record fits the predicate if it fits both.
   std::string condition(const Ref<NSPredicate>& predicate, Ref<NSPredicate>& remaining);
 
-  /// The columns to order by, ties by primary key. Returns: nothing if memory must sort.
+  /// What to order by, ties by primary key. Returns: nothing if memory must sort.
   std::optional<std::string> order(const Ref<NSArray>& descriptors);
 
- private:
-  /// Kinds of values that have a common order, in memory and in SQL alike.
-  enum class Kind { Number, Text, Date, UUID, Data, Other };
+  /// The tables that all of it reads: what stands behind FROM, and under which name the entity's
+  /// own table stands there.
+  const SelectSource& source() noexcept { return _paths.source(); }
 
-  /// One side of a comparison: a column, or a value.
-  struct Operand {
-    const Schema::Column* column = nullptr;
-    bool isIdentifier = false;
-    Value constant;
+ private:
+  struct Condition {
+    std::string sql;
+    SQLDepth depth;
+  };
+  /// What the variables of the subqueries around stand for.
+  struct Variable {
+    const NSString* name;
+    const RecordPlace* place;
+    const Variable* outer;
+    unsigned depth;
+  };
+  /// What an expression gives: an operand, or the records of a collection.
+  struct Side {
+    SQLOperand operand;
+    TranslatedPath path;
+    bool isCollection = false;
   };
 
-  static Kind kindOf(NSAttributeType type) noexcept;
-  static Kind kindOf(const Value& value) noexcept;
+  bool translate(const NSPredicate& predicate, const Variable* scope, Condition& condition);
+  bool translateCompound(const NSPredicate& predicate, const Variable* scope, Condition& condition);
+  bool translateComparison(const NSComparisonPredicate& predicate, const Variable* scope,
+                           Condition& condition);
+  bool translateMembers(const NSComparisonPredicate& predicate, const Variable* scope,
+                        Condition& condition);
+  /// The comparison of an operand with what stands on the right.
+  bool compareWithRight(const NSComparisonPredicate& predicate, const SQLOperand& left,
+                        const Variable* scope, Condition& condition);
+  /// Whether the collection holds what the operand gives.
+  bool contains(TranslatedPath& collection, const SQLOperand& element,
+                NSComparisonPredicateOptions options, Condition& condition);
+  /// The condition that one member of the collection satisfies another one. Takes: whether an index
+  /// finds the few records that do.
+  bool someMember(const TranslatedPath& collection, const Condition& inner, bool areFew,
+                  Condition& condition) const;
+  bool compare(NSPredicateOperatorType type, NSComparisonPredicateOptions options,
+               const SQLOperand& left, const SQLOperand& right, Condition& condition);
 
-  /// `depth` gets a bound of the expression's levels.
-  bool translate(const NSPredicate& predicate, std::string& sql, unsigned& depth);
-  bool translateCompound(const NSPredicate& predicate, std::string& sql, unsigned& depth);
-  bool translateComparison(const NSComparisonPredicate& predicate, std::string& sql);
-  bool operandOf(const NSExpression& expression, Operand& operand) const;
-  bool compareColumnWithValue(NSPredicateOperatorType type, NSComparisonPredicateOptions options,
-                              const Schema::Column& column, const Value& value, std::string& sql);
-  bool compareColumns(NSPredicateOperatorType type, const Schema::Column& left,
-                      const Schema::Column& right, std::string& sql) const;
-  bool between(const Schema::Column& column, const Value& bounds, std::string& sql);
-  bool in(const Schema::Column& column, const Value& collection, std::string& sql);
-  bool identifier(NSPredicateOperatorType type, const Value& value, std::string& sql);
-  void textOperator(NSPredicateOperatorType type, NSComparisonPredicateOptions options,
-                    const Schema::Column& column, const Value& value, std::string& sql);
-  void beginsWith(const Schema::Column& column, std::string_view prefix, std::string& sql);
-  std::string parameter(const Value& value);
-  /// Whether the value can be a parameter without losing anything.
-  static bool isBindable(const Value& value) noexcept;
+  bool sideOf(const NSExpression& expression, const Variable* scope, Side& side);
+  /// Fails: returns false for what is no path to records.
+  bool pathOf(const NSExpression& expression, const Variable* scope, TranslatedPath& path);
+  bool subquery(const NSExpression& expression, const Variable* scope, TranslatedPath& path);
 
-  const Schema::EntityMap& _map;
-  std::string_view _storeIdentifier;
+  PathTranslator _paths;
+  SQLComparison _comparison;
   std::vector<Value>& _parameters;
 };
-
-/// Binds a parameter of a translated predicate; the value must outlive the statement's run.
-class Statement;
-void bindParameter(Statement& statement, int number, const Value& value);
 
 }  // namespace JNFoundation::impl
