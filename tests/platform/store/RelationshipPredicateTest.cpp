@@ -233,9 +233,9 @@ std::optional<std::string> answersOf(const NSPredicate& predicate, const Ref<NSA
 TEST_F(RelationshipPredicateTest, BothStoresAnswerAsTheObjectsDo) {
   JN_TRACE_SEED(randomness);
   int asked = 0, translated = 0;
-  for (int company = 0; company < ::JNFoundation::testing::rounds(6, 60); ++company) {
+  for (int company = 0; company < ::JNFoundation::testing::rounds(6, 40); ++company) {
     found(6 + below(10));
-    for (int round = 0; round < ::JNFoundation::testing::rounds(600, 4000); ++round) {
+    for (int round = 0; round < ::JNFoundation::testing::rounds(600, 1500); ++round) {
       const char* entity = entities[below(std::size(entities))];
       const bool isManager = std::string(entity) == "Manager";
       const std::string format = predicates.predicate(isManager ? "Person" : entity, 3);
