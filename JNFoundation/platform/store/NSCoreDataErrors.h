@@ -33,7 +33,14 @@ enum NSCoreDataErrorCode : NSInteger {
   NSPersistentStoreOpenError = 134080,
   NSPersistentStoreTimeoutError = 134090,
   NSPersistentStoreIncompatibleVersionHashError = 134100,
+  NSMigrationError = 134110,
+  NSMigrationConstraintViolationError = 134111,
+  NSMigrationCancelledError = 134120,
+  NSMigrationMissingSourceModelError = 134130,
+  NSMigrationMissingMappingModelError = 134140,
+  NSEntityMigrationPolicyError = 134170,
   NSSQLiteError = 134180,
+  NSInferredMappingModelError = 134190,
 };
 
 /// The domain of errors whose codes are SQLite's result codes.

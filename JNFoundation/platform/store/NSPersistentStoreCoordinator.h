@@ -39,6 +39,20 @@ inline constexpr const char* NSSQLitePragmasOption = "NSSQLitePragmasOption";
 /// turns. One that has waited that long, by trying again and again, fails with
 /// NSPersistentStoreTimeoutError (134090), and nothing is lost: its changes stay pending.
 inline constexpr const char* NSPersistentStoreTimeoutOption = "NSPersistentStoreTimeoutOption";
+/// Option: a boolean. A file that was made with another model is migrated to the coordinator's
+/// model when it is added, in one transaction: it has the new model with everything that was kept,
+/// or is what it was. Without it such a file is refused with
+/// NSPersistentStoreIncompatibleVersionHashError (134100). The file itself knows its model. Where
+/// only indexes have changed, they are made and dropped.
+inline constexpr const char* NSMigratePersistentStoresAutomaticallyOption =
+    "NSMigratePersistentStoresAutomaticallyOption";
+/// Option: a boolean. What becomes of entities and properties is inferred, see NSMappingModel.
+/// Without it only the steps of a plan can lead to the coordinator's model.
+inline constexpr const char* NSInferMappingModelAutomaticallyOption =
+    "NSInferMappingModelAutomaticallyOption";
+/// Option: an NSMigrationPlan, for what cannot be inferred, for progress and for cancelling.
+inline constexpr const char* NSPersistentStoreMigrationPlanOption =
+    "NSPersistentStoreMigrationPlanOption";
 
 /// Stands between contexts and stores: it has the model and the stores that keep its objects.
 ///
@@ -65,7 +79,11 @@ class NSPersistentStoreCoordinator : public NSObject {
   /// the model whose objects the store takes; null stands for all of them. The file has a place for
   /// every entity all the same.
   /// Returns: null on failure, with the error set; a file that is not a store, is damaged, belongs
-  /// to another model (134100) or to a newer release is left exactly as it was.
+  /// to another model (134100) or to a newer release is left exactly as it was. So is one that
+  /// cannot be migrated: 134110 in general, 134111 where records repeat what must be unique, 134120
+  /// when it was cancelled, 134130 where the file does not know its model, 134140 where neither a
+  /// step nor inference is there, 134170 when a step's block failed, 134190 where nothing can be
+  /// inferred, and 134090 while somebody else has the file open.
   Ref<NSPersistentStore> addPersistentStoreWithTypeConfigurationURLOptionsError(
       const Ref<NSString>& type, const Ref<NSString>& configuration, const Ref<NSURL>& url,
       const Ref<NSDictionary>& options, Ref<NSError>* error = nullptr);

@@ -72,6 +72,9 @@ std::string NSRelationshipDescription::versionHashInput() const {
   input += named(destination ? destination->name() : nullptr);
   input += named(inverse ? inverse->name() : nullptr);
   input += std::to_string(_minCount) + ',' + std::to_string(_maxCount);
+  // A column or a table stands otherwise in the file for these.
+  if (_ordered) input += 'o';
+  if (_deleteRule == NSNoActionDeleteRule) input += 'n';
   return input;
 }
 

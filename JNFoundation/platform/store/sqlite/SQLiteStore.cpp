@@ -175,7 +175,7 @@ bool SQLiteStore::checkFile(impl::Database& database, bool& isNew, Ref<NSError>*
 bool SQLiteStore::prepareForWriting(bool isNew, Ref<NSError>* error) {
   impl::Database& database = _connection->database;
   if (sqlite3_db_readonly(database.handle(), "main") == 1) return refuseUnwritable(error);
-  if (!isNew && !readTables(error)) return false;
+  if (!isNew && (!migrateIfAsked(error) || !readTables(error))) return false;
   if (!applySettings(error)) return false;
   if (isNew && !createTables(error)) return false;
   sqlite3_db_config(database.handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);

@@ -9,6 +9,7 @@ namespace JNFoundation {
 
 namespace impl {
 class Database;
+class MigrationWork;
 class Schema;
 struct SQLiteConnection;
 class RowShape;
@@ -80,6 +81,15 @@ class SQLiteStore final : public NSPersistentStore {
   bool checkFile(impl::Database& database, bool& isNew, Ref<NSError>* error) const;
   bool prepareForWriting(bool isNew, Ref<NSError>* error);
   bool applySettings(Ref<NSError>* error);
+  /// Makes the file, which is another model's, or has other indexes, one of this model, where the
+  /// options ask for that.
+  bool migrateIfAsked(Ref<NSError>* error);
+  bool migrate(Ref<NSError>* error);
+  bool migrateInTransaction(const Ref<NSManagedObjectModel>& source, impl::MigrationWork& work,
+                            Ref<NSError>* error);
+  bool updateIndexes(Ref<NSError>* error);
+  Ref<NSManagedObjectModel> readOwnModel(Ref<NSError>* error) const;
+  bool failedToMigrate(Ref<NSError>* error) const;
   bool createTables(Ref<NSError>* error);
   bool readTables(Ref<NSError>* error);
   Ref<NSString> readIdentifier(impl::Database& database, Ref<NSError>* error) const;

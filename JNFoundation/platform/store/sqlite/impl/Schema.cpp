@@ -5,32 +5,32 @@
 
 #include <JNFoundation/platform/store/NSManagedObjectModel.h>
 #include <JNFoundation/platform/store/impl/EntityLayout.h>
+#include <JNFoundation/platform/store/impl/StoredModel.h>
 #include <JNFoundation/platform/store/sqlite/impl/SchemaMaker.h>
 
 namespace JNFoundation::impl {
 namespace {
 
-bool createIndexes(Database& database, const Schema::EntityMap& map, int& number) {
-  for (const Value& value : *map.entity->indexes()) {
-    std::string columns;
-    for (const Value& member : *as<NSFetchIndexDescription>(value)->elements()) {
-      const auto* element = as<NSFetchIndexElementDescription>(member);
-      const std::size_t index = map.entity->layout().indexOf(*element->propertyName());
-      if (index == EntityLayout::none || map.columnOfAttribute[index] < 0) {
-        columns.clear();
-        break;
-      }
-      if (!columns.empty()) columns += ", ";
-      columns += map.columns[static_cast<std::size_t>(map.columnOfAttribute[index])].name;
-      if (!element->isAscending()) columns += " DESC";
-    }
-    // What is not stored with the record has no index.
-    if (columns.empty()) continue;
-    const std::string sql = "CREATE INDEX jn_index_" + std::to_string(++number) + " ON " +
-                            map.table + " (" + columns + ")";
-    if (!database.execute(sql.c_str())) return false;
+/// The columns of an index, by commas. Returns: nothing where one of them is not stored.
+std::string columnsOfIndex(const Schema::EntityMap& map, const NSFetchIndexDescription& index) {
+  std::string columns;
+  for (const Value& member : *index.elements()) {
+    const auto* element = as<NSFetchIndexElementDescription>(member);
+    const Schema::Column* column = Schema::columnNamed(map, *element->propertyName());
+    // An index over a relationship to many is none of ours.
+    if (!column) return {};
+    columns += (columns.empty() ? "" : ", ") + column->name;
+    if (!element->isAscending()) columns += " DESC";
   }
-  return true;
+  return columns;
+}
+
+/// Where SQL has "CREATE INDEX name ON table (columns)": what follows the name, with the sign of
+/// a unique one before it.
+std::string keyOfIndex(std::string_view sql) {
+  const std::size_t tail = sql.find(" ON ");
+  if (tail == std::string_view::npos) return {};
+  return (sql.substr(0, 14) == "CREATE UNIQUE " ? "!" : " ") + std::string(sql.substr(tail + 1));
 }
 
 }  // namespace
@@ -44,6 +44,15 @@ std::string Schema::quoted(std::string_view name) {
   return text + '"';
 }
 
+std::string Schema::unquoted(std::string_view name) {
+  std::string text;
+  for (std::size_t i = 1; i + 1 < name.size(); ++i) {
+    text += name[i];
+    if (name[i] == '"') ++i;
+  }
+  return text;
+}
+
 bool Schema::hasPairs(const NSRelationshipDescription& relationship) {
   if (!relationship.isToMany() || relationship.isTransient()) return false;
   const Ref<NSRelationshipDescription> inverse = relationship.inverseRelationship();
@@ -52,6 +61,11 @@ bool Schema::hasPairs(const NSRelationshipDescription& relationship) {
 
 bool Schema::needsEntityColumn(const NSRelationshipDescription& relationship) {
   return relationship.destinationEntity()->layout().family().size() != 1;
+}
+
+bool Schema::hasForeignKey(const NSRelationshipDescription& relationship) {
+  const Ref<NSRelationshipDescription> inverse = relationship.inverseRelationship();
+  return inverse && inverse->deleteRule() != NSNoActionDeleteRule;
 }
 
 Schema::Column Schema::columnOf(const EntityLayout::Slot& slot, std::size_t number,
@@ -140,8 +154,7 @@ const Schema::Column* Schema::columnNamed(const EntityMap& map, const NSString& 
   return &map.columns[static_cast<std::size_t>(map.columnOfAttribute[index])];
 }
 
-std::string Schema::uniqueIndexSQL(const EntityMap& map, const Value& constraint,
-                                   int number) const {
+std::string Schema::columnsOfConstraint(const EntityMap& map, const Value& constraint) {
   const auto* names = as<NSArray>(constraint);
   std::string columns;
   if (!names) return {};
@@ -151,17 +164,17 @@ std::string Schema::uniqueIndexSQL(const EntityMap& map, const Value& constraint
     if (!column) return {};
     columns += (columns.empty() ? "" : ", ") + column->name;
   }
-  if (columns.empty()) return {};
-  std::string sql = "CREATE UNIQUE INDEX jn_unique_" + std::to_string(number) + " ON " + map.table +
-                    " (" + columns + ")";
+  return columns;
+}
+
+std::string Schema::familyCondition(const EntityMap& map) const {
   const EntityLayout& layout = map.entity->layout();
-  if (layout.family().size() == layout.root().layout().family().size()) return sql;
-  // The entities beside this one may repeat each other.
+  if (layout.family().size() == layout.root().layout().family().size()) return {};
   std::string numbers;
   for (const NSEntityDescription* member : layout.family()) {
     numbers += (numbers.empty() ? "" : ", ") + std::to_string(of(*member).number);
   }
-  return sql + " WHERE _entity IN (" + numbers + ")";
+  return " WHERE _entity IN (" + numbers + ")";
 }
 
 const Schema::EntityMap* Schema::ofRecord(std::int64_t number,
@@ -174,24 +187,111 @@ const Schema::EntityMap* Schema::ofRecord(std::int64_t number,
 
 bool Schema::create(Database& database, const NSManagedObjectModel& model,
                     std::string_view identifier) {
-  SchemaMaker maker(database, model);
+  const KeptParts nothing;
+  SchemaMaker maker(database, model, nothing);
   if (!maker.makeOwnTables(identifier) || !maker.makeTables(_entities)) return false;
   if (!maker.makeLinks(_entities, _links)) return false;
   finish();
-  int number = 0;
-  for (const auto& [entity, map] : _entities) {
-    if (!createIndexes(database, map, number)) return false;
-  }
-  return createConstraints(database, model);
+  return makeIndexes(database, model) && writeModel(database, model);
 }
 
-bool Schema::createConstraints(Database& database, const NSManagedObjectModel& model) const {
-  int number = 0;
+bool Schema::remake(Database& database, const NSManagedObjectModel& model, const KeptParts& kept) {
+  SchemaMaker maker(database, model, kept);
+  if (!database.execute("DELETE FROM jn_entity; DELETE FROM jn_column; DELETE FROM jn_link")) {
+    return false;
+  }
+  if (!maker.makeTables(_entities) || !maker.makeLinks(_entities, _links)) return false;
+  finish();
+  return true;
+}
+
+bool Schema::writeModel(Database& database, const NSManagedObjectModel& model) {
+  const std::string text = storedModelText(model);
+  if (!database.execute("DELETE FROM jn_metadata WHERE key IN ('model', 'model_hash')")) {
+    return false;
+  }
+  if (text.empty()) return true;
+  const std::string hash = storedModelHash(text);
+  Statement insertion = database.prepare("INSERT INTO jn_metadata VALUES (?, ?)");
+  if (!insertion) return false;
+  for (const auto& [key, value] :
+       {std::pair<std::string_view, std::string_view>{"model", text}, {"model_hash", hash}}) {
+    insertion.bind(1, key);
+    insertion.bind(2, value);
+    if (!insertion.run()) return false;
+  }
+  return true;
+}
+
+std::vector<std::pair<std::string, std::string>> Schema::neededIndexes(
+    const NSManagedObjectModel& model) const {
+  std::vector<std::pair<std::string, std::string>> needed;
   for (const Ref<NSEntityDescription>& entity : model.entityList()) {
-    for (const Value& constraint : *entity->uniquenessConstraints()) {
-      const std::string sql = uniqueIndexSQL(of(*entity), constraint, ++number);
-      if (!sql.empty() && !database.execute(sql.c_str())) return false;
+    const EntityMap& map = of(*entity);
+    for (const Value& index : *entity->indexes()) {
+      const std::string columns = columnsOfIndex(map, *as<NSFetchIndexDescription>(index));
+      if (!columns.empty()) {
+        needed.emplace_back(" ON " + map.table + " (" + columns + ")", "jn_index_");
+      }
     }
+    for (const Value& constraint : *entity->uniquenessConstraints()) {
+      const std::string columns = columnsOfConstraint(map, constraint);
+      // The entities beside this one may repeat each other.
+      if (!columns.empty()) {
+        needed.emplace_back("!ON " + map.table + " (" + columns + ")" + familyCondition(map),
+                            "jn_unique_");
+      }
+    }
+    for (const Ref<NSPropertyDescription>& property : entity->ownProperties()) {
+      if (!isKindOf<NSRelationshipDescription>(*property)) continue;
+      const auto& relationship = static_cast<const NSRelationshipDescription&>(*property);
+      const Column* column = columnNamed(map, *relationship.name());
+      if (column && relationship.inverseRelationship()) {
+        needed.emplace_back(" ON " + map.table + " (" + column->name + ")", "jn_reference_");
+      }
+      // From the other end of the pairs; from the near one the table itself is in order.
+      const auto link = _links.find(&relationship);
+      if (link != _links.end() && link->second.hasOwnTable && link->second.near == "\"near\"") {
+        needed.emplace_back(
+            " ON " + link->second.table + " (" + link->second.far + ", " + link->second.near + ")",
+            "jn_reference_");
+      }
+    }
+  }
+  return needed;
+}
+
+bool Schema::makeIndexes(Database& database, const NSManagedObjectModel& model) const {
+  std::unordered_map<std::string, std::string> there;
+  std::unordered_set<std::string> names;
+  {
+    Statement indexes = database.prepare(
+        "SELECT name, sql FROM sqlite_schema WHERE type = 'index' AND sql IS NOT NULL AND "
+        "substr(name, 1, 3) = 'jn_'");
+    if (!indexes) return false;
+    Statement::Step step;
+    while ((step = indexes.step()) == Statement::Step::Row) {
+      names.insert(std::string(indexes.text(0)));
+      there.emplace(keyOfIndex(indexes.text(1)), indexes.text(0));
+    }
+    if (step == Statement::Step::Failed) return false;
+  }
+  std::vector<std::string> statements;
+  std::unordered_set<std::string> known;
+  int number = 0;
+  for (const auto& [key, kind] : neededIndexes(model)) {
+    if (!known.insert(key).second || there.erase(key) > 0) continue;
+    std::string name;
+    while (!names.insert(name = kind + std::to_string(++number)).second) {
+    }
+    statements.push_back((key[0] == '!' ? "CREATE UNIQUE INDEX " : "CREATE INDEX ") + name + " " +
+                         key.substr(1));
+  }
+  for (const auto& [key, name] : there) {
+    if (!database.execute(("DROP INDEX " + quoted(name)).c_str())) return false;
+  }
+  for (const std::string& sql : statements) {
+    if (!database.execute(sql.c_str())) return false;
   }
   return true;
 }

@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include <JNFoundation/platform/store/impl/EntityLayout.h>
@@ -15,6 +16,7 @@ class NSManagedObjectModel;
 namespace impl {
 
 class Database;
+struct KeptParts;
 
 /// How a model's entities stand in the file: a hierarchy of entities is one table, which has a
 /// column for every stored attribute and every relationship to one object of every member. Such a
@@ -28,6 +30,9 @@ class Database;
 ///     jn_column(entity, property, role, column_name)
 ///     jn_link(entity, property, table_name, near_column, far_column, position_column)
 ///     jn_metadata(key, value)
+///
+/// jn_metadata has the store's identifier, the text of the model and its hash, and what the
+/// application keeps there.
 ///
 /// A table's own columns are _pk, _entity and _version.
 class Schema {
@@ -76,6 +81,21 @@ class Schema {
 
   /// Makes the tables of a new store. Fails: returns false; the database knows why.
   bool create(Database& database, const NSManagedObjectModel& model, std::string_view identifier);
+  /// Makes the tables for another model in a store that has some, as far as they are not kept, and
+  /// writes down anew what stands where; without indexes. Fails: as `create`.
+  bool remake(Database& database, const NSManagedObjectModel& model, const KeptParts& kept);
+  /// Makes the indexes that the model, its constraints and its references need, and drops those
+  /// that are needed no more. Fails: as `create`; SQLITE_CONSTRAINT_UNIQUE where records repeat
+  /// each other.
+  bool makeIndexes(Database& database, const NSManagedObjectModel& model) const;
+  /// The columns of a constraint of the entity, by commas. Returns: nothing for a constraint over
+  /// what is not stored.
+  static std::string columnsOfConstraint(const EntityMap& map, const Value& constraint);
+  /// What tells records of the entity and its descendants from others of their table; nothing where
+  /// there are no others.
+  std::string familyCondition(const EntityMap& map) const;
+  /// Writes down the model itself, so that a later one can tell how it changed.
+  static bool writeModel(Database& database, const NSManagedObjectModel& model);
 
   enum class Match { Same, OtherModel, Damaged, Failed };
   /// Reads which tables and columns the file has, and holds them against the model. `difference`
@@ -98,6 +118,8 @@ class Schema {
   // What a model's properties need, whatever the file calls it.
   static bool hasPairs(const NSRelationshipDescription& relationship);
   static bool needsEntityColumn(const NSRelationshipDescription& relationship);
+  /// Whether the record that it leads to must be there. Requires: a relationship to one.
+  static bool hasForeignKey(const NSRelationshipDescription& relationship);
   static Column columnOf(const EntityLayout::Slot& slot, std::size_t number,
                          const std::string& name, const std::string& entityColumn,
                          const std::string& positionColumn);
@@ -106,14 +128,16 @@ class Schema {
 
   /// The name as SQL takes it, whatever is in it.
   static std::string quoted(std::string_view name);
+  /// The name that `quoted` made that of.
+  static std::string unquoted(std::string_view name);
 
  private:
   void finish();
   void addDerivedLinks();
   void markUniqueColumns();
-  bool createConstraints(Database& database, const NSManagedObjectModel& model) const;
-  /// Returns: nothing for a constraint over what is not stored.
-  std::string uniqueIndexSQL(const EntityMap& map, const Value& constraint, int number) const;
+  /// What follows each index's own name in SQL, and the beginning of that name.
+  std::vector<std::pair<std::string, std::string>> neededIndexes(
+      const NSManagedObjectModel& model) const;
   Match readColumns(Database& database);
   Match readLinks(Database& database, const NSManagedObjectModel& model);
   /// Whether each hierarchy has a table, and none has another's.

@@ -57,6 +57,13 @@ std::string NameTaker::take(const std::string& wanted) {
   return name;
 }
 
+SchemaMaker::SchemaMaker(Database& database, const NSManagedObjectModel& model,
+                         const KeptParts& kept)
+    : _database(database), _model(model), _kept(kept), _lastNumber(kept.lastNumber) {
+  for (const auto& [root, name] : kept.tableNames) _tables.take(name);
+  for (const auto& [relationship, pairs] : kept.pairs) _tables.take(pairs.table);
+}
+
 bool SchemaMaker::makeOwnTables(std::string_view identifier) {
   static const std::string mark =
       "PRAGMA application_id = " + std::to_string(Schema::applicationMark) +
@@ -83,14 +90,17 @@ bool SchemaMaker::makeOwnTables(std::string_view identifier) {
 }
 
 bool SchemaMaker::makeTables(EntityMaps& maps) {
-  _addEntity = _database.prepare("INSERT INTO jn_entity VALUES (?, ?, ?, ?, ?, 1)");
+  _addEntity = _database.prepare("INSERT INTO jn_entity VALUES (?, ?, ?, ?, ?, ?)");
   _addColumn = _database.prepare("INSERT INTO jn_column VALUES (?, ?, ?, ?)");
   if (!_addEntity || !_addColumn) return false;
   std::vector<const NSEntityDescription*> roots;
   for (const Ref<NSEntityDescription>& entity : _model.entityList()) {
     if (&entity->layout().root() != entity.get()) continue;
     roots.push_back(entity.get());
-    _tableOf[entity.get()] = _tables.take("object_" + entity->name()->toStdString());
+    const auto kept = _kept.tableNames.find(entity.get());
+    _tableOf[entity.get()] = kept != _kept.tableNames.end()
+                                 ? kept->second
+                                 : _tables.take("object_" + entity->name()->toStdString());
   }
   for (const NSEntityDescription* root : roots) {
     if (!makeTable(*root, maps)) return false;
@@ -98,28 +108,51 @@ bool SchemaMaker::makeTables(EntityMaps& maps) {
   return true;
 }
 
+std::int64_t SchemaMaker::numberOf(const NSEntityDescription& entity) {
+  const auto kept = _kept.numbers.find(&entity);
+  return kept != _kept.numbers.end() ? kept->second : ++_lastNumber;
+}
+
+bool SchemaMaker::noteEntity(const Schema::EntityMap& map, std::int64_t rootNumber,
+                             const std::string& table) {
+  const Ref<NSString> hash = map.entity->versionHash();
+  const auto next = _kept.nextKeys.find(map.entity);
+  _addEntity.bind(1, map.number);
+  _addEntity.bind(2, map.entity->name()->utf8());
+  _addEntity.bind(3, rootNumber);
+  _addEntity.bind(4, table);
+  _addEntity.bind(5, hash->utf8());
+  _addEntity.bind(6, next != _kept.nextKeys.end() ? next->second : std::int64_t{1});
+  return _addEntity.run();
+}
+
 bool SchemaMaker::makeTable(const NSEntityDescription& root, EntityMaps& maps) {
   const std::string table = _tableOf.at(&root);
-  const std::int64_t rootNumber = _number + 1;
+  const bool isThere = _kept.tables.count(&root) > 0;
+  std::int64_t rootNumber = 0;
   NameTaker names;
   for (const char* own : {"_pk", "_entity", "_version", "rowid", "oid", "_rowid_"}) names.take(own);
-  std::string definition = "CREATE TABLE " + Schema::quoted(table) +
-                           " (_pk INTEGER PRIMARY KEY, _entity INTEGER NOT NULL, _version INTEGER "
-                           "NOT NULL";
-  std::string indexes;
+  std::vector<std::string> definitions;
   std::unordered_map<const NSPropertyDescription*, NewColumn> columnOf;
-  for (const NSEntityDescription* entity : hierarchy(root)) {
+  const std::vector<const NSEntityDescription*> members = hierarchy(root);
+  for (const NSEntityDescription* entity : members) {
+    for (const Ref<NSPropertyDescription>& property : entity->ownProperties()) {
+      const auto kept = _kept.columns.find(property.get());
+      if (!isThere || kept == _kept.columns.end()) continue;
+      columnOf[property.get()] = kept->second;
+      for (const std::string* name :
+           {&kept->second.name, &kept->second.entity, &kept->second.position}) {
+        if (!name->empty()) names.take(*name);
+      }
+    }
+  }
+  for (const NSEntityDescription* entity : members) {
     Schema::EntityMap& map = maps[entity];
     map.entity = entity;
-    map.number = ++_number;
+    map.number = numberOf(*entity);
+    if (entity == &root) rootNumber = map.number;
     map.table = Schema::quoted(table);
-    const Ref<NSString> hash = entity->versionHash();
-    _addEntity.bind(1, map.number);
-    _addEntity.bind(2, entity->name()->utf8());
-    _addEntity.bind(3, rootNumber);
-    _addEntity.bind(4, table);
-    _addEntity.bind(5, hash->utf8());
-    if (!_addEntity.run()) return false;
+    if (!noteEntity(map, rootNumber, table)) return false;
     const EntityLayout& layout = entity->layout();
     for (std::size_t i = 0; i < layout.count(); ++i) {
       const EntityLayout::Slot& slot = layout[i];
@@ -127,40 +160,50 @@ bool SchemaMaker::makeTable(const NSEntityDescription& root, EntityMaps& maps) {
       const NSPropertyDescription* property = slot.relationship.get();
       if (!property) property = slot.attribute.get();
       NewColumn& column = columnOf[property];
-      if (column.name.empty()) {
-        column.name = names.take(slot.name->toStdString());
-        definition += ", " + Schema::quoted(column.name) + " " + columnType(slot.type);
-        if (slot.relationship) addReference(*slot.relationship, names, column, definition);
-        if (slot.relationship && slot.relationship->inverseRelationship()) {
-          indexes += "CREATE INDEX jn_reference_" + std::to_string(++_indexes) + " ON " +
-                     Schema::quoted(table) + " (" + Schema::quoted(column.name) + ");";
-        }
-      }
+      if (column.name.empty()) column = newColumn(slot, names, definitions);
       map.columns.push_back(Schema::columnOf(slot, i, column.name, column.entity, column.position));
       if (!noteColumn(map, slot.name->utf8(), column)) return false;
     }
   }
-  return _database.execute((definition + ")").c_str()) && _database.execute(indexes.c_str());
+  std::string sql;
+  for (const std::string& definition : definitions) {
+    sql += isThere ? "ALTER TABLE " + Schema::quoted(table) + " ADD COLUMN " + definition + ";"
+                   : ", " + definition;
+  }
+  if (!isThere) {
+    sql = "CREATE TABLE " + Schema::quoted(table) +
+          " (_pk INTEGER PRIMARY KEY, _entity INTEGER NOT NULL, _version INTEGER NOT NULL" + sql +
+          ")";
+  }
+  return sql.empty() || _database.execute(sql.c_str());
 }
 
-/// What a column needs beyond its name to lead to a record. A record that still is led to cannot
-/// go, unless the model says that nobody cares.
-void SchemaMaker::addReference(const NSRelationshipDescription& relationship, NameTaker& names,
-                               NewColumn& column, std::string& definition) const {
-  const NSEntityDescription& destination = relationship.destinationEntity()->layout().root();
-  const Ref<NSRelationshipDescription> inverse = relationship.inverseRelationship();
-  if (inverse && inverse->deleteRule() != NSNoActionDeleteRule) {
+/// Names the columns of a property. A record that still is led to cannot go, unless the model says
+/// that nobody cares.
+SchemaMaker::NewColumn SchemaMaker::newColumn(const EntityLayout::Slot& slot, NameTaker& names,
+                                              std::vector<std::string>& definitions) const {
+  NewColumn column{names.take(slot.name->toStdString()), {}, {}};
+  std::string definition = Schema::quoted(column.name) + " " + columnType(slot.type);
+  if (!slot.relationship) {
+    definitions.push_back(std::move(definition));
+    return column;
+  }
+  const NSEntityDescription& destination = slot.relationship->destinationEntity()->layout().root();
+  const Ref<NSRelationshipDescription> inverse = slot.relationship->inverseRelationship();
+  if (Schema::hasForeignKey(*slot.relationship)) {
     definition += " REFERENCES " + Schema::quoted(_tableOf.at(&destination)) +
                   " (_pk) DEFERRABLE INITIALLY DEFERRED";
   }
-  if (Schema::needsEntityColumn(relationship)) {
+  definitions.push_back(std::move(definition));
+  if (Schema::needsEntityColumn(*slot.relationship)) {
     column.entity = names.take(column.name + "_entity");
-    definition += ", " + Schema::quoted(column.entity) + " INTEGER";
+    definitions.push_back(Schema::quoted(column.entity) + " INTEGER");
   }
   if (isOrdered(inverse)) {
     column.position = names.take(column.name + "_position");
-    definition += ", " + Schema::quoted(column.position) + " INTEGER";
+    definitions.push_back(Schema::quoted(column.position) + " INTEGER");
   }
+  return column;
 }
 
 bool SchemaMaker::noteColumn(const Schema::EntityMap& map, std::string_view property,
@@ -197,19 +240,25 @@ bool SchemaMaker::makePairs(const Schema::EntityMap& map,
   const Ref<NSRelationshipDescription> inverse = relationship.inverseRelationship();
   const bool leadsBackByItself = inverse.get() == &relationship;
   const bool isMutual = inverse && !leadsBackByItself;
-  NewLink link{_tables.take("link_" + map.entity->name()->toStdString() + "_" +
-                            relationship.name()->toStdString()),
-               "near", "far", relationship.isOrdered() ? "near_position" : ""};
-  NewLink back{link.table, "far", "near", isMutual && inverse->isOrdered() ? "far_position" : ""};
+  const auto kept = _kept.pairs.find(&relationship);
+  if (kept != _kept.pairs.end()) {
+    if (!noteLink(map, relationship, kept->second, links)) return false;
+    return !isMutual || noteLink(maps.at(inverse->entity().get()), *inverse,
+                                 _kept.pairs.at(inverse.get()), links);
+  }
+  const NewLink link{_tables.take("link_" + map.entity->name()->toStdString() + "_" +
+                                  relationship.name()->toStdString()),
+                     "near", "far", relationship.isOrdered() ? "near_position" : ""};
+  const NewLink back{link.table, "far", "near",
+                     isMutual && inverse->isOrdered() ? "far_position" : ""};
   const Schema::EntityMap& members = maps.at(relationship.destinationEntity().get());
-  const std::string table = Schema::quoted(link.table);
-  std::string sql = "CREATE TABLE " + table + " (near INTEGER NOT NULL REFERENCES " + map.table +
+  std::string sql = "CREATE TABLE " + Schema::quoted(link.table) +
+                    " (near INTEGER NOT NULL REFERENCES " + map.table +
                     " (_pk) ON DELETE CASCADE, far INTEGER NOT NULL REFERENCES " + members.table +
                     " (_pk) ON DELETE CASCADE";
   if (!link.position.empty()) sql += ", near_position INTEGER";
   if (!back.position.empty()) sql += ", far_position INTEGER";
-  sql += ", PRIMARY KEY (near, far)) WITHOUT ROWID; CREATE INDEX jn_reference_" +
-         std::to_string(++_indexes) + " ON " + table + " (far, near);";
+  sql += ", PRIMARY KEY (near, far)) WITHOUT ROWID";
   if (!_database.execute(sql.c_str()) || !noteLink(map, relationship, link, links)) return false;
   return !isMutual || noteLink(maps.at(inverse->entity().get()), *inverse, back, links);
 }

@@ -3,8 +3,10 @@
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
+#include <vector>
 
 #include <JNFoundation/platform/store/sqlite/impl/Database.h>
+#include <JNFoundation/platform/store/sqlite/impl/KeptParts.h>
 #include <JNFoundation/platform/store/sqlite/impl/Schema.h>
 
 namespace JNFoundation::impl {
@@ -19,15 +21,16 @@ class NameTaker {
   std::unordered_set<std::string> _taken;
 };
 
-/// Makes the tables of a new store, and writes down in it what stands where.
+/// Makes the tables of a store, as far as it does not have them already, and writes down in it what
+/// stands where. Indexes are not its business.
 /// Every operation fails by returning false; the database knows why.
 class SchemaMaker {
  public:
   using EntityMaps = std::unordered_map<const NSEntityDescription*, Schema::EntityMap>;
   using Links = std::unordered_map<const NSRelationshipDescription*, Schema::Link>;
 
-  SchemaMaker(Database& database, const NSManagedObjectModel& model)
-      : _database(database), _model(model) {}
+  /// Requires: the kept parts outlive it.
+  SchemaMaker(Database& database, const NSManagedObjectModel& model, const KeptParts& kept);
 
   bool makeOwnTables(std::string_view identifier);
   /// The tables of the entities, whose maps are added.
@@ -37,21 +40,14 @@ class SchemaMaker {
 
  private:
   /// Names that are not quoted yet; empty for what there is none of.
-  struct NewColumn {
-    std::string name;
-    std::string entity;
-    std::string position;
-  };
-  struct NewLink {
-    std::string table;
-    std::string near;
-    std::string far;
-    std::string position;
-  };
+  using NewColumn = KeptParts::Column;
+  using NewLink = KeptParts::Pairs;
 
   bool makeTable(const NSEntityDescription& root, EntityMaps& maps);
-  void addReference(const NSRelationshipDescription& relationship, NameTaker& names,
-                    NewColumn& column, std::string& definition) const;
+  bool noteEntity(const Schema::EntityMap& map, std::int64_t rootNumber, const std::string& table);
+  std::int64_t numberOf(const NSEntityDescription& entity);
+  NewColumn newColumn(const EntityLayout::Slot& slot, NameTaker& names,
+                      std::vector<std::string>& definitions) const;
   bool noteColumn(const Schema::EntityMap& map, std::string_view property, const NewColumn& column);
   bool makePairs(const Schema::EntityMap& map, const NSRelationshipDescription& relationship,
                  const EntityMaps& maps, Links& links);
@@ -60,13 +56,13 @@ class SchemaMaker {
 
   Database& _database;
   const NSManagedObjectModel& _model;
+  const KeptParts& _kept;
   Statement _addEntity;
   Statement _addColumn;
   Statement _addLink;
   std::unordered_map<const NSEntityDescription*, std::string> _tableOf;
   NameTaker _tables;
-  std::int64_t _number = 0;
-  int _indexes = 0;
+  std::int64_t _lastNumber;
 };
 
 }  // namespace JNFoundation::impl
