@@ -70,10 +70,14 @@ bool SQLiteStore::migrateIfAsked(Ref<NSError>* error) {
       return updateIndexes(error);
     case Schema::Match::OtherModel:
       return migrate(error);
-    default:
-      // Whoever reads it next says why.
+    case Schema::Match::Failed:
+      break;
+    case Schema::Match::Damaged:
+      // Whoever reads it next says so.
       return true;
   }
+  return impl::fail(
+      error, _connection->database.error(NSPersistentStoreOpenError, "The store cannot be read"));
 }
 
 /// Indexes are no part of the version hashes, so that a file may have those of an earlier model.
