@@ -108,7 +108,11 @@ void NSManagedObject::fire() const {
 }
 
 void NSManagedObject::willChange() {
-  if ((_flags & Awakening) != 0 || !_registry) return;
+  if ((_flags & Awakening) == 0) trackChange();
+}
+
+void NSManagedObject::trackChange() {
+  if (!_registry) return;
   if ((_flags & (Inserted | Updated)) == 0) {
     const std::size_t count = _entity->layout().count();
     _committed = ValueArray(count);

@@ -182,6 +182,7 @@ class NSManagedObject : public NSObject {
   Value attributeAtIndex(std::size_t index) const;
   void fire() const;
   void willChange();
+  void trackChange();
   void setValueAtIndex(std::size_t index, const Value& value);
   bool validateValues(Ref<NSError>* error);
   bool validateRelationship(std::size_t index, Ref<NSError>* error,

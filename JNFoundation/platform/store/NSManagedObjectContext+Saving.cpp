@@ -23,6 +23,12 @@ class ContextSave {
   bool run(Ref<NSError>* error) {
     _context.processPendingChanges();
     if (!callWillSave(error) || !validate(error)) return false;
+    // A class's own checks may have deleted objects.
+    for (int round = 0; !_changes.withRules.empty(); ++round) {
+      if (round == roundLimit) return neverStops("validation", error);
+      _context.processPendingChanges();
+      if (!callWillSave(error) || !validate(error)) return false;
+    }
     std::unique_lock lock(_context._coordinator->storeLock());
     if (!assignStores(error) || !write(error)) return false;
     lock.unlock();
@@ -32,6 +38,8 @@ class ContextSave {
 
  private:
   using Kind = StoreRowChange::Kind;
+
+  static constexpr int roundLimit = 100;
 
   /// What goes to one store.
   struct Batch {
@@ -55,7 +63,6 @@ class ContextSave {
 
   /// Objects may change each other while they get ready, so all are asked until nothing changes.
   bool callWillSave(Ref<NSError>* error) {
-    constexpr int roundLimit = 100;
     for (int round = 0; round < roundLimit; ++round) {
       const std::uint64_t before = _context._registry->edits;
       for (ChangeList* list : {&_changes.inserted, &_changes.updated, &_changes.deleted}) {
@@ -64,8 +71,13 @@ class ContextSave {
       _context.processPendingChanges();
       if (_context._registry->edits == before) return true;
     }
+    return neverStops("willSave", error);
+  }
+
+  static bool neverStops(const char* what, Ref<NSError>* error) {
     return fail(error, cocoaError(NSPersistentStoreSaveError,
-                                  "The objects' willSave never stops changing objects."));
+                                  NSString::stringWithFormat(
+                                      "The objects' %s never stops changing objects.", what)));
   }
 
   bool validate(Ref<NSError>* error) {
@@ -259,8 +271,8 @@ class ContextSave {
         const NSRelationshipDescription& relationship = *layout[number].relationship;
         // What the members themselves say is written with them.
         const Ref<NSRelationshipDescription> inverse = relationship.inverseRelationship();
-        const bool isTheirs = inverse && !inverse->isToMany() && !relationship.isOrdered();
-        if (relationship.isTransient() || isTheirs) continue;
+        const bool isTheirs = inverse && !inverse->isToMany() && !inverse->isTransient();
+        if (relationship.isTransient() || (isTheirs && !relationship.isOrdered())) continue;
         StoreLinkChange& link = links.emplace_back();
         link.relationship = &relationship;
         link.primaryKey = primaryKeyOf(*object);
@@ -268,6 +280,9 @@ class ContextSave {
                                 std::vector<std::int64_t>& numbers) {
           if (!identifiers) return true;
           for (const Value& identifier : *identifiers) {
+            // No store has pairs with what was never saved.
+            const bool isStored = !as<NSManagedObjectID>(identifier)->isTemporaryID();
+            if (&numbers == &link.removed && !isStored) continue;
             const Ref<NSManagedObjectID> known =
                 resolved(identifier, *object, number, *batch.store, error);
             if (!known) return false;
@@ -439,6 +454,13 @@ class ContextSave {
       }
     }
     Value* values = ObjectAccess::values(object).get();
+    for (const std::size_t number : layout.toOnes()) {
+      // What a store does not keep has kept its temporary identifier so far.
+      const auto* identifier = as<NSManagedObjectID>(values[number]);
+      if (!identifier || !identifier->isTemporaryID()) continue;
+      const auto permanent = _permanentIDs.find(identifier->number());
+      if (permanent != _permanentIDs.end()) values[number] = Value(permanent->second);
+    }
     for (std::size_t i = 0; i < layout.count(); ++i) {
       // A transformed value stays with the object; only a store keeps nothing but the data.
       if (layout[i].isTransformed()) continue;

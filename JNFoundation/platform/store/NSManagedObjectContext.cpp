@@ -221,14 +221,21 @@ void NSManagedObjectContext::processPendingChanges() {
   propagateDeletes();
 }
 
+void NSManagedObjectContext::noteDeleteRules(NSManagedObject& object) {
+  auto& list = object.isInserted() ? _changes->unsavedWithRules : _changes->withRules;
+  list.emplace_back(&object);
+}
+
 void NSManagedObjectContext::propagateDeletes() {
-  // A rule may delete further objects, whose rules run in their turn.
-  while (!_changes->withRules.empty()) {
-    std::vector<Ref<NSManagedObject>> deleted = std::exchange(_changes->withRules, {});
-    for (const Ref<NSManagedObject>& object : deleted) {
-      const bool isStill = object->isDeleted() && ObjectAccess::registry(*object) == _registry;
-      if (isStill) impl::Relations::applyDeleteRules(*object);
-    }
+  forgetUnsaved();
+  // A rule may delete further objects, whose rules run in their turn. One that raises runs again.
+  auto& deleted = _changes->withRules;
+  while (!deleted.empty()) {
+    const Ref<NSManagedObject> object = deleted.front();
+    const bool isStill = object->isDeleted() && ObjectAccess::registry(*object) == _registry;
+    if (isStill) impl::Relations::applyDeleteRules(*object);
+    // A hook may have dropped every change meanwhile.
+    if (!deleted.empty() && deleted.front() == object) deleted.pop_front();
   }
 }
 
@@ -241,9 +248,12 @@ void NSManagedObjectContext::forgetUnsaved() {
   } forgetting{_changes->isForgetting};
   _changes->isForgetting = true;
   while (!_changes->unsavedWithRules.empty()) {
-    const Ref<NSManagedObject> object = std::move(_changes->unsavedWithRules.back());
-    _changes->unsavedWithRules.pop_back();
-    impl::Relations::applyDeleteRules(*object);
+    const Ref<NSManagedObject> object = _changes->unsavedWithRules.front();
+    if (ObjectAccess::registry(*object) == _registry) {
+      impl::Relations::applyDeleteRules(*object);
+    }
+    auto& waiting = _changes->unsavedWithRules;
+    if (!waiting.empty() && waiting.front() == object) waiting.pop_front();
     if (ObjectAccess::registry(*object) != _registry) continue;
     _changes->inserted.remove(*object);
     ObjectAccess::detach(*object);
@@ -262,6 +272,7 @@ void NSManagedObjectContext::insertObject(const Ref<NSManagedObject>& object) {
     _changes->deleted.remove(*object);
     flags &= ~ObjectAccess::deleted;
     if ((flags & ObjectAccess::updated) != 0) _changes->updated.add(*object);
+    ++_registry->edits;
   } else {
     if (registry) {
       raise(NSInvalidArgumentException, "The object %@ belongs to another context",
@@ -273,10 +284,14 @@ void NSManagedObjectContext::insertObject(const Ref<NSManagedObject>& object) {
             "The entity '%@' is not one of the model that the context works with",
             object->entity()->name());
     }
-    // An object whose deletion was saved comes back as a new one.
+    // An object whose deletion was saved comes back as a new one, related to nobody.
+    if (!ObjectAccess::values(*object)) {
+      ObjectAccess::values(*object) = ValueArray(object->entity()->layout().count());
+    }
+    impl::Relations::forget(*object);
     ObjectAccess::setKey(*object, {nullptr, ObjectAccess::nextTemporaryNumber()});
     registry = _registry;
-    flags |= ObjectAccess::inserted;
+    flags = ObjectAccess::inserted | ObjectAccess::hasValues;
     ObjectAccess::committed(*object).reset();
     _registry->add(ObjectAccess::key(*object), *object);
     _changes->inserted.add(*object);
@@ -310,7 +325,7 @@ void NSManagedObjectContext::deleteObject(const Ref<NSManagedObject>& object) {
     if (target->entity()->layout().hasRelationships()) {
       // What its rules delete in their turn must not come back to it.
       flags |= ObjectAccess::deleted;
-      _changes->unsavedWithRules.push_back(target);
+      noteDeleteRules(*target);
       forgetUnsaved();
     } else {
       _changes->inserted.remove(*target);
@@ -323,7 +338,7 @@ void NSManagedObjectContext::deleteObject(const Ref<NSManagedObject>& object) {
     if ((flags & ObjectAccess::updated) != 0) _changes->updated.remove(*target);
     flags |= ObjectAccess::deleted;
     _changes->deleted.add(*target);
-    if (target->entity()->layout().hasRelationships()) _changes->withRules.push_back(target);
+    if (target->entity()->layout().hasRelationships()) noteDeleteRules(*target);
   }
   ++_registry->edits;
   noteChange();
@@ -340,7 +355,7 @@ Ref<NSSet> setOf(const std::vector<Ref<NSManagedObject>>& objects) {
 void revert(NSManagedObject& object) {
   if (ValueArray& committed = ObjectAccess::committed(object)) {
     ObjectAccess::values(object) = std::move(committed);
-    impl::Relations::forgetMembers(object);
+    impl::Relations::revertMembers(object);
   }
   ObjectAccess::flags(object) &= ~(ObjectAccess::updated | ObjectAccess::deleted);
 }
@@ -360,6 +375,7 @@ Ref<NSSet> NSManagedObjectContext::registeredObjects() const { return setOf(_reg
 
 void NSManagedObjectContext::rollback() {
   _changes->withRules.clear();
+  _changes->unsavedWithRules.clear();
   for (const Ref<NSManagedObject>& object : _changes->inserted.takeAll()) {
     ObjectAccess::detach(*object);
   }

@@ -87,13 +87,15 @@ class NSManagedObjectContext : public NSObject {
   // ---- Changing them ----------------------------------------------------------------------------
 
   /// Takes an object that was made without a context. An object that is in this context is left as
-  /// it is, a deleted one is undeleted. Fails: raises NSInvalidArgumentException for an object of
-  /// another context.
+  /// it is, a deleted one is undeleted; what its delete rules have done by then stays done. An
+  /// object whose deletion was saved comes back as a new one that is related to nobody. Fails:
+  /// raises NSInvalidArgumentException for an object of another context.
   void insertObject(const Ref<NSManagedObject>& object);
   /// Marks the object; its record goes with the next save. Its delete rules run when pending
   /// changes are processed: at the end of the turn, before a fetch and before a save. An object
   /// that was never saved is forgotten at once, and its rules run at once. A rule that denies has
-  /// the save fail. Fails: raises NSInvalidArgumentException for an object of another context.
+  /// the save fail. Who is related to the object afterwards is met by its rules as well. Fails:
+  /// raises NSInvalidArgumentException for an object of another context.
   void deleteObject(const Ref<NSManagedObject>& object);
   /// Gives inserted objects their permanent identifiers before they are saved.
   bool obtainPermanentIDsForObjectsError(const Ref<NSArray>& objects,
@@ -138,6 +140,7 @@ class NSManagedObjectContext : public NSObject {
   /// The same. Fails: raises NSObjectInaccessibleException if the record is gone.
   void fulfillFault(NSManagedObject& object);
   void noteUpdate(NSManagedObject& object);
+  void noteDeleteRules(NSManagedObject& object);
   /// Runs the delete rules of what was deleted since the last time.
   void propagateDeletes();
   void forgetUnsaved();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <deque>
 #include <vector>
 
 #include <JNFoundation/platform/store/impl/ObjectAccess.h>
@@ -77,9 +78,9 @@ class ContextChanges {
   ChangeList updated;
   ChangeList deleted;
   /// Deleted objects whose delete rules have not run yet.
-  std::vector<Ref<NSManagedObject>> withRules;
+  std::deque<Ref<NSManagedObject>> withRules;
   /// The same of objects that were never saved; they are forgotten as soon as the rules have run.
-  std::vector<Ref<NSManagedObject>> unsavedWithRules;
+  std::deque<Ref<NSManagedObject>> unsavedWithRules;
   bool isForgetting = false;
 
   bool isEmpty() const noexcept {

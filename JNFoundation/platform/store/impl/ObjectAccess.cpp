@@ -47,6 +47,13 @@ bool ObjectAccess::canFire(Object& object) {
   return context && context->readValues(object, nullptr);
 }
 
+void ObjectAccess::repeatDeleteRules(Object& object) {
+  const Ref<NSManagedObjectContext> context = object.managedObjectContext();
+  if (!context) return;
+  context->noteDeleteRules(object);
+  context->noteChange();
+}
+
 std::int64_t ObjectAccess::nextTemporaryNumber() noexcept {
   static std::atomic<std::int64_t> last{0};
   return last.fetch_add(1, std::memory_order_relaxed) + 1;

@@ -37,8 +37,11 @@ class ObjectAccess {
   static void fire(const Object& object) { object.fire(); }
   /// Whether the object has its values or can get them.
   static bool canFire(Object& object);
-  /// Notes that the object is about to be written to. Requires: it is no fault.
-  static void willChange(Object& object) { object.willChange(); }
+  /// Notes that a relationship of the object is about to be changed: even while it awakes, since
+  /// the other end notices. Requires: it is no fault.
+  static void willRelate(Object& object) { object.trackChange(); }
+  /// Has the delete rules of a deleted object run again: somebody was related to it afterwards.
+  static void repeatDeleteRules(Object& object);
 
   static ObjectKey key(const Object& object) noexcept {
     return {object._hierarchy, object._number};

@@ -30,8 +30,12 @@ class ObjectReceiver final : public StoreRowReceiver {
     }
     NSManagedObject& found = *object;
     _objects.push_back(std::move(object));
-    // What somebody has looked at stays as it is.
-    if (!_includesValues || (ObjectAccess::flags(found) & ObjectAccess::fault) == 0) return nullptr;
+    // What somebody has looked at stays as it is, and so does the version that a deletion is based
+    // on.
+    constexpr std::uint32_t states = ObjectAccess::fault | ObjectAccess::deleted;
+    if (!_includesValues || (ObjectAccess::flags(found) & states) != ObjectAccess::fault) {
+      return nullptr;
+    }
     ValueArray& values = ObjectAccess::values(found);
     values = ValueArray(_count);
     ObjectAccess::version(found) = version;

@@ -16,20 +16,25 @@ void put(Ref<NSMutableOrderedSet>& identifiers, const Value& identifier) {
 
 void RelatedObjects::load(std::vector<Value> stored) {
   _members = NSMutableOrderedSet::orderedSetWithValues(std::move(stored));
-  if (_removed) _members->minusOrderedSet(_removed);
-  if (_added) {
-    _members->minusOrderedSet(_added);
-    _members->unionOrderedSet(_added);
+  if (_removed) _removed->intersectOrderedSet(_members);
+  if (_removed && _removed->count() > 0) {
+    if (_isOrdered) _before = NSOrderedSet::orderedSetWithOrderedSet(_members);
+    _members->minusOrderedSet(_removed);
   }
+  if (!_added) return;
+  _added->minusOrderedSet(_members);
+  _members->unionOrderedSet(_added);
+}
+
+/// Of a set without order the changes tell what it was; an order has to be kept.
+void RelatedObjects::keepOrderBefore() {
+  if (_isOrdered && _members && !_before) _before = membersBefore();
 }
 
 bool RelatedObjects::add(const Identifier& member) {
-  if (contains(_members, member) || contains(_added, member)) return false;
-  if (contains(_removed, member)) {
-    // It stands at another place than the store has it at: last.
+  if (contains(_members ? _members : _added, member)) return false;
+  if (_members && !_isOrdered && contains(_removed, member)) {
     _removed->removeObject(member);
-    _isReordered = _isReordered || _members;
-    if (!_members) put(_added, member);
   } else {
     put(_added, member);
   }
@@ -39,19 +44,36 @@ bool RelatedObjects::add(const Identifier& member) {
 }
 
 bool RelatedObjects::remove(const Identifier& member) {
-  if (_members ? !_members->containsObject(member) : contains(_removed, member)) return false;
-  if (contains(_added, member)) {
-    _added->removeObject(member);
-  } else {
-    put(_removed, member);
+  const bool isAdded = contains(_added, member);
+  if (_members ? !_members->containsObject(member) : contains(_removed, member) && !isAdded) {
+    return false;
   }
+  keepOrderBefore();
+  if (isAdded) _added->removeObject(member);
+  // What was added unseen may have been a member all the same.
+  if (!isAdded || !_members) put(_removed, member);
   if (_members) _members->removeObject(member);
   noteEdit();
   return true;
 }
 
+void RelatedObjects::removeAll() {
+  if (_members->count() == 0) return;
+  keepOrderBefore();
+  if (_added) _members->minusOrderedSet(_added);
+  if (_removed) {
+    _removed->unionOrderedSet(_members);
+  } else {
+    _removed = _members;
+  }
+  _members = NSMutableOrderedSet::orderedSet();
+  _added = nullptr;
+  noteEdit();
+}
+
 void RelatedObjects::move(const Identifier& member, NSUInteger index) {
   if (_members->indexOfObject(member) == index) return;
+  keepOrderBefore();
   _members->removeObject(member);
   _members->insertObjectAtIndex(member, index);
   _isReordered = true;
@@ -61,12 +83,14 @@ void RelatedObjects::move(const Identifier& member, NSUInteger index) {
 void RelatedObjects::setOrder(std::vector<Value> members) {
   Ref<NSMutableOrderedSet> ordered = NSMutableOrderedSet::orderedSetWithValues(std::move(members));
   if (_members->isEqualToOrderedSet(ordered)) return;
+  keepOrderBefore();
   _members = std::move(ordered);
   _isReordered = true;
   noteEdit();
 }
 
 Ref<NSOrderedSet> RelatedObjects::membersBefore() const {
+  if (_before) return _before;
   Ref<NSMutableOrderedSet> before = NSMutableOrderedSet::orderedSetWithOrderedSet(_members);
   if (_added) before->minusOrderedSet(_added);
   if (_removed) before->unionOrderedSet(_removed);
@@ -92,7 +116,17 @@ void RelatedObjects::settle(const PermanentIDs& permanentIDs) {
   }
   _added = nullptr;
   _removed = nullptr;
+  _before = nullptr;
   _isReordered = false;
+}
+
+void RelatedObjects::revert() {
+  if (_members) _members = NSMutableOrderedSet::orderedSetWithOrderedSet(membersBefore());
+  _added = nullptr;
+  _removed = nullptr;
+  _before = nullptr;
+  _isReordered = false;
+  noteEdit();
 }
 
 }  // namespace JNFoundation::impl

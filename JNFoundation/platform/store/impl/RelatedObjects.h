@@ -19,8 +19,11 @@ class RelatedObjects final : public NSObject {
  public:
   using Identifier = Ref<NSManagedObjectID>;
 
+  explicit RelatedObjects(bool isOrdered) : _isOrdered(isOrdered) {}
+
   bool isLoaded() const noexcept { return static_cast<bool>(_members); }
-  /// Takes what the store has, in its order; the changes made so far stay on top.
+  /// Takes what the store has, in its order; the changes made so far stay on top, those that turn
+  /// out to be none are forgotten.
   void load(std::vector<Value> stored);
   /// Identifiers in order. Requires: they are loaded.
   const NSMutableOrderedSet& members() const noexcept { return *_members; }
@@ -29,6 +32,8 @@ class RelatedObjects final : public NSObject {
   bool add(const Identifier& member);
   /// Returns: false for what is known to be no member.
   bool remove(const Identifier& member);
+  /// Requires: the members are loaded.
+  void removeAll();
   /// Requires: the members are loaded, and it is one.
   void move(const Identifier& member, NSUInteger index);
   /// Requires: the members are loaded, and these are they.
@@ -39,16 +44,19 @@ class RelatedObjects final : public NSObject {
   }
   /// The members, if some that the store has stand in another order now. Returns: null otherwise.
   Ref<NSOrderedSet> newOrder() const { return _isReordered ? _members : nullptr; }
-  /// Identifiers since the last save; null for none.
+  /// Identifiers since the last save; null for none. What is in both was removed first, so that it
+  /// stands last now.
   const Ref<NSMutableOrderedSet>& added() const noexcept { return _added; }
   const Ref<NSMutableOrderedSet>& removed() const noexcept { return _removed; }
-  /// The members that the store has, as far as they are known.
+  /// What the members were when last read or saved. Requires: they are loaded.
   Ref<NSOrderedSet> membersBefore() const;
 
   /// A member has another identifier now.
   void rename(const Identifier& former, const Identifier& fresh);
   /// The changes were saved.
   void settle(const PermanentIDs& permanentIDs);
+  /// The changes are dropped.
+  void revert();
 
   /// Counts the changes of what the members are.
   std::uint64_t edits() const noexcept { return _edits; }
@@ -58,16 +66,20 @@ class RelatedObjects final : public NSObject {
   void setView(const Ref<NSObject>& view) noexcept { _view = Weak<NSObject>(view); }
 
  private:
-  Ref<NSMutableOrderedSet> _members;
-  Ref<NSMutableOrderedSet> _added;
-  Ref<NSMutableOrderedSet> _removed;
+  void keepOrderBefore();
   void noteEdit() noexcept {
     ++_edits;
     _view = nullptr;
   }
 
+  Ref<NSMutableOrderedSet> _members;
+  Ref<NSMutableOrderedSet> _added;
+  Ref<NSMutableOrderedSet> _removed;
+  /// The members before the first change that lost their order; null while that can be told.
+  Ref<NSOrderedSet> _before;
   Weak<NSObject> _view;
   std::uint64_t _edits = 0;
+  const bool _isOrdered;
   bool _isReordered = false;
 };
 

@@ -46,6 +46,23 @@ Ref<NSManagedObjectID> identifierAt(NSManagedObject& object, std::size_t number)
         kind, slot.name, desired, value.isNull() ? "nil" : value.class_()->name(), value);
 }
 
+/// Whether a deleted object lets go of those that the relationship leads to, though they stay. The
+/// rule that asks for nothing leaves an end that names the object as it is; one that leads to many
+/// loses the object all the same, since its record goes. An object that was never saved cannot be
+/// left behind in anybody's values.
+bool parts(const NSRelationshipDescription& relationship, const NSManagedObject& object) {
+  const Ref<NSRelationshipDescription> inverse = relationship.inverseRelationship();
+  if (object.isInserted()) return static_cast<bool>(inverse);
+  switch (relationship.deleteRule()) {
+    case NSNullifyDeleteRule:
+      return static_cast<bool>(inverse);
+    case NSNoActionDeleteRule:
+      return inverse && inverse->isToMany();
+    default:
+      return false;
+  }
+}
+
 }  // namespace
 
 /// One object's end of a relationship.
@@ -77,7 +94,13 @@ RelatedObjects* Relations::known(const NSManagedObject& object, std::size_t numb
 
 RelatedObjects& Relations::related(NSManagedObject& object, std::size_t number) {
   Value& place = ObjectAccess::values(object)[number];
-  if (place.isNull()) place = Value(makeObject<RelatedObjects>());
+  if (place.isNull()) {
+    const NSRelationshipDescription& relationship = *slotAt(object, number).relationship;
+    auto made = makeObject<RelatedObjects>(relationship.isOrdered());
+    // No store knows more of a transient relationship.
+    if (relationship.isTransient()) made->load({});
+    place = Value(made);
+  }
   return *static_cast<RelatedObjects*>(place.object());
 }
 
@@ -229,7 +252,7 @@ void Relations::attach(const End& end, NSManagedObject& other) {
   if (end.number == EntityLayout::none) return;
   fireFault(end.object);
   if (slotAt(end.object, end.number).isToMany()) {
-    ObjectAccess::willChange(end.object);
+    ObjectAccess::willRelate(end.object);
     related(end.object, end.number).add(other.objectID());
     return;
   }
@@ -240,21 +263,21 @@ void Relations::attach(const End& end, NSManagedObject& other) {
       detach(inverseAt(*previous, *slotAt(end.object, end.number).relationship), end.object);
     }
   }
-  ObjectAccess::willChange(end.object);
+  ObjectAccess::willRelate(end.object);
   ObjectAccess::values(end.object)[end.number] = Value(other.objectID());
 }
 
 /// Has an end not lead to the object any more. An end whose record is gone leads nowhere already.
 void Relations::detach(const End& end, NSManagedObject& other) {
-  if (end.number == EntityLayout::none || end.object.isDeleted() || !isThere(end.object)) return;
+  if (end.number == EntityLayout::none || !isThere(end.object)) return;
   if (slotAt(end.object, end.number).isToMany()) {
-    ObjectAccess::willChange(end.object);
+    ObjectAccess::willRelate(end.object);
     related(end.object, end.number).remove(other.objectID());
     return;
   }
   const Ref<NSManagedObjectID> former = identifierAt(end.object, end.number);
   if (!former || !former->isEqual(Value(other.objectID()))) return;
-  ObjectAccess::willChange(end.object);
+  ObjectAccess::willRelate(end.object);
   ObjectAccess::values(end.object)[end.number] = nullptr;
 }
 
@@ -263,7 +286,7 @@ void Relations::setDestination(NSManagedObject& object, std::size_t number,
   fireFault(object);
   const NSRelationshipDescription& relationship = *slotAt(object, number).relationship;
   const Ref<NSManagedObjectID> former = identifierAt(object, number);
-  ObjectAccess::willChange(object);
+  ObjectAccess::willRelate(object);
   const bool isSame = other ? former && former->isEqual(Value(other->objectID())) : !former;
   if (isSame) return;
   if (former) {
@@ -272,7 +295,9 @@ void Relations::setDestination(NSManagedObject& object, std::size_t number,
     }
   }
   ObjectAccess::values(object)[number] = other ? Value(other->objectID()) : Value();
-  if (other) attach(inverseAt(*other, relationship), object);
+  if (!other) return;
+  attach(inverseAt(*other, relationship), object);
+  applyRulesOfDeleted(object, *other);
 }
 
 void Relations::addMember(NSManagedObject& object, std::size_t number, NSManagedObject& member) {
@@ -282,17 +307,26 @@ void Relations::addMember(NSManagedObject& object, std::size_t number, NSManaged
   if (end.number != EntityLayout::none && !slotAt(member, end.number).isToMany()) {
     // The member says where it belongs, and tells this end and the former one.
     setDestination(member, end.number, &object);
-    ObjectAccess::willChange(object);
+    ObjectAccess::willRelate(object);
     return;
   }
-  ObjectAccess::willChange(object);
-  if (related(object, number).add(member.objectID())) attach(end, object);
+  ObjectAccess::willRelate(object);
+  if (!related(object, number).add(member.objectID())) return;
+  attach(end, object);
+  applyRulesOfDeleted(object, member);
+}
+
+/// Who is related to a deleted object is met by its rules as those were that it had before.
+void Relations::applyRulesOfDeleted(NSManagedObject& one, NSManagedObject& other) {
+  for (NSManagedObject* end : {&one, &other}) {
+    if (end->isDeleted()) ObjectAccess::repeatDeleteRules(*end);
+  }
 }
 
 void Relations::removeMember(NSManagedObject& object, std::size_t number, NSManagedObject& member) {
   fireFault(object);
   const End end = inverseAt(member, *slotAt(object, number).relationship);
-  ObjectAccess::willChange(object);
+  ObjectAccess::willRelate(object);
   if (related(object, number).remove(member.objectID())) detach(end, object);
 }
 
@@ -343,7 +377,7 @@ void Relations::setMembers(NSManagedObject& object, std::size_t number, const Va
   }
   for (const Ref<NSManagedObject>& member : wanted) addMember(object, number, *member);
   if (relationship.isOrdered()) related(object, number).setOrder(std::move(identifiers));
-  ObjectAccess::willChange(object);
+  ObjectAccess::willRelate(object);
 }
 
 void Relations::setValue(NSManagedObject& object, std::size_t number, const Value& value) {
@@ -361,19 +395,34 @@ void Relations::applyDeleteRules(NSManagedObject& object) {
   for (const auto numbers : {layout.toOnes(), layout.toManys()}) {
     for (const std::size_t number : numbers) {
       const NSRelationshipDescription& relationship = *layout[number].relationship;
-      NSDeleteRule rule = relationship.deleteRule();
-      // Nobody is left leading to what never was in a store.
-      if (object.isInserted() && rule != NSCascadeDeleteRule) rule = NSNullifyDeleteRule;
-      if (rule != NSNullifyDeleteRule && rule != NSCascadeDeleteRule) continue;
-      if (rule == NSNullifyDeleteRule && !relationship.inverseRelationship()) continue;
-      for (const Ref<NSManagedObject>& other : destinations(object, number)) {
-        if (rule == NSNullifyDeleteRule) {
-          detach(inverseAt(*other, relationship), object);
-        } else if (Ref<NSManagedObjectContext> context = other->managedObjectContext()) {
-          context->deleteObject(other);
-        }
+      const bool cascades = relationship.deleteRule() == NSCascadeDeleteRule;
+      if (!cascades && !parts(relationship, object)) continue;
+      const std::vector<Ref<NSManagedObject>> others = destinations(object, number);
+      if (others.empty()) continue;
+      for (const Ref<NSManagedObject>& other : others) {
+        const Ref<NSManagedObjectContext> context = other->managedObjectContext();
+        if (cascades && context) context->deleteObject(other);
+      }
+      if (!relationship.inverseRelationship()) continue;
+      // Both ends, so that they still agree if one of the deletions is taken back.
+      for (const Ref<NSManagedObject>& other : others) {
+        detach(inverseAt(*other, relationship), object);
+      }
+      ObjectAccess::willRelate(object);
+      if (layout[number].isToMany()) {
+        related(object, number).removeAll();
+      } else {
+        ObjectAccess::values(object)[number] = nullptr;
       }
     }
+  }
+}
+
+void Relations::forget(NSManagedObject& object) noexcept {
+  const ValueArray& values = ObjectAccess::values(object);
+  const EntityLayout& layout = object.entity()->layout();
+  for (const auto numbers : {layout.toOnes(), layout.toManys()}) {
+    for (const std::size_t number : numbers) values[number] = nullptr;
   }
 }
 
@@ -395,6 +444,8 @@ void Relations::renameIn(NSManagedObject& holder, const Ref<NSManagedObjectID>& 
 void Relations::rename(NSManagedObject& object, const Ref<NSManagedObjectID>& former,
                        const std::vector<Ref<NSManagedObject>>& changed) {
   const Ref<NSManagedObjectID> fresh = object.objectID();
+  // It may lead to itself, and is not found by the former one any more.
+  renameIn(object, former, fresh);
   for (const Ref<NSManagedObject>& holder : changed) renameIn(*holder, former, fresh);
   const EntityLayout& layout = object.entity()->layout();
   for (const auto numbers : {layout.toOnes(), layout.toManys()}) {
@@ -406,10 +457,18 @@ void Relations::rename(NSManagedObject& object, const Ref<NSManagedObjectID>& fo
   }
 }
 
-void Relations::forgetMembers(NSManagedObject& object) noexcept {
+void Relations::revertMembers(NSManagedObject& object) {
   const ValueArray& values = ObjectAccess::values(object);
   if (!values) return;
-  for (const std::size_t number : object.entity()->layout().toManys()) values[number] = nullptr;
+  for (const std::size_t number : object.entity()->layout().toManys()) {
+    RelatedObjects* related = known(object, number);
+    if (!related) continue;
+    if (related->isLoaded()) {
+      related->revert();
+    } else {
+      values[number] = nullptr;
+    }
+  }
 }
 
 }  // namespace JNFoundation::impl

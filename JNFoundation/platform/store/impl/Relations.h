@@ -34,7 +34,8 @@ class Relations {
   /// How many there are, without making objects of them.
   static NSUInteger count(const NSManagedObject& object, std::size_t number);
 
-  /// Does what the delete rules of a deleted object ask for, short of refusing.
+  /// Does what the delete rules of a deleted object ask for, short of refusing: afterwards neither
+  /// end of a relationship leads to the other.
   static void applyDeleteRules(NSManagedObject& object);
 
   /// What the relationship to many of the object is known to lead to. Returns: null if nothing was
@@ -48,8 +49,10 @@ class Relations {
   static void rename(NSManagedObject& object, const Ref<NSManagedObjectID>& former,
                      const std::vector<Ref<NSManagedObject>>& changed);
 
-  /// Forgets what is known of every relationship to many, so that it is read again.
-  static void forgetMembers(NSManagedObject& object) noexcept;
+  /// Drops the changes of every relationship to many.
+  static void revertMembers(NSManagedObject& object);
+  /// Has an object that nobody leads to lead nowhere. Requires: it has values.
+  static void forget(NSManagedObject& object) noexcept;
 
  private:
   struct End;
@@ -69,6 +72,7 @@ class Relations {
   static void setDestination(NSManagedObject& object, std::size_t number, NSManagedObject* other);
   static void setMembers(NSManagedObject& object, std::size_t number, const Value& collection);
   static void addMember(NSManagedObject& object, std::size_t number, NSManagedObject& member);
+  static void applyRulesOfDeleted(NSManagedObject& one, NSManagedObject& other);
   static void removeMember(NSManagedObject& object, std::size_t number, NSManagedObject& member);
   static void renameIn(NSManagedObject& holder, const Ref<NSManagedObjectID>& former,
                        const Ref<NSManagedObjectID>& fresh);

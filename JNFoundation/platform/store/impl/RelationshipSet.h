@@ -34,6 +34,8 @@ class LiveMembers {
     if (!wasCurrent) return;
     follow(*_members);
     note();
+    // A fault that awoke on the way may have changed them as well.
+    if (!_state || _members->count() != _state->members().count()) _state = nullptr;
   }
 
  private:

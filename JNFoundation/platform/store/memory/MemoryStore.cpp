@@ -181,10 +181,11 @@ bool MemoryStore::namesOnlyWhatIsThere() {
     if (pending.kind == StoreRowChange::Kind::Delete) {
       for (const auto& relationship : _rules->references[&entity.layout().root()]) {
         const Ref<NSEntityDescription> source = relationship->entity();
-        for (const std::int64_t referrer :
-             _rules->links.referrers(*relationship, pending.primaryKey)) {
-          if (!pendingOf(*source, referrer)) return false;
-        }
+        const auto referrers = _rules->links.referrers(*relationship, pending.primaryKey);
+        const bool isFree = std::all_of(
+            referrers.begin(), referrers.end(),
+            [&](std::int64_t referrer) { return pendingOf(*source, referrer) != nullptr; });
+        if (!isFree) return false;
       }
       continue;
     }
@@ -201,6 +202,11 @@ bool MemoryStore::namesOnlyWhatIsThere() {
     }
   }
   for (const StoreLinkChange& change : _pendingLinks) {
+    const bool isPair = impl::RecordLinks::hasPairs(*change.relationship);
+    const Ref<NSEntityDescription> source = change.relationship->entity();
+    if (isPair && !change.added.empty() && !isThereAfterwards(*source, change.primaryKey)) {
+      return false;
+    }
     for (const std::int64_t member : change.added) {
       if (!isThereAfterwards(*change.relationship->destinationEntity(), member)) return false;
     }
@@ -241,7 +247,7 @@ bool MemoryStore::commitSave(Ref<NSError>* error) {
         break;
     }
   }
-  for (const StoreLinkChange& change : _pendingLinks) _rules->links.change(change);
+  _rules->links.change(_pendingLinks);
   abandonSave();
   return true;
 }

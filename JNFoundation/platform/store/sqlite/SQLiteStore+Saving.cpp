@@ -42,8 +42,8 @@ class RowWriter {
 
   enum class Result { Written, Conflict, Failed };
 
-  /// Takes the unique values that change out of their rows, where several rows change: they may
-  /// hand them on to each other. Fails: returns false; the database knows why.
+  /// Takes the unique values that change out of their rows, where several rows are written: they
+  /// may hand them on to each other, or to new ones. Fails: returns false; the database knows why.
   bool clearUniqueValues(std::span<const StoreRowChange> changes) {
     std::vector<std::pair<const Schema::Column*, const StoreRowChange*>> handedOn;
     for (const StoreRowChange& change : changes) {
@@ -52,7 +52,7 @@ class RowWriter {
         if (column.isUnique && !isSame(change, column)) handedOn.emplace_back(&column, &change);
       }
     }
-    if (handedOn.size() < 2) return true;
+    if (handedOn.empty() || changes.size() < 2) return true;
     for (const auto& [column, change] : handedOn) {
       Statement statement =
           _database.prepare("UPDATE " + _schema.of(*change->entity).table + " SET " + column->name +
@@ -184,8 +184,12 @@ class RowWriter {
 }  // namespace
 
 bool SQLiteStore::failedToSave(Ref<NSError>* error) const {
-  return impl::fail(error, _connection->database.error(NSPersistentStoreSaveError,
-                                                       "The store cannot be written"));
+  const bool dangles = _connection->database.lastCode() == SQLITE_CONSTRAINT_FOREIGNKEY;
+  return impl::fail(
+      error, _connection->database.error(
+                 dangles ? NSManagedObjectReferentialIntegrityError : NSPersistentStoreSaveError,
+                 dangles ? "A record would lead to one that is not there"
+                         : "The store cannot be written"));
 }
 
 std::int64_t SQLiteStore::takePrimaryKeys(const NSEntityDescription& entity, NSUInteger count,
@@ -251,20 +255,12 @@ bool SQLiteStore::writeRows(std::span<const StoreRowChange> changes, std::size_t
 
 bool SQLiteStore::writeLinks(std::span<const StoreLinkChange> changes, Ref<NSError>* error) {
   impl::LinkWriter writer(_connection->database, _connection->schema);
-  for (const StoreLinkChange& change : changes) {
-    if (!writer.write(change)) return failedToSave(error);
-  }
-  return true;
+  return writer.write(changes) || failedToSave(error);
 }
 
 bool SQLiteStore::commitSave(Ref<NSError>* error) {
   if (!_connection->database.execute("COMMIT")) {
-    const bool dangles = _connection->database.lastCode() == SQLITE_CONSTRAINT_FOREIGNKEY;
-    impl::fail(error,
-               _connection->database.error(
-                   dangles ? NSManagedObjectReferentialIntegrityError : NSPersistentStoreSaveError,
-                   dangles ? "A record would lead to one that is not there"
-                           : "The store cannot be written"));
+    failedToSave(error);
     abandonSave();
     return false;
   }

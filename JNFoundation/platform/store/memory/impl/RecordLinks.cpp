@@ -1,7 +1,5 @@
 #include "JNFoundation/platform/store/memory/impl/RecordLinks.h"
 
-#include <algorithm>
-
 #include <JNFoundation/platform/store/NSManagedObjectID.h>
 #include <JNFoundation/platform/store/NSRelationshipDescription.h>
 #include <JNFoundation/platform/store/impl/EntityLayout.h>
@@ -9,16 +7,13 @@
 namespace JNFoundation::impl {
 namespace {
 
-const RecordLinks::Numbers none;
-
 template <class Lists>
-const RecordLinks::Numbers& listOf(const Lists& lists,
-                                   const NSRelationshipDescription& relationship,
-                                   std::int64_t record) {
+RecordLinks::Numbers listOf(const Lists& lists, const NSRelationshipDescription& relationship,
+                            std::int64_t record) {
   const auto found = lists.find(&relationship);
-  if (found == lists.end()) return none;
+  if (found == lists.end()) return {};
   const auto list = found->second.find(record);
-  return list == found->second.end() ? none : list->second;
+  return list == found->second.end() ? RecordLinks::Numbers() : list->second.members();
 }
 
 std::int64_t numberIn(const Value* values, std::size_t place) {
@@ -26,33 +21,38 @@ std::int64_t numberIn(const Value* values, std::size_t place) {
   return identifier ? identifier->number() : 0;
 }
 
+/// The way back that has a list of its own; null where there is none, or it is the same one.
+const NSRelationshipDescription* mutualOf(const NSRelationshipDescription& relationship) {
+  const Ref<NSRelationshipDescription> inverse = relationship.inverseRelationship();
+  const bool isMutual = inverse && inverse->isToMany() && inverse.get() != &relationship;
+  return isMutual ? inverse.get() : nullptr;
+}
+
 }  // namespace
 
-const RecordLinks::Numbers& RecordLinks::members(const NSRelationshipDescription& relationship,
-                                                 std::int64_t owner) const {
+bool RecordLinks::hasPairs(const NSRelationshipDescription& relationship) {
+  const Ref<NSRelationshipDescription> inverse = relationship.inverseRelationship();
+  return !inverse || inverse->isToMany() || inverse->isTransient();
+}
+
+RecordLinks::Numbers RecordLinks::members(const NSRelationshipDescription& relationship,
+                                          std::int64_t owner) const {
   return listOf(_members, relationship, owner);
 }
 
-const RecordLinks::Numbers& RecordLinks::referrers(const NSRelationshipDescription& relationship,
-                                                   std::int64_t record) const {
+RecordLinks::Numbers RecordLinks::referrers(const NSRelationshipDescription& relationship,
+                                            std::int64_t record) const {
   return listOf(_owners, relationship, record);
 }
 
-void RecordLinks::add(const NSRelationshipDescription& relationship, Numbers& members,
-                      std::int64_t member) {
-  if (relationship.isToMany() && relationship.isOrdered()) {
-    if (std::find(members.begin(), members.end(), member) == members.end()) {
-      members.push_back(member);
-    }
-    return;
-  }
-  const auto place = std::lower_bound(members.begin(), members.end(), member);
-  if (place == members.end() || *place != member) members.insert(place, member);
+MemberList& RecordLinks::membersOf(const NSRelationshipDescription& relationship,
+                                   std::int64_t owner) {
+  return _members[&relationship].try_emplace(owner, relationship.isOrdered()).first->second;
 }
 
-void RecordLinks::take(Numbers& members, std::int64_t member) {
-  const auto place = std::find(members.begin(), members.end(), member);
-  if (place != members.end()) members.erase(place);
+MemberList& RecordLinks::ownersOf(const NSRelationshipDescription& relationship,
+                                  std::int64_t record) {
+  return _owners[&relationship].try_emplace(record, false).first->second;
 }
 
 void RecordLinks::changeReferences(const NSEntityDescription& entity, std::int64_t record,
@@ -66,76 +66,75 @@ void RecordLinks::changeReferences(const NSEntityDescription& entity, std::int64
     const Ref<NSRelationshipDescription> inverse = relationship.inverseRelationship();
     const bool isListed = inverse && inverse->isToMany();
     if (before != 0) {
-      take(_owners[&relationship][before], record);
-      if (isListed) take(_members[inverse.get()][before], record);
+      ownersOf(relationship, before).remove(record);
+      if (isListed) membersOf(*inverse, before).remove(record);
     }
     if (after != 0) {
-      auto& owners = _owners[&relationship][after];
-      owners.insert(std::lower_bound(owners.begin(), owners.end(), record), record);
-      if (isListed) add(*inverse, _members[inverse.get()][after], record);
+      ownersOf(relationship, after).add(record);
+      if (isListed) membersOf(*inverse, after).add(record);
     }
   }
 }
 
 void RecordLinks::pair(const NSRelationshipDescription& relationship, std::int64_t owner,
                        std::int64_t member) {
-  add(relationship, _members[&relationship][owner], member);
-  auto& owners = _owners[&relationship][member];
-  const auto place = std::lower_bound(owners.begin(), owners.end(), owner);
-  if (place == owners.end() || *place != owner) owners.insert(place, owner);
+  membersOf(relationship, owner).add(member);
+  ownersOf(relationship, member).add(owner);
 }
 
 void RecordLinks::part(const NSRelationshipDescription& relationship, std::int64_t owner,
                        std::int64_t member) {
-  take(_members[&relationship][owner], member);
-  take(_owners[&relationship][member], owner);
+  membersOf(relationship, owner).remove(member);
+  ownersOf(relationship, member).remove(owner);
 }
 
-void RecordLinks::change(const StoreLinkChange& change) {
+void RecordLinks::takeOut(const StoreLinkChange& change) {
   const NSRelationshipDescription& relationship = *change.relationship;
-  const Ref<NSRelationshipDescription> inverse = relationship.inverseRelationship();
   // Members that name their owner are listed by what they say; their order alone stands here.
-  const bool hasPairs = !inverse || inverse->isToMany() || inverse->isTransient();
-  const bool isMutual = hasPairs && inverse && inverse.get() != &relationship;
+  if (!hasPairs(relationship)) return;
+  const NSRelationshipDescription* mutual = mutualOf(relationship);
   for (const std::int64_t member : change.removed) {
-    if (!hasPairs) continue;
     part(relationship, change.primaryKey, member);
-    if (isMutual) part(*inverse, member, change.primaryKey);
+    if (mutual) part(*mutual, member, change.primaryKey);
   }
-  Numbers& members = _members[&relationship][change.primaryKey];
+}
+
+void RecordLinks::bringIn(const StoreLinkChange& change) {
+  const NSRelationshipDescription& relationship = *change.relationship;
+  const bool isPair = hasPairs(relationship);
+  const NSRelationshipDescription* mutual = mutualOf(relationship);
+  MemberList& members = membersOf(relationship, change.primaryKey);
   for (const std::int64_t member : change.added) {
-    if (hasPairs) {
+    if (isPair) {
       pair(relationship, change.primaryKey, member);
-      if (isMutual) pair(*inverse, member, change.primaryKey);
-    } else if (std::find(members.begin(), members.end(), member) != members.end()) {
-      take(members, member);
-      members.push_back(member);
+      if (mutual) pair(*mutual, member, change.primaryKey);
+      // A pair that somebody else had made keeps its place.
+      if (members.hasPlace(member)) continue;
+    }
+    members.moveToEnd(member);
+  }
+}
+
+void RecordLinks::change(std::span<const StoreLinkChange> changes) {
+  // Both ends of a pair tell of it, so that all that goes has to go before anything comes.
+  for (const StoreLinkChange& change : changes) takeOut(change);
+  for (const StoreLinkChange& change : changes) bringIn(change);
+  for (const StoreLinkChange& change : changes) {
+    if (!change.order.empty()) {
+      membersOf(*change.relationship, change.primaryKey).putInOrder(change.order);
     }
   }
-  if (change.order.empty() || !relationship.isOrdered()) return;
-  // Members that somebody else added meanwhile stay, behind those whose order is known.
-  std::unordered_map<std::int64_t, std::size_t> places;
-  for (const std::int64_t member : change.order) places.emplace(member, places.size());
-  Numbers& ordered = _members[&relationship][change.primaryKey];
-  std::stable_sort(ordered.begin(), ordered.end(), [&](std::int64_t left, std::int64_t right) {
-    const auto placeOf = [&](std::int64_t member) {
-      const auto found = places.find(member);
-      return found == places.end() ? places.size() : found->second;
-    };
-    return placeOf(left) < placeOf(right);
-  });
 }
 
 void RecordLinks::remove(const NSEntityDescription& entity, std::int64_t record) {
   const EntityLayout& layout = entity.layout();
   for (const std::size_t place : layout.toManys()) {
-    const auto found = _members.find(layout[place].relationship.get());
-    if (found == _members.end()) continue;
-    if (const auto list = found->second.find(record); list != found->second.end()) {
-      for (const std::int64_t member : list->second) {
-        take(_owners[layout[place].relationship.get()][member], record);
-      }
-      found->second.erase(list);
+    const NSRelationshipDescription& relationship = *layout[place].relationship;
+    for (const std::int64_t member : members(relationship, record)) {
+      ownersOf(relationship, member).remove(record);
+    }
+    if (const auto found = _members.find(&relationship); found != _members.end()) {
+      found->second.erase(record);
     }
   }
   for (auto& [relationship, lists] : _owners) {
@@ -145,7 +144,9 @@ void RecordLinks::remove(const NSEntityDescription& entity, std::int64_t record)
     }
     const auto list = lists.find(record);
     if (list == lists.end()) continue;
-    for (const std::int64_t owner : list->second) take(_members[relationship][owner], record);
+    for (const std::int64_t owner : list->second.members()) {
+      membersOf(*relationship, owner).remove(record);
+    }
     lists.erase(list);
   }
 }

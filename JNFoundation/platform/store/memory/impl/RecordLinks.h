@@ -1,10 +1,11 @@
 #pragma once
 
-#include <map>
+#include <span>
 #include <unordered_map>
 #include <vector>
 
 #include <JNFoundation/platform/store/NSPersistentStore.h>
+#include <JNFoundation/platform/store/memory/impl/MemberList.h>
 
 namespace JNFoundation::impl {
 
@@ -14,28 +15,32 @@ class RecordLinks {
  public:
   using Numbers = std::vector<std::int64_t>;
 
+  /// Whether the members of the relationship are listed for their own sake, not because they name
+  /// the record.
+  static bool hasPairs(const NSRelationshipDescription& relationship);
+
   /// The members, in their order; those of a relationship without order ascending.
-  const Numbers& members(const NSRelationshipDescription& relationship, std::int64_t owner) const;
+  Numbers members(const NSRelationshipDescription& relationship, std::int64_t owner) const;
   /// The records that name this one. Takes: a relationship to one.
-  const Numbers& referrers(const NSRelationshipDescription& relationship,
-                           std::int64_t record) const;
+  Numbers referrers(const NSRelationshipDescription& relationship, std::int64_t record) const;
 
   /// A record names others than before. Takes: its values then and now, null where it was or is not
   /// there.
   void changeReferences(const NSEntityDescription& entity, std::int64_t record, const Value* former,
                         const Value* fresh);
-  void change(const StoreLinkChange& change);
+  void change(std::span<const StoreLinkChange> changes);
   /// A record is gone: nobody leads to it any more, nor it to anybody.
   void remove(const NSEntityDescription& entity, std::int64_t record);
 
  private:
-  using Lists = std::unordered_map<std::int64_t, Numbers>;
+  using Lists = std::unordered_map<std::int64_t, MemberList>;
 
-  static void add(const NSRelationshipDescription& relationship, Numbers& members,
-                  std::int64_t member);
-  static void take(Numbers& members, std::int64_t member);
+  MemberList& membersOf(const NSRelationshipDescription& relationship, std::int64_t owner);
+  MemberList& ownersOf(const NSRelationshipDescription& relationship, std::int64_t record);
   void pair(const NSRelationshipDescription& relationship, std::int64_t owner, std::int64_t member);
   void part(const NSRelationshipDescription& relationship, std::int64_t owner, std::int64_t member);
+  void takeOut(const StoreLinkChange& change);
+  void bringIn(const StoreLinkChange& change);
 
   std::unordered_map<const NSRelationshipDescription*, Lists> _members;
   /// The other way, of relationships without a way back as well.

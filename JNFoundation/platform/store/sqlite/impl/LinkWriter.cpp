@@ -5,9 +5,14 @@
 
 namespace JNFoundation::impl {
 
-bool LinkWriter::write(const StoreLinkChange& change) {
-  const Schema::Link& link = _schema.of(*change.relationship);
-  return remove(link, change) && add(link, change) && putInOrder(link, change);
+bool LinkWriter::write(std::span<const StoreLinkChange> changes) {
+  // Both ends of a pair tell of it, so that all that goes has to go before anything comes.
+  for (const auto step : {&LinkWriter::remove, &LinkWriter::add, &LinkWriter::putInOrder}) {
+    for (const StoreLinkChange& change : changes) {
+      if (!(this->*step)(_schema.of(*change.relationship), change)) return false;
+    }
+  }
+  return true;
 }
 
 /// A record that names its one owner has been given another one, or none, already.
@@ -48,43 +53,52 @@ bool LinkWriter::add(const Schema::Link& link, const StoreLinkChange& change) {
     constexpr std::int64_t greatest = std::int64_t{1} << 62;
     last = std::clamp<std::int64_t>(statement.integer(0), 0, greatest);
   }
+  // A pair that somebody else had made keeps its place.
   for (const std::int64_t far : change.added) {
-    if (!setPosition(link, change.primaryKey, far, ++last)) return false;
+    if (!setPosition(link, change.primaryKey, far, ++last, link.hasOwnTable)) return false;
   }
   return true;
 }
 
-/// Numbers the members anew; only those get written that stood elsewhere.
+/// Numbers the members anew, behind them those that somebody else added meanwhile; only those get
+/// written that stood elsewhere.
 bool LinkWriter::putInOrder(const Schema::Link& link, const StoreLinkChange& change) {
   if (change.order.empty() || link.position.empty()) return true;
   std::unordered_map<std::int64_t, std::int64_t> positions;
+  std::vector<std::int64_t> others;
   {
     Statement statement =
-        _database.prepare("SELECT " + link.far + ", " + link.position + " FROM " + link.table +
-                          " WHERE " + link.near + " = ? AND " + link.position + " IS NOT NULL");
+        _database.prepare("SELECT " + link.far + ", ifnull(" + link.position + ", 0) FROM " +
+                          link.table + " WHERE " + link.near + " = ? ORDER BY " + link.position +
+                          " IS NULL, " + link.position + ", " + link.far);
     if (!statement) return false;
     statement.bind(1, change.primaryKey);
     Statement::Step step;
     while ((step = statement.step()) == Statement::Step::Row) {
       positions.emplace(statement.integer(0), statement.integer(1));
+      others.push_back(statement.integer(0));
     }
     if (step == Statement::Step::Failed) return false;
   }
   std::int64_t position = 0;
-  for (const std::int64_t far : change.order) {
-    ++position;
+  const auto place = [&](std::int64_t far) {
     const auto known = positions.find(far);
-    if (known != positions.end() && known->second == position) continue;
-    if (!setPosition(link, change.primaryKey, far, position)) return false;
-  }
-  return true;
+    // What somebody else took out meanwhile stays out.
+    if (known == positions.end()) return true;
+    const bool stays = known->second == ++position;
+    positions.erase(known);
+    return stays || setPosition(link, change.primaryKey, far, position);
+  };
+  return std::all_of(change.order.begin(), change.order.end(), place) &&
+         std::all_of(others.begin(), others.end(), place);
 }
 
 bool LinkWriter::setPosition(const Schema::Link& link, std::int64_t near, std::int64_t far,
-                             std::int64_t position) {
+                             std::int64_t position, bool onlyIfNone) {
+  const std::string condition = onlyIfNone ? " AND " + link.position + " IS NULL" : "";
   Statement statement =
       _database.prepare("UPDATE " + link.table + " SET " + link.position + " = ? WHERE " +
-                        link.far + " = ? AND " + link.near + " = ?");
+                        link.far + " = ? AND " + link.near + " = ?" + condition);
   if (!statement) return false;
   statement.bind(1, position);
   statement.bind(2, far);

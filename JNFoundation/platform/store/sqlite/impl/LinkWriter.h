@@ -12,14 +12,14 @@ class LinkWriter {
  public:
   LinkWriter(Database& database, const Schema& schema) : _database(database), _schema(schema) {}
 
-  bool write(const StoreLinkChange& change);
+  bool write(std::span<const StoreLinkChange> changes);
 
  private:
   bool remove(const Schema::Link& link, const StoreLinkChange& change);
   bool add(const Schema::Link& link, const StoreLinkChange& change);
   bool putInOrder(const Schema::Link& link, const StoreLinkChange& change);
   bool setPosition(const Schema::Link& link, std::int64_t near, std::int64_t far,
-                   std::int64_t position);
+                   std::int64_t position, bool onlyIfNone = false);
 
   Database& _database;
   const Schema& _schema;
