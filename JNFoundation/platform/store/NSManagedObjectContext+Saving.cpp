@@ -280,8 +280,11 @@ class ContextSave {
                                 std::vector<std::int64_t>& numbers) {
           if (!identifiers) return true;
           for (const Value& identifier : *identifiers) {
-            // No store has pairs with what was never saved.
-            const bool isStored = !as<NSManagedObjectID>(identifier)->isTemporaryID();
+            // No store has pairs with what was never saved or is another store's.
+            const auto& member = *as<NSManagedObjectID>(identifier);
+            const bool isStored =
+                !member.isTemporaryID() &&
+                member.storeIdentifier()->isEqualToString(batch.store->identifier());
             if (&numbers == &link.removed && !isStored) continue;
             const Ref<NSManagedObjectID> known =
                 resolved(identifier, *object, number, *batch.store, error);

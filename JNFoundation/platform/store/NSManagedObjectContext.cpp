@@ -249,12 +249,13 @@ void NSManagedObjectContext::forgetUnsaved() {
   _changes->isForgetting = true;
   while (!_changes->unsavedWithRules.empty()) {
     const Ref<NSManagedObject> object = _changes->unsavedWithRules.front();
-    if (ObjectAccess::registry(*object) == _registry) {
-      impl::Relations::applyDeleteRules(*object);
-    }
+    const auto isStill = [&] {
+      return object->isDeleted() && ObjectAccess::registry(*object) == _registry;
+    };
+    if (isStill()) impl::Relations::applyDeleteRules(*object);
     auto& waiting = _changes->unsavedWithRules;
     if (!waiting.empty() && waiting.front() == object) waiting.pop_front();
-    if (ObjectAccess::registry(*object) != _registry) continue;
+    if (!isStill()) continue;
     _changes->inserted.remove(*object);
     ObjectAccess::detach(*object);
   }
@@ -269,9 +270,12 @@ void NSManagedObjectContext::insertObject(const Ref<NSManagedObject>& object) {
   std::uint32_t& flags = ObjectAccess::flags(*object);
   if (registry == _registry) {
     if ((flags & ObjectAccess::deleted) == 0) return;
-    _changes->deleted.remove(*object);
     flags &= ~ObjectAccess::deleted;
-    if ((flags & ObjectAccess::updated) != 0) _changes->updated.add(*object);
+    // One that is just being forgotten is listed as inserted still.
+    if ((flags & ObjectAccess::inserted) == 0) {
+      _changes->deleted.remove(*object);
+      if ((flags & ObjectAccess::updated) != 0) _changes->updated.add(*object);
+    }
     ++_registry->edits;
   } else {
     if (registry) {

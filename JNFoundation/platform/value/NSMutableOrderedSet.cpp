@@ -240,7 +240,7 @@ void NSMutableOrderedSet::removeObjectsInRange(NSRange range) {
   }
   if (range.length == 0) return;
   if (_foreign) {
-    for (NSUInteger i = range.end(); i-- > range.location;) foreignRemoveObjectAtIndex(i);
+    for (NSUInteger i = 0; i < range.length; ++i) foreignRemoveObjectAtIndex(range.location);
     return;
   }
   _table.closeHoles();

@@ -1,5 +1,7 @@
 #include "JNFoundation/platform/value/NSOrderedSet.h"
 
+#include <algorithm>
+
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/NSArray.h>
 #include <JNFoundation/platform/value/NSIndexSet.h>
@@ -121,7 +123,17 @@ Value NSOrderedSet::objectAtIndex(NSUInteger index) const {
 Value NSOrderedSet::firstObject() const { return count() == 0 ? Value() : objectAtIndex(0); }
 
 Value NSOrderedSet::lastObject() const {
-  return count() == 0 ? Value() : objectAtIndex(count() - 1);
+  if (_foreign) return foreignContents()->lastObject();
+  if (count() == 0) return nullptr;
+  // A set that is emptied from its end has holes there; they are closed now and then, not each
+  // time.
+  constexpr std::size_t many = 256;
+  if (_table.isHole(_table.end() - std::min(many, _table.end() - _table.begin()))) {
+    _table.closeHoles();
+  }
+  std::size_t position = _table.end() - 1;
+  while (_table.isHole(position)) --position;
+  return _table.at(position).key;
 }
 
 bool NSOrderedSet::containsObject(const Value& object) const {

@@ -33,8 +33,10 @@ void RelatedObjects::keepOrderBefore() {
 
 bool RelatedObjects::add(const Identifier& member) {
   if (contains(_members ? _members : _added, member)) return false;
-  if (_members && !_isOrdered && contains(_removed, member)) {
+  if (_members && contains(_removed, member)) {
+    // It is a member as before, at another place.
     _removed->removeObject(member);
+    _isReordered = _isOrdered;
   } else {
     put(_added, member);
   }

@@ -110,7 +110,7 @@ void Relations::readMembers(NSManagedObject& object, std::size_t number,
                             std::vector<Ref<NSManagedObject>>& read) {
   const EntityLayout::Slot& slot = slotAt(object, number);
   const ObjectKey key = ObjectAccess::key(object);
-  if (!key.hierarchy || slot.relationship->isTransient()) return;
+  if (!key.hierarchy || object.isInserted() || slot.relationship->isTransient()) return;
   NSPersistentStore& store = *key.hierarchy->store;
   const Ref<NSManagedObjectContext> context = object.managedObjectContext();
   if (!context || !store.isOpen()) return;

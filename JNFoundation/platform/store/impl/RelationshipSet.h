@@ -89,9 +89,13 @@ class OrderedRelationshipSet final : public NSMutableOrderedSet {
                  [&](NSMutableOrderedSet& members) { members.insertObjectAtIndex(object, index); });
   }
   void foreignRemoveObjectAtIndex(NSUInteger index) override {
-    const Value removed = _live.members()->objectAtIndex(index);
+    // Neither asks for an index where none is needed: that would close the holes that removals
+    // leave, each time.
+    const Ref<NSMutableOrderedSet>& known = _live.members();
+    const bool isLast = index + 1 == known->count();
+    const Value removed = isLast ? known->lastObject() : known->objectAtIndex(index);
     _live.change([&] { Relations::remove(_live.owner(), _live.number(), removed); },
-                 [&](NSMutableOrderedSet& members) { members.removeObjectAtIndex(index); });
+                 [&](NSMutableOrderedSet& members) { members.removeObject(removed); });
   }
 
   LiveMembers<NSMutableOrderedSet> _live;
