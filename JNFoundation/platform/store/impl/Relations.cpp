@@ -369,6 +369,7 @@ void Relations::setMembers(NSManagedObject& object, std::size_t number, const Va
   }
   fireFault(object);
   std::vector<Value> identifiers;
+  identifiers.reserve(wanted.size());
   for (const Ref<NSManagedObject>& member : wanted) identifiers.emplace_back(member->objectID());
   const Ref<NSSet> kept = NSSet::setWithValues(identifiers);
   for (const Value& value : members(object, number)) {
