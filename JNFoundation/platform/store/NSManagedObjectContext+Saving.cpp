@@ -487,7 +487,7 @@ class ContextSave {
 bool NSManagedObjectContext::save(Ref<NSError>* error) {
   if (!hasChanges()) return true;
   requireCoordinator();
-  return impl::ContextSave(*this).run(error);
+  return impl::orError([&] { return impl::ContextSave(*this).run(error); }, false, error);
 }
 
 namespace {

@@ -55,16 +55,21 @@ void NSManagedObjectContext::requireCoordinator() const {
 Ref<NSArray> NSManagedObjectContext::executeFetchRequestError(const Ref<NSFetchRequest>& request,
                                                               Ref<NSError>* error) {
   if (!request) raise(NSInvalidArgumentException, "executeFetchRequest:error: a nil request");
-  propagateDeletes();
-  impl::ContextFetch fetch(*this, *request);
-  return fetch.execute(request->resultType(), error);
+  const auto fetch = [&] {
+    propagateDeletes();
+    return impl::ContextFetch(*this, *request).execute(request->resultType(), error);
+  };
+  return impl::orError(fetch, Ref<NSArray>(), error);
 }
 
 NSUInteger NSManagedObjectContext::countForFetchRequestError(const Ref<NSFetchRequest>& request,
                                                              Ref<NSError>* error) {
   if (!request) raise(NSInvalidArgumentException, "countForFetchRequest:error: a nil request");
-  propagateDeletes();
-  return impl::ContextFetch(*this, *request).count(error);
+  const auto count = [&] {
+    propagateDeletes();
+    return impl::ContextFetch(*this, *request).count(error);
+  };
+  return impl::orError(count, static_cast<NSUInteger>(NSNotFound), error);
 }
 
 // ---- Objects by identity ------------------------------------------------------------------------

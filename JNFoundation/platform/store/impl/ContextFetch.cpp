@@ -376,15 +376,6 @@ Ref<NSArray> ContextFetch::identifiers(Ref<NSError>* error) {
 }
 
 NSUInteger ContextFetch::count(Ref<NSError>* error) {
-  try {
-    return countResults(error);
-  } catch (const UnreadableRows& failure) {
-    fail(error, failure.error);
-    return static_cast<NSUInteger>(NSNotFound);
-  }
-}
-
-NSUInteger ContextFetch::countResults(Ref<NSError>* error) {
   if (_request.resultType() == NSDictionaryResultType) {
     Ref<NSArray> rows = dictionaries(error);
     return rows ? rows->count() : static_cast<NSUInteger>(NSNotFound);
@@ -400,15 +391,6 @@ NSUInteger ContextFetch::countResults(Ref<NSError>* error) {
 }
 
 Ref<NSArray> ContextFetch::execute(NSFetchRequestResultType type, Ref<NSError>* error) {
-  try {
-    return results(type, error);
-  } catch (const UnreadableRows& failure) {
-    fail(error, failure.error);
-    return nullptr;
-  }
-}
-
-Ref<NSArray> ContextFetch::results(NSFetchRequestResultType type, Ref<NSError>* error) {
   switch (type) {
     case NSManagedObjectIDResultType:
       return identifiers(error);

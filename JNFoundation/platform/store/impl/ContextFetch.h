@@ -20,15 +20,15 @@ class ContextFetch {
   ContextFetch(NSManagedObjectContext& context, const NSFetchRequest& request);
   ~ContextFetch();
 
+  // Fail, beside what they return: throw UnreadableRows, and raise NSObjectInaccessibleException
+  // where what the predicate asks of objects cannot be read.
+
   /// Returns: null on failure, with the error set.
   Ref<NSArray> execute(NSFetchRequestResultType type, Ref<NSError>* error);
   /// Returns: NSNotFound on failure.
   NSUInteger count(Ref<NSError>* error);
 
  private:
-  Ref<NSArray> results(NSFetchRequestResultType type, Ref<NSError>* error);
-  NSUInteger countResults(Ref<NSError>* error);
-
   using Objects = std::vector<Ref<NSManagedObject>>;
 
   /// What a dictionary of the result gets.

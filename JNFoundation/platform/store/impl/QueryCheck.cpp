@@ -114,9 +114,15 @@ class Walker {
 /// Follows the path through relationships, as far as the model knows where it leads.
 void checkPath(const NSEntityDescription& entity, const KeyPath& path) {
   const NSEntityDescription* here = &entity;
+  bool isCollection = false;
   for (const KeyPath::Step& step : path.steps()) {
-    if (step.collectionOperator != CollectionOperator::None) return;
     const NSString& key = *step.key;
+    if (step.collectionOperator != CollectionOperator::None) {
+      // One record is no collection, and some operators are none.
+      if (isCollection && step.collectionOperator != CollectionOperator::Unknown) return;
+      raise(NSInvalidArgumentException, "keypath %@ not found in entity %@", path.text(),
+            here->name());
+    }
     const EntityLayout& layout = here->layout();
     const std::size_t index = layout.indexOf(key);
     if (index == EntityLayout::none) {
@@ -133,6 +139,7 @@ void checkPath(const NSEntityDescription& entity, const KeyPath& path) {
             here->name());
     }
     if (!slot.relationship) return;
+    isCollection = isCollection || slot.isToMany();
     here = slot.relationship->destinationEntity().get();
   }
 }

@@ -35,4 +35,10 @@ void appendErrors(const Ref<NSError>& error, std::vector<Ref<NSError>>& errors) 
   }
 }
 
+Ref<NSError> errorFromInaccessibleObject(const Raised& raised) {
+  const Ref<NSException>& exception = raised.exception();
+  if (exception->name()->utf8() != NSObjectInaccessibleException) return nullptr;
+  return cocoaError(NSManagedObjectReferentialIntegrityError, exception->reason());
+}
+
 }  // namespace JNFoundation::impl

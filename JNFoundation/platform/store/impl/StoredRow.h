@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/store/NSPersistentStore.h>
 #include <JNFoundation/platform/store/ValueArray.h>
 #include <JNFoundation/platform/store/impl/ObjectRegistry.h>
-#include <JNFoundation/platform/value/NSError.h>
+#include <JNFoundation/platform/store/impl/StoreErrors.h>
 
 namespace JNFoundation::impl {
 
@@ -31,12 +31,6 @@ class RecordIdentity : public NSObject {
   RecordIdentity() = default;
 
   ObjectKey _key;
-};
-
-/// Thrown where related rows cannot be read, past whatever asks for them, to the fetch that they
-/// are read for; it gives the error.
-struct UnreadableRows {
-  Ref<NSError> error;
 };
 
 /// Where rows of one store find the rows that they are related to, each read once.
