@@ -120,7 +120,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     return 0;
   }
   const std::string one = found(inFile, predicate, false);
-  require(one == found(inMemory, predicate, false), "the file and the memory differ", printed);
+  const std::string other = found(inMemory, predicate, false);
+  // Which part of a predicate is asked first is not promised, so that one that raises may never be.
+  const auto isRaised = [](const std::string& result) { return result.starts_with("NS"); };
+  if (isRaised(one) || isRaised(other)) return 0;
+  require(one == other, "the file and the memory differ", printed);
   // A key that the entity lacks is noticed by a fetch before any book is asked.
   if (!one.empty() && !std::isdigit(static_cast<unsigned char>(one[0]))) return 0;
   require(one == found(inMemory, predicate, true), "the books themselves differ", printed);
