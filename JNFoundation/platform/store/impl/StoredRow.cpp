@@ -41,7 +41,7 @@ Value RowSource::row(const NSManagedObjectID& identifier) {
   if (!_store.fetchRow(*identifier.entity(), identifier.number(), collector, &error)) {
     throw UnreadableRows{error};
   }
-  const Value row = collector.rows.empty() ? Value() : collector.rows.front();
+  Value row = collector.rows.empty() ? Value() : collector.rows.front();
   known.emplace(identifier.number(), row);
   return row;
 }
@@ -105,7 +105,7 @@ ObjectRow::ObjectRow(Ref<NSManagedObject> object)
 
 Value ObjectRow::valueForKey(const Ref<NSString>& key) const {
   if (Value itself = RecordIdentity::valueForKey(key); !itself.isNull()) return itself;
-  const Value value = _object->valueForKey(key);
+  Value value = _object->valueForKey(key);
   const auto rowOf = [](const Value& object) {
     return Value(makeObject<ObjectRow>(Ref<NSManagedObject>(as<NSManagedObject>(object))));
   };
