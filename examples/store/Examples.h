@@ -13,6 +13,6 @@ Ref<NSManagedObjectContext> open(const Ref<NSString>& path);
 
 void relate(const Ref<NSManagedObjectContext>& context);
 void ask(const Ref<NSManagedObjectContext>& context);
-void keep(const Ref<NSManagedObjectContext>& context, const Ref<NSString>& copy);
+void keep(const Ref<NSManagedObjectContext>& context, const Ref<NSString>& path);
 
 }  // namespace examples
