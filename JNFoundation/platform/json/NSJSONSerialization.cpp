@@ -4,6 +4,7 @@
 
 #include <JNFoundation/platform/json/impl/JSONReader.h>
 #include <JNFoundation/platform/json/impl/JSONScanner.h>
+#include <JNFoundation/platform/text/NumberText.h>
 #include <JNFoundation/platform/text/UTF8.h>
 #include <JNFoundation/platform/value/FatalError.h>
 #include <JNFoundation/platform/value/NSArray.h>
@@ -114,6 +115,31 @@ Value NSJSONSerialization::JSONObjectWithDataOptionsError(const Ref<NSData>& dat
           "+[NSJSONSerialization JSONObjectWithData:options:error:]: the data is null");
   }
   return JSONObjectWithTextOptionsError(data->view(), options, error);
+}
+
+Value NSJSONSerialization::JSONObjectWithDataOptionsMaximumLengthError(const Ref<NSData>& data,
+                                                                       NSJSONReadingOptions options,
+                                                                       NSUInteger maximumLength,
+                                                                       Ref<NSError>* error) {
+  if (!data) {
+    raise(NSInvalidArgumentException,
+          "+[NSJSONSerialization JSONObjectWithData:options:maximumLength:error:]: the data is "
+          "null");
+  }
+  return JSONObjectWithTextOptionsMaximumLengthError(data->view(), options, maximumLength, error);
+}
+
+Value NSJSONSerialization::JSONObjectWithTextOptionsMaximumLengthError(std::string_view text,
+                                                                       NSJSONReadingOptions options,
+                                                                       NSUInteger maximumLength,
+                                                                       Ref<NSError>* error) {
+  if (text.size() <= maximumLength) return JSONObjectWithTextOptionsError(text, options, error);
+  setProblem(text,
+             {static_cast<std::size_t>(maximumLength),
+              "the text has " + textFromUnsigned(text.size()) + " bytes, more than the limit of " +
+                  textFromUnsigned(maximumLength)},
+             error);
+  return Value();
 }
 
 Value NSJSONSerialization::JSONObjectWithTextOptionsError(std::string_view text,

@@ -53,7 +53,8 @@ inline constexpr const char* NSJSONSerializationErrorIndex = "NSJSONSerializatio
 ///
 /// Text that is cut off, followed by something, not UTF-8, nested too deep or holds a number beyond
 /// the doubles is an error whose sentence says where and what: "line 3, column 12: expected ',' or
-/// '}', found '\"'". The text may be of any size; reading needs no stack in proportion to it.
+/// '}', found '\"'". The text may be of any size, unless the call sets a limit; reading needs no
+/// stack in proportion to it.
 /// Threads: any. `error` may be null; it is set on failure only.
 class NSJSONSerialization {
  public:
@@ -64,6 +65,17 @@ class NSJSONSerialization {
                                               Ref<NSError>* error);
   static Value JSONObjectWithTextOptionsError(std::string_view text, NSJSONReadingOptions options,
                                               Ref<NSError>* error);
+
+  /// The same for what strangers send: text of more bytes than that is an error, and nothing of it
+  /// is read.
+  static Value JSONObjectWithDataOptionsMaximumLengthError(const Ref<NSData>& data,
+                                                           NSJSONReadingOptions options,
+                                                           NSUInteger maximumLength,
+                                                           Ref<NSError>* error);
+  static Value JSONObjectWithTextOptionsMaximumLengthError(std::string_view text,
+                                                           NSJSONReadingOptions options,
+                                                           NSUInteger maximumLength,
+                                                           Ref<NSError>* error);
 
   /// Reads a text that is one array, element by element, so that only one of them is in memory at a
   /// time; the text itself is not copied.

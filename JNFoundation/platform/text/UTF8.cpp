@@ -83,7 +83,15 @@ std::size_t startsInWord(std::uint64_t word) {
 
 }  // namespace
 
-bool isASCII(std::string_view text) { return skipASCII(text, 0) == text.size(); }
+bool isASCII(std::string_view text) {
+  if (text.size() < impl::wordSize) return skipASCII(text, 0) == text.size();
+  const char* const last = text.data() + text.size() - impl::wordSize;
+  for (const char* at = text.data(); at < last; at += impl::wordSize) {
+    if ((impl::loadWord(at) & impl::highBits) != 0) return false;
+  }
+  // It may begin within the word before.
+  return (impl::loadWord(last) & impl::highBits) == 0;
+}
 
 bool isValidUTF8(std::string_view text) { return firstIllFormed(text, 0) == text.size(); }
 

@@ -84,6 +84,12 @@ Ref<NSDictionary> NSDictionary::dictionaryWithEntries(std::vector<Pair> entries)
 }
 
 Value NSDictionary::put(Table& table, const Value& key, Value value) {
+  if (const NSString* text = as<NSString>(key)) {
+    const std::size_t position = positionInTable(table, *text);
+    if (position != Table::npos) return std::exchange(table.at(position).value, std::move(value));
+    table.append({key, std::move(value), text->contentHash()});
+    return nullptr;
+  }
   Value own = ownKey(key);
   const std::uint64_t hash = hashOf(own);
   const std::size_t position = positionInTable(table, own, hash);
@@ -121,6 +127,7 @@ std::size_t NSDictionary::positionOf(const Value& key) const {
 
 const Value* NSDictionary::find(const Value& key) const {
   if (key.isNull()) return nullptr;
+  if (const NSString* text = as<NSString>(key)) return find(*text);
   const std::size_t position = positionOf(key);
   return position == Table::npos ? nullptr : &_table.at(position).value;
 }

@@ -123,7 +123,7 @@ class NSDictionary : public NSObject {
   using Table = OrderedHashTable<Entry>;
 
   NSDictionary() = default;
-  explicit NSDictionary(Table table) : _table(std::move(table)) {}
+  explicit NSDictionary(Table&& table) noexcept : _table(std::move(table)) {}
   ~NSDictionary() override;
 
   /// Sets the value under a copy of the key, in its old place if it is there. Returns: what was
@@ -170,7 +170,7 @@ class NSMutableDictionary : public NSDictionary {
 
  protected:
   NSMutableDictionary() = default;
-  explicit NSMutableDictionary(Table table) : NSDictionary(std::move(table)) {}
+  explicit NSMutableDictionary(Table&& table) noexcept : NSDictionary(std::move(table)) {}
 };
 
 }  // namespace JNFoundation

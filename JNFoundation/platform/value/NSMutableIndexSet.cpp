@@ -61,7 +61,15 @@ Ref<NSMutableIndexSet> NSMutableIndexSet::indexSetWithIndexSet(const Ref<NSIndex
 
 void NSMutableIndexSet::addIndexesInRange(NSRange range) {
   checkRange("addIndexesInRange:", range);
-  if (range.length == 0 || containsIndexesInRange(range)) return;
+  if (range.length == 0) return;
+  // Whoever adds in ascending order need not search.
+  if (_ranges.empty() || _ranges.back().end() < range.location) {
+    _ranges.push_back(range);
+    _count += range.length;
+    ++_mutations;
+    return;
+  }
+  if (containsIndexesInRange(range)) return;
   // Ranges that end where the new one starts, or start where it ends, are joined with it.
   const auto first = std::partition_point(
       _ranges.begin(), _ranges.end(),

@@ -37,7 +37,16 @@ class OrderedHashTable {
 
   OrderedHashTable() = default;
   OrderedHashTable(const OrderedHashTable&) = default;
-  OrderedHashTable(OrderedHashTable&& other) noexcept { swap(other); }
+  /// What was moved is empty.
+  OrderedHashTable(OrderedHashTable&& other) noexcept
+      : _entries(std::move(other._entries)),
+        _index(std::move(other._index)),
+        _first(std::exchange(other._first, 0)),
+        _live(std::exchange(other._live, 0)),
+        _usedSlots(std::exchange(other._usedSlots, 0)),
+        // A search under way in either table notices.
+        _generation(++other._generation),
+        _shift(other._shift) {}
   OrderedHashTable& operator=(OrderedHashTable other) noexcept {
     swap(other);
     return *this;
@@ -215,7 +224,7 @@ class OrderedHashTable {
   }
 
  private:
-  static constexpr std::size_t unindexedLimit = 8;
+  static constexpr std::size_t unindexedLimit = 16;
   static constexpr std::size_t largestReservation = std::size_t{1} << 20;
   static constexpr std::size_t largestCount = std::size_t{1} << 30;
 

@@ -84,6 +84,49 @@ TEST(JSONReading, OfEqualKeysTheLastValueStays) {
   EXPECT_EQ(testing::written(parsed(R"({"a":1,"b":2,"a":{"c":1,"c":2}})")),
             R"({"a":{"c":2},"b":2})");
   EXPECT_EQ(testing::written(parsed(R"({"a":1,"\u0061":2})")), R"({"a":2})");
+  EXPECT_EQ(testing::written(parsed(R"({"a":{"a":1},"a":2})")), R"({"a":2})");
+  EXPECT_EQ(testing::written(parsed(R"({"a":1,"b":[{"a":2,"b":3,"a":4}],"b":5,"a":6})")),
+            R"({"a":6,"b":5})");
+  EXPECT_EQ(testing::written(parsed(R"([{"a":1,"b":{"a":1}},{"a":2,"b":[{"b":2}],"a":3}])")),
+            R"([{"a":1,"b":{"a":1}},{"a":3,"b":[{"b":2}]}])");
+}
+
+TEST(JSONReading, OfManyEqualKeysTheLastValueStaysToo) {
+  std::string text = "{";
+  for (int round = 0; round < 3; ++round) {
+    for (int key = 0; key < 40; ++key) {
+      text += "\"key " + std::to_string(key) + "\":" + std::to_string(round * 100 + key) + ",";
+    }
+  }
+  text.back() = '}';
+  const Value value = parsed(text);
+  const NSDictionary* record = as<NSDictionary>(value);
+  ASSERT_EQ(record->count(), 40u);
+  for (int key = 0; key < 40; ++key) {
+    EXPECT_EQ(record->objectForKey("key " + std::to_string(key)), Value(200 + key));
+  }
+}
+
+TEST(JSONReading, ATextThatStandsUnderAKeyAgainAndAgainIsOneString) {
+  std::string text = "[";
+  for (int i = 0; i < 1000; ++i) {
+    text += R"({"kind":")" + std::string(i % 2 ? "odd" : "even") + R"(","name":")" +
+            std::to_string(i) + R"(","kinds":["odd"]},)";
+  }
+  text.back() = ']';
+  const Value records = parsed(text);
+  const auto kindOf = [&](NSUInteger number) {
+    const Value record = as<NSArray>(records)->objectAtIndex(number);
+    return as<NSDictionary>(record)->objectForKey("kind");
+  };
+  for (NSUInteger i = 0; i < 1000; ++i) {
+    ASSERT_EQ(kindOf(i), Value(i % 2 ? "odd" : "even"));
+    if (i >= 100) {
+      ASSERT_EQ(kindOf(i).object(), kindOf(100 + i % 2).object());
+    }
+    const Value record = as<NSArray>(records)->objectAtIndex(i);
+    ASSERT_EQ(as<NSDictionary>(record)->objectForKey("name"), Value(std::to_string(i)));
+  }
 }
 
 TEST(JSONReading, StringsAreUnescaped) {
@@ -241,6 +284,44 @@ TEST(JSONReading, NestingUpToTheLimitIsRead) {
   for (int i = 0; i < 100'000; ++i) objects += "{\"a\":";
   EXPECT_EQ(problemOf(objects),
             "line 1, column 5001: arrays and objects are nested more than 1000 deep");
+}
+
+TEST(JSONReading, TextUpToTheLengthThatTheCallerSetsIsRead) {
+  const auto problem = [](std::string_view text, NSUInteger limit) {
+    Ref<NSError> error, ofData;
+    const Value value = NSJSONSerialization::JSONObjectWithTextOptionsMaximumLengthError(
+        text, NSJSONReadingPlain, limit, &error);
+    const Value again = NSJSONSerialization::JSONObjectWithDataOptionsMaximumLengthError(
+        NSData::dataWithText(std::string(text)), NSJSONReadingPlain, limit, &ofData);
+    EXPECT_EQ(value, again);
+    EXPECT_EQ(value.isNull(), static_cast<bool>(error));
+    EXPECT_EQ(Value(error), Value(ofData));
+    if (!error) return std::string();
+    EXPECT_EQ(error->code(), NSPropertyListReadCorruptError);
+    return error->localizedDescription()->toStdString();
+  };
+  EXPECT_EQ(problem("[1, 2]", 6), "");
+  EXPECT_EQ(problem("[1, 2]", 5),
+            "line 1, column 6: the text has 6 bytes, more than the limit of 5");
+  EXPECT_EQ(problem("[1,\n2]", 4),
+            "line 2, column 1: the text has 6 bytes, more than the limit of 4");
+  EXPECT_EQ(problem("\"é\"", 4), "") << "bytes are counted";
+  EXPECT_EQ(problem("\"é\"", 3),
+            "line 1, column 3: the text has 4 bytes, more than the limit of 3");
+  EXPECT_EQ(problem("1", 0), "line 1, column 1: the text has 1 bytes, more than the limit of 0");
+  EXPECT_NE(problem("", 0), "") << "an empty text is no JSON";
+  EXPECT_EQ(problem("[1 2]", 3), "line 1, column 4: the text has 5 bytes, more than the limit of 3")
+      << "what is too long is not read";
+  EXPECT_EQ(problem("[" + std::string(100'000, ' ') + "]", 100'002), "");
+  EXPECT_NE(problem("[" + std::string(100'000, ' ') + "]", 100'001), "");
+  EXPECT_TRUE(NSJSONSerialization::JSONObjectWithTextOptionsMaximumLengthError(
+                  "[1]", NSJSONReadingPlain, 2, nullptr)
+                  .isNull());
+  EXPECT_EQ(testing::raisedName([] {
+              NSJSONSerialization::JSONObjectWithDataOptionsMaximumLengthError(
+                  nullptr, NSJSONReadingPlain, 2, nullptr);
+            }),
+            NSInvalidArgumentException);
 }
 
 TEST(JSONReading, ATextMayFollowOneThatWasTooDeep) {

@@ -72,6 +72,20 @@ TEST(JSONScanner, AgreesWithTheFastReader) {
   EXPECT_GT(refused, 10'000);
 }
 
+TEST(JSONReader, WhatWasGivenUpHalfWayLeavesNothingForTheNextText) {
+  JSONReader reader(NSJSONReadingPlain);
+  const auto read = [&](std::string_view text) {
+    return reader.read(text, JSONReader::Padding::Missing, 3);
+  };
+  for (const char* tooDeep : {R"({"a": 1, "b": {"c": 2, "d": {"e": 3, "f": {}}}})",
+                              R"([1, [2, [3, []]]])", R"([1, {"a": [2, {}]}])"}) {
+    EXPECT_TRUE(read(tooDeep).isNull());
+    for (const char* text : {R"({"x": {"y": {"z": 1}}, "a": [[]]})", "[[[9], 8], 7]"}) {
+      EXPECT_EQ(read(text), testing::parsed(text));
+    }
+  }
+}
+
 TEST(JSONScanner, ElementsOfMutatedArraysAreTheArraysOwn) {
   testing::Randomness random;
   JN_TRACE_SEED(random);
@@ -101,6 +115,49 @@ TEST(JSONScanner, WhatIsReadIsWrittenAndReadAgain) {
     for (const auto options : {NSJSONWritingCompact, NSJSONWritingPrettyPrinted}) {
       ASSERT_EQ(testing::parsed(testing::written(value, options)), value);
     }
+  }
+}
+
+/// Where a value ends that starts with a bracket, byte by byte.
+std::size_t plainEndOf(std::string_view text) {
+  std::size_t depth = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '"') {
+      for (++i; i < text.size() && text[i] != '"'; ++i) i += text[i] == '\\' ? 1 : 0;
+    } else if (text[i] == '{' || text[i] == '[') {
+      ++depth;
+    } else if ((text[i] == '}' || text[i] == ']') && --depth == 0) {
+      return i + 1;
+    }
+  }
+  return text.size();
+}
+
+TEST(JSONScanner, AValueEndsWhereItsBracketsCloseWhateverStandsInItsStrings) {
+  testing::Randomness randomness;
+  JN_TRACE_SEED(randomness);
+  const std::string_view pieces[] = {"{",
+                                     "}",
+                                     "[",
+                                     "]",
+                                     "\"",
+                                     "\\",
+                                     "\\\"",
+                                     "\\\\",
+                                     "a",
+                                     ",",
+                                     " ",
+                                     "\"key\":",
+                                     "a longer text, with spaces",
+                                     "\"a string with } and ] in it\""};
+  for (int round = testing::rounds(20'000, 1'000'000); round > 0; --round) {
+    std::string text = randomness.below(2) == 0 ? "{" : "[";
+    for (std::uint64_t left = randomness.below(40); left > 0; --left) {
+      text += pieces[randomness.below(std::size(pieces))];
+    }
+    const std::string before(randomness.below(20), ' ');
+    ASSERT_EQ(impl::endOfJSONValue(before + text, before.size()), before.size() + plainEndOf(text))
+        << text;
   }
 }
 

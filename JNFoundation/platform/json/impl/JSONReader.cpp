@@ -8,6 +8,7 @@
 #include <JNFoundation/platform/value/NSArray.h>
 #include <JNFoundation/platform/value/NSDictionary.h>
 #include <JNFoundation/platform/value/NSNull.h>
+#include <JNFoundation/platform/value/RecurringTexts.h>
 
 namespace JNFoundation::impl {
 
@@ -21,26 +22,31 @@ namespace dom = simdjson::dom;
 /// when that was seen before is tried first; it costs one comparison of bytes and no hash.
 class KeyTable {
  public:
-  const Ref<NSString>& keyFor(std::string_view text) {
-    const std::uint32_t expected = _keys.empty() ? none : _keys[_last].next;
-    if (expected != none && _keys[expected].string->utf8() == text) {
-      _last = expected;
-      return _keys[expected].string;
-    }
-    const std::uint32_t found = findOrAdd(text);
-    _keys[_last].next = found;
-    _last = found;
-    return _keys[found].string;
-  }
-
- private:
-  static constexpr std::uint32_t none = static_cast<std::uint32_t>(-1);
-
   struct Key {
     Ref<NSString> string;
     std::uint64_t hash;
     std::uint32_t next;
+    /// The texts that stand under the key.
+    RecurringTexts values;
+    /// The object that had the key last.
+    std::uint64_t object = 0;
   };
+
+  /// The key of that text, until the next one is asked for.
+  Key& keyFor(std::string_view text) {
+    const std::uint32_t expected = _keys.empty() ? none : _keys[_last].next;
+    if (expected != none && _keys[expected].string->utf8() == text) {
+      _last = expected;
+      return _keys[expected];
+    }
+    const std::uint32_t found = findOrAdd(text);
+    _keys[_last].next = found;
+    _last = found;
+    return _keys[found];
+  }
+
+ private:
+  static constexpr std::uint32_t none = static_cast<std::uint32_t>(-1);
 
   std::uint32_t findOrAdd(std::string_view text) {
     if (_slots.size() < (_keys.size() + 1) * 2) grow();
@@ -52,7 +58,8 @@ class KeyTable {
     }
     NSString* interned = NSString::internedIfPresent(text);
     _slots[slot] = static_cast<std::uint32_t>(_keys.size());
-    _keys.push_back({interned ? Ref<NSString>(interned) : NSString::fromText(text), hash, none});
+    _keys.push_back(
+        {interned ? Ref<NSString>(interned) : NSString::fromText(text), hash, none, {}, 0});
     return _slots[slot];
   }
 
@@ -71,14 +78,23 @@ class KeyTable {
   std::uint32_t _last = 0;
 };
 
+using Members = OrderedHashTable<NSDictionary::Entry>;
+
 /// A container that is being filled.
 struct Frame {
   bool isObject = false;
   dom::array::iterator element, elementsEnd;
   dom::object::iterator member, membersEnd;
   std::vector<Value> elements;
-  NSDictionary::Builder members;
+  Members members;
+  /// Of the member that is being filled, a container.
   Ref<NSString> key;
+  /// Different for each object.
+  std::uint64_t number = 0;
+  /// Whether the members so far had no keys but those that the object noted, so that a key which
+  /// was not noted is a new one: the objects inside of this one note theirs as well.
+  bool knowsKeys = true;
+  bool isKeyNew = true;
 };
 
 }  // namespace
@@ -95,33 +111,35 @@ struct JSONReader::State {
   /// The innermost container last; those behind `depth` wait to be used again.
   std::vector<Frame> frames;
   std::size_t depth = 0;
+  std::uint64_t objectCount = 0;
 
   Value build(dom::element root, std::size_t maximumDepth) {
-    depth = 0;
+    // What was given up half way is not gone on with.
+    if (std::exchange(depth, 0) > 0) frames.clear();
     dom::element current = root;
+    dom::element_type type = current.type();
+    if (type == dom::element_type::STRING) return Value(current.get_string().value_unsafe());
+    if (!isContainer(type)) return scalar(current, type);
     for (;;) {
-      const dom::element_type type = current.type();
-      if (type == dom::element_type::ARRAY || type == dom::element_type::OBJECT) {
-        if (depth == maximumDepth) {
-          error = simdjson::DEPTH_ERROR;
-          frames.clear();
-          return Value();
-        }
-        open(current, type);
-      } else {
-        Value value = scalar(current, type);
-        if (depth == 0) return value;
-        put(std::move(value));
+      if (depth == maximumDepth) {
+        error = simdjson::DEPTH_ERROR;
+        return Value();
       }
-      while (!next(current)) {
-        Value container = close();
-        if (depth == 0) return container;
+      open(current, type);
+      while (!findContainer(current, type)) {
+        Value container = closed();
+        if (--depth == 0) return container;
         put(std::move(container));
       }
     }
   }
 
+  static bool isContainer(dom::element_type type) noexcept {
+    return type == dom::element_type::ARRAY || type == dom::element_type::OBJECT;
+  }
+
   void open(dom::element container, dom::element_type type) {
+    if (depth > 0) frames[depth - 1].knowsKeys = false;
     if (depth == frames.size()) frames.emplace_back();
     Frame& frame = frames[depth++];
     frame.isObject = type == dom::element_type::OBJECT;
@@ -129,46 +147,100 @@ struct JSONReader::State {
       const dom::object object = container.get_object().value_unsafe();
       frame.member = object.begin();
       frame.membersEnd = object.end();
-      frame.members = NSDictionary::Builder(object.size());
+      frame.members.reserve(object.size());
+      frame.number = ++objectCount;
+      frame.knowsKeys = true;
     } else {
       const dom::array array = container.get_array().value_unsafe();
       frame.element = array.begin();
       frame.elementsEnd = array.end();
-      frame.elements.clear();
       frame.elements.reserve(array.size());
     }
   }
 
-  /// Steps to the next value of the innermost container. Returns: false behind the last.
-  bool next(dom::element& current) {
+  /// Takes what comes next in the innermost container, up to a container in it. Returns: false if
+  /// there is none.
+  bool findContainer(dom::element& inner, dom::element_type& type) {
     Frame& frame = frames[depth - 1];
-    if (frame.isObject) {
-      if (!(frame.member != frame.membersEnd)) return false;
-      frame.key = keys.keyFor(frame.member.key());
-      current = frame.member.value();
+    return frame.isObject ? findContainerInObject(frame, inner, type)
+                          : findContainerInArray(frame, inner, type);
+  }
+
+  bool findContainerInObject(Frame& frame, dom::element& inner, dom::element_type& type) {
+    while (frame.member != frame.membersEnd) {
+      KeyTable::Key& key = keys.keyFor(frame.member.key());
+      const bool isNoted = std::exchange(key.object, frame.number) == frame.number;
+      const bool isNew = !isNoted && frame.knowsKeys;
+      const dom::element value = frame.member.value();
       ++frame.member;
-    } else {
-      if (!(frame.element != frame.elementsEnd)) return false;
-      current = *frame.element;
-      ++frame.element;
+      type = value.type();
+      if (isContainer(type)) {
+        frame.key = key.string;
+        frame.isKeyNew = isNew;
+        inner = value;
+        return true;
+      }
+      const bool isText = type == dom::element_type::STRING;
+      putMember(frame.members, key.string, isNew,
+                isText ? Value(key.values.stringOf(value.get_string().value_unsafe()))
+                       : scalar(value, type));
     }
-    return true;
+    return false;
   }
 
-  void put(Value value) {
+  static bool findContainerInArray(Frame& frame, dom::element& inner, dom::element_type& type) {
+    while (frame.element != frame.elementsEnd) {
+      const dom::element value = *frame.element;
+      ++frame.element;
+      type = value.type();
+      if (isContainer(type)) {
+        inner = value;
+        return true;
+      }
+      const bool isText = type == dom::element_type::STRING;
+      frame.elements.push_back(isText ? Value(value.get_string().value_unsafe())
+                                      : scalar(value, type));
+    }
+    return false;
+  }
+
+  /// Puts a container in where `findContainer` has met it.
+  void put(Value container) {
     Frame& frame = frames[depth - 1];
     if (frame.isObject) {
-      frame.members.set(std::move(frame.key), std::move(value));
+      putMember(frame.members, frame.key, frame.isKeyNew, std::move(container));
     } else {
-      frame.elements.push_back(std::move(value));
+      frame.elements.push_back(std::move(container));
     }
   }
 
-  Value close() {
-    Frame& frame = frames[--depth];
+  static void putMember(Members& members, const Ref<NSString>& key, bool isNew, Value value) {
+    if (isNew) {
+      members.append({Value(key), std::move(value), key->contentHash()});
+    } else {
+      replaceOrAdd(members, key, std::move(value));
+    }
+  }
+
+  /// Of equal keys the last value stays, in the place of the first. Keys that are equal are one.
+  static void replaceOrAdd(Members& members, const Ref<NSString>& key, Value value) {
+    const std::uint64_t hash = key->contentHash();
+    const auto isSame = [&](const Value& other) { return other.object() == key.get(); };
+    const std::size_t known = members.findWhere(hash, isSame);
+    if (known == Members::npos) {
+      members.append({Value(key), std::move(value), hash});
+    } else {
+      members.at(known).value = std::move(value);
+    }
+  }
+
+  /// The innermost container, which is complete.
+  Value closed() {
+    Frame& frame = frames[depth - 1];
     const bool isMutable = (options & NSJSONReadingMutableContainers) != 0;
     if (frame.isObject) {
-      Ref<NSDictionary> members = frame.members.finish();
+      // What was moved is empty.
+      auto members = makeObject<NSDictionary>(std::move(frame.members));
       if (!isMutable) return members;
       return NSMutableDictionary::dictionaryWithDictionary(members);
     }
@@ -179,8 +251,6 @@ struct JSONReader::State {
 
   static Value scalar(dom::element element, dom::element_type type) {
     switch (type) {
-      case dom::element_type::STRING:
-        return element.get_string().value_unsafe();
       case dom::element_type::INT64:
         return element.get_int64().value_unsafe();
       case dom::element_type::UINT64:

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -273,48 +272,47 @@ constexpr std::array<Mark, 256> makeMarks() {
   return marks;
 }
 constexpr std::array<Mark, 256> marks = makeMarks();
+Mark markOf(char character) { return marks[static_cast<unsigned char>(character)]; }
 
-constexpr std::uint64_t eightTimes(char character) {
-  return 0x0101010101010101u * static_cast<unsigned char>(character);
-}
-/// Has the highest bit of each byte set that is 0, and of bytes behind the first such one perhaps.
-constexpr std::uint64_t zeroMarks(std::uint64_t bytes) {
-  return (bytes - eightTimes('\x01')) & ~bytes & eightTimes('\x80');
-}
-/// How many bytes stand before the first one that is marked. Requires: one is.
-std::size_t bytesBefore(std::uint64_t marks) {
-  return static_cast<std::size_t>(std::countr_zero(marks)) / 8;
+/// The place behind the string whose opening quotation mark is at `start`.
+const char* endOfString(const char* start, const char* end) noexcept {
+  const char* at = ++start;
+  for (;;) {
+    const auto* quote =
+        static_cast<const char*>(std::memchr(at, '"', static_cast<std::size_t>(end - at)));
+    if (!quote) return end;
+    // One behind a backslash ends no string, unless that is escaped itself.
+    const char* run = quote;
+    while (run > start && run[-1] == '\\') --run;
+    at = quote + 1;
+    if ((quote - run) % 2 == 0) return at;
+  }
 }
 
-/// The offset of the next quotation mark or backslash, or of the end.
-std::size_t findQuoteOrBackslash(std::string_view text, std::size_t offset) noexcept {
-  std::uint64_t bytes;
-  while (text.size() - offset >= sizeof bytes) {
-    std::memcpy(&bytes, text.data() + offset, sizeof bytes);
-    const std::uint64_t found =
-        zeroMarks(bytes ^ eightTimes('"')) | zeroMarks(bytes ^ eightTimes('\\'));
-    if (found == 0) {
-      offset += sizeof bytes;
-    } else if constexpr (std::endian::native == std::endian::little) {
-      return offset + bytesBefore(found);
-    } else {
-      break;
+/// The place behind the container whose opening bracket is at `at`.
+const char* endOfContainer(const char* at, const char* end) noexcept {
+  std::size_t depth = 0;
+  while (at < end) {
+    switch (markOf(*at)) {
+      case Mark::None:
+        // Numbers, words and what stands between values.
+        do ++at;
+        while (at < end && markOf(*at) == Mark::None);
+        break;
+      case Mark::Quote:
+        at = endOfString(at, end);
+        break;
+      case Mark::Open:
+        ++depth;
+        ++at;
+        break;
+      case Mark::Close:
+        ++at;
+        if (--depth == 0) return at;
+        break;
     }
   }
-  while (offset < text.size() && text[offset] != '"' && text[offset] != '\\') ++offset;
-  return offset;
-}
-
-/// The offset behind the string whose opening quotation mark is at `offset`.
-std::size_t endOfString(std::string_view text, std::size_t offset) noexcept {
-  ++offset;
-  for (;;) {
-    offset = findQuoteOrBackslash(text, offset);
-    if (offset == text.size()) return offset;
-    if (text[offset] == '"') return offset + 1;
-    // What is escaped ends no string.
-    offset = std::min(offset + 2, text.size());
-  }
+  return end;
 }
 
 }  // namespace
@@ -330,27 +328,17 @@ std::size_t skipJSONWhiteSpace(std::string_view text, std::size_t offset) noexce
 }
 
 std::size_t endOfJSONValue(std::string_view text, std::size_t start) noexcept {
-  std::size_t offset = start, depth = 0;
-  while (offset < text.size()) {
-    switch (marks[static_cast<unsigned char>(text[offset])]) {
-      case Mark::Quote:
-        offset = endOfString(text, offset);
-        if (depth == 0) return offset;
-        continue;
-      case Mark::Open:
-        ++depth;
-        break;
-      case Mark::Close:
-        if (depth == 0) return offset;
-        if (--depth == 0) return offset + 1;
-        break;
-      case Mark::None:
-        if (depth == 0 && (text[offset] == ',' || isWhiteSpace(text[offset]))) return offset;
-        break;
-    }
-    ++offset;
+  if (start >= text.size()) return text.size();
+  const char* const end = text.data() + text.size();
+  const char* at = text.data() + start;
+  if (*at == '"') {
+    at = endOfString(at, end);
+  } else if (markOf(*at) == Mark::Open) {
+    at = endOfContainer(at, end);
+  } else {
+    while (at < end && *at != ',' && !isWhiteSpace(*at) && markOf(*at) != Mark::Close) ++at;
   }
-  return text.size();
+  return static_cast<std::size_t>(at - text.data());
 }
 
 }  // namespace JNFoundation::impl

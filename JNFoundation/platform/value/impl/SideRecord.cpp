@@ -118,12 +118,4 @@ void SideRecordAccess::retire(SideRecord& record) noexcept {
   record.letGo();
 }
 
-bool SideRecordAccess::tryRetain(const NSObject& object) noexcept {
-  std::uint32_t count = object._references.load();
-  while (count != 0 && count < NSObject::beingDestroyed) {
-    if (object._references.exchange(count, count + 1)) return true;
-  }
-  return false;
-}
-
 }  // namespace JNFoundation

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include <JNFoundation/platform/value/NSObject.h>
+#include <JNFoundation/platform/value/OneThread.h>
 #include <JNFoundation/platform/value/Value.h>
 
 namespace JNFoundation {
@@ -25,13 +26,18 @@ class SideRecord {
   /// Holds the record still for a few instructions.
   class Locked {
    public:
-    explicit Locked(SideRecord& record) noexcept : _record(record) { _record.lock(); }
-    ~Locked() { _record.unlock(); }
+    explicit Locked(SideRecord& record) noexcept : _record(record), _isShared(!hasOneThread()) {
+      if (_isShared) _record.lock();
+    }
+    ~Locked() {
+      if (_isShared) _record.unlock();
+    }
     Locked(const Locked&) = delete;
     Locked& operator=(const Locked&) = delete;
 
    private:
     SideRecord& _record;
+    const bool _isShared;
   };
 
   void hold() noexcept { _holders.increment(); }
@@ -87,5 +93,18 @@ class SideRecordAccess {
     return object._sideRecord.load(std::memory_order_acquire);
   }
 };
+
+inline bool SideRecordAccess::tryRetain(const NSObject& object) noexcept {
+  std::uint32_t count = object._references.load();
+  if (hasOneThread()) {
+    const bool isAlive = count != 0 && count < NSObject::beingDestroyed;
+    if (isAlive) object.retain();
+    return isAlive;
+  }
+  while (count != 0 && count < NSObject::beingDestroyed) {
+    if (object._references.exchange(count, count + 1)) return true;
+  }
+  return false;
+}
 
 }  // namespace JNFoundation
