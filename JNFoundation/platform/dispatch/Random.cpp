@@ -63,6 +63,12 @@ std::uint32_t arc4random_uniform(std::uint32_t bound) {
   return number % bound;
 }
 
+RandomSource seededRandomSource(std::uint32_t seed) {
+  return [generator = std::mt19937(seed)]() mutable {
+    return static_cast<std::uint32_t>(generator());
+  };
+}
+
 RandomSourceScope::RandomSourceScope(RandomSource source) {
   if (!source) fatalError("RandomSourceScope: the source must not be null");
   _previous = Replacement::shared().exchange(std::move(source));

@@ -17,11 +17,15 @@ std::uint32_t arc4random_uniform(std::uint32_t bound);
 /// Gives 32 bits at each call.
 using RandomSource = Block<std::uint32_t()>;
 
+/// The same numbers for the same seed, in every run and on every system.
+RandomSource seededRandomSource(std::uint32_t seed);
+
 /// Puts a source of its own in the place of the system's until the end of the scope, for every
 /// thread. A source that gives a number below the bound makes `arc4random_uniform` give that
 /// number:
 ///
 ///     RandomSourceScope scope([next = 0u]() mutable { return next++; });
+///     RandomSourceScope repeatable(seededRandomSource(2006));
 ///
 /// The source is called by one thread at a time, and must not ask for random numbers itself.
 /// For tests: scopes are nested, not interleaved. Requires: a non-null source.

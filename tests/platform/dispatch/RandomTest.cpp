@@ -61,6 +61,18 @@ TEST(Random, ScopesNestAndHoldForEveryThread) {
   EXPECT_EQ(JNFoundation::arc4random(), 1u);
 }
 
+TEST(Random, ASeedGivesTheSameNumbersEverywhere) {
+  const auto drawn = [](std::uint32_t seed) {
+    RandomSourceScope scope(seededRandomSource(seed));
+    std::vector<std::uint32_t> numbers(5);
+    for (std::uint32_t& number : numbers) number = JNFoundation::arc4random();
+    return numbers;
+  };
+  EXPECT_EQ(drawn(7), drawn(7));
+  EXPECT_NE(drawn(7), drawn(8));
+  EXPECT_EQ(drawn(5489).front(), 3499211612u);
+}
+
 TEST(Random, TheSystemsNumbersAreSpreadEvenly) {
   constexpr std::uint32_t bound = 10;
   constexpr int draws = 100000;
@@ -78,6 +90,7 @@ TEST(Random, TheSystemsNumbersAreSpreadEvenly) {
 TEST(Random, ThreadsDrawDifferentNumbers) {
   std::vector<std::uint64_t> first(8);
   std::vector<std::thread> threads;
+  threads.reserve(first.size());
   for (std::uint64_t& number : first) {
     threads.emplace_back([&number] {
       number = std::uint64_t{JNFoundation::arc4random()} << 32 | JNFoundation::arc4random();
