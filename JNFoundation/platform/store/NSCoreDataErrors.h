@@ -53,5 +53,7 @@ inline constexpr const char* NSValidationKeyErrorKey = "NSValidationErrorKey";
 inline constexpr const char* NSValidationValueErrorKey = "NSValidationErrorValue";
 inline constexpr const char* NSValidationPredicateErrorKey = "NSValidationErrorPredicate";
 inline constexpr const char* NSAffectedObjectsErrorKey = "NSAffectedObjectsErrorKey";
+/// The NSMergeConflicts or NSConstraintConflicts that a save has met.
+inline constexpr const char* NSPersistentStoreSaveConflictsErrorKey = "conflictList";
 
 }  // namespace JNFoundation

@@ -94,7 +94,9 @@ class NSEntityDescription : public NSObject {
   const Ref<NSDictionary>& userInfo() const noexcept { return _userInfo; }
   void setUserInfo(const Ref<NSDictionary>& userInfo);
 
-  /// Arrays of attribute names whose values together are unique; kept, not enforced yet.
+  /// Arrays of attribute names whose values together are unique among the records of the entity and
+  /// those below it, where none of them is null. What a save would repeat is error 133021, unless
+  /// the context's merge policy decides. Never null.
   const Ref<NSArray>& uniquenessConstraints() const noexcept { return _uniquenessConstraints; }
   void setUniquenessConstraints(const Ref<NSArray>& constraints);
 

@@ -9,11 +9,15 @@ constinit const Class NSFetchRequest::classObject = Class::of<NSFetchRequest>("N
 
 NSFetchRequest::NSFetchRequest() = default;
 NSFetchRequest::NSFetchRequest(const NSFetchRequest& other, int)
-    : _entity(other._entity),
+    : NSPersistentStoreRequest(other, 0),
+      _entity(other._entity),
       _entityName(other._entityName),
       _predicate(other._predicate),
       _sortDescriptors(other._sortDescriptors),
       _propertiesToFetch(other._propertiesToFetch),
+      _propertiesToGroupBy(other._propertiesToGroupBy),
+      _havingPredicate(other._havingPredicate),
+      _relationshipKeyPathsForPrefetching(other._relationshipKeyPathsForPrefetching),
       _fetchLimit(other._fetchLimit),
       _fetchOffset(other._fetchOffset),
       _fetchBatchSize(other._fetchBatchSize),
@@ -22,7 +26,8 @@ NSFetchRequest::NSFetchRequest(const NSFetchRequest& other, int)
       _includesPendingChanges(other._includesPendingChanges),
       _includesPropertyValues(other._includesPropertyValues),
       _returnsObjectsAsFaults(other._returnsObjectsAsFaults),
-      _returnsDistinctResults(other._returnsDistinctResults) {}
+      _returnsDistinctResults(other._returnsDistinctResults),
+      _shouldRefreshRefetchedObjects(other._shouldRefreshRefetchedObjects) {}
 NSFetchRequest::~NSFetchRequest() = default;
 
 Ref<NSFetchRequest> NSFetchRequest::init() { return makeObject<NSFetchRequest>(); }
@@ -43,8 +48,32 @@ void NSFetchRequest::setSortDescriptors(const Ref<NSArray>& descriptors) {
   _sortDescriptors = descriptors ? NSArray::arrayWithArray(descriptors) : nullptr;
 }
 
+namespace {
+
+Ref<NSArray> copied(const Ref<NSArray>& list) {
+  return list ? NSArray::arrayWithArray(list) : nullptr;
+}
+
+}  // namespace
+
 void NSFetchRequest::setPropertiesToFetch(const Ref<NSArray>& properties) {
-  _propertiesToFetch = properties ? NSArray::arrayWithArray(properties) : nullptr;
+  if (properties && !_entity && !_entityName) {
+    raise(NSInvalidArgumentException,
+          "Can't set propertiesToFetch on an NSFetchRequest that has no entity");
+  }
+  _propertiesToFetch = copied(properties);
+}
+
+void NSFetchRequest::setPropertiesToGroupBy(const Ref<NSArray>& properties) {
+  _propertiesToGroupBy = copied(properties);
+}
+
+void NSFetchRequest::setHavingPredicate(const Ref<NSPredicate>& predicate) {
+  _havingPredicate = predicate;
+}
+
+void NSFetchRequest::setRelationshipKeyPathsForPrefetching(const Ref<NSArray>& keyPaths) {
+  _relationshipKeyPathsForPrefetching = copied(keyPaths);
 }
 
 Value NSFetchRequest::copy() const { return makeObject<NSFetchRequest>(*this, 0); }

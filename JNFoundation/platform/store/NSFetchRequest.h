@@ -1,6 +1,7 @@
 #pragma once
 
 #include <JNFoundation/platform/store/NSEntityDescription.h>
+#include <JNFoundation/platform/store/NSPersistentStoreRequest.h>
 
 namespace JNFoundation {
 
@@ -23,11 +24,13 @@ enum NSFetchRequestResultType : NSUInteger {
 ///     Ref<NSArray> found = context->executeFetchRequestError(request, &error);
 ///
 /// Threads: one at a time.
-class NSFetchRequest : public NSObject {
+class NSFetchRequest : public NSPersistentStoreRequest {
  public:
-  using Superclass = NSObject;
+  using Superclass = NSPersistentStoreRequest;
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
+
+  NSPersistentStoreRequestType requestType() const noexcept override { return NSFetchRequestType; }
 
   static Ref<NSFetchRequest> init();
   static Ref<NSFetchRequest> fetchRequest() { return init(); }
@@ -45,6 +48,7 @@ class NSFetchRequest : public NSObject {
   void setPredicate(const Ref<NSPredicate>& predicate);
 
   /// NSSortDescriptors, the first one decides first. Null or empty: the order of the records.
+  /// Groups are sorted by the names of the result's values and of what they are grouped by.
   const Ref<NSArray>& sortDescriptors() const noexcept { return _sortDescriptors; }
   void setSortDescriptors(const Ref<NSArray>& descriptors);
 
@@ -54,7 +58,10 @@ class NSFetchRequest : public NSObject {
   /// How many of the matching objects are left out at the front.
   NSUInteger fetchOffset() const noexcept { return _fetchOffset; }
   void setFetchOffset(NSUInteger offset) noexcept { _fetchOffset = offset; }
-  /// Kept; every object is read at once.
+  /// How many objects are read at a time; 0 for all at once. Otherwise the result is an array that
+  /// knows the identifiers, and reads a batch when one of its objects is first asked for. It keeps
+  /// the batches that were used last; objects that nobody else has are read again when they are
+  /// asked for again. Dictionaries are read in batches only where they have `objectID`.
   NSUInteger fetchBatchSize() const noexcept { return _fetchBatchSize; }
   void setFetchBatchSize(NSUInteger size) noexcept { _fetchBatchSize = size; }
 
@@ -78,11 +85,38 @@ class NSFetchRequest : public NSObject {
   /// Whether equal dictionaries are given once.
   bool returnsDistinctResults() const noexcept { return _returnsDistinctResults; }
   void setReturnsDistinctResults(bool distinct) noexcept { _returnsDistinctResults = distinct; }
+  /// Whether objects that the context has already, looked at and without changes of their own, take
+  /// the values that the store has now.
+  bool shouldRefreshRefetchedObjects() const noexcept { return _shouldRefreshRefetchedObjects; }
+  void setShouldRefreshRefetchedObjects(bool refresh) noexcept {
+    _shouldRefreshRefetchedObjects = refresh;
+  }
 
-  /// What a dictionary holds: attribute names, attribute descriptions and expression descriptions.
-  /// Null stands for every stored attribute.
+  /// What a dictionary holds: attributes, relationships to one object (as its identifier) and
+  /// "objectID", each by name, by a key path through relationships to one, or by description; and
+  /// expression descriptions. Null stands for every stored attribute, or for what the records are
+  /// grouped by. Where objects are asked for: the attributes and relationships that are read at
+  /// once; looking at another one reads the rest.
+  /// Fails: setting raises NSInvalidArgumentException while the request has no entity.
   const Ref<NSArray>& propertiesToFetch() const noexcept { return _propertiesToFetch; }
   void setPropertiesToFetch(const Ref<NSArray>& properties);
+
+  /// What records must have in common to be one dictionary: as `propertiesToFetch`, without
+  /// aggregates. Null: no groups. Dictionaries only; they hold nothing then but what the records
+  /// are grouped by, constants, aggregate functions, and expressions of these.
+  const Ref<NSArray>& propertiesToGroupBy() const noexcept { return _propertiesToGroupBy; }
+  void setPropertiesToGroupBy(const Ref<NSArray>& properties);
+  /// Which groups are given: a condition on the result's values and what the records are grouped
+  /// by, each by its name, and on aggregate functions. Needs `propertiesToGroupBy`.
+  const Ref<NSPredicate>& havingPredicate() const noexcept { return _havingPredicate; }
+  void setHavingPredicate(const Ref<NSPredicate>& predicate);
+
+  /// Key paths of relationships whose objects are read along with those that are fetched, in a few
+  /// statements for all of them. They stay read as long as the result, or somebody else, has them.
+  const Ref<NSArray>& relationshipKeyPathsForPrefetching() const noexcept {
+    return _relationshipKeyPathsForPrefetching;
+  }
+  void setRelationshipKeyPathsForPrefetching(const Ref<NSArray>& keyPaths);
 
   /// A request of its own with the same settings.
   Value copy() const override;
@@ -99,6 +133,9 @@ class NSFetchRequest : public NSObject {
   Ref<NSPredicate> _predicate;
   Ref<NSArray> _sortDescriptors;
   Ref<NSArray> _propertiesToFetch;
+  Ref<NSArray> _propertiesToGroupBy;
+  Ref<NSPredicate> _havingPredicate;
+  Ref<NSArray> _relationshipKeyPathsForPrefetching;
   NSUInteger _fetchLimit = 0;
   NSUInteger _fetchOffset = 0;
   NSUInteger _fetchBatchSize = 0;
@@ -108,6 +145,7 @@ class NSFetchRequest : public NSObject {
   bool _includesPropertyValues = true;
   bool _returnsObjectsAsFaults = true;
   bool _returnsDistinctResults = false;
+  bool _shouldRefreshRefetchedObjects = false;
 };
 
 }  // namespace JNFoundation

@@ -1,7 +1,9 @@
 #include <JNFoundation/platform/store/NSManagedObject.h>
 #include <JNFoundation/platform/store/NSManagedObjectContext.h>
+#include <JNFoundation/platform/store/impl/AttributeRules.h>
 #include <JNFoundation/platform/store/impl/RelationshipSet.h>
 #include <JNFoundation/platform/store/impl/TransformedValue.h>
+#include <JNFoundation/platform/store/impl/UnreadPlace.h>
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/NSNull.h>
 
@@ -11,20 +13,12 @@ using impl::EntityLayout;
 
 namespace {
 
-const Method* declared(const std::vector<const Method*> EntityLayout::ClassBinding::*operations,
-                       const NSManagedObject& object, const EntityLayout& layout,
-                       std::size_t index) {
-  const EntityLayout::ClassBinding& usual = layout.objectClass();
-  const EntityLayout::ClassBinding& binding =
-      usual.cls == &object.class_() ? usual : layout.bindingOf(object.class_());
-  return (binding.*operations)[index];
+/// The number of the property of that name, or none.
+inline std::size_t indexOf(const Ref<NSEntityDescription>& entity, const Ref<NSString>& key) {
+  return entity && key ? entity->layout().indexOf(*key) : EntityLayout::none;
 }
 
 }  // namespace
-
-std::size_t NSManagedObject::indexOfProperty(const NSString& key) const noexcept {
-  return _entity ? _entity->layout().indexOf(key) : EntityLayout::none;
-}
 
 Value NSManagedObject::attributeAtIndex(std::size_t index) const {
   const Value& place = _values[index];
@@ -36,22 +30,20 @@ Value NSManagedObject::attributeAtIndex(std::size_t index) const {
 }
 
 Value NSManagedObject::valueForKey(const Ref<NSString>& key) const {
-  const std::size_t index = key ? indexOfProperty(*key) : EntityLayout::none;
+  const std::size_t index = indexOf(_entity, key);
   if (index == EntityLayout::none) return NSObject::valueForKey(key);
-  const Method* getter =
-      declared(&EntityLayout::ClassBinding::getters, *this, _entity->layout(), index);
+  const Method* getter = _entity->layout().bindingOf(class_()).getters[index];
   if (getter) return getter->invoke(Value(const_cast<NSManagedObject*>(this)), {});
   return valueAtIndex(index);
 }
 
 void NSManagedObject::setValueForKey(const Value& value, const Ref<NSString>& key) {
-  const std::size_t index = key ? indexOfProperty(*key) : EntityLayout::none;
+  const std::size_t index = indexOf(_entity, key);
   if (index == EntityLayout::none) {
     NSObject::setValueForKey(value, key);
     return;
   }
-  const Method* setter =
-      declared(&EntityLayout::ClassBinding::setters, *this, _entity->layout(), index);
+  const Method* setter = _entity->layout().bindingOf(class_()).setters[index];
   if (!setter) {
     setValueAtIndex(index, value);
     return;
@@ -83,18 +75,23 @@ void NSManagedObject::setValueForUndefinedKey(const Value&, const Ref<NSString>&
 }
 
 Value NSManagedObject::storedValueForKey(const Ref<NSString>& key) const {
-  const std::size_t index = key ? indexOfProperty(*key) : EntityLayout::none;
+  const std::size_t index = indexOf(_entity, key);
   return index == EntityLayout::none ? valueForUndefinedKey(key) : valueAtIndex(index);
 }
 
 Value NSManagedObject::valueAtIndex(std::size_t index) const {
+  requireThread();
   if (_entity->layout()[index].relationship) return impl::Relations::value(*this, index);
-  if ((_flags & Fault) != 0) fire();
+  if ((_flags & Fault) != 0 && !hasReadPlace(index)) fire();
   return attributeAtIndex(index);
 }
 
+bool NSManagedObject::hasReadPlace(std::size_t index) const noexcept {
+  return (_flags & (Partial | HasValues)) == Partial && !impl::isUnreadPlace(_values[index]);
+}
+
 void NSManagedObject::setStoredValueForKey(const Value& value, const Ref<NSString>& key) {
-  const std::size_t index = key ? indexOfProperty(*key) : EntityLayout::none;
+  const std::size_t index = indexOf(_entity, key);
   if (index == EntityLayout::none) {
     setValueForUndefinedKey(value, key);
   } else {
@@ -113,31 +110,35 @@ void NSManagedObject::checkValue(std::size_t index, const Value& value) const {
 }
 
 void NSManagedObject::setValueAtIndex(std::size_t index, const Value& value) {
-  if (_entity->layout()[index].relationship) {
+  requireThread();
+  const EntityLayout::Slot& slot = _entity->layout()[index];
+  if (slot.relationship) {
     impl::Relations::setValue(*this, index, value);
     return;
   }
-  checkValue(index, value);
+  if (!impl::isPlainly(value, slot.type)) checkValue(index, value);
   if ((_flags & Fault) != 0) fire();
   willChange();
-  const EntityLayout::Slot& slot = _entity->layout()[index];
   if (slot.isTransformed()) {
     _values[index] = impl::placeOfValue(value, slot.attribute);
-  } else {
+  } else if (slot.type == NSBinaryDataAttributeType) {
     // Data may be mutable; what the object holds must not change behind its back.
-    _values[index] = slot.type == NSBinaryDataAttributeType ? value.copy() : value;
+    _values[index] = value.copy();
+  } else {
+    _values[index] = value;
   }
 }
 
 Value NSManagedObject::primitiveValueForKey(const Ref<NSString>& key) const {
-  const std::size_t index = key ? indexOfProperty(*key) : EntityLayout::none;
+  const std::size_t index = indexOf(_entity, key);
   if (index == EntityLayout::none) return valueForUndefinedKey(key);
+  requireThread();
   if ((_flags & HasValues) == 0) return nullptr;
   return _entity->layout()[index].relationship ? valueAtIndex(index) : attributeAtIndex(index);
 }
 
 void NSManagedObject::setPrimitiveValueForKey(const Value& value, const Ref<NSString>& key) {
-  const std::size_t index = key ? indexOfProperty(*key) : EntityLayout::none;
+  const std::size_t index = indexOf(_entity, key);
   if (index == EntityLayout::none) {
     setValueForUndefinedKey(value, key);
     return;
@@ -149,6 +150,7 @@ void NSManagedObject::setPrimitiveValueForKey(const Value& value, const Ref<NSSt
         "has no primitive value to set",
         Value(key), _entity->name());
   }
+  requireThread();
   checkValue(index, value);
   if ((_flags & HasValues) == 0) fire();
   const EntityLayout::Slot& slot = _entity->layout()[index];
@@ -184,7 +186,7 @@ Ref<NSMutableOrderedSet> NSManagedObject::mutableOrderedSetValueForKey(const Ref
 }
 
 bool NSManagedObject::hasFaultForRelationshipNamed(const Ref<NSString>& key) const {
-  const std::size_t index = key ? indexOfProperty(*key) : EntityLayout::none;
+  const std::size_t index = indexOf(_entity, key);
   if (index == EntityLayout::none || !_entity->layout()[index].relationship) {
     valueForUndefinedKey(key);
   }
@@ -202,12 +204,14 @@ void NSManagedObject::willAccessValueForKey(const Ref<NSString>&) const {
 }
 void NSManagedObject::didAccessValueForKey(const Ref<NSString>&) const {}
 void NSManagedObject::willChangeValueForKey(const Ref<NSString>&) {
+  requireThread();
   if ((_flags & Fault) != 0) fire();
   willChange();
 }
 void NSManagedObject::didChangeValueForKey(const Ref<NSString>&) {}
 
 Ref<NSDictionary> NSManagedObject::changedValues() const {
+  requireThread();
   NSDictionary::Builder changes;
   if ((_flags & (Inserted | Updated)) != 0 && _entity) {
     const EntityLayout& layout = _entity->layout();
@@ -229,6 +233,7 @@ Ref<NSDictionary> NSManagedObject::changedValues() const {
 }
 
 Ref<NSDictionary> NSManagedObject::committedValuesForKeys(const Ref<NSArray>& keys) const {
+  requireThread();
   const EntityLayout& layout = _entity->layout();
   if ((_flags & Fault) != 0) fire();
   NSDictionary::Builder values;

@@ -28,14 +28,6 @@ Ref<NSError> validationError(const NSManagedObject& object, const Ref<NSString>&
        {NSValidationPredicateErrorKey, rule.predicate}});
 }
 
-const Method* declaredValidator(const NSManagedObject& object, const EntityLayout& layout,
-                                std::size_t index) {
-  const EntityLayout::ClassBinding& usual = layout.objectClass();
-  const EntityLayout::ClassBinding& binding =
-      usual.cls == &object.class_() ? usual : layout.bindingOf(object.class_());
-  return binding.validators[index];
-}
-
 /// How many objects there must be: of a required relationship one at least.
 NSUInteger leastCount(const EntityLayout::Slot& slot) {
   return std::max<NSUInteger>(slot.relationship->minCount(), slot.optional ? 0 : 1);
@@ -104,13 +96,17 @@ bool runValidator(const Method& validator, NSManagedObject& object, Value& value
 
 bool NSManagedObject::validateValueForKeyError(Value& value, const Ref<NSString>& key,
                                                Ref<NSError>* error) {
-  const std::size_t index = key ? indexOfProperty(*key) : EntityLayout::none;
-  if (index == EntityLayout::none) return true;
+  if (!key || !_entity) return true;
   const EntityLayout& layout = _entity->layout();
-  if (const std::optional<BrokenRule> rule = ruleBrokenBy(value, layout[index])) {
-    return error ? impl::fail(error, validationError(*this, key, value, *rule)) : false;
+  const std::size_t index = layout.indexOf(*key);
+  if (index == EntityLayout::none) return true;
+  const EntityLayout::Slot& slot = layout[index];
+  if (!slot.attribute || !impl::isPlainlyAllowed(value, slot)) {
+    if (const std::optional<BrokenRule> rule = ruleBrokenBy(value, slot)) {
+      return error ? impl::fail(error, validationError(*this, key, value, *rule)) : false;
+    }
   }
-  const Method* validator = declaredValidator(*this, layout, index);
+  const Method* validator = layout.bindingOf(class_()).validators[index];
   return !validator || runValidator(*validator, *this, value, key, error);
 }
 
@@ -118,20 +114,23 @@ bool NSManagedObject::validateValues(Ref<NSError>* error) {
   const EntityLayout& layout = _entity->layout();
   std::vector<Ref<NSError>> errors;
   // A fault was not written to. The class's own checks may turn the object into one.
-  for (std::size_t i = 0; i < layout.count() && (_flags & HasValues) != 0; ++i) {
-    const EntityLayout::Slot& slot = layout[i];
+  std::size_t next = 0;
+  for (const EntityLayout::Slot& slot : layout.slots()) {
+    if ((_flags & HasValues) == 0) break;
+    const std::size_t i = next++;
     if (slot.relationship) {
       if (!validateRelationship(i, error, errors)) return false;
       continue;
     }
     // What nobody has looked at since it was read is as it was.
     if (impl::isUnread(_values[i], slot)) continue;
-    const Value given = attributeAtIndex(i);
+    const Value given = slot.isTransformed() ? attributeAtIndex(i) : _values[i];
     Value value = given;
     Ref<NSError> problem;
     if (validateValueForKeyError(value, slot.name, error ? &problem : nullptr)) {
       const bool isReplaced = !value.isIdentical(given);
       // Whatever was said of the value before, a store must be able to hold it.
+      if (!isReplaced && (value.isNull() || impl::isPlainly(value, slot.type))) continue;
       const std::optional<BrokenRule> rule =
           isReplaced ? ruleBrokenBy(value, slot) : impl::typeRuleBrokenBy(value, *slot.attribute);
       if (!rule) {
@@ -158,7 +157,7 @@ bool NSManagedObject::validateRelationship(std::size_t index, Ref<NSError>* erro
   const EntityLayout::Slot& slot = layout[index];
   Ref<NSError> problem;
   bool isValid = true;
-  if (declaredValidator(*this, layout, index)) {
+  if (layout.bindingOf(class_()).validators[index]) {
     const Value given = valueAtIndex(index);
     Value value = given;
     isValid = validateValueForKeyError(value, slot.name, error ? &problem : nullptr);

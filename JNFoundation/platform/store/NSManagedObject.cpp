@@ -56,7 +56,6 @@ Ref<NSManagedObject> NSManagedObject::initWithEntityInsertIntoManagedObjectConte
   Ref<NSManagedObject> object = impl::ObjectAccess::make(*entity);
   object->_values = ValueArray(layout.count());
   object->_flags = HasValues;
-  object->_number = impl::ObjectAccess::nextTemporaryNumber();
   if (layout.hasDefaults()) {
     for (std::size_t i = 0; i < layout.count(); ++i) {
       const Value& initial = layout[i].defaultValue;
@@ -64,7 +63,11 @@ Ref<NSManagedObject> NSManagedObject::initWithEntityInsertIntoManagedObjectConte
           layout[i].isTransformed() ? impl::placeOfValue(initial, layout[i].attribute) : initial;
     }
   }
-  if (context) context->insertObject(object);
+  if (context) {
+    context->insertObject(object);
+  } else {
+    object->_number = impl::ObjectAccess::nextTemporaryNumber();
+  }
   return object;
 }
 
@@ -88,7 +91,12 @@ void NSManagedObject::willSave() {}
 void NSManagedObject::didSave() {}
 void NSManagedObject::prepareForDeletion() {}
 
+void NSManagedObject::requireThread() const noexcept {
+  if (impl::checksThreads && _registry) _registry->requireThread();
+}
+
 void NSManagedObject::fire() const {
+  requireThread();
   auto* self = const_cast<NSManagedObject*>(this);
   if ((_flags & HasValues) == 0) {
     Ref<NSManagedObjectContext> context = managedObjectContext();
@@ -98,8 +106,10 @@ void NSManagedObject::fire() const {
             Value(objectID()));
     }
     context->fulfillFault(*self);
+    // Its record may turn out to be gone, and the object with it.
+    if (!_registry) return;
   }
-  self->_flags = (_flags & ~Fault) | Awakening;
+  self->_flags = (_flags & ~(Fault | Partial)) | Awakening;
   struct Awake {
     std::uint32_t& flags;
     ~Awake() { flags &= ~Awakening; }
@@ -123,8 +133,9 @@ void NSManagedObject::trackChange() {
     }
   }
   ++_registry->edits;
-  if (!_registry->processingIsPosted) {
-    if (Ref<NSManagedObjectContext> context = _registry->context()) context->noteChange();
+  constexpr std::uint32_t noted = EventInserted | EventUpdated | EventDeleted;
+  if ((_flags & noted) == 0 || !_registry->processingIsPosted) {
+    if (Ref<NSManagedObjectContext> context = _registry->context()) context->noteEdit(*this);
   }
 }
 

@@ -174,10 +174,23 @@ class NSManagedObject : public NSObject {
     Awakening = 32,   ///< in awakeFromFetch: changes are not tracked
     Invalid = 64,     ///< its context was reset, or forgot it
     Preparing = 128,  ///< in prepareForDeletion
+    // What the context has yet to tell its observers.
+    EventInserted = 256,
+    EventUpdated = 512,
+    EventDeleted = 1024,
+    EventRefreshed = 2048,
+    EventCancelled = 4096,  ///< it came and went
+    /// A fault that has some of its values, see UnreadPlace.
+    Partial = 8192,
+    /// Its values were let go of untold: what is read in their place may be something else.
+    Dropped = 16384,
   };
 
-  std::size_t indexOfProperty(const NSString& key) const noexcept;
+  /// Stops the process where use on the wrong thread is noticed.
+  void requireThread() const noexcept;
   Value valueAtIndex(std::size_t index) const;
+  /// Whether this is a fault of which the property, among others, was read.
+  bool hasReadPlace(std::size_t index) const noexcept;
   /// What the attribute's place stands for. Fires no fault. Requires: the object has values.
   Value attributeAtIndex(std::size_t index) const;
   void fire() const;
@@ -189,21 +202,22 @@ class NSManagedObject : public NSObject {
                             std::vector<Ref<NSError>>& errors);
   void checkValue(std::size_t index, const Value& value) const;
 
-  Ref<NSEntityDescription> _entity;
-  /// The context's list of its objects; null for an object without a context.
-  Ref<impl::ObjectRegistry> _registry;
+  // What is asked of every object that is looked up stands beside the count of its references.
+  std::uint32_t _flags = 0;
+  std::uint32_t _version = 0;
+  /// The place in the context's list of changes.
+  std::uint32_t _changeIndex = 0;
+  std::int64_t _number = 0;
   /// Where the record stands; null while the identifier is temporary.
   const impl::StoreHierarchy* _hierarchy = nullptr;
-  std::int64_t _number = 0;
-  mutable Ref<NSManagedObjectID> _objectID;
+  Ref<NSEntityDescription> _entity;
   /// By property number; null while nothing is known.
   ValueArray _values;
   /// What the values were when last fetched or saved; null while nothing was changed since.
   ValueArray _committed;
-  std::uint32_t _version = 0;
-  std::uint32_t _flags = 0;
-  /// The place in the context's list of changes.
-  std::uint32_t _changeIndex = 0;
+  /// The context's list of its objects; null for an object without a context.
+  Ref<impl::ObjectRegistry> _registry;
+  mutable Ref<NSManagedObjectID> _objectID;
 };
 
 }  // namespace JNFoundation

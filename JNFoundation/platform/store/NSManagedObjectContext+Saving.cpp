@@ -1,15 +1,22 @@
 #include <unordered_map>
+#include <unordered_set>
 
+#include <JNFoundation/platform/dispatch/NSNotificationCenter.h>
 #include <JNFoundation/platform/query/NSPredicate.h>
 #include <JNFoundation/platform/store/NSManagedObjectContext.h>
 #include <JNFoundation/platform/store/NSManagedObjectModel.h>
 #include <JNFoundation/platform/store/NSPersistentStore.h>
 #include <JNFoundation/platform/store/NSPersistentStoreCoordinator.h>
 #include <JNFoundation/platform/store/impl/ContextChanges.h>
+#include <JNFoundation/platform/store/impl/ContextEvents.h>
+#include <JNFoundation/platform/store/impl/ContextMerge.h>
+#include <JNFoundation/platform/store/impl/ParentSave.h>
 #include <JNFoundation/platform/store/impl/Relations.h>
+#include <JNFoundation/platform/store/impl/SaveConflicts.h>
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 #include <JNFoundation/platform/store/impl/TransformedValue.h>
 #include <JNFoundation/platform/value/NSException.h>
+#include <JNFoundation/platform/value/NSSet.h>
 
 namespace JNFoundation {
 namespace impl {
@@ -21,38 +28,41 @@ class ContextSave {
       : _context(context), _changes(*context._changes) {}
 
   bool run(Ref<NSError>* error) {
-    _context.processPendingChanges();
-    if (!callWillSave(error) || !validate(error)) return false;
-    // A class's own checks may have deleted objects.
-    for (int round = 0; !_changes.withRules.empty(); ++round) {
-      if (round == roundLimit) return neverStops("validation", error);
-      _context.processPendingChanges();
-      if (!callWillSave(error) || !validate(error)) return false;
+    post(NSManagedObjectContextWillSaveNotification, nullptr);
+    if (!prepare(error)) return false;
+    if (_context._parent) {
+      if (!ParentSave(_context, _changes).run(error)) return false;
+      settle();
+      return true;
     }
-    std::unique_lock lock(_context._coordinator->storeLock());
-    if (!assignStores(error) || !write(error)) return false;
-    lock.unlock();
-    settle();
-    return true;
+    _tellsChildren = _context._family->hasChildren();
+    for (std::size_t round = 0;; ++round) {
+      std::unique_lock lock(_context._coordinator->storeLock());
+      Ref<NSError> reason;
+      if (assignStores(&reason) && write(&reason)) {
+        lock.unlock();
+        settle();
+        return true;
+      }
+      if (!mayMerge(round)) return fail(error, reason);
+      SaveConflicts conflicts(_context, _batches, _decisions);
+      if (!conflicts.find(_obstacle, error)) return false;
+      lock.unlock();
+      // Somebody may have taken back meanwhile what stood in the way, but not time and again.
+      if (conflicts.isEmpty() && std::exchange(_foundNothing, true)) return fail(error, reason);
+      if (conflicts.isEmpty()) continue;
+      _foundNothing = false;
+      if (!conflicts.resolve(error) || !prepare(error)) return false;
+    }
   }
 
  private:
   using Kind = StoreRowChange::Kind;
+  using Objects = std::vector<Ref<NSManagedObject>>;
+
+  using Batch = SaveBatch;
 
   static constexpr int roundLimit = 100;
-
-  /// What goes to one store.
-  struct Batch {
-    NSPersistentStore* store;
-    std::vector<NSManagedObject*> inserted;
-    std::vector<StoreRowChange> rows;
-    /// The objects of the rows.
-    std::vector<NSManagedObject*> objects;
-    /// Those of which a relationship to many was changed.
-    std::vector<NSManagedObject*> related;
-
-    bool isEmpty() const noexcept { return rows.empty() && inserted.empty() && related.empty(); }
-  };
 
   /// An identifier in an object's values that is permanent from this save on.
   struct Resolved {
@@ -61,6 +71,38 @@ class ContextSave {
     Value former;
   };
 
+  /// Has every object with changes get ready.
+  bool prepare(Ref<NSError>* error) {
+    processChanges();
+    if (!callWillSave(error) || !validate(error)) return false;
+    // A class's own checks may have deleted objects.
+    for (int round = 0; !_changes.withRules.empty(); ++round) {
+      if (round == roundLimit) return neverStops("validation", error);
+      processChanges();
+      if (!callWillSave(error) || !validate(error)) return false;
+    }
+    return true;
+  }
+
+  /// Whether what the store has refused is something that a merge policy decides. One conflict may
+  /// lead to the next, so there may be as many rounds as there are objects.
+  bool mayMerge(std::size_t round) const {
+    if (_obstacle == SaveObstacle::None) return false;
+    if (_obstacle == SaveObstacle::Reference &&
+        _context.mergePolicy()->mergeType() == NSErrorMergePolicyType) {
+      return false;
+    }
+    std::size_t objects = 0;
+    for (const Batch& batch : _batches) objects += batch.rows.size();
+    return round < roundLimit + 2 * objects;
+  }
+
+  /// A save runs the delete rules whether or not the ends of turns do.
+  void processChanges() {
+    _context.propagateDeletes();
+    _context.processPendingChanges();
+  }
+
   /// Objects may change each other while they get ready, so all are asked until nothing changes.
   bool callWillSave(Ref<NSError>* error) {
     for (int round = 0; round < roundLimit; ++round) {
@@ -68,7 +110,7 @@ class ContextSave {
       for (ChangeList* list : {&_changes.inserted, &_changes.updated, &_changes.deleted}) {
         for (const Ref<NSManagedObject>& object : list->objects()) object->willSave();
       }
-      _context.processPendingChanges();
+      processChanges();
       if (_context._registry->edits == before) return true;
     }
     return neverStops("willSave", error);
@@ -126,11 +168,15 @@ class ContextSave {
     for (Batch& batch : _batches) {
       if (batch.store == &store) return batch;
     }
-    _batches.push_back({&store, {}, {}, {}, {}});
+    _batches.push_back({&store, {}, {}, {}, {}, {}});
     return _batches.back();
   }
 
   bool assignStores(Ref<NSError>* error) {
+    _batches.clear();
+    _permanentIDs.clear();
+    _hasRelationships = false;
+    _obstacle = SaveObstacle::None;
     const NSPersistentStoreCoordinator& coordinator = *_context._coordinator;
     if (coordinator.persistentStores()->count() == 0) {
       return fail(error,
@@ -166,6 +212,15 @@ class ContextSave {
     const auto add = [&](NSManagedObject& object, Kind kind) {
       Batch& batch = batchOf(*ObjectAccess::key(object).hierarchy->store);
       const Value* committed = ObjectAccess::committed(object).get();
+      if (kind == Kind::Update && isAmong(_decisions.writtenAnew, object)) {
+        // Nobody who has read the record before must take it for the one that they know.
+        constexpr std::uint32_t unseenVersions = 1u << 16;
+        batch.rows.push_back({Kind::Insert, object.entity().get(), ObjectAccess::key(object).number,
+                              ObjectAccess::values(object).get(), nullptr,
+                              ObjectAccess::version(object) + unseenVersions});
+        batch.objects.push_back(&object);
+        return;
+      }
       batch.rows.push_back({kind, object.entity().get(), ObjectAccess::key(object).number,
                             ObjectAccess::values(object).get(),
                             committed ? committed : ObjectAccess::values(object).get(),
@@ -174,12 +229,26 @@ class ContextSave {
     };
     _changes.updated.forEach([&](NSManagedObject& object) {
       _hasRelationships |= object.entity()->layout().hasRelationships();
-      if (differs(object)) add(object, Kind::Update);
+      if (hasStoredChanges(object) || isAmong(_decisions.writtenAnew, object)) {
+        add(object, Kind::Update);
+      }
       if (hasNewLinks(object)) {
         batchOf(*ObjectAccess::key(object).hierarchy->store).related.push_back(&object);
       }
     });
-    _changes.deleted.forEach([&](NSManagedObject& object) { add(object, Kind::Delete); });
+    _changes.deleted.forEach([&](NSManagedObject& object) {
+      if (!isAmong(_decisions.gone, object)) add(object, Kind::Delete);
+    });
+    std::unordered_set<const NSManagedObject*> known;
+    for (const Ref<NSManagedObject>& object : _changes.watched) {
+      const ObjectKey key = ObjectAccess::key(*object);
+      if (ObjectAccess::registry(*object) != _context._registry || !key.hierarchy) continue;
+      const bool hasRow = object->isInserted() || object->isDeleted() ||
+                          (object->isUpdated() && hasStoredChanges(*object));
+      if (!hasRow && known.insert(object.get()).second) {
+        batchOf(*key.hierarchy->store).watched.push_back(object.get());
+      }
+    }
     for (const Batch& batch : _batches) {
       if (!batch.store->isOpen()) {
         return fail(error, cocoaError(NSPersistentStoreSaveError,
@@ -189,14 +258,8 @@ class ContextSave {
     return true;
   }
 
-  static bool differs(NSManagedObject& object) {
-    const EntityLayout& layout = object.entity()->layout();
-    const Value* values = ObjectAccess::values(object).get();
-    const Value* committed = ObjectAccess::committed(object).get();
-    for (std::size_t i = 0; i < layout.count(); ++i) {
-      if (layout[i].stored && !storesAlike(values[i], committed[i], layout[i].type)) return true;
-    }
-    return false;
+  static bool isAmong(const SaveDecisions::Objects& objects, const NSManagedObject& object) {
+    return !objects.empty() && objects.count(&object) > 0;
   }
 
   static bool hasNewLinks(const NSManagedObject& object) {
@@ -347,7 +410,7 @@ class ContextSave {
     for (NSManagedObject* object : batch.inserted) {
       const ObjectKey key = ObjectAccess::key(*object);
       const std::int64_t number = key.hierarchy ? key.number : demandOf(*object).next++;
-      if (_hasRelationships && !key.hierarchy) {
+      if ((_hasRelationships || _tellsChildren) && !key.hierarchy) {
         _permanentIDs.emplace(key.number,
                               ObjectAccess::makeID(object->entity(), number, batch.store));
       }
@@ -367,14 +430,32 @@ class ContextSave {
       if (!good) break;
       ++begun;
       try {
-        good = addInsertions(batch, error) && resolveReferences(batch, error) &&
-               writeBatch(batch, error) && writeLinks(batch, error);
+        good = checkWatched(batch, error) && addInsertions(batch, error) &&
+               resolveReferences(batch, error) && writeBatch(batch, error);
+        if (good) {
+          Ref<NSError> reason;
+          good = writeLinks(batch, &reason);
+          if (!good) {
+            noteObstacle(reason);
+            fail(error, reason);
+          }
+        }
       } catch (...) {
         // Whatever a store raises: no transaction stays open behind it.
         abandon(begun);
         throw;
       }
       if (!good) break;
+    }
+    // One that commits alone says so itself.
+    for (std::size_t i = 0; good && begun > 1 && i < _batches.size(); ++i) {
+      if (_batches[i].isEmpty()) continue;
+      Ref<NSError> reason;
+      good = _batches[i].store->prepareToCommit(&reason);
+      if (!good) {
+        noteObstacle(reason);
+        fail(error, reason);
+      }
     }
     if (!good) {
       abandon(begun);
@@ -383,7 +464,11 @@ class ContextSave {
     std::size_t committed = 0;
     for (Batch& batch : _batches) {
       if (batch.isEmpty()) continue;
-      if (!batch.store->commitSave(error)) {
+      Ref<NSError> reason;
+      if (!batch.store->commitSave(&reason)) {
+        // What another store has by now is not written again.
+        if (committed == 0) noteObstacle(reason);
+        if (error) *error = reason;
         abandon(begun, committed + 1);
         return false;
       }
@@ -403,11 +488,12 @@ class ContextSave {
     takeBackIdentifiers();
   }
 
-  static bool writeBatch(Batch& batch, Ref<NSError>* error) {
+  bool writeBatch(Batch& batch, Ref<NSError>* error) {
     constexpr std::size_t none = static_cast<std::size_t>(-1);
     std::size_t conflict = none;
     Ref<NSError> reason;
     if (batch.store->writeRows(batch.rows, &conflict, &reason)) return true;
+    noteObstacle(reason);
     if (conflict != none) {
       reason = cocoaError(
           reason->code(), reason->localizedDescription(),
@@ -416,7 +502,48 @@ class ContextSave {
     return fail(error, reason);
   }
 
+  void noteObstacle(const Ref<NSError>& reason) noexcept {
+    switch (reason ? reason->code() : 0) {
+      case NSManagedObjectMergeError:
+        _obstacle = SaveObstacle::Version;
+        break;
+      case NSManagedObjectConstraintMergeError:
+        _obstacle = SaveObstacle::Constraint;
+        break;
+      case NSManagedObjectReferentialIntegrityError:
+        _obstacle = SaveObstacle::Reference;
+        break;
+      default:
+        break;
+    }
+  }
+
+  /// Holds the records of the objects that the context was asked to watch against the store.
+  bool checkWatched(const Batch& batch, Ref<NSError>* error) {
+    class Receiver final : public StoreRowReceiver {
+     public:
+      Value* beginRow(const NSEntityDescription&, std::int64_t, std::uint32_t number) override {
+        version = number;
+        return nullptr;
+      }
+      void endRow() override {}
+      std::uint32_t version = 0;
+    };
+    for (NSManagedObject* object : batch.watched) {
+      Receiver receiver;
+      if (!batch.store->fetchRow(*object->entity(), ObjectAccess::key(*object).number, receiver,
+                                 error)) {
+        return false;
+      }
+      if (receiver.version == ObjectAccess::version(*object)) continue;
+      _obstacle = SaveObstacle::Version;
+      return fail(error, cocoaError(NSManagedObjectMergeError, "Could not merge changes."));
+    }
+    return true;
+  }
+
   void settle() {
+    _changes.watched.clear();
     // The lists keep the objects alive until their didSave has run.
     const std::vector<Ref<NSManagedObject>> inserted = _changes.inserted.takeAll();
     const std::vector<Ref<NSManagedObject>> updated = _changes.updated.takeAll();
@@ -426,14 +553,15 @@ class ContextSave {
         NSManagedObject& object = *batch.objects[i];
         if (batch.rows[i].kind == Kind::Update) ++ObjectAccess::version(object);
         if (batch.rows[i].kind == Kind::Insert) {
-          ObjectAccess::version(object) = 1;
+          ObjectAccess::version(object) = batch.rows[i].version + 1;
           const ObjectKey before = ObjectAccess::key(object);
           if (before.hierarchy) continue;
           const ObjectKey after{batch.store->hierarchyOf(*object.entity()),
                                 batch.rows[i].primaryKey};
           _context._registry->rekey(before, after, object);
           ObjectAccess::setKey(object, after);
-          if (_hasRelationships) ObjectAccess::setID(object, _permanentIDs.at(before.number));
+          if (_hasRelationships || _tellsChildren)
+            ObjectAccess::setID(object, _permanentIDs.at(before.number));
         }
       }
     }
@@ -441,9 +569,68 @@ class ContextSave {
       for (const Ref<NSManagedObject>& object : *list) settleValues(*object);
     }
     for (const Ref<NSManagedObject>& object : deleted) ObjectAccess::detach(*object);
+    _context._family->tellPermanentIDs(_permanentIDs);
+    _context._events->forEachObserver(
+        [&](ContextObserver& observer) { observer.contextDidSave(_context); });
     for (const auto* list : {&inserted, &updated, &deleted}) {
       for (const Ref<NSManagedObject>& object : *list) object->didSave();
     }
+    tellWhatWasSaved(inserted, updated, deleted);
+    haveMerged(inserted, updated, deleted);
+  }
+
+  /// Has those merge the save that have asked for it: the contexts below, and, of a context that
+  /// saves to the stores, those beside it.
+  void haveMerged(const Objects& inserted, const Objects& updated, const Objects& deleted) {
+    std::vector<Ref<NSManagedObjectContext>> others = _context._family->children();
+    std::erase_if(others, [](const Ref<NSManagedObjectContext>& child) {
+      return !child->automaticallyMergesChangesFromParent();
+    });
+    if (!_context._parent) {
+      for (auto& other : _context._coordinator->mergingContexts().othersThan(_context)) {
+        others.push_back(std::move(other));
+      }
+    }
+    if (others.empty()) return;
+    SavedIdentifiers saved;
+    const auto add = [](const Objects& objects, std::vector<Ref<NSManagedObjectID>>& identifiers) {
+      identifiers.reserve(objects.size());
+      for (const Ref<NSManagedObject>& object : objects) identifiers.push_back(object->objectID());
+    };
+    add(inserted, saved.inserted);
+    add(updated, saved.updated);
+    add(deleted, saved.deleted);
+    for (const auto& other : others) ContextMerge::mergeLater(*other, saved);
+  }
+
+  void tellWhatWasSaved(const Objects& inserted, const Objects& updated, const Objects& deleted) {
+    if (!NSNotificationCenter::defaultCenter()->isObserved(
+            NSManagedObjectContextDidSaveNotification, Value(&_context))) {
+      return;
+    }
+    NSDictionary::Builder builder(6);
+    const auto add = [&](const char* objectsKey, const char* identifiersKey,
+                         const Objects& objects) {
+      std::vector<Value> identifiers;
+      identifiers.reserve(objects.size());
+      for (const Ref<NSManagedObject>& object : objects) {
+        identifiers.emplace_back(object->objectID());
+      }
+      builder.set(NSString::interned(objectsKey),
+                  Value(NSSet::setWithValues({objects.begin(), objects.end()})));
+      builder.set(NSString::interned(identifiersKey),
+                  Value(NSSet::setWithValues(std::move(identifiers))));
+    };
+    add(NSInsertedObjectsKey, NSInsertedObjectIDsKey, inserted);
+    add(NSUpdatedObjectsKey, NSUpdatedObjectIDsKey, updated);
+    add(NSDeletedObjectsKey, NSDeletedObjectIDsKey, deleted);
+    post(NSManagedObjectContextDidSaveNotification, builder.finish());
+  }
+
+  void post(const char* name, const Ref<NSDictionary>& userInfo) {
+    const Ref<NSNotificationCenter>& center = NSNotificationCenter::defaultCenter();
+    if (!center->isObserved(name, Value(&_context))) return;
+    center->postNotificationNameObjectUserInfo(name, Value(&_context), userInfo);
   }
 
   /// What was saved is what the object holds from now on.
@@ -464,12 +651,11 @@ class ContextSave {
       const auto permanent = _permanentIDs.find(identifier->number());
       if (permanent != _permanentIDs.end()) values[number] = Value(permanent->second);
     }
-    for (std::size_t i = 0; i < layout.count(); ++i) {
+    for (const EntityLayout::Slot& slot : layout.slots()) {
+      Value& value = *values++;
       // A transformed value stays with the object; only a store keeps nothing but the data.
-      if (layout[i].isTransformed()) continue;
-      if (layout[i].stored && !isCanonical(values[i], layout[i].type)) {
-        values[i] = canonicalValue(values[i], layout[i].type);
-      }
+      if (slot.isTransformed()) continue;
+      if (slot.stored && !isCanonical(value, slot.type)) value = canonicalValue(value, slot.type);
     }
   }
 
@@ -478,15 +664,27 @@ class ContextSave {
   std::vector<Batch> _batches;
   /// Whether any changed object may lead to another one.
   bool _hasRelationships = false;
+  /// Whether contexts below may know inserted objects.
+  bool _tellsChildren = false;
   PermanentIDs _permanentIDs;
   std::vector<Resolved> _resolved;
+  /// Why the last attempt failed.
+  SaveObstacle _obstacle = SaveObstacle::None;
+  bool _foundNothing = false;
+  SaveDecisions _decisions;
 };
 
 }  // namespace impl
 
 bool NSManagedObjectContext::save(Ref<NSError>* error) {
+  _registry->requireThread();
   if (!hasChanges()) return true;
   requireCoordinator();
+  if (_changes->isMerging) {
+    return impl::fail(error, impl::cocoaError(NSPersistentStoreSaveError,
+                                              "A merge policy cannot save the context that asks "
+                                              "it."));
+  }
   return impl::orError([&] { return impl::ContextSave(*this).run(error); }, false, error);
 }
 
@@ -511,36 +709,54 @@ bool NSManagedObjectContext::obtainPermanentIDsForObjectsError(const Ref<NSArray
   using impl::ObjectAccess;
   if (!objects) return true;
   requireCoordinator();
-  std::lock_guard guard(_coordinator->storeLock());
-  std::vector<Ref<NSManagedObject>> holders;
-  if (hasOneWayRelationships(*_coordinator->managedObjectModel())) {
-    holders = _changes->inserted.objects();
-    std::vector<Ref<NSManagedObject>> updated = _changes->updated.objects();
-    holders.insert(holders.end(), updated.begin(), updated.end());
-  }
+  _registry->requireThread();
   for (const Value& value : *objects) {
-    auto* object = as<NSManagedObject>(value);
+    const auto* object = as<NSManagedObject>(value);
     if (!object || ObjectAccess::registry(*object) != _registry) {
       raise(NSInvalidArgumentException, "obtainPermanentIDsForObjects: %@ is not in this context",
             value);
     }
-    const impl::ObjectKey before = ObjectAccess::key(*object);
-    if (before.hierarchy) continue;
-    const Ref<NSPersistentStore> store = _coordinator->storeForNewObjectsOfEntity(object->entity());
-    if (!store || store->isReadOnly()) {
-      return impl::fail(error, impl::cocoaError(NSPersistentStoreSaveError,
-                                                "There is no store that the objects could be saved "
-                                                "in."));
-    }
-    const std::int64_t number = store->takePrimaryKeys(*object->entity(), 1, error);
-    if (number == 0) return false;
-    const impl::ObjectKey after{store->hierarchyOf(*object->entity()), number};
-    const Ref<NSManagedObjectID> former = object->objectID();
-    _registry->rekey(before, after, *object);
-    ObjectAccess::setKey(*object, after);
-    impl::Relations::rename(*object, former, holders);
   }
-  return true;
+  impl::PermanentIDs permanentIDs;
+  const auto obtain = [&] {
+    std::vector<Ref<NSManagedObject>> holders;
+    if (hasOneWayRelationships(*_coordinator->managedObjectModel())) {
+      holders = _changes->inserted.objects();
+      std::vector<Ref<NSManagedObject>> updated = _changes->updated.objects();
+      holders.insert(holders.end(), updated.begin(), updated.end());
+    }
+    for (const Value& value : *objects) {
+      NSManagedObject* object = as<NSManagedObject>(value);
+      const impl::ObjectKey before = ObjectAccess::key(*object);
+      if (before.hierarchy) continue;
+      const Ref<NSPersistentStore> store =
+          _coordinator->storeForNewObjectsOfEntity(object->entity());
+      if (!store || store->isReadOnly()) {
+        return impl::fail(
+            error, impl::cocoaError(NSPersistentStoreSaveError,
+                                    "There is no store that the objects could be saved in."));
+      }
+      std::int64_t number = 0;
+      {
+        // Not for longer: what relationships lead to may have to be asked of a parent.
+        std::lock_guard guard(_coordinator->storeLock());
+        number = store->takePrimaryKeys(*object->entity(), 1, error);
+      }
+      if (number == 0) return false;
+      const impl::ObjectKey after{store->hierarchyOf(*object->entity()), number};
+      const Ref<NSManagedObjectID> former = object->objectID();
+      _registry->rekey(before, after, *object);
+      ObjectAccess::setKey(*object, after);
+      impl::Relations::rename(*object, former, holders);
+      permanentIDs.emplace(before.number, object->objectID());
+    }
+    return true;
+  };
+  const bool obtained = obtain();
+  _family->tellPermanentIDs(permanentIDs);
+  _events->forEachObserver(
+      [&](impl::ContextObserver& observer) { observer.contextDidSave(*this); });
+  return obtained;
 }
 
 }  // namespace JNFoundation

@@ -1,11 +1,14 @@
 #include "JNFoundation/platform/store/NSManagedObjectContext.h"
 
-#include <JNFoundation/platform/dispatch/MainQueue.h>
 #include <JNFoundation/platform/store/NSManagedObjectModel.h>
+#include <JNFoundation/platform/store/NSMergePolicy.h>
 #include <JNFoundation/platform/store/NSPersistentStore.h>
 #include <JNFoundation/platform/store/NSPersistentStoreCoordinator.h>
 #include <JNFoundation/platform/store/impl/ContextChanges.h>
+#include <JNFoundation/platform/store/impl/ContextEvents.h>
+#include <JNFoundation/platform/store/impl/ContextFamily.h>
 #include <JNFoundation/platform/store/impl/ContextFetch.h>
+#include <JNFoundation/platform/store/impl/ParentContext.h>
 #include <JNFoundation/platform/store/impl/Relations.h>
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 #include <JNFoundation/platform/value/NSException.h>
@@ -21,25 +24,54 @@ using impl::ObjectRegistry;
 constinit const Class NSManagedObjectContext::classObject =
     Class::of<NSManagedObjectContext>("NSManagedObjectContext");
 
-NSManagedObjectContext::NSManagedObjectContext(NSManagedObjectContextConcurrencyType)
-    : _registry(makeObject<ObjectRegistry>(*this)), _changes(std::make_unique<ContextChanges>()) {}
+NSManagedObjectContext::NSManagedObjectContext(NSManagedObjectContextConcurrencyType type,
+                                               NSManagedObjectContextExecutor executor)
+    : _type(type),
+      _queue(makeObject<impl::ContextQueue>(std::move(executor))),
+      _family(std::make_unique<impl::ContextFamily>()),
+      _mergePolicy(NSMergePolicy::errorMergePolicy()),
+      _registry(makeObject<ObjectRegistry>(*this, _queue)),
+      _changes(std::make_unique<ContextChanges>()),
+      _events(std::make_unique<impl::ContextEvents>()) {}
 
 NSManagedObjectContext::~NSManagedObjectContext() = default;
-
-Ref<NSManagedObjectContext> NSManagedObjectContext::initWithConcurrencyType(
-    NSManagedObjectContextConcurrencyType type) {
-  return makeObject<NSManagedObjectContext>(type);
-}
 
 void NSManagedObjectContext::setPersistentStoreCoordinator(
     const Ref<NSPersistentStoreCoordinator>& coordinator) {
   if (coordinator == _coordinator) return;
+  if (_parent) {
+    raise(NSInternalInconsistencyException, "A child context has the coordinator of its parent");
+  }
   if (!_registry->all().empty()) {
     raise(NSInternalInconsistencyException,
           "A context that has objects cannot get another coordinator");
   }
+  if (_coordinator) _coordinator->mergingContexts().remove(*this);
   _coordinator = coordinator;
   _registry->setCoordinator(coordinator);
+  listForMerging();
+}
+
+void NSManagedObjectContext::setParentContext(const Ref<NSManagedObjectContext>& parent) {
+  if (parent == _parent) return;
+  if (_coordinator || _parent || !_registry->all().empty()) {
+    raise(NSInternalInconsistencyException,
+          "A context that has objects, a coordinator or a parent cannot get another parent");
+  }
+  for (const NSManagedObjectContext* above = parent.get(); above; above = above->_parent.get()) {
+    if (above == this) {
+      raise(NSInvalidArgumentException, "A context cannot be above itself");
+    }
+  }
+  if (!parent->_coordinator) {
+    raise(NSInvalidArgumentException, "A parent context needs a persistent store coordinator");
+  }
+  _parent = parent;
+  _coordinator = parent->_coordinator;
+  _registry->setCoordinator(_coordinator);
+  parent->_family->addChild(*this);
+  parent->_registry->setKeepsFormerKeys(true);
+  _registry->setKeepsFormerKeys(true);
 }
 
 void NSManagedObjectContext::setName(const Ref<NSString>& name) { _name = name; }
@@ -56,7 +88,7 @@ Ref<NSArray> NSManagedObjectContext::executeFetchRequestError(const Ref<NSFetchR
                                                               Ref<NSError>* error) {
   if (!request) raise(NSInvalidArgumentException, "executeFetchRequest:error: a nil request");
   const auto fetch = [&] {
-    propagateDeletes();
+    processPendingChanges();
     return impl::ContextFetch(*this, *request).execute(request->resultType(), error);
   };
   return impl::orError(fetch, Ref<NSArray>(), error);
@@ -66,7 +98,7 @@ NSUInteger NSManagedObjectContext::countForFetchRequestError(const Ref<NSFetchRe
                                                              Ref<NSError>* error) {
   if (!request) raise(NSInvalidArgumentException, "countForFetchRequest:error: a nil request");
   const auto count = [&] {
-    propagateDeletes();
+    processPendingChanges();
     return impl::ContextFetch(*this, *request).count(error);
   };
   return impl::orError(count, static_cast<NSUInteger>(NSNotFound), error);
@@ -89,27 +121,29 @@ Ref<NSEntityDescription> entityOf(const NSManagedObjectID& objectID,
   return entity;
 }
 
-/// Fills one object with the one row that a store gives.
-class FaultReceiver final : public StoreRowReceiver {
- public:
-  explicit FaultReceiver(NSManagedObject& object) : _object(object) {}
+/// The same by the coordinator's model.
+Ref<NSEntityDescription> modelEntityOf(const NSManagedObjectID& objectID,
+                                       const NSPersistentStoreCoordinator& coordinator) {
+  Ref<NSEntityDescription> entity =
+      coordinator.managedObjectModel()->entityWithName(objectID.entity()->name()->utf8());
+  return entity ? entity : objectID.entity();
+}
 
-  Value* beginRow(const NSEntityDescription& entity, std::int64_t, std::uint32_t version) override {
-    found = true;
-    // A row of a descendant of the entity that the identifier named has more places than this
-    // object.
-    if (&entity != _object.entity().get()) return nullptr;
-    ObjectAccess::values(_object) = ValueArray(entity.layout().count());
-    ObjectAccess::version(_object) = version;
-    ObjectAccess::flags(_object) |= ObjectAccess::hasValues;
-    return ObjectAccess::values(_object).get();
+/// Takes the one row that a store gives, with the entity that the object really is of.
+class RowTaker final : public StoreRowReceiver {
+ public:
+  Value* beginRow(const NSEntityDescription& rowEntity, std::int64_t,
+                  std::uint32_t number) override {
+    entity = &rowEntity;
+    version = number;
+    values = ValueArray(rowEntity.layout().count());
+    return values.get();
   }
   void endRow() override {}
 
-  bool found = false;
-
- private:
-  NSManagedObject& _object;
+  const NSEntityDescription* entity = nullptr;
+  std::uint32_t version = 0;
+  ValueArray values;
 };
 
 }  // namespace
@@ -117,6 +151,8 @@ class FaultReceiver final : public StoreRowReceiver {
 Ref<NSManagedObject> NSManagedObjectContext::registeredObjectForID(
     const Ref<NSManagedObjectID>& objectID) const {
   if (!objectID) return nullptr;
+  _registry->requireThread();
+  if (Ref<NSManagedObject> known = _registry->findQuickly(*objectID)) return known;
   Ref<NSPersistentStore> store;
   const ObjectKey key = ObjectAccess::keyOf(*objectID, _coordinator.get(), store);
   if (!objectID->isTemporaryID() && !key.hierarchy) return nullptr;
@@ -124,25 +160,40 @@ Ref<NSManagedObject> NSManagedObjectContext::registeredObjectForID(
 }
 
 Ref<NSManagedObject> NSManagedObjectContext::objectWithID(const Ref<NSManagedObjectID>& objectID) {
+  _registry->requireThread();
   if (!objectID) return nullptr;
+  if (Ref<NSManagedObject> known = _registry->findQuickly(*objectID)) return known;
   Ref<NSPersistentStore> store;
   const ObjectKey key = ObjectAccess::keyOf(*objectID, _coordinator.get(), store);
-  if (objectID->isTemporaryID()) return _registry->find(key);
+  if (objectID->isTemporaryID()) {
+    Ref<NSManagedObject> known = objectForKey(key, *objectID->entity());
+    if (!known || ObjectAccess::canFire(*known)) return known;
+    return nullptr;
+  }
   if (!key.hierarchy) {
     raise(NSInvalidArgumentException, "No store of the context's coordinator has the object %@",
           Value(objectID));
   }
   if (Ref<NSManagedObject> known = _registry->find(key)) return known;
-  Ref<NSManagedObject> object = ObjectAccess::make(*entityOf(*objectID, *store));
-  ObjectAccess::setKey(*object, key);
+  return objectForKey(key, *entityOf(*objectID, *store));
+}
+
+Ref<NSManagedObject> NSManagedObjectContext::objectForKey(const ObjectKey& key,
+                                                          const NSEntityDescription& entity) {
+  if (Ref<NSManagedObject> known = _registry->find(key)) return known;
+  const ObjectKey current = _registry->currentKey(key);
+  if (!current.hierarchy && !_parent) return nullptr;
+  Ref<NSManagedObject> object = ObjectAccess::make(entity);
+  ObjectAccess::setKey(*object, current);
   ObjectAccess::flags(*object) = ObjectAccess::fault;
   ObjectAccess::registry(*object) = _registry;
-  _registry->add(key, *object);
+  _registry->add(current, *object);
   return object;
 }
 
 Ref<NSManagedObject> NSManagedObjectContext::existingObjectWithIDError(
     const Ref<NSManagedObjectID>& objectID, Ref<NSError>* error) {
+  _registry->requireThread();
   const auto missing = [&] {
     impl::fail(error, impl::cocoaError(NSManagedObjectReferentialIntegrityError,
                                        "Attempt to access an object not found in store.",
@@ -156,54 +207,102 @@ Ref<NSManagedObject> NSManagedObjectContext::existingObjectWithIDError(
   }
   Ref<NSPersistentStore> store;
   const ObjectKey key = ObjectAccess::keyOf(*objectID, _coordinator.get(), store);
-  if (!key.hierarchy || !store->isOpen()) return missing();
   // The row says which entity the object really is of.
-  class Receiver final : public StoreRowReceiver {
-   public:
-    Value* beginRow(const NSEntityDescription& entity, std::int64_t,
-                    std::uint32_t number) override {
-      rowEntity = &entity;
-      version = number;
-      values = ValueArray(entity.layout().count());
-      return values.get();
-    }
-    void endRow() override {}
-    const NSEntityDescription* rowEntity = nullptr;
-    std::uint32_t version = 0;
-    ValueArray values;
-  } receiver;
-  {
+  const NSEntityDescription* entity = nullptr;
+  ValueArray values;
+  std::uint32_t version = 0;
+  if (_parent) {
+    impl::ObjectSnapshot snapshot =
+        impl::ParentContext(*this).read(key, *modelEntityOf(*objectID, *_coordinator));
+    if (!snapshot.values) return missing();
+    entity = snapshot.entity;
+    version = snapshot.version;
+    values = std::move(snapshot.values);
+  } else {
+    if (!key.hierarchy || !store->isOpen()) return missing();
+    RowTaker row;
     std::lock_guard guard(_coordinator->storeLock());
-    if (!store->fetchRow(*entityOf(*objectID, *store), objectID->number(), receiver, error))
+    if (!store->fetchRow(*entityOf(*objectID, *store), objectID->number(), row, error)) {
       return nullptr;
+    }
+    if (!row.entity) return missing();
+    entity = row.entity;
+    version = row.version;
+    values = std::move(row.values);
   }
-  if (!receiver.rowEntity) return missing();
-  if (!known || known->entity().get() != receiver.rowEntity) {
-    known = ObjectAccess::make(*receiver.rowEntity);
-    ObjectAccess::setKey(*known, key);
+  if (!known || known->entity().get() != entity) {
+    known = ObjectAccess::make(*entity);
+    ObjectAccess::setKey(*known, _registry->currentKey(key));
     ObjectAccess::registry(*known) = _registry;
-    _registry->add(key, *known);
+    _registry->add(ObjectAccess::key(*known), *known);
   }
-  ObjectAccess::values(*known) = std::move(receiver.values);
-  ObjectAccess::version(*known) = receiver.version;
-  ObjectAccess::flags(*known) |= ObjectAccess::hasValues | ObjectAccess::fault;
+  giveValues(*known, std::move(values), version);
+  ObjectAccess::flags(*known) |= ObjectAccess::fault;
   ObjectAccess::fire(*known);
   return known;
 }
 
-bool NSManagedObjectContext::readValues(NSManagedObject& object, Ref<NSError>* error) {
+bool NSManagedObjectContext::readRecord(const NSManagedObject& object, ValueArray& values,
+                                        std::uint32_t& version, Ref<NSError>* error) {
   const ObjectKey key = ObjectAccess::key(object);
-  FaultReceiver receiver(object);
-  if (key.hierarchy && key.hierarchy->store->isOpen()) {
-    std::lock_guard guard(_coordinator->storeLock());
-    key.hierarchy->store->fetchRow(*object.entity(), key.number, receiver, error);
+  if (_parent) {
+    impl::ObjectSnapshot snapshot = impl::ParentContext(*this).read(key, *object.entity());
+    if (!snapshot.values || snapshot.entity != object.entity().get()) return false;
+    values = std::move(snapshot.values);
+    version = snapshot.version;
+    return true;
   }
-  return (ObjectAccess::flags(object) & ObjectAccess::hasValues) != 0;
+  if (!key.hierarchy || !key.hierarchy->store->isOpen()) return false;
+  RowTaker row;
+  {
+    std::lock_guard guard(_coordinator->storeLock());
+    key.hierarchy->store->fetchRow(*object.entity(), key.number, row, error);
+  }
+  // A row of a descendant of the entity that the identifier named has more places than the object.
+  if (row.entity != object.entity().get()) return false;
+  values = std::move(row.values);
+  version = row.version;
+  return true;
+}
+
+bool NSManagedObjectContext::readValues(NSManagedObject& object, Ref<NSError>* error) {
+  ValueArray values;
+  std::uint32_t version = 0;
+  if (readRecord(object, values, version, error)) {
+    giveValues(object, std::move(values), version);
+    return true;
+  }
+  if ((ObjectAccess::flags(object) & ObjectAccess::dropped) != 0) ++_registry->rereads;
+  return false;
+}
+
+void NSManagedObjectContext::giveValues(NSManagedObject& object, ValueArray values,
+                                        std::uint32_t version) {
+  std::uint32_t& flags = ObjectAccess::flags(object);
+  // The changes of a parent do not count as versions.
+  const bool mayBeOther =
+      (flags & ObjectAccess::dropped) != 0 && (_parent || ObjectAccess::version(object) != version);
+  ObjectAccess::values(object) = std::move(values);
+  ObjectAccess::version(object) = version;
+  flags = (flags & ~ObjectAccess::dropped) | ObjectAccess::hasValues;
+  if (mayBeOther) ObjectAccess::noteRefreshed(object);
 }
 
 void NSManagedObjectContext::fulfillFault(NSManagedObject& object) {
   Ref<NSError> error;
   if (readValues(object, &error)) return;
+  const impl::StoreHierarchy* hierarchy = ObjectAccess::key(object).hierarchy;
+  const bool isGone = !error && !_parent && hierarchy && hierarchy->store->isOpen();
+  if (isGone && _deletesInaccessibleFaults) {
+    ObjectAccess::values(object) = ValueArray(object.entity()->layout().count());
+    _events->noteDeleted(object);
+    noteChange();
+    ObjectAccess::detach(object);
+    ++_registry->rereads;
+    std::uint32_t& flags = ObjectAccess::flags(object);
+    flags = (flags & ~ObjectAccess::fault) | ObjectAccess::hasValues | ObjectAccess::deleted;
+    return;
+  }
   raise(
       NSObjectInaccessibleException, "Core Data could not fulfill a fault for '%@'%@",
       Value(object.objectID()),
@@ -211,20 +310,6 @@ void NSManagedObjectContext::fulfillFault(NSManagedObject& object) {
 }
 
 // ---- Changes ------------------------------------------------------------------------------------
-
-void NSManagedObjectContext::noteChange() {
-  if (_registry->processingIsPosted) return;
-  _registry->processingIsPosted = true;
-  Weak<NSManagedObjectContext> weak(this);
-  MainQueue::current().async([weak] {
-    if (Ref<NSManagedObjectContext> context = weak.load()) context->processPendingChanges();
-  });
-}
-
-void NSManagedObjectContext::processPendingChanges() {
-  _registry->processingIsPosted = false;
-  propagateDeletes();
-}
 
 void NSManagedObjectContext::noteDeleteRules(NSManagedObject& object) {
   auto& list = object.isInserted() ? _changes->unsavedWithRules : _changes->withRules;
@@ -262,13 +347,13 @@ void NSManagedObjectContext::forgetUnsaved() {
     if (!waiting.empty() && waiting.front() == object) waiting.pop_front();
     if (!isStill()) continue;
     _changes->inserted.remove(*object);
+    _events->noteDeleted(*object);
     ObjectAccess::detach(*object);
   }
 }
 
-void NSManagedObjectContext::noteUpdate(NSManagedObject& object) { _changes->updated.add(object); }
-
 void NSManagedObjectContext::insertObject(const Ref<NSManagedObject>& object) {
+  _registry->requireThread();
   if (!object) raise(NSInvalidArgumentException, "Null cannot be inserted into a context");
   requireCoordinator();
   Ref<ObjectRegistry>& registry = ObjectAccess::registry(*object);
@@ -281,6 +366,7 @@ void NSManagedObjectContext::insertObject(const Ref<NSManagedObject>& object) {
       _changes->deleted.remove(*object);
       if ((flags & ObjectAccess::updated) != 0) _changes->updated.add(*object);
     }
+    _events->noteInserted(*object);
     ++_registry->edits;
   } else {
     if (registry) {
@@ -300,10 +386,12 @@ void NSManagedObjectContext::insertObject(const Ref<NSManagedObject>& object) {
     impl::Relations::forget(*object);
     ObjectAccess::setKey(*object, {nullptr, ObjectAccess::nextTemporaryNumber()});
     registry = _registry;
-    flags = ObjectAccess::inserted | ObjectAccess::hasValues;
+    _events->adopt(*object);
+    flags = (flags & ObjectAccess::anyEvent) | ObjectAccess::inserted | ObjectAccess::hasValues;
     ObjectAccess::committed(*object).reset();
     _registry->add(ObjectAccess::key(*object), *object);
     _changes->inserted.add(*object);
+    _events->noteInserted(*object);
     ++_registry->edits;
     object->awakeFromInsert();
   }
@@ -311,6 +399,7 @@ void NSManagedObjectContext::insertObject(const Ref<NSManagedObject>& object) {
 }
 
 void NSManagedObjectContext::deleteObject(const Ref<NSManagedObject>& object) {
+  _registry->requireThread();
   if (!object) return;
   // What prepareForDeletion lets go of may be the very reference that the caller handed us.
   const Ref<NSManagedObject> target(object.get());
@@ -338,15 +427,18 @@ void NSManagedObjectContext::deleteObject(const Ref<NSManagedObject>& object) {
       forgetUnsaved();
     } else {
       _changes->inserted.remove(*target);
+      _events->noteDeleted(*target);
       ObjectAccess::detach(*target);
     }
   } else if ((flags & ObjectAccess::hasValues) == 0 && !readValues(*target, nullptr)) {
     // The version that a deletion is based on has to be known; what has no record is gone already.
+    _events->noteDeleted(*target);
     ObjectAccess::detach(*target);
   } else {
     if ((flags & ObjectAccess::updated) != 0) _changes->updated.remove(*target);
     flags |= ObjectAccess::deleted;
     _changes->deleted.add(*target);
+    _events->noteDeleted(*target);
     if (target->entity()->layout().hasRelationships()) noteDeleteRules(*target);
   }
   ++_registry->edits;
@@ -372,24 +464,40 @@ void revert(NSManagedObject& object) {
 }  // namespace
 
 Ref<NSSet> NSManagedObjectContext::insertedObjects() const {
+  _registry->requireThread();
   return setOf(_changes->inserted.objects());
 }
 Ref<NSSet> NSManagedObjectContext::updatedObjects() const {
+  _registry->requireThread();
   return setOf(_changes->updated.objects());
 }
 Ref<NSSet> NSManagedObjectContext::deletedObjects() const {
+  _registry->requireThread();
   return setOf(_changes->deleted.objects());
 }
-Ref<NSSet> NSManagedObjectContext::registeredObjects() const { return setOf(_registry->all()); }
+Ref<NSSet> NSManagedObjectContext::registeredObjects() const {
+  _registry->requireThread();
+  return setOf(_registry->all());
+}
 
 void NSManagedObjectContext::rollback() {
+  _registry->requireThread();
   _changes->withRules.clear();
   _changes->unsavedWithRules.clear();
+  _changes->watched.clear();
   for (const Ref<NSManagedObject>& object : _changes->inserted.takeAll()) {
+    _events->noteDeleted(*object);
     ObjectAccess::detach(*object);
   }
-  for (const Ref<NSManagedObject>& object : _changes->updated.takeAll()) revert(*object);
-  for (const Ref<NSManagedObject>& object : _changes->deleted.takeAll()) revert(*object);
+  for (const Ref<NSManagedObject>& object : _changes->updated.takeAll()) {
+    revert(*object);
+    _events->noteRefreshed(*object);
+  }
+  for (const Ref<NSManagedObject>& object : _changes->deleted.takeAll()) {
+    revert(*object);
+    _events->noteInserted(*object);
+  }
+  if (!_events->isEmpty()) noteChange();
 }
 
 void NSManagedObjectContext::forgetObjects() noexcept {
@@ -402,12 +510,16 @@ void NSManagedObjectContext::forgetObjects() noexcept {
     ObjectAccess::flags(*object) = ObjectAccess::fault;
   }
   *_changes = ContextChanges();
+  _events->noteInvalidatedAll();
 }
 
 void NSManagedObjectContext::reset() {
+  _registry->requireThread();
   forgetObjects();
-  _registry = makeObject<ObjectRegistry>(*this);
+  _registry = makeObject<ObjectRegistry>(*this, _queue);
   _registry->setCoordinator(_coordinator);
+  _registry->setKeepsFormerKeys(_parent || _family->hasChildren());
+  tellChanges();
 }
 
 }  // namespace JNFoundation

@@ -17,7 +17,7 @@ constinit const Class NSManagedObjectID::classObject =
 
 NSManagedObjectID::NSManagedObjectID(Ref<NSEntityDescription> entity, std::int64_t number,
                                      const NSPersistentStore* store)
-    : _entity(std::move(entity)), _number(number) {
+    : _number(number), _entity(std::move(entity)) {
   if (!store) return;
   _storeIdentifier = store->identifier();
   _store = Weak<NSPersistentStore>(const_cast<NSPersistentStore*>(store));

@@ -54,10 +54,11 @@ class NSManagedObjectID : public NSObject {
  private:
   friend class impl::ObjectAccess;
 
+  // What a look-up reads stands together.
+  std::int64_t _number;
   Ref<NSEntityDescription> _entity;
   Ref<NSString> _storeIdentifier;
   Weak<NSPersistentStore> _store;
-  std::int64_t _number;
 };
 
 }  // namespace JNFoundation

@@ -58,6 +58,63 @@ const impl::StoreHierarchy* NSPersistentStore::hierarchyOf(
   return nullptr;
 }
 
+namespace {
+
+/// Passes records on, with their values or without.
+class PassingReceiver final : public StoreRowReceiver {
+ public:
+  PassingReceiver(StoreRowReceiver& receiver, bool includesValues)
+      : _receiver(receiver), _includesValues(includesValues) {}
+
+  Value* beginRow(const NSEntityDescription& entity, std::int64_t primaryKey,
+                  std::uint32_t version) override {
+    willBegin();
+    Value* places = _receiver.beginRow(entity, primaryKey, version);
+    return _includesValues ? places : nullptr;
+  }
+  void endRow() override { _receiver.endRow(); }
+
+  /// Called once before the first record.
+  Block<void()> begin;
+
+ private:
+  void willBegin() {
+    if (begin) std::exchange(begin, nullptr)();
+  }
+
+  StoreRowReceiver& _receiver;
+  bool _includesValues;
+};
+
+}  // namespace
+
+bool NSPersistentStore::fetchRecords(const NSEntityDescription& entity,
+                                     std::span<const std::int64_t> primaryKeys, bool includesValues,
+                                     StoreRowReceiver& receiver, Ref<NSError>* error) {
+  PassingReceiver passing(receiver, includesValues);
+  for (const std::int64_t number : primaryKeys) {
+    if (!fetchRow(entity, number, passing, error)) return false;
+  }
+  return true;
+}
+
+bool NSPersistentStore::fetchRelatedOfAll(const NSRelationshipDescription& relationship,
+                                          std::span<const std::int64_t> primaryKeys,
+                                          bool includesValues, StoreRelatedReceiver& receiver,
+                                          Ref<NSError>* error) {
+  for (const std::int64_t number : primaryKeys) {
+    PassingReceiver passing(receiver, includesValues);
+    passing.begin = [&receiver, number] { receiver.beginOwner(number); };
+    if (!fetchRelated(relationship, number, passing, error)) return false;
+  }
+  return true;
+}
+
+StoreAnswer NSPersistentStore::fetchColumns(const StoreColumnQuery&, const StoreColumnReceiver&,
+                                            Ref<NSError>*) {
+  return StoreAnswer::Unable;
+}
+
 Ref<NSDictionary> NSPersistentStore::metadata(Ref<NSError>*) {
   std::vector<NSDictionary::Pair> hashes;
   for (const Ref<NSEntityDescription>& entity : _model->entityList()) {

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <span>
 #include <vector>
 
+#include <JNFoundation/platform/query/KeyPath.h>
 #include <JNFoundation/platform/store/NSEntityDescription.h>
 #include <JNFoundation/platform/value/Block.h>
 #include <JNFoundation/platform/value/NSArray.h>
@@ -72,7 +74,8 @@ struct StoreRowChange {
   /// What the record holds so far; the values that are the same need not be written. Null for an
   /// insertion.
   const Value* committed;
-  /// The version that the change is based on; not read for an insertion.
+  /// The version that the change is based on. An insertion gets the version after it: 0 unless the
+  /// record is one that was deleted.
   std::uint32_t version;
 };
 
@@ -103,6 +106,9 @@ struct StoreQuery {
   NSUInteger offset = 0;
   /// False asks for identities and versions only.
   bool includesValues = true;
+  /// The names of the only properties whose values are wanted; none stands for all of them. A store
+  /// may give more.
+  std::vector<Ref<NSString>> properties;
 };
 
 /// How much of a query a store does itself. The rest is done by whoever asks, in this order: the
@@ -128,6 +134,42 @@ class StoreRowReceiver {
  protected:
   ~StoreRowReceiver() = default;
 };
+
+/// Where a store puts the records that many others are related to.
+class StoreRelatedReceiver : public StoreRowReceiver {
+ public:
+  /// Called before the records that this one leads to, if there are any.
+  virtual void beginOwner(std::int64_t primaryKey) = 0;
+
+ protected:
+  ~StoreRelatedReceiver() = default;
+};
+
+/// A value that is read of each record of a query, or made of all records of a group.
+struct StoreColumn {
+  enum class Kind : std::uint8_t { Value, Count, Sum, Average, Minimum, Maximum };
+
+  Kind kind;
+  /// Through relationships to one to an attribute or a record, which is given as its identifier;
+  /// without keys the record itself.
+  KeyPath path;
+};
+
+/// What to read of records instead of the records.
+struct StoreColumnQuery {
+  StoreQuery query;
+  std::vector<StoreColumn> columns;
+  /// Whether records with the same values in the columns of kind Value are one row, in the order of
+  /// the groups' first records; sort descriptors, limit and offset are not looked at then. Without
+  /// such columns there is one row, whether or not there are records.
+  bool groups = false;
+};
+
+/// Takes: a row's values, to be kept or moved from. Returns: whether to go on.
+using StoreColumnReceiver = Block<bool(std::span<Value> values)>;
+
+/// `Unable`: the store has nothing to gain over reading whole records, and has called nobody.
+enum class StoreAnswer : std::uint8_t { Done, Unable, Failed };
 
 /// What keeps records: one interface over a file and over memory.
 ///
@@ -155,8 +197,11 @@ class NSPersistentStore : public NSObject {
   bool isReadOnly() const noexcept { return _readOnly; }
   const Ref<NSManagedObjectModel>& model() const noexcept { return _model; }
 
+  /// Grows with each store that a coordinator gets.
+  std::uint64_t place() const noexcept { return _place; }
+
   /// Whether coordinators still use the store.
-  bool isOpen() const noexcept { return _open; }
+  bool isOpen() const noexcept { return _open.load(std::memory_order_acquire); }
 
   // ---- Records, for coordinators and contexts ---------------------------------------------------
 
@@ -172,13 +217,20 @@ class NSPersistentStore : public NSObject {
   /// Opens the one transaction that a save is. Fails: returns false and sets the error.
   virtual bool beginSave(Ref<NSError>* error) = 0;
   /// Writes records. A changed record gets the next version number.
-  /// Fails: returns false and sets the error; a version that is not the record's any more gives
-  /// 133020, with the index of the change in `conflict`. The save is to be abandoned then.
+  /// Fails: returns false and sets the error; a version that is not the record's any more, or a
+  /// deleted record that is there again, gives 133020, values that repeat though they must be
+  /// unique give 133021, with the index of the change in `conflict`. The save is to be abandoned
+  /// then.
   virtual bool writeRows(std::span<const StoreRowChange> changes, std::size_t* conflict,
                          Ref<NSError>* error) = 0;
   /// Writes what relationships to many lead to, after all rows were written. What is there already,
   /// or gone already, is no failure.
   virtual bool writeLinks(std::span<const StoreLinkChange> changes, Ref<NSError>* error) = 0;
+  /// Whether what was written holds together, so that nothing but the disk can keep a commit from
+  /// succeeding: where a save goes to several stores, all are asked before the first one commits.
+  /// Fails: returns false and sets the error, 133000 where a record would name one that is not
+  /// there; the save is to be abandoned then.
+  virtual bool prepareToCommit(Ref<NSError>* error) = 0;
   /// Makes everything written since `beginSave` durable, at once. Fails: nothing of it is kept;
   /// 133000 where a record would name one that is not there.
   virtual bool commitSave(Ref<NSError>* error) = 0;
@@ -192,12 +244,31 @@ class NSPersistentStore : public NSObject {
   /// Gives the one record to the receiver if it is there.
   virtual bool fetchRow(const NSEntityDescription& entity, std::int64_t primaryKey,
                         StoreRowReceiver& receiver, Ref<NSError>* error) = 0;
+  /// Gives the record of the entity or a descendant that has these values under these numbers of
+  /// properties, which a uniqueness constraint of the entity names, to the receiver if it is there.
+  virtual bool fetchHolder(const NSEntityDescription& entity,
+                           std::span<const std::size_t> properties, const NSArray& values,
+                           StoreRowReceiver& receiver, Ref<NSError>* error) = 0;
   /// Gives the records at the other end of a relationship to many in its order; one that has no
   /// order in ascending order of their numbers.
   virtual bool fetchRelated(const NSRelationshipDescription& relationship, std::int64_t primaryKey,
                             StoreRowReceiver& receiver, Ref<NSError>* error) = 0;
+  /// Gives those records of a hierarchy that are there, in any order. Takes: an entity of the
+  /// hierarchy, and as many numbers as you like, each once.
+  virtual bool fetchRecords(const NSEntityDescription& entity,
+                            std::span<const std::int64_t> primaryKeys, bool includesValues,
+                            StoreRowReceiver& receiver, Ref<NSError>* error);
+  /// The same as `fetchRelated` of each of the records, in any order of theirs.
+  virtual bool fetchRelatedOfAll(const NSRelationshipDescription& relationship,
+                                 std::span<const std::int64_t> primaryKeys, bool includesValues,
+                                 StoreRelatedReceiver& receiver, Ref<NSError>* error);
   /// How many records the query has. Requires: a plan without remaining predicate.
   virtual NSUInteger countRows(const StoreQuery& query, Ref<NSError>* error) = 0;
+
+  /// Gives the values of the columns, exactly as they would come of the whole records, with the
+  /// order, offset and limit of the query done.
+  virtual StoreAnswer fetchColumns(const StoreColumnQuery& query,
+                                   const StoreColumnReceiver& receiver, Ref<NSError>* error);
 
   // ---- Upkeep, for coordinators -----------------------------------------------------------------
   // Their operations of like names say what these do. A store without a file has nothing to do for
@@ -217,6 +288,8 @@ class NSPersistentStore : public NSObject {
   virtual bool suspend(Ref<NSError>* error);
   virtual bool resume(Ref<NSError>* error);
   virtual bool isSuspended() const noexcept { return false; }
+  /// Lets go of what is kept only to be faster.
+  virtual void releaseUnusedMemory() noexcept {}
   impl::LongWork& longWork() const noexcept { return *_longWork; }
 
   /// The token of the hierarchy that the entity belongs to; lives as long as the store.
@@ -244,8 +317,10 @@ class NSPersistentStore : public NSObject {
   std::unique_ptr<impl::LongWork> _longWork;
   /// The application's own entries, where there is no file to keep them.
   Ref<NSDictionary> _ownMetadata;
+  std::uint64_t _place = 0;
   bool _readOnly = false;
-  bool _open = false;
+  /// Written under the coordinator's lock, read by whoever has an object of the store.
+  std::atomic<bool> _open{false};
 };
 
 }  // namespace JNFoundation

@@ -6,6 +6,7 @@
 #include <JNFoundation/platform/net/NSURL.h>
 #include <JNFoundation/platform/store/NSManagedObjectModel.h>
 #include <JNFoundation/platform/store/NSPersistentStore.h>
+#include <JNFoundation/platform/store/impl/ContextFamily.h>
 #include <JNFoundation/platform/store/impl/ObjectAccess.h>
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 #include <JNFoundation/platform/store/memory/MemoryStore.h>
@@ -19,7 +20,7 @@ constinit const Class NSPersistentStoreCoordinator::classObject =
     Class::of<NSPersistentStoreCoordinator>("NSPersistentStoreCoordinator");
 
 NSPersistentStoreCoordinator::NSPersistentStoreCoordinator(Ref<NSManagedObjectModel> model)
-    : _model(std::move(model)) {}
+    : _model(std::move(model)), _mergingContexts(std::make_unique<impl::MergingContexts>()) {}
 
 NSPersistentStoreCoordinator::~NSPersistentStoreCoordinator() {
   for (const Ref<NSPersistentStore>& store : _stores) store->close();
@@ -69,6 +70,7 @@ NSPersistentStoreCoordinator::addPersistentStoreWithTypeConfigurationURLOptionsE
     return nullptr;
   }
   store->_open = true;
+  store->_place = ++_lastPlace;
   _stores.push_back(store);
   return store;
 }

@@ -15,6 +15,10 @@ class NSError;
 class NSManagedObjectModel;
 class NSURL;
 
+namespace impl {
+class MergingContexts;
+}
+
 /// One file in SQLite's format; survives a crash at any instant with the last completed save.
 inline constexpr const char* NSSQLiteStoreType = "SQLite";
 /// Nothing on disk; gone with the coordinator.
@@ -183,6 +187,9 @@ class NSPersistentStoreCoordinator : public NSObject {
   /// Returns: null if none takes it.
   Ref<NSPersistentStore> storeForNewObjectsOfEntity(const Ref<NSEntityDescription>& entity) const;
 
+  /// The contexts that merge what others save.
+  impl::MergingContexts& mergingContexts() const noexcept { return *_mergingContexts; }
+
   /// The lock under which stores are called.
   std::recursive_mutex& storeLock() const noexcept { return _storeLock; }
 
@@ -200,9 +207,11 @@ class NSPersistentStoreCoordinator : public NSObject {
   std::vector<Ref<NSPersistentStore>> storeList() const;
 
   Ref<NSManagedObjectModel> _model;
+  const std::unique_ptr<impl::MergingContexts> _mergingContexts;
   mutable std::recursive_mutex _storeLock;
   /// Guarded by the lock.
   std::vector<Ref<NSPersistentStore>> _stores;
+  std::uint64_t _lastPlace = 0;
   /// Guarded by the lock. Closed ones stay, since objects refer to what they keep in memory.
   std::vector<Ref<NSPersistentStore>> _closedStores;
 };

@@ -94,6 +94,26 @@ TEST_P(FetchingTest, APredicateSelects) {
   EXPECT_EQ(matching("Work", "FALSEPREDICATE"), "");
 }
 
+TEST_P(FetchingTest, TextsThatComeAgainAndAgainAreReadRightAmongThoseThatDoNot) {
+  const std::string kinds[] = {"novel", "", "a collection of short stories", "Krimi für Größere"};
+  for (int i = 0; i < 500; ++i) {
+    auto book = insert(i % 3 == 0 ? "AudioBook" : "Book", {{"pages", i}});
+    if (i % 7 != 0) book->setValueForKey(kinds[i % 4], "title");
+    book->setValueForKey("isbn " + std::to_string(i), "isbn");
+  }
+  save();
+  context->reset();
+  const auto many = NSPredicate::predicateWithFormat("isbn BEGINSWITH 'isbn'");
+  const auto books = fetch(request("Book", many, {by("pages")}));
+  ASSERT_EQ(books->count(), 500u);
+  for (int i = 0; i < 500; ++i) {
+    const Value value = books->objectAtIndex(static_cast<NSUInteger>(i));
+    const auto& book = *as<NSManagedObject>(value);
+    ASSERT_EQ(book.valueForKey("title"), i % 7 != 0 ? Value(kinds[i % 4]) : Value());
+    ASSERT_EQ(book.valueForKey("isbn"), Value("isbn " + std::to_string(i)));
+  }
+}
+
 TEST_P(FetchingTest, TextOperatorsFoldAsTheyDoInMemory) {
   for (const char* title : {"Straße", "STRASSE", "résumé", "Resume", "a_b%c", "x*y?z"}) {
     insert("Book", {{"title", title}});
@@ -331,7 +351,7 @@ TEST_P(FetchingTest, FetchedObjectsAreFaultsUnlessAskedOtherwise) {
   EXPECT_FALSE(as<NSManagedObject>(realised)->isFault());
 }
 
-TEST_P(FetchingTest, AFaultOfARecordThatIsGoneRaises) {
+TEST_P(FetchingTest, AFaultOfARecordThatIsGoneIsDeletedOrRaises) {
   addWorks();
   auto objectID = work("A")->objectID();
   context->deleteObject(work("A"));
@@ -339,7 +359,19 @@ TEST_P(FetchingTest, AFaultOfARecordThatIsGoneRaises) {
   auto fault = context->objectWithID(objectID);
   ASSERT_TRUE(fault);
   EXPECT_TRUE(fault->isFault());
+  EXPECT_TRUE(context->shouldDeleteInaccessibleFaults());
+  context->setShouldDeleteInaccessibleFaults(false);
   EXPECT_EQ(raisedName([&] { fault->valueForKey("title"); }), NSObjectInaccessibleException);
+  EXPECT_TRUE(fault->isFault());
+  EXPECT_FALSE(fault->isDeleted());
+  context->setShouldDeleteInaccessibleFaults(true);
+  EXPECT_TRUE(fault->valueForKey("title").isNull());
+  EXPECT_TRUE(fault->isDeleted());
+  EXPECT_FALSE(fault->isFault());
+  EXPECT_FALSE(fault->managedObjectContext());
+  EXPECT_FALSE(context->hasChanges()) << "there is nothing to save";
+  fault->setValueForKey("late", "title");
+  EXPECT_FALSE(context->hasChanges());
   Ref<NSError> error;
   EXPECT_EQ(context->existingObjectWithIDError(objectID, &error), nullptr);
   EXPECT_EQ(error->code(), 133000);

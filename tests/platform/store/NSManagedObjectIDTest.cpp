@@ -51,6 +51,38 @@ TEST_F(NSManagedObjectIDTest, RecordsOfDifferentHierarchiesMayHaveTheSameNumber)
   EXPECT_EQ(context->objectWithID(note->objectID()), note);
 }
 
+TEST_F(NSManagedObjectIDTest, FindsTheRegisteredObjectWhoeverMadeIt) {
+  auto book = insert("Book");
+  auto note = insert("Note", {{"text", "n"}});
+  EXPECT_EQ(context->registeredObjectForID(book->objectID()), book);
+  const auto temporary = book->objectID();
+  save();
+  EXPECT_FALSE(context->registeredObjectForID(temporary));
+  EXPECT_EQ(context->registeredObjectForID(book->objectID()), book);
+  EXPECT_EQ(context->registeredObjectForID(note->objectID()), note);
+  EXPECT_FALSE(newContext()->registeredObjectForID(book->objectID()));
+  // The same record, as another coordinator and its model name it.
+  auto other = NSPersistentStoreCoordinator::initWithManagedObjectModel(libraryModel());
+  ASSERT_TRUE(other->addPersistentStoreWithTypeConfigurationURLOptionsError(
+      NSSQLiteStoreType, nullptr, store->URL(), nullptr));
+  const auto read =
+      other->managedObjectIDForURIRepresentation(book->objectID()->URIRepresentation());
+  ASSERT_TRUE(read);
+  EXPECT_EQ(context->registeredObjectForID(read), book);
+  EXPECT_EQ(context->objectWithID(read), book);
+  auto objectOfOther = NSManagedObjectContext::init();
+  objectOfOther->setPersistentStoreCoordinator(other);
+  EXPECT_FALSE(objectOfOther->registeredObjectForID(book->objectID()));
+}
+
+TEST_F(NSManagedObjectIDTest, FindsNothingOfAStoreThatWasRemoved) {
+  auto book = insert("Book");
+  save();
+  const auto identifier = book->objectID();
+  ASSERT_TRUE(coordinator->removePersistentStoreError(store));
+  EXPECT_FALSE(context->registeredObjectForID(identifier));
+}
+
 TEST_F(NSManagedObjectIDTest, OtherAddressesGiveNone) {
   auto book = insert("Book");
   save();

@@ -18,7 +18,8 @@ class ObjectRegistryTest : public StoreTest {
   }
 
   void drive(std::int64_t stride, std::int64_t range, int steps) {
-    auto registry = makeObject<impl::ObjectRegistry>(*context);
+    auto registry =
+        makeObject<impl::ObjectRegistry>(*context, makeObject<impl::ContextQueue>(nullptr));
     const impl::StoreHierarchy hierarchies[2] = {{store.get(), nullptr}, {store.get(), nullptr}};
     std::vector<Ref<NSManagedObject>> pool;
     for (int i = 0; i < 300; ++i) pool.push_back(object());
@@ -57,7 +58,8 @@ TEST_F(ObjectRegistryTest, NumbersFarApartAreFound) { drive(std::int64_t{1} << 4
 TEST_F(ObjectRegistryTest, NumbersThatLeaveGapsAreFound) { drive(64, 2000, 60'000); }
 
 TEST_F(ObjectRegistryTest, LongRunsAreQuickToTakeApart) {
-  auto registry = makeObject<impl::ObjectRegistry>(*context);
+  auto registry =
+      makeObject<impl::ObjectRegistry>(*context, makeObject<impl::ContextQueue>(nullptr));
   const impl::StoreHierarchy hierarchy{store.get(), nullptr};
   auto one = object();
   constexpr std::int64_t count = 300'000;

@@ -206,7 +206,8 @@ TEST_F(PredicateTranslatorTest, TheStoreAnswersAsTheObjectsDo) {
   auto everything = fetch(request("Book"));
   const ::JNFoundation::testing::naive::Evaluator naive;
   int translated = 0, naiveAnswers = 0;
-  for (int round = 0; round < ::JNFoundation::testing::rounds(2000, 50'000); ++round) {
+  const int rounds = ::JNFoundation::testing::rounds(2000, 50'000);
+  for (int round = 0; round < rounds; ++round) {
     const std::string format = condition(3);
     Ref<NSPredicate> predicate = NSPredicate::predicateWithFormat(format);
     for (const Value& object : *everything) {
@@ -231,8 +232,8 @@ TEST_F(PredicateTranslatorTest, TheStoreAnswersAsTheObjectsDo) {
     }
     if (HasFailure()) return;
   }
-  EXPECT_GT(translated, 500) << "most questions have an SQL form";
-  EXPECT_GT(naiveAnswers, 100'000);
+  EXPECT_GT(translated, rounds / 4) << "most questions have an SQL form";
+  EXPECT_GT(naiveAnswers, rounds * 50);
 }
 
 TEST_F(PredicateTranslatorTest, TheStoreSortsAsTheObjectsAreSorted) {

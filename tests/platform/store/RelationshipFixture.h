@@ -101,6 +101,15 @@ class CompanyTest : public StoreTest, public ::testing::WithParamInterface<const
     return insert(entity, {{"name", name}});
   }
 
+  /// A saved department with tasks of those names, in that order.
+  Ref<NSManagedObject> departmentWithTasks(std::initializer_list<const char*> tasks) {
+    auto department = make("Department", "One");
+    const auto list = department->mutableOrderedSetValueForKey("tasks");
+    for (const char* name : tasks) list->addObject(Value(make("Task", name)));
+    save();
+    return department;
+  }
+
   static Ref<NSManagedObject> one(const Ref<NSManagedObject>& object, const char* key) {
     const Value value = object->valueForKey(key);
     return Ref<NSManagedObject>(as<NSManagedObject>(value));

@@ -12,12 +12,12 @@ namespace {
 /// took time with the square of the count would not end here, and what nested natively would crash.
 class RelationshipSize : public CompanyTest {
  protected:
-  static constexpr NSUInteger count = 100'000;
+  const NSUInteger count = static_cast<NSUInteger>(testing::amount(100'000));
 
-  Ref<NSArray> makeMany(const char* entity, NSUInteger number = count) {
+  Ref<NSArray> makeMany(const char* entity) {
     std::vector<Value> made;
-    made.reserve(number);
-    for (NSUInteger i = 0; i < number; ++i) made.emplace_back(insert(entity));
+    made.reserve(count);
+    for (NSUInteger i = 0; i < count; ++i) made.emplace_back(insert(entity));
     return NSArray::arrayWithValues(std::move(made));
   }
 

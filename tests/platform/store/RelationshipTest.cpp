@@ -228,6 +228,21 @@ TEST_P(Relationship, AChainOfUnsavedCascadesIsForgottenWithoutNesting) {
   EXPECT_FALSE(task->managedObjectContext());
 }
 
+TEST_P(Relationship, DeleteRulesMayWaitForTheSave) {
+  auto one = make("Department", "One");
+  auto ann = make("Person", "Ann");
+  ann->setValueForKey(one, "department");
+  save();
+  EXPECT_TRUE(context->propagatesDeletesAtEndOfEvent());
+  context->setPropagatesDeletesAtEndOfEvent(false);
+  context->deleteObject(one);
+  context->processPendingChanges();
+  EXPECT_FALSE(ann->hasChanges());
+  save();
+  EXPECT_TRUE(ann->valueForKey("department").isNull());
+  EXPECT_FALSE(ann->hasChanges());
+}
+
 TEST_P(Relationship, DeletingAnUnsavedObjectLeavesTheOtherEnd) {
   auto sales = make("Department", "Sales");
   save();

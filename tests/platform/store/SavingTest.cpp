@@ -323,6 +323,38 @@ TEST_P(SavingTest, TheFirstChangeOfATurnPostsOneTask) {
   EXPECT_EQ(book->valueForKey("title"), Value("y")) << "a pending task keeps no context alive";
 }
 
+TEST_P(SavingTest, RunsOfNewObjectsOfSeveralEntitiesKeepTheirOwnValues) {
+  struct Expected {
+    Ref<NSManagedObject> object;
+    Value title, number;
+    const char* numberKey;
+  };
+  std::vector<Expected> all;
+  for (const int length : {1, 2, 15, 16, 17, 31, 32, 33, 48, 5}) {
+    const bool isBook = all.size() % 2 == 0;
+    const char* numberKey = isBook ? "pages" : "minutes";
+    for (int i = 0; i < length; ++i) {
+      // Here and there a null where the object before has a value.
+      const int number = static_cast<int>(all.size());
+      const Value title = i % 3 == 1 ? Value() : Value(NSString::stringWithFormat("T%d", number));
+      const Value value = i % 5 == 2 ? Value() : Value(number);
+      auto object = insert(isBook ? "Book" : "Film");
+      object->setValueForKey(title, "title");
+      object->setValueForKey(value, numberKey);
+      all.push_back({object, title, value, numberKey});
+    }
+  }
+  save();
+  const auto other = newContext();
+  for (const Expected& expected : all) {
+    const auto found = same(expected.object, other);
+    ASSERT_TRUE(found);
+    EXPECT_EQ(found->entity(), expected.object->entity());
+    EXPECT_EQ(found->valueForKey("title"), expected.title);
+    EXPECT_EQ(found->valueForKey(expected.numberKey), expected.number);
+  }
+}
+
 TEST_P(SavingTest, ManyObjectsInOneSave) {
   constexpr int count = 100'000;
   for (int i = 0; i < count; ++i) {

@@ -90,6 +90,29 @@ TEST_P(Uniqueness, TwoNewOnesAreHeldAgainstEachOther) {
   EXPECT_EQ(names(), "a ");
 }
 
+TEST_P(Uniqueness, TheOneThatRepeatsIsFoundAmongMany) {
+  constexpr int count = 70;
+  for (const int repeating : {1, 14, 15, 16, 17, 33, 64, 69}) {
+    SCOPED_TRACE(repeating);
+    std::vector<Ref<NSManagedObject>> things;
+    for (int i = 0; i < count; ++i) {
+      const int number = i == repeating ? i - 1 : i;
+      things.push_back(insert("Thing", {{"name", NSString::stringWithFormat("%02d", number)}}));
+    }
+    expectRefusal(things[static_cast<std::size_t>(repeating)]);
+    EXPECT_EQ(names(), "") << "none of them was written";
+    context->rollback();
+  }
+  std::string all;
+  for (int i = 0; i < count; ++i) {
+    const Ref<NSString> name = NSString::stringWithFormat("%02d", i);
+    all += name->toStdString() + " ";
+    insert("Thing", {{"name", name}});
+  }
+  save();
+  EXPECT_EQ(names(), all);
+}
+
 TEST_P(Uniqueness, ValuesAreHandedOnWithinOneSave) {
   auto a = thing("a"), b = thing("b"), c = thing("c");
   save();

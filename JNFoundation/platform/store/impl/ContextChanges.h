@@ -82,6 +82,10 @@ class ContextChanges {
   /// The same of objects that were never saved; they are forgotten as soon as the rules have run.
   std::deque<Ref<NSManagedObject>> unsavedWithRules;
   bool isForgetting = false;
+  /// Objects without changes whose records the next save holds against the store.
+  std::vector<Ref<NSManagedObject>> watched;
+  /// Whether the merge policy of a save is being asked.
+  bool isMerging = false;
 
   bool isEmpty() const noexcept {
     return inserted.isEmpty() && updated.isEmpty() && deleted.isEmpty();

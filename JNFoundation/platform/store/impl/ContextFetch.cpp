@@ -4,41 +4,22 @@
 #include <iterator>
 
 #include <JNFoundation/platform/query/NSCompoundPredicate.h>
-#include <JNFoundation/platform/query/NSExpression.h>
 #include <JNFoundation/platform/query/NSPredicate.h>
 #include <JNFoundation/platform/query/NSSortDescriptor.h>
-#include <JNFoundation/platform/store/NSExpressionDescription.h>
 #include <JNFoundation/platform/store/NSManagedObjectModel.h>
 #include <JNFoundation/platform/store/NSPersistentStoreCoordinator.h>
+#include <JNFoundation/platform/store/impl/ConstantReplacing.h>
+#include <JNFoundation/platform/store/impl/DictionaryPlan.h>
 #include <JNFoundation/platform/store/impl/ObjectReceiver.h>
+#include <JNFoundation/platform/store/impl/ParentContext.h>
+#include <JNFoundation/platform/store/impl/Prefetching.h>
 #include <JNFoundation/platform/store/impl/QueryCheck.h>
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 #include <JNFoundation/platform/store/impl/StoredRow.h>
 #include <JNFoundation/platform/value/NSException.h>
-#include <JNFoundation/platform/value/NSOrderedSet.h>
-#include <JNFoundation/platform/value/NSSet.h>
 
 namespace JNFoundation::impl {
 namespace {
-
-/// Collects identities only.
-class IdentifierReceiver final : public StoreRowReceiver {
- public:
-  IdentifierReceiver(const NSPersistentStore& store, std::vector<Value>& identifiers)
-      : _store(store), _identifiers(identifiers) {}
-
-  Value* beginRow(const NSEntityDescription& entity, std::int64_t primaryKey,
-                  std::uint32_t) override {
-    _identifiers.emplace_back(ObjectAccess::makeID(
-        Ref<NSEntityDescription>(const_cast<NSEntityDescription*>(&entity)), primaryKey, &_store));
-    return nullptr;
-  }
-  void endRow() override {}
-
- private:
-  const NSPersistentStore& _store;
-  std::vector<Value>& _identifiers;
-};
 
 /// The order of two values by the descriptors.
 NSComparisonResult order(const Ref<NSArray>& descriptors, const Value& left, const Value& right) {
@@ -48,13 +29,6 @@ NSComparisonResult order(const Ref<NSArray>& descriptors, const Value& left, con
     if (result != NSOrderedSame) return result;
   }
   return NSOrderedSame;
-}
-
-/// A number in the form of the type that a computed value is declared to have; identifiers in place
-/// of rows.
-Value converted(const Value& value, NSAttributeType type) {
-  if (const auto* row = as<StoredRow>(value)) return row->objectID();
-  return value.isNumber() ? canonicalValue(value, type) : value;
 }
 
 }  // namespace
@@ -96,14 +70,24 @@ ContextFetch::ContextFetch(NSManagedObjectContext& context, const NSFetchRequest
           [this](const Value& constant) { return standInFor(constant); });
     }
   }
-  if (request.sortDescriptors() && request.sortDescriptors()->count() > 0) {
+  checkForm();
+  const bool isGrouped = _dictionaries && _dictionaries->isGrouped();
+  if (!isGrouped && request.sortDescriptors() && request.sortDescriptors()->count() > 0) {
     checkSortKeys(*_entity, *request.sortDescriptors());
     _sortDescriptors = request.sortDescriptors();
   }
+  _isInMemory = !_dictionaries && looksAtChangedObjects();
+  // What a parent has it gives out of its own queue: nobody may wait for that with the lock.
+  if (!context.parentContext() || request.resultType() == NSDictionaryResultType) openStores();
+}
+
+void ContextFetch::openStores() {
+  const Ref<NSPersistentStoreCoordinator>& coordinator = _context.persistentStoreCoordinator();
   _lock = std::unique_lock(coordinator->storeLock());
   const Ref<NSArray> stores = coordinator->persistentStores();
   for (const Value& value : *stores) {
     auto* store = as<NSPersistentStore>(value);
+    if (_request.affectedStores() && !_request.affectedStores()->containsObject(value)) continue;
     const auto family = _entity->layout().family();
     const bool isConcerned =
         store->takes(*_entity) ||
@@ -113,15 +97,82 @@ ContextFetch::ContextFetch(NSManagedObjectContext& context, const NSFetchRequest
   }
 }
 
+/// Finds out what the result is to be like.
+void ContextFetch::checkForm() {
+  const bool groups = _request.propertiesToGroupBy() && _request.propertiesToGroupBy()->count() > 0;
+  if (_request.resultType() == NSDictionaryResultType) {
+    if (_wantsObjects) {
+      raise(NSInvalidArgumentException,
+            "A fetch of dictionaries cannot use the predicate %@, which speaks of objects",
+            Value(_predicate));
+    }
+    _dictionaries = std::make_unique<DictionaryPlan>(*_entity, _request);
+  } else if (!groups) {
+    readInPart();
+  } else {
+    raise(NSInvalidArgumentException,
+          "Invalid fetch request: GROUP BY requires NSDictionaryResultType");
+  }
+  if (_request.havingPredicate() && !groups) {
+    raise(NSInvalidArgumentException, "Invalid fetch request: HAVING with no GROUP BY: %@",
+          Value(_request.havingPredicate()));
+  }
+}
+
+bool ContextFetch::looksAtChangedObjects() const {
+  if (!_request.includesPendingChanges() || _context._changes->isEmpty()) return false;
+  RelatedEntities related(*_entity);
+  if (_predicate) related.add(*_predicate);
+  if (_sortDescriptors) related.add(*_sortDescriptors);
+  if (related.isEmpty()) return false;
+  bool found = false;
+  for (const ChangeList* list :
+       {&_context._changes->inserted, &_context._changes->updated, &_context._changes->deleted}) {
+    list->forEach(
+        [&](const NSManagedObject& object) { found = found || related.has(*object.entity()); });
+  }
+  return found;
+}
+
+/// Finds out what objects are read, and what is read along with them.
+void ContextFetch::readInPart() {
+  _prefetching =
+      std::make_unique<Prefetching>(*_entity, _request.relationshipKeyPathsForPrefetching());
+  _reading.includesValues = _request.includesPropertyValues();
+  _reading.refreshes = _request.shouldRefreshRefetchedObjects();
+  if (!_request.propertiesToFetch() || _request.resultType() != NSManagedObjectResultType) return;
+  const EntityLayout& layout = _entity->layout();
+  for (const Value& property : *_request.propertiesToFetch()) {
+    const auto* description = as<NSPropertyDescription>(property);
+    const auto* text = as<NSString>(property);
+    const Ref<NSString> name =
+        description ? description->name() : Ref<NSString>(const_cast<NSString*>(text));
+    const std::size_t number = name ? layout.indexOf(*name) : EntityLayout::none;
+    if (number != EntityLayout::none && layout[number].stored && !layout[number].isToMany()) {
+      _reading.properties.push_back(layout[number].name);
+    } else if (!name || name->utf8() != "objectID") {
+      raise(
+          NSInvalidArgumentException,
+          "Invalid property %@ passed to setPropertiesToFetch: objects of entity '%@' are read by "
+          "attributes and relationships to one of their own",
+          property, _entity->name());
+    }
+  }
+  // Nothing but identifiers.
+  if (_reading.properties.empty()) _reading.includesValues = false;
+}
+
 StoreQuery ContextFetch::query() const {
   StoreQuery query;
   query.entity = _entity.get();
   query.includesSubentities = _request.includesSubentities();
+  if (_isInMemory) return query;
   query.predicate = _rowPredicate;
   query.sortDescriptors = _sortDescriptors;
   query.limit = _request.fetchLimit();
   query.offset = _request.fetchOffset();
-  query.includesValues = _request.includesPropertyValues();
+  query.includesValues = _dictionaries || _reading.includesValues;
+  query.properties = _reading.properties;
   // The limit holds for all stores together.
   if (_stores.size() > 1 && query.limit > 0) {
     query.limit += query.offset;
@@ -132,33 +183,17 @@ StoreQuery ContextFetch::query() const {
 
 /// What rows compare with where a predicate names objects or identifiers, one or several.
 Value ContextFetch::standInFor(const Value& constant) const {
-  Ref<NSManagedObjectID> objectID;
-  if (const auto* object = as<NSManagedObject>(constant)) objectID = object->objectID();
-  if (auto* identifier = as<NSManagedObjectID>(constant)) {
-    objectID = Ref<NSManagedObjectID>(identifier);
-  }
-  if (objectID) {
+  return withReplacedMembers(constant, [&](const Value& value) -> std::optional<Value> {
+    Ref<NSManagedObjectID> objectID;
+    if (const auto* object = as<NSManagedObject>(value)) objectID = object->objectID();
+    if (auto* identifier = as<NSManagedObjectID>(value)) {
+      objectID = Ref<NSManagedObjectID>(identifier);
+    }
+    if (!objectID) return std::nullopt;
     Ref<NSPersistentStore> store;
     return Value(makeObject<RecordIdentity>(
         ObjectAccess::keyOf(*objectID, _context.persistentStoreCoordinator().get(), store)));
-  }
-  std::vector<Value> members;
-  const auto addAll = [&](const auto& collection) {
-    for (const Value& member : collection) members.push_back(standInFor(member));
-  };
-  if (const auto* array = as<NSArray>(constant)) {
-    addAll(*array);
-    return NSArray::arrayWithValues(std::move(members));
-  }
-  if (const auto* ordered = as<NSOrderedSet>(constant)) {
-    addAll(*ordered);
-    return NSOrderedSet::orderedSetWithValues(std::move(members));
-  }
-  if (const auto* set = as<NSSet>(constant)) {
-    addAll(*set);
-    return NSSet::setWithValues(std::move(members));
-  }
-  return constant;
+  });
 }
 
 RowSource& ContextFetch::sourceOf(NSPersistentStore& store) {
@@ -168,21 +203,13 @@ RowSource& ContextFetch::sourceOf(NSPersistentStore& store) {
   return *_sources.emplace_back(std::make_unique<RowSource>(store));
 }
 
-template <class Items>
-void ContextFetch::cut(Items& items) const {
-  const auto offset = std::min<NSUInteger>(_request.fetchOffset(), items.size());
-  items.erase(items.begin(), items.begin() + static_cast<std::ptrdiff_t>(offset));
-  if (_request.fetchLimit() > 0 && items.size() > _request.fetchLimit()) {
-    items.erase(items.begin() + static_cast<std::ptrdiff_t>(_request.fetchLimit()), items.end());
-  }
-}
-
 // ---- Records ------------------------------------------------------------------------------------
 
 bool ContextFetch::fetchRows(NSPersistentStore& store, const StoreQuery& query,
                              std::vector<Value>& rows, bool& isCut, Ref<NSError>* error) {
   StoreQuery everything = query;
   everything.includesValues = true;
+  everything.properties.clear();
   const StoreQueryPlan plan = store.planQuery(everything);
   if (!plan.limits) everything.limit = everything.offset = 0;
   isCut = plan.limits;
@@ -208,10 +235,15 @@ bool ContextFetch::fetchObjects(NSPersistentStore& store, const StoreQuery& quer
                                 Ref<NSError>* error) {
   const StoreQueryPlan plan = store.planQuery(query);
   const bool sorts = !query.sortDescriptors || plan.sorts;
-  ObjectReceiver receiver(store, _context._registry, query.includesValues, objects);
+  ObjectReading reading = _reading;
+  reading.properties = query.properties;
+  reading.includesValues = query.includesValues;
+  ObjectReceiver receiver(store, _context._registry, reading, objects);
   if (!plan.remainingPredicate && sorts &&
       (plan.limits || (query.limit == 0 && query.offset == 0))) {
-    return store.fetchRows(query, receiver, error);
+    if (!store.fetchRows(query, receiver, error)) return false;
+    receiver.noteRefreshed();
+    return true;
   }
   const std::size_t before = objects.size();
   if (plan.remainingPredicate && wantsObjects(*plan.remainingPredicate)) {
@@ -220,8 +252,12 @@ bool ContextFetch::fetchObjects(NSPersistentStore& store, const StoreQuery& quer
     everything.limit = 0;
     everything.offset = 0;
     everything.includesValues = true;
-    ObjectReceiver all(store, _context._registry, true, objects);
+    everything.properties.clear();
+    reading.includesValues = true;
+    reading.properties.clear();
+    ObjectReceiver all(store, _context._registry, reading, objects);
     if (!store.fetchRows(everything, all, error)) return false;
+    all.noteRefreshed();
     Objects found(std::make_move_iterator(objects.begin() + static_cast<std::ptrdiff_t>(before)),
                   std::make_move_iterator(objects.end()));
     objects.resize(before);
@@ -255,7 +291,9 @@ bool ContextFetch::fetchObjects(NSPersistentStore& store, const StoreQuery& quer
     if (!places) continue;
     const std::size_t count = row.entity().layout().count();
     for (std::size_t k = 0; k < count; ++k) places[k] = std::move(row.ownedValues()[k]);
+    receiver.endRow();
   }
+  receiver.noteRefreshed();
   return true;
 }
 
@@ -275,6 +313,7 @@ bool ContextFetch::matches(const NSManagedObject& object) const {
 }
 
 bool ContextFetch::hasPendingChanges() const {
+  if (_isInMemory) return true;
   if (!_request.includesPendingChanges() || _context._changes->isEmpty()) return false;
   bool found = false;
   for (const ChangeList* list :
@@ -284,9 +323,46 @@ bool ContextFetch::hasPendingChanges() const {
   return found;
 }
 
+/// The request as the parent may keep it. A predicate that wants true objects means the child's.
+Ref<NSFetchRequest> ContextFetch::requestForParent(const StoreQuery& wanted) const {
+  const Value copied = _request.copy();
+  Ref<NSFetchRequest> request(as<NSFetchRequest>(copied));
+  request->setEntity(_entity);
+  request->setResultType(NSManagedObjectResultType);
+  const bool isLeft = _wantsObjects || _isInMemory;
+  request->setPredicate(isLeft ? nullptr : ParentContext::withIdentifiers(_predicate));
+  request->setFetchLimit(isLeft ? 0 : wanted.limit);
+  request->setFetchOffset(isLeft ? 0 : wanted.offset);
+  request->setFetchBatchSize(0);
+  request->setPropertiesToFetch(nullptr);
+  request->setIncludesPendingChanges(true);
+  request->setReturnsObjectsAsFaults(true);
+  return request;
+}
+
+bool ContextFetch::objectsOfParent(const StoreQuery& wanted, Objects& objects,
+                                   Ref<NSError>* error) {
+  if (!ParentContext(_context).fetch(requestForParent(wanted), objects, error)) return false;
+  if (!_wantsObjects || _isInMemory) return true;
+  std::erase_if(objects, [&](const Ref<NSManagedObject>& object) { return !matches(*object); });
+  StoreQuery rest = wanted;
+  if (rest.offset > 0) {
+    objects.erase(objects.begin(),
+                  objects.begin() + static_cast<std::ptrdiff_t>(
+                                        std::min<NSUInteger>(rest.offset, objects.size())));
+  }
+  if (rest.limit > 0 && objects.size() > rest.limit) objects.resize(rest.limit);
+  return true;
+}
+
 bool ContextFetch::objects(Objects& objects, Ref<NSError>* error) {
   StoreQuery wanted = query();
   const bool pending = hasPendingChanges();
+  // What is to be put in order beside changed objects is looked at.
+  if (pending && _sortDescriptors) {
+    wanted.properties.clear();
+    wanted.includesValues = true;
+  }
   if (pending && (wanted.limit > 0 || wanted.offset > 0)) {
     // As many more as may turn out to be gone or changed, so that enough are left.
     if (wanted.limit > 0) {
@@ -295,6 +371,7 @@ bool ContextFetch::objects(Objects& objects, Ref<NSError>* error) {
     }
     wanted.offset = 0;
   }
+  if (_context.parentContext() && !objectsOfParent(wanted, objects, error)) return false;
   for (const Ref<NSPersistentStore>& store : stores()) {
     if (!fetchObjects(*store, wanted, objects, error)) return false;
   }
@@ -308,71 +385,40 @@ bool ContextFetch::objects(Objects& objects, Ref<NSError>* error) {
   return true;
 }
 
-bool ContextFetch::mergePendingChanges(Objects& objects) {
-  std::vector<Value> moved;
-  const bool sorts = static_cast<bool>(_sortDescriptors);
-  std::vector<const NSManagedObject*> seen;
+void ContextFetch::mergePendingChanges(Objects& objects) {
+  Objects changed;
   Objects kept;
   kept.reserve(objects.size());
+  std::vector<const NSManagedObject*> seen;
   for (Ref<NSManagedObject>& object : objects) {
     if (object->isDeleted()) continue;
-    if (object->isUpdated()) {
-      seen.push_back(object.get());
-      if (!matches(*object)) continue;
-      if (sorts) {
-        moved.emplace_back(std::move(object));
-        continue;
-      }
+    if (!object->isUpdated() && !_isInMemory) {
+      kept.push_back(std::move(object));
+      continue;
     }
-    kept.push_back(std::move(object));
+    seen.push_back(object.get());
+    if (matches(*object)) changed.push_back(std::move(object));
   }
   std::sort(seen.begin(), seen.end());
-  Objects candidates = _context._changes->updated.objects();
-  std::erase_if(candidates, [&](const Ref<NSManagedObject>& object) {
-    return std::binary_search(seen.begin(), seen.end(), object.get());
-  });
-  Objects inserted = _context._changes->inserted.objects();
-  std::move(inserted.begin(), inserted.end(), std::back_inserter(candidates));
-  for (Ref<NSManagedObject>& object : candidates) {
-    if (concerns(*object) && matches(*object)) moved.emplace_back(std::move(object));
+  for (const ChangeList* list : {&_context._changes->updated, &_context._changes->inserted}) {
+    for (Ref<NSManagedObject>& object : list->objects()) {
+      if (std::binary_search(seen.begin(), seen.end(), object.get())) continue;
+      if (concerns(*object) && matches(*object)) changed.push_back(std::move(object));
+    }
   }
-  if (!sorts) {
-    for (const Value& value : moved) kept.emplace_back(as<NSManagedObject>(value));
-    objects = std::move(kept);
-    return true;
-  }
-  Ref<NSArray> sorted =
-      sortedArrayUsingDescriptors(NSArray::arrayWithValues(std::move(moved)), _sortDescriptors);
-  Objects changed;
-  for (const Value& value : sorted) changed.emplace_back(as<NSManagedObject>(value));
+  const auto isBefore = [&](const Ref<NSManagedObject>& left, const Ref<NSManagedObject>& right) {
+    if (_sortDescriptors) {
+      const NSComparisonResult result = order(_sortDescriptors, left, right);
+      if (result != NSOrderedSame) return result == NSOrderedAscending;
+    }
+    return comesBefore(*left, *right);
+  };
+  // Descriptors of the application may contradict themselves: no other sort is safe then.
+  std::stable_sort(changed.begin(), changed.end(), isBefore);
   objects.clear();
   std::merge(std::make_move_iterator(kept.begin()), std::make_move_iterator(kept.end()),
              std::make_move_iterator(changed.begin()), std::make_move_iterator(changed.end()),
-             std::back_inserter(objects), [&](const auto& left, const auto& right) {
-               return order(_sortDescriptors, left, right) == NSOrderedAscending;
-             });
-  return true;
-}
-
-Ref<NSArray> ContextFetch::identifiers(Ref<NSError>* error) {
-  std::vector<Value> found;
-  StoreQuery wanted = query();
-  wanted.includesValues = false;
-  bool direct = stores().size() == 1 && !hasPendingChanges();
-  if (direct) {
-    const StoreQueryPlan plan = stores().front()->planQuery(wanted);
-    direct = !plan.remainingPredicate && (plan.sorts || !_sortDescriptors) &&
-             (plan.limits || (wanted.limit == 0 && wanted.offset == 0));
-  }
-  if (direct) {
-    IdentifierReceiver receiver(*stores().front(), found);
-    if (!stores().front()->fetchRows(wanted, receiver, error)) return nullptr;
-  } else {
-    Objects list;
-    if (!objects(list, error)) return nullptr;
-    for (const Ref<NSManagedObject>& object : list) found.emplace_back(object->objectID());
-  }
-  return NSArray::arrayWithValues(std::move(found));
+             std::back_inserter(objects), isBefore);
 }
 
 NSUInteger ContextFetch::count(Ref<NSError>* error) {
@@ -382,6 +428,9 @@ NSUInteger ContextFetch::count(Ref<NSError>* error) {
   }
   StoreQuery wanted = query();
   wanted.includesValues = false;
+  if (_context.parentContext() && !_wantsObjects && !hasPendingChanges()) {
+    return ParentContext(_context).count(requestForParent(wanted), error);
+  }
   if (stores().size() == 1 && !hasPendingChanges()) {
     NSPersistentStore& store = *stores().front();
     if (!store.planQuery(wanted).remainingPredicate) return store.countRows(wanted, error);
@@ -404,130 +453,27 @@ Ref<NSArray> ContextFetch::execute(NSFetchRequestResultType type, Ref<NSError>* 
     case NSManagedObjectResultType:
       break;
   }
+  // What comes from a parent comes with its values.
+  const bool hasStores = !_context.parentContext();
+  if (_request.fetchBatchSize() > 0 && hasStores) return batches(error);
   Objects list;
   if (!objects(list, error)) return nullptr;
-  _lock.unlock();
+  if (_lock.owns_lock()) _lock.unlock();
+  Objects companions;
   if (!_request.returnsObjectsAsFaults()) {
+    if (hasStores && !readFaults(list, _context._registry, companions, error)) return nullptr;
     for (const Ref<NSManagedObject>& object : list) {
       if (object->isFault()) ObjectAccess::fire(*object);
     }
   }
+  if (hasStores && !_prefetching->read(list, _context._registry, companions, error)) {
+    return nullptr;
+  }
   std::vector<Value> values;
   values.reserve(list.size());
   for (Ref<NSManagedObject>& object : list) values.emplace_back(std::move(object));
-  return NSArray::arrayWithValues(std::move(values));
-}
-
-// ---- Dictionaries -------------------------------------------------------------------------------
-
-std::vector<ContextFetch::Column> ContextFetch::columns() const {
-  const EntityLayout& layout = _entity->layout();
-  std::vector<Column> columns;
-  const auto addKey = [&](const Ref<NSString>& name) {
-    const std::size_t index = layout.indexOf(*name);
-    if (index == EntityLayout::none ? name->utf8() != "objectID" : !layout[index].stored) {
-      raise(NSInvalidArgumentException,
-            "Invalid keypath %@ passed to setPropertiesToFetch: of entity '%@'", name,
-            _entity->name());
-    }
-    columns.push_back({name, index, nullptr, false});
-  };
-  if (!_request.propertiesToFetch()) {
-    for (const EntityLayout::Slot& slot : layout.slots()) {
-      if (slot.stored) addKey(slot.name);
-    }
-    return columns;
-  }
-  for (const Value& value : _request.propertiesToFetch()) {
-    if (const auto* name = as<NSString>(value)) {
-      addKey(Ref<NSString>(const_cast<NSString*>(name)));
-    } else if (auto* computed = as<NSExpressionDescription>(value)) {
-      if (!computed->name() || !computed->expression()) {
-        raise(NSInvalidArgumentException, "An expression to fetch needs a name and an expression");
-      }
-      checkExpressionKeys(*_entity, *computed->expression());
-      columns.push_back({computed->name(), EntityLayout::none,
-                         Ref<NSExpressionDescription>(computed),
-                         isAggregate(*computed->expression())});
-    } else if (const auto* property = as<NSPropertyDescription>(value)) {
-      addKey(property->name());
-    } else {
-      raise(NSInvalidArgumentException,
-            "Invalid property %@ passed to setPropertiesToFetch:", value);
-    }
-  }
-  const auto aggregates = std::count_if(columns.begin(), columns.end(),
-                                        [](const Column& column) { return column.aggregate; });
-  if (aggregates > 0 && static_cast<std::size_t>(aggregates) != columns.size()) {
-    raise(NSInvalidArgumentException,
-          "A fetch cannot mix values of one record with values of all of them without grouping");
-  }
-  return columns;
-}
-
-Ref<NSDictionary> ContextFetch::dictionaryOf(const std::vector<Column>& columns, const Value& row,
-                                             const Value& allRows) const {
-  NSDictionary::Builder builder(columns.size());
-  for (const Column& column : columns) {
-    Value value;
-    if (column.expression) {
-      value = column.expression->expression()->expressionValueWithObjectContext(
-          column.aggregate ? allRows : row, nullptr);
-      value = converted(value, column.expression->expressionResultType());
-    } else if (column.attribute != EntityLayout::none) {
-      value = as<StoredRow>(row)->attributeAtIndex(column.attribute);
-    } else {
-      value = as<StoredRow>(row)->objectID();
-    }
-    if (value.isNSNull()) value = nullptr;
-    builder.set(column.name, std::move(value));
-  }
-  return builder.finish();
-}
-
-Ref<NSArray> ContextFetch::dictionaries(Ref<NSError>* error) {
-  const std::vector<Column> wanted = columns();
-  const bool aggregates = !wanted.empty() && wanted.front().aggregate;
-  StoreQuery everything = query();
-  if (aggregates || _request.returnsDistinctResults() || stores().size() > 1) {
-    everything.limit = everything.offset = 0;
-  }
-  std::vector<Value> rows;
-  bool isCut = false;
-  for (const Ref<NSPersistentStore>& store : stores()) {
-    if (_wantsObjects) {
-      raise(NSInvalidArgumentException,
-            "A fetch of dictionaries cannot use the predicate %@, which speaks of objects",
-            Value(_predicate));
-    }
-    if (!fetchRows(*store, everything, rows, isCut, error)) return nullptr;
-  }
-  isCut = isCut && (everything.limit > 0 || everything.offset > 0);
-  std::vector<Value> results;
-  if (aggregates) {
-    const Value all = NSArray::arrayWithValues(std::move(rows));
-    results.emplace_back(dictionaryOf(wanted, nullptr, all));
-  } else {
-    if (stores().size() > 1 && _sortDescriptors) {
-      Ref<NSArray> sorted =
-          sortedArrayUsingDescriptors(NSArray::arrayWithValues(std::move(rows)), _sortDescriptors);
-      rows = *sorted->contiguousElements();
-    }
-    if (!_request.returnsDistinctResults() && !isCut) cut(rows);
-    results.reserve(rows.size());
-    Ref<NSMutableSet> seen = NSMutableSet::set();
-    for (const Value& row : rows) {
-      Value result = dictionaryOf(wanted, row, nullptr);
-      if (_request.returnsDistinctResults()) {
-        if (seen->containsObject(result)) continue;
-        seen->addObject(result);
-      }
-      results.push_back(std::move(result));
-    }
-    if (!_request.returnsDistinctResults()) return NSArray::arrayWithValues(std::move(results));
-  }
-  cut(results);
-  return NSArray::arrayWithValues(std::move(results));
+  if (companions.empty()) return NSArray::arrayWithValues(std::move(values));
+  return makeObject<AccompaniedArray>(std::move(values), std::move(companions));
 }
 
 }  // namespace JNFoundation::impl

@@ -131,6 +131,15 @@ EntityLayout::~EntityLayout() {
   for (BindingNode* node = _bindings.load(); node;) delete std::exchange(node, node->next);
 }
 
+std::size_t EntityLayout::find(const NSString& name) const noexcept {
+  const std::uint64_t hash = name.contentHash();
+  for (std::size_t place = hash & _mask; _index[place].name; place = (place + 1) & _mask) {
+    const NSString* candidate = _index[place].name;
+    if (candidate == &name || candidate->hasContentOf(name)) return _index[place].number;
+  }
+  return none;
+}
+
 void EntityLayout::addSlot(NSPropertyDescription& property) {
   Slot slot{nullptr,
             nullptr,
@@ -138,11 +147,15 @@ void EntityLayout::addSlot(NSPropertyDescription& property) {
             NSUndefinedAttributeType,
             !property.isTransient(),
             property.isOptional(),
+            false,
             nullptr};
   if (isKindOf<NSAttributeDescription>(property)) {
     slot.attribute = Ref<NSAttributeDescription>(static_cast<NSAttributeDescription*>(&property));
     slot.type = slot.attribute->attributeType();
     slot.stored = slot.stored && slot.type != NSUndefinedAttributeType;
+    slot.hasRules = slot.attribute->regularExpression() ||
+                    !slot.attribute->minimumValue().isNull() ||
+                    !slot.attribute->maximumValue().isNull();
     slot.defaultValue = slot.attribute->defaultValue();
     _hasDefaults |= !slot.defaultValue.isNull();
     _hasTransformed |= slot.isTransformed();
@@ -163,8 +176,9 @@ void EntityLayout::addSlot(NSPropertyDescription& property) {
 }
 
 void EntityLayout::buildIndex() {
-  std::size_t size = 4;
-  while (size < _slots.size() * 2 + 1) size *= 2;
+  // With room to spare, so that most names stand where they belong.
+  std::size_t size = 8;
+  while (size < _slots.size() * 8) size *= 2;
   _index.assign(size, {});
   _mask = size - 1;
   for (std::size_t number = 0; number < _slots.size(); ++number) {
@@ -189,7 +203,7 @@ EntityLayout::ClassBinding EntityLayout::makeBinding(const Class& cls) const {
   return binding;
 }
 
-const EntityLayout::ClassBinding& EntityLayout::bindingOf(const Class& cls) const {
+const EntityLayout::ClassBinding& EntityLayout::bindingOfOther(const Class& cls) const {
   for (BindingNode* node = _bindings.load(std::memory_order_acquire); node; node = node->next) {
     if (node->binding.cls == &cls) return node->binding;
   }
@@ -200,8 +214,7 @@ const EntityLayout::ClassBinding& EntityLayout::bindingOf(const Class& cls) cons
   return fresh->binding;
 }
 
-const EntityLayout::ClassBinding& EntityLayout::objectClass() const {
-  if (const ClassBinding* known = _objectClass.load(std::memory_order_acquire)) return *known;
+const EntityLayout::ClassBinding& EntityLayout::findObjectClass() const {
   const Ref<NSString>& name = _entity.managedObjectClassName();
   const Class* cls = NSClassFromString(name->utf8());
   if (!cls) {
@@ -221,7 +234,7 @@ const EntityLayout::ClassBinding& EntityLayout::objectClass() const {
           "The class '%@' of entity '%@' declares no factory, so that no object of it can be made",
           name, _entity.name());
   }
-  const ClassBinding& binding = bindingOf(*cls);
+  const ClassBinding& binding = bindingOfOther(*cls);
   _objectClass.store(&binding, std::memory_order_release);
   return binding;
 }

@@ -35,6 +35,8 @@ class EntityLayout {
     /// Whether a store keeps the value with the record.
     bool stored;
     bool optional;
+    /// Whether its model says more of the value than its type: bounds or a pattern.
+    bool hasRules;
     Value defaultValue;
 
     bool isToMany() const noexcept { return relationship && type == NSUndefinedAttributeType; }
@@ -65,12 +67,9 @@ class EntityLayout {
 
   /// The number of the property of that name, or `none`.
   std::size_t indexOf(const NSString& name) const noexcept {
-    const std::uint64_t hash = name.contentHash();
-    for (std::size_t place = hash & _mask; _index[place].name; place = (place + 1) & _mask) {
-      const NSString* candidate = _index[place].name;
-      if (candidate == &name || candidate->hasContentOf(name)) return _index[place].number;
-    }
-    return none;
+    // Most names are the very strings that the model has, and stand where they belong.
+    const IndexEntry& home = _index[name.contentHash() & _mask];
+    return home.name == &name ? home.number : find(name);
   }
   /// The numbers of the relationships to one object, and of those to many.
   std::span<const std::size_t> toOnes() const noexcept { return _toOnes; }
@@ -92,9 +91,15 @@ class EntityLayout {
   /// The class of the entity's objects.
   /// Fails: raises NSInternalInconsistencyException for a class that is not linked into the
   /// program, is no managed object, or cannot make instances.
-  const ClassBinding& objectClass() const;
-  /// The same of another class, the object's own. Borrowed from the layout.
-  const ClassBinding& bindingOf(const Class& cls) const;
+  const ClassBinding& objectClass() const {
+    const ClassBinding* known = _objectClass.load(std::memory_order_acquire);
+    return known ? *known : findObjectClass();
+  }
+  /// The same of an object's own class, which may be another one. Borrowed from the layout.
+  const ClassBinding& bindingOf(const Class& cls) const {
+    const ClassBinding& usual = objectClass();
+    return usual.cls == &cls ? usual : bindingOfOther(cls);
+  }
 
  private:
   struct IndexEntry {
@@ -106,9 +111,12 @@ class EntityLayout {
     BindingNode* next;
   };
 
+  std::size_t find(const NSString& name) const noexcept;
   void addSlot(NSPropertyDescription& property);
   void buildIndex();
   ClassBinding makeBinding(const Class& cls) const;
+  const ClassBinding& findObjectClass() const;
+  const ClassBinding& bindingOfOther(const Class& cls) const;
 
   const NSEntityDescription& _entity;
   const NSEntityDescription* _root;

@@ -1,5 +1,6 @@
 #include "JNFoundation/platform/store/impl/MappingInference.h"
 
+#include <JNFoundation/platform/store/impl/ModelText.h>
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 
 namespace JNFoundation::impl {
@@ -100,36 +101,8 @@ bool isKeptBySource(const EntityLayout::Slot& slot) {
 }
 
 std::string nameOf(NSAttributeType type) {
-  switch (type) {
-    case NSInteger16AttributeType:
-      return "Integer 16";
-    case NSInteger32AttributeType:
-      return "Integer 32";
-    case NSInteger64AttributeType:
-      return "Integer 64";
-    case NSDecimalAttributeType:
-      return "Decimal";
-    case NSDoubleAttributeType:
-      return "Double";
-    case NSFloatAttributeType:
-      return "Float";
-    case NSStringAttributeType:
-      return "String";
-    case NSBooleanAttributeType:
-      return "Boolean";
-    case NSDateAttributeType:
-      return "Date";
-    case NSBinaryDataAttributeType:
-      return "Binary";
-    case NSUUIDAttributeType:
-      return "UUID";
-    case NSURIAttributeType:
-      return "URI";
-    case NSTransformableAttributeType:
-      return "Transformable";
-    default:
-      return "undefined";
-  }
+  const std::string_view name = nameOfAttributeType(type);
+  return std::string(name.empty() ? "undefined" : name);
 }
 
 }  // namespace

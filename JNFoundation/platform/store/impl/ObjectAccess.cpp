@@ -3,6 +3,7 @@
 #include <atomic>
 
 #include <JNFoundation/platform/store/NSPersistentStoreCoordinator.h>
+#include <JNFoundation/platform/store/impl/ContextEvents.h>
 #include <JNFoundation/platform/store/impl/TransformedValue.h>
 
 namespace JNFoundation::impl {
@@ -47,11 +48,49 @@ bool ObjectAccess::canFire(Object& object) {
   return context && context->readValues(object, nullptr);
 }
 
+void ObjectAccess::noteRefreshed(Object& object) {
+  const Ref<NSManagedObjectContext> context = object.managedObjectContext();
+  if (!context) return;
+  ++context->_registry->rereads;
+  context->_events->noteRefreshed(object);
+  context->noteChange();
+}
+
 void ObjectAccess::repeatDeleteRules(Object& object) {
   const Ref<NSManagedObjectContext> context = object.managedObjectContext();
   if (!context) return;
   context->noteDeleteRules(object);
   context->noteChange();
+}
+
+void ObjectAccess::addObserver(NSManagedObjectContext& context, ContextObserver& observer) {
+  context._events->addObserver(observer);
+}
+
+void ObjectAccess::removeObserver(NSManagedObjectContext& context,
+                                  ContextObserver& observer) noexcept {
+  context._events->removeObserver(observer);
+}
+
+bool ObjectAccess::tellsAgain(NSManagedObjectContext& context) noexcept {
+  if (!context._events->isTelling) return false;
+  context._events->tellAgain();
+  return true;
+}
+
+std::vector<Ref<NSManagedObject>> ObjectAccess::notedObjects(
+    const NSManagedObjectContext& context) {
+  return context._events->objects();
+}
+
+bool comesBefore(const NSManagedObject& left, const NSManagedObject& right) noexcept {
+  const ObjectKey one = ObjectAccess::key(left), other = ObjectAccess::key(right);
+  if (one.hierarchy != other.hierarchy) {
+    if (!one.hierarchy || !other.hierarchy) return static_cast<bool>(one.hierarchy);
+    const std::uint64_t place = one.hierarchy->store->place();
+    if (place != other.hierarchy->store->place()) return place < other.hierarchy->store->place();
+  }
+  return one.number < other.number;
 }
 
 std::int64_t ObjectAccess::nextTemporaryNumber() noexcept {

@@ -8,6 +8,13 @@
 
 namespace JNFoundation::impl {
 
+class ContextObserver;
+
+/// The order of two objects that the sort descriptors of a fetch call equal: by store, in the order
+/// in which the coordinator got them, then by number; objects that were never saved come last, in
+/// the order in which they were inserted. Requires: objects of one context and one hierarchy.
+bool comesBefore(const NSManagedObject& left, const NSManagedObject& right) noexcept;
+
 /// What contexts do to their objects, past the objects' own face.
 class ObjectAccess {
  public:
@@ -19,6 +26,15 @@ class ObjectAccess {
   static constexpr std::uint32_t fault = Object::Fault;
   static constexpr std::uint32_t hasValues = Object::HasValues;
   static constexpr std::uint32_t preparing = Object::Preparing;
+  static constexpr std::uint32_t partial = Object::Partial;
+  static constexpr std::uint32_t dropped = Object::Dropped;
+  static constexpr std::uint32_t eventInserted = Object::EventInserted;
+  static constexpr std::uint32_t eventUpdated = Object::EventUpdated;
+  static constexpr std::uint32_t eventDeleted = Object::EventDeleted;
+  static constexpr std::uint32_t eventRefreshed = Object::EventRefreshed;
+  static constexpr std::uint32_t eventCancelled = Object::EventCancelled;
+  static constexpr std::uint32_t anyEvent =
+      eventInserted | eventUpdated | eventDeleted | eventRefreshed | eventCancelled;
 
   /// An object of the class that the entity names, with nothing but its entity.
   /// Fails: as EntityLayout::objectClass.
@@ -35,6 +51,9 @@ class ObjectAccess {
     return object._registry;
   }
   static void fire(const Object& object) { object.fire(); }
+  static bool hasReadPlace(const Object& object, std::size_t index) noexcept {
+    return object.hasReadPlace(index);
+  }
   /// Whether the object has its values or can get them.
   static bool canFire(Object& object);
   /// Notes that a relationship of the object is about to be changed: even while it awakes, since
@@ -61,6 +80,30 @@ class ObjectAccess {
   static void setID(Object& object, Ref<NSManagedObjectID> objectID) noexcept {
     object._objectID = std::move(objectID);
   }
+  // Those who are told what happens in a context.
+  static void addObserver(NSManagedObjectContext& context, ContextObserver& observer);
+  static void removeObserver(NSManagedObjectContext& context, ContextObserver& observer) noexcept;
+  /// The objects that the context has noted since it last told its observers. May have some twice.
+  static std::vector<Ref<NSManagedObject>> notedObjects(const NSManagedObjectContext& context);
+  /// Whether the context is telling its observers of what has changed. Has it tell them once more,
+  /// be it of nothing, if so.
+  static bool tellsAgain(NSManagedObjectContext& context) noexcept;
+  /// A number that every change of the context's objects makes greater.
+  static std::uint64_t edits(const NSManagedObjectContext& context) noexcept {
+    return context._registry->edits;
+  }
+
+  /// Has the object's context tell that it was read again.
+  static void noteRefreshed(Object& object);
+  /// A number that each object that was read again, and has other values now, makes greater.
+  static std::uint64_t rereads(const NSManagedObjectContext& context) noexcept {
+    return context._registry->rereads;
+  }
+  /// One that each object makes greater which a fetch finds to be other than its record.
+  static std::uint64_t staleObjects(const NSManagedObjectContext& context) noexcept {
+    return context._registry->staleObjects;
+  }
+
   /// Cuts the object off from its context. It keeps its identifier and its values.
   static void detach(Object& object) noexcept;
 

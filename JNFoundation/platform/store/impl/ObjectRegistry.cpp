@@ -1,26 +1,38 @@
 #include "JNFoundation/platform/store/impl/ObjectRegistry.h"
 
 #include <algorithm>
+#include <string>
 
+#include <JNFoundation/platform/store/NSManagedObjectID.h>
 #include <JNFoundation/platform/store/NSPersistentStoreCoordinator.h>
-#include <JNFoundation/platform/text/Hash.h>
+#include <JNFoundation/platform/store/impl/EntityLayout.h>
+#include <JNFoundation/platform/value/FatalError.h>
+#include <JNFoundation/platform/value/OneThread.h>
 #include <JNFoundation/platform/value/TryRetain.h>
 
 namespace JNFoundation::impl {
 
-ObjectRegistry::ObjectRegistry(NSManagedObjectContext& context) : _context(&context) {}
+ObjectRegistry::ObjectRegistry(NSManagedObjectContext& context, Ref<ContextQueue> queue)
+    : _queue(std::move(queue)), _context(&context) {}
 ObjectRegistry::~ObjectRegistry() = default;
+
+void ObjectRegistry::stopAtWrongThread() const noexcept {
+  const Ref<NSManagedObjectContext> context = _context.load();
+  const Ref<NSString> name = context ? context->name() : nullptr;
+  fatalError(
+      std::string("A managed object context") + (name ? " named \"" : "") +
+      (name ? std::string(name->utf8()) : std::string()) + (name ? "\"" : "") +
+      ", or an object of it, was used on a thread that does not have its queue. " +
+      (_queue->isMain() ? "It belongs to the main thread: " : "It has a queue of its own: ") +
+      "use performBlock: or performBlockAndWait:, and hand identifiers, not objects, from "
+      "one context to another.");
+}
 
 void ObjectRegistry::setCoordinator(const Ref<NSPersistentStoreCoordinator>& coordinator) {
   _coordinator = coordinator;
 }
 
 // ---- One hierarchy's table ----------------------------------------------------------------------
-
-std::size_t ObjectRegistry::Table::homeOf(std::int64_t number) const noexcept {
-  const auto bits = static_cast<std::uint64_t>(number);
-  return static_cast<std::size_t>(_mixed ? mixHash(bits) : bits) & (_entries.size() - 1);
-}
 
 /// The place of the number, or none. A run of neighbours may be long, so the search ends where the
 /// number could no longer stand.
@@ -51,10 +63,17 @@ bool ObjectRegistry::Table::place(const Entry& entry) noexcept {
   return true;
 }
 
+/// Whether so many entries want a larger table. Numbers that stand at home leave no gaps, so they
+/// may fill it; a mixed one has many that stand elsewhere once it is more than half full.
+bool ObjectRegistry::Table::isFull(std::size_t count) const noexcept {
+  return _mixed ? count * 2 > _entries.size() : count * 8 > _entries.size() * 7;
+}
+
 void ObjectRegistry::Table::rebuild(std::size_t size) {
   const std::vector<Entry> former = std::move(_entries);
   bool done = false;
   while (!done) {
+    if (_mixed && size < (_count + 1) * 2) size *= 2;
     _entries.assign(size, Entry());
     _reach = 0;
     done = true;
@@ -67,7 +86,7 @@ void ObjectRegistry::Table::rebuild(std::size_t size) {
   }
 }
 
-NSManagedObject* ObjectRegistry::Table::find(std::int64_t number) const noexcept {
+NSManagedObject* ObjectRegistry::Table::findAwayFromHome(std::int64_t number) const noexcept {
   const std::size_t place = placeOf(number);
   return place == none ? nullptr : _entries[place].object;
 }
@@ -78,7 +97,7 @@ void ObjectRegistry::Table::insert(std::int64_t number, NSManagedObject& object)
     _entries[known].object = &object;
     return;
   }
-  if (_entries.size() < (_count + 1) * 2) rebuild(std::max(smallestSize, _entries.size() * 2));
+  if (isFull(_count + 1)) rebuild(std::max(smallestSize, _entries.size() * 2));
   if (!place({number, &object})) {
     _mixed = true;
     rebuild(_entries.size());
@@ -106,6 +125,23 @@ void ObjectRegistry::Table::erase(std::int64_t number, const NSManagedObject& ob
 
 // ---- The registry -------------------------------------------------------------------------------
 
+/// Keeps other threads from the tables. While there are none, the lock would cost as much as a
+/// look-up.
+class ObjectRegistry::Guard {
+ public:
+  explicit Guard(std::mutex& mutex) : _mutex(hasOneThread() ? nullptr : &mutex) {
+    if (_mutex) _mutex->lock();
+  }
+  ~Guard() {
+    if (_mutex) _mutex->unlock();
+  }
+  Guard(const Guard&) = delete;
+  Guard& operator=(const Guard&) = delete;
+
+ private:
+  std::mutex* const _mutex;
+};
+
 ObjectRegistry::Table& ObjectRegistry::tableOf(const StoreHierarchy* hierarchy) const {
   for (Table& table : _tables) {
     if (table.hierarchy == hierarchy) return table;
@@ -115,33 +151,81 @@ ObjectRegistry::Table& ObjectRegistry::tableOf(const StoreHierarchy* hierarchy) 
   return table;
 }
 
+namespace {
+
+/// An object whose last reference has just gone stands here until its destructor takes it out.
+Ref<NSManagedObject> alive(NSManagedObject* object) noexcept {
+  return object && tryRetain(*object) ? Ref<NSManagedObject>::adopt(object) : nullptr;
+}
+
+}  // namespace
+
 Ref<NSManagedObject> ObjectRegistry::find(const ObjectKey& key) const {
-  std::lock_guard guard(_mutex);
+  const Guard guard(_mutex);
   NSManagedObject* object = tableOf(key.hierarchy).find(key.number);
-  // An object whose last reference has just gone stands here until its destructor takes it out.
-  if (!object || !tryRetain(*object)) return nullptr;
-  return Ref<NSManagedObject>::adopt(object);
+  if (!object && !key.hierarchy && !_formerKeys.empty()) {
+    const auto current = _formerKeys.find(key.number);
+    if (current != _formerKeys.end()) {
+      object = tableOf(current->second.hierarchy).find(current->second.number);
+    }
+  }
+  return alive(object);
+}
+
+Ref<NSManagedObject> ObjectRegistry::findQuickly(const NSManagedObjectID& objectID) const {
+  const NSString* store = objectID.storeIdentifier().get();
+  if (!store) return find({nullptr, objectID.number()});
+  const Ref<NSString>& root = objectID.entity()->layout().rootName();
+  const Guard guard(_mutex);
+  for (const Table& table : _tables) {
+    const StoreHierarchy* hierarchy = table.hierarchy;
+    if (!hierarchy || hierarchy->store->identifier().get() != store ||
+        hierarchy->root->name() != root || !hierarchy->store->isOpen()) {
+      continue;
+    }
+    return alive(table.find(objectID.number()));
+  }
+  return nullptr;
 }
 
 void ObjectRegistry::add(const ObjectKey& key, NSManagedObject& object) {
-  std::lock_guard guard(_mutex);
+  const Guard guard(_mutex);
   tableOf(key.hierarchy).insert(key.number, object);
 }
 
 void ObjectRegistry::rekey(const ObjectKey& from, const ObjectKey& to, NSManagedObject& object) {
-  std::lock_guard guard(_mutex);
+  const Guard guard(_mutex);
   tableOf(from.hierarchy).erase(from.number, object);
   tableOf(to.hierarchy).insert(to.number, object);
+  if (_keepsFormerKeys && !from.hierarchy) _formerKeys[from.number] = to;
+}
+
+void ObjectRegistry::setKeepsFormerKeys(bool keeps) {
+  const Guard guard(_mutex);
+  _keepsFormerKeys = keeps;
+  if (!keeps) _formerKeys.clear();
+}
+
+void ObjectRegistry::noteFormerKey(std::int64_t number, const ObjectKey& key) {
+  const Guard guard(_mutex);
+  _formerKeys[number] = key;
+}
+
+ObjectKey ObjectRegistry::currentKey(const ObjectKey& key) const {
+  if (key.hierarchy) return key;
+  const Guard guard(_mutex);
+  const auto current = _formerKeys.find(key.number);
+  return current == _formerKeys.end() ? key : current->second;
 }
 
 void ObjectRegistry::remove(const ObjectKey& key, const NSManagedObject& object) noexcept {
-  std::lock_guard guard(_mutex);
+  const Guard guard(_mutex);
   tableOf(key.hierarchy).erase(key.number, object);
 }
 
 std::vector<Ref<NSManagedObject>> ObjectRegistry::all() const {
   std::vector<Ref<NSManagedObject>> objects;
-  std::lock_guard guard(_mutex);
+  const Guard guard(_mutex);
   for (const Table& table : _tables) {
     objects.reserve(objects.size() + table.count());
     for (const Entry& entry : table.entries()) {

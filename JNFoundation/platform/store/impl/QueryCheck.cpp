@@ -8,6 +8,7 @@
 #include <JNFoundation/platform/query/NSSortDescriptor.h>
 #include <JNFoundation/platform/store/NSManagedObject.h>
 #include <JNFoundation/platform/store/impl/EntityLayout.h>
+#include <JNFoundation/platform/store/impl/ExpressionRewriting.h>
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/NSOrderedSet.h>
 #include <JNFoundation/platform/value/NSSet.h>
@@ -70,6 +71,7 @@ class Walker {
       case NSSubqueryExpressionType: {
         const Value collection = expression.collection();
         if (const auto* inner = as<NSExpression>(collection)) walk(*inner);
+        foundSubquery();
         walk(*expression.predicate());
         break;
       }
@@ -95,6 +97,7 @@ class Walker {
 
  protected:
   virtual void foundKeyPath(const KeyPath&) {}
+  virtual void foundSubquery() {}
   /// The object itself, not one of its keys.
   virtual void foundObject() {}
   /// Something that only code can answer.
@@ -217,6 +220,51 @@ void checkSortKeys(const NSEntityDescription& entity, const NSArray& descriptors
   }
 }
 
+class RelatedEntities::PathWalker final : public Walker {
+ public:
+  explicit PathWalker(RelatedEntities& entities) : _entities(entities) {}
+
+ private:
+  void foundKeyPath(const KeyPath& path) override { _entities.follow(path); }
+  // Of its members it may ask for anything.
+  void foundSubquery() override { _entities._mayBeAny = true; }
+  void foundMessage() override { _entities._mayBeAny = true; }
+  void foundFunction(const NSExpression&) override { _entities._mayBeAny = true; }
+
+  RelatedEntities& _entities;
+};
+
+void RelatedEntities::add(const NSPredicate& predicate) { PathWalker(*this).walk(predicate); }
+
+void RelatedEntities::add(const NSArray& sortDescriptors) {
+  for (const Value& value : sortDescriptors) follow(as<NSSortDescriptor>(value)->parsedKey());
+}
+
+void RelatedEntities::follow(const KeyPath& path) {
+  const NSEntityDescription* here = &_entity;
+  const NSEntityDescription* next = nullptr;
+  for (const KeyPath::Step& step : path.steps()) {
+    if (step.collectionOperator == CollectionOperator::Count) return;
+    if (next) {
+      _entities.push_back(next);
+      here = next;
+      next = nullptr;
+    }
+    if (step.collectionOperator != CollectionOperator::None) continue;
+    const EntityLayout& layout = here->layout();
+    const std::size_t index = layout.indexOf(*step.key);
+    if (index == EntityLayout::none || !layout[index].relationship) continue;
+    next = layout[index].relationship->destinationEntity().get();
+  }
+}
+
+bool RelatedEntities::has(const NSEntityDescription& entity) const {
+  return _mayBeAny || std::any_of(_entities.begin(), _entities.end(), [&](const auto* related) {
+           return entity.isKindOfEntity(
+               Ref<NSEntityDescription>(const_cast<NSEntityDescription*>(related)));
+         });
+}
+
 bool wantsObjects(const NSPredicate& predicate) {
   ObjectSearch search;
   search.walk(predicate);
@@ -229,23 +277,50 @@ bool namesRecords(const NSPredicate& predicate) {
   return search.found;
 }
 
-bool isAggregate(const NSExpression& expression) {
-  if (expression.expressionType() != NSFunctionExpressionType) return false;
+namespace {
+
+/// Whether the expression, or a part of it, is one that the function answers true for.
+template <class Function>
+bool anyPart(const Ref<NSExpression>& expression, Function&& function) {
+  bool found = false;
+  rewritten(expression, [&](const NSExpression& part) -> Ref<NSExpression> {
+    found = found || function(part);
+    return nullptr;
+  });
+  return found;
+}
+
+bool readsRecord(const NSExpression& expression) {
+  switch (expression.expressionType()) {
+    case NSConstantValueExpressionType:
+    case NSAggregateExpressionType:
+      return false;
+    case NSFunctionExpressionType:
+      return static_cast<bool>(expression.operand());
+    default:
+      return true;
+  }
+}
+
+}  // namespace
+
+bool isAggregateCall(const NSExpression& expression) {
+  if (expression.expressionType() != NSFunctionExpressionType || expression.operand()) return false;
   static constexpr std::string_view aggregates[] = {
       "average:", "sum:", "count:", "min:", "max:", "median:", "mode:", "stddev:"};
-  Ref<NSString> name = expression.function();
-  Ref<NSArray> arguments = expression.arguments();
-  if (name && arguments && arguments->count() == 1 &&
-      std::find(std::begin(aggregates), std::end(aggregates), name->utf8()) !=
-          std::end(aggregates)) {
-    return true;
+  const Ref<NSString> name = expression.function();
+  const Ref<NSArray> arguments = expression.arguments();
+  if (arguments->count() != 1 || std::find(std::begin(aggregates), std::end(aggregates),
+                                           name->utf8()) == std::end(aggregates)) {
+    return false;
   }
-  if (!arguments) return false;
-  for (const Value& value : *arguments) {
-    const auto* argument = as<NSExpression>(value);
-    if (argument && isAggregate(*argument)) return true;
-  }
-  return false;
+  const Value argument = arguments->objectAtIndex(0);
+  const Ref<NSExpression> inner(as<NSExpression>(argument));
+  return inner && anyPart(inner, readsRecord);
+}
+
+bool hasAggregate(const Ref<NSExpression>& expression) {
+  return anyPart(expression, isAggregateCall);
 }
 
 }  // namespace JNFoundation::impl

@@ -1,5 +1,7 @@
 #include "JNFoundation/platform/store/impl/RelatedObjects.h"
 
+#include <utility>
+
 namespace JNFoundation::impl {
 namespace {
 
@@ -12,10 +14,32 @@ void put(Ref<NSMutableOrderedSet>& identifiers, const Value& identifier) {
   identifiers->addObject(identifier);
 }
 
+void renameIn(NSMutableOrderedSet& identifiers, const PermanentIDs& permanentIDs) {
+  for (NSUInteger i = 0; i < identifiers.count(); ++i) {
+    const Value value = identifiers.objectAtIndex(i);
+    const auto* identifier = as<NSManagedObjectID>(value);
+    if (!identifier->isTemporaryID()) continue;
+    const auto permanent = permanentIDs.find(identifier->number());
+    if (permanent == permanentIDs.end()) continue;
+    identifiers.replaceObjectAtIndexWithObject(i, Value(permanent->second));
+  }
+}
+
 }  // namespace
+
+std::vector<Value> listOf(const Ref<NSOrderedSet>& identifiers) {
+  std::vector<Value> list;
+  if (!identifiers) return list;
+  list.reserve(identifiers->count());
+  for (const Value& identifier : identifiers) list.push_back(identifier);
+  return list;
+}
 
 void RelatedObjects::load(std::vector<Value> stored) {
   _members = NSMutableOrderedSet::orderedSetWithValues(std::move(stored));
+  for (const Value& member : listOf(std::exchange(_excluded, nullptr))) {
+    if (_members->containsObject(member) && !contains(_added, member)) put(_removed, member);
+  }
   if (_removed) _removed->intersectOrderedSet(_members);
   if (_removed && _removed->count() > 0) {
     if (_isOrdered) _before = NSOrderedSet::orderedSetWithOrderedSet(_members);
@@ -32,6 +56,7 @@ void RelatedObjects::keepOrderBefore() {
 }
 
 bool RelatedObjects::add(const Identifier& member) {
+  if (_excluded) _excluded->removeObject(Value(member));
   if (contains(_members ? _members : _added, member)) return false;
   if (_members && contains(_removed, member)) {
     // It is a member as before, at another place.
@@ -57,6 +82,10 @@ bool RelatedObjects::remove(const Identifier& member) {
   if (_members) _members->removeObject(member);
   noteEdit();
   return true;
+}
+
+void RelatedObjects::exclude(const Identifier& member) {
+  if (!remove(member) && !contains(_removed, member)) put(_excluded, member);
 }
 
 void RelatedObjects::removeAll() {
@@ -106,6 +135,32 @@ void RelatedObjects::rename(const Identifier& former, const Identifier& fresh) {
   }
 }
 
+void RelatedObjects::rename(const PermanentIDs& permanentIDs) {
+  for (const Ref<NSMutableOrderedSet>& identifiers : {_members, _added, _removed, _excluded}) {
+    if (identifiers) renameIn(*identifiers, permanentIDs);
+  }
+  if (!_before) return;
+  const auto before = NSMutableOrderedSet::orderedSetWithOrderedSet(_before);
+  renameIn(*before, permanentIDs);
+  _before = before;
+}
+
+void RelatedObjects::rebase(std::vector<Value> stored) {
+  const Ref<NSOrderedSet> order = newOrder();
+  const Ref<NSOrderedSet> before = NSOrderedSet::orderedSetWithValues(stored);
+  _before = nullptr;
+  _isReordered = false;
+  load(std::move(stored));
+  noteEdit();
+  if (!order) return;
+  // The order from here, and behind it what came from elsewhere.
+  const Ref<NSMutableOrderedSet> members = NSMutableOrderedSet::orderedSetWithOrderedSet(order);
+  members->intersectOrderedSet(_members);
+  members->unionOrderedSet(_members);
+  _before = before;
+  setOrder(listOf(members));
+}
+
 void RelatedObjects::settle(const PermanentIDs& permanentIDs) {
   if (_added && _members && !permanentIDs.empty()) {
     for (const Value& value : _added) {
@@ -118,6 +173,7 @@ void RelatedObjects::settle(const PermanentIDs& permanentIDs) {
   }
   _added = nullptr;
   _removed = nullptr;
+  _excluded = nullptr;
   _before = nullptr;
   _isReordered = false;
 }
@@ -126,9 +182,27 @@ void RelatedObjects::revert() {
   if (_members) _members = NSMutableOrderedSet::orderedSetWithOrderedSet(membersBefore());
   _added = nullptr;
   _removed = nullptr;
+  _excluded = nullptr;
   _before = nullptr;
   _isReordered = false;
   noteEdit();
+}
+
+void RelatedObjects::dropOrder() {
+  if (!_isReordered) return;
+  Ref<NSMutableOrderedSet> members = NSMutableOrderedSet::orderedSetWithOrderedSet(membersBefore());
+  members->intersectOrderedSet(_members);
+  members->unionOrderedSet(_members);
+  _members = std::move(members);
+  _isReordered = false;
+  noteEdit();
+}
+
+void RelatedObjects::markAllAdded() {
+  _added = NSMutableOrderedSet::orderedSetWithOrderedSet(_members);
+  _removed = nullptr;
+  _before = nullptr;
+  _isReordered = false;
 }
 
 }  // namespace JNFoundation::impl

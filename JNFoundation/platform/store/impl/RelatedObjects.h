@@ -11,6 +11,9 @@ namespace JNFoundation::impl {
 /// What identifiers of objects that were never saved become at a save, by their numbers.
 using PermanentIDs = std::unordered_map<std::int64_t, Ref<NSManagedObjectID>>;
 
+/// The identifiers in a list of its own; none for null.
+std::vector<Value> listOf(const Ref<NSOrderedSet>& identifiers);
+
 /// What one object's relationship to many leads to, by identifier: the members as far as they were
 /// read, and what was changed since the last save. A change need not know the members, so that a
 /// child finds its parent without the parent's other children being read.
@@ -32,6 +35,9 @@ class RelatedObjects final : public NSObject {
   bool add(const Identifier& member);
   /// Returns: false for what is known to be no member.
   bool remove(const Identifier& member);
+  /// The same, and one that is known to be no member is none either when the store, which may have
+  /// it by now, is read again.
+  void exclude(const Identifier& member);
   /// Requires: the members are loaded.
   void removeAll();
   /// Requires: the members are loaded, and it is one.
@@ -53,10 +59,21 @@ class RelatedObjects final : public NSObject {
 
   /// A member has another identifier now.
   void rename(const Identifier& former, const Identifier& fresh);
+  void rename(const PermanentIDs& permanentIDs);
+  /// The store has other members now; the changes stay on top. Requires: the members are loaded.
+  void rebase(std::vector<Value> stored);
   /// The changes were saved.
   void settle(const PermanentIDs& permanentIDs);
   /// The changes are dropped.
   void revert();
+  /// Members that the store has stand in its order again, those that were added behind them.
+  void dropOrder();
+  /// What was added is there already.
+  void noteStored(const Identifier& member) {
+    if (_added) _added->removeObject(Value(member));
+  }
+  /// No store has any of them any more. Requires: the members are loaded.
+  void markAllAdded();
 
   /// Counts the changes of what the members are.
   std::uint64_t edits() const noexcept { return _edits; }
@@ -75,6 +92,8 @@ class RelatedObjects final : public NSObject {
   Ref<NSMutableOrderedSet> _members;
   Ref<NSMutableOrderedSet> _added;
   Ref<NSMutableOrderedSet> _removed;
+  /// No members here, though the store may have them by now; null for none.
+  Ref<NSMutableOrderedSet> _excluded;
   /// The members before the first change that lost their order; null while that can be told.
   Ref<NSOrderedSet> _before;
   Weak<NSObject> _view;

@@ -4,6 +4,7 @@
 
 #include <JNFoundation/platform/store/NSPersistentStoreCoordinator.h>
 #include <JNFoundation/platform/store/impl/ObjectReceiver.h>
+#include <JNFoundation/platform/store/impl/ParentContext.h>
 #include <JNFoundation/platform/value/NSError.h>
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/NSSet.h>
@@ -21,14 +22,6 @@ bool isThere(NSManagedObject& object) {
   if (!ObjectAccess::canFire(object)) return false;
   ObjectAccess::fire(object);
   return true;
-}
-
-void fireFault(const NSManagedObject& object) {
-  if ((ObjectAccess::flags(object) & ObjectAccess::fault) != 0) ObjectAccess::fire(object);
-}
-
-Ref<NSManagedObjectID> identifierAt(NSManagedObject& object, std::size_t number) {
-  return Ref<NSManagedObjectID>(as<NSManagedObjectID>(ObjectAccess::values(object)[number]));
 }
 
 [[noreturn]] void raiseUnacceptable(const NSManagedObject& object, std::size_t number,
@@ -65,12 +58,26 @@ bool parts(const NSRelationshipDescription& relationship, const NSManagedObject&
 
 }  // namespace
 
-/// One object's end of a relationship.
-struct Relations::End {
-  NSManagedObject& object;
-  /// `EntityLayout::none` where the model has no way back.
-  std::size_t number;
-};
+namespace {
+
+/// The members as far as they were read or added.
+std::vector<Value> knownMembers(const RelatedObjects& related) {
+  if (!related.isLoaded()) return listOf(related.added());
+  std::vector<Value> members;
+  members.reserve(related.members().count());
+  for (const Value& member : related.members()) members.push_back(member);
+  return members;
+}
+
+}  // namespace
+
+void Relations::fireFault(const NSManagedObject& object) {
+  if ((ObjectAccess::flags(object) & ObjectAccess::fault) != 0) ObjectAccess::fire(object);
+}
+
+Ref<NSManagedObjectID> Relations::identifierAt(NSManagedObject& object, std::size_t number) {
+  return Ref<NSManagedObjectID>(as<NSManagedObjectID>(ObjectAccess::values(object)[number]));
+}
 
 Relations::End Relations::inverseAt(const NSManagedObject& other,
                                     const NSRelationshipDescription& relationship) {
@@ -98,22 +105,26 @@ RelatedObjects& Relations::related(NSManagedObject& object, std::size_t number) 
     const NSRelationshipDescription& relationship = *slotAt(object, number).relationship;
     auto made = makeObject<RelatedObjects>(relationship.isOrdered());
     // No store knows more of a transient relationship.
-    if (relationship.isTransient()) made->load({});
+    const Ref<NSManagedObjectContext> context = object.managedObjectContext();
+    if (relationship.isTransient() && !(context && context->parentContext())) made->load({});
     place = Value(made);
   }
   return *static_cast<RelatedObjects*>(place.object());
 }
 
-/// Reads what the store has; the objects come with their values, and are handed out so that they
-/// live until they are looked at.
 void Relations::readMembers(NSManagedObject& object, std::size_t number,
                             std::vector<Ref<NSManagedObject>>& read) {
   const EntityLayout::Slot& slot = slotAt(object, number);
   const ObjectKey key = ObjectAccess::key(object);
-  if (!key.hierarchy || object.isInserted() || slot.relationship->isTransient()) return;
-  NSPersistentStore& store = *key.hierarchy->store;
   const Ref<NSManagedObjectContext> context = object.managedObjectContext();
-  if (!context || !store.isOpen()) return;
+  if (!context || object.isInserted()) return;
+  if (context->parentContext()) {
+    ParentContext(*context).readMembers(key, *object.entity(), number, read);
+    return;
+  }
+  if (!key.hierarchy || slot.relationship->isTransient()) return;
+  NSPersistentStore& store = *key.hierarchy->store;
+  if (!store.isOpen()) return;
   ObjectReceiver receiver(store, ObjectAccess::registry(object), true, read);
   Ref<NSError> error;
   std::lock_guard guard(context->persistentStoreCoordinator()->storeLock());
@@ -167,8 +178,8 @@ Value Relations::collection(const NSRelationshipDescription& relationship,
 }
 
 Value Relations::value(const NSManagedObject& object, std::size_t number) {
-  fireFault(object);
   const EntityLayout::Slot& slot = slotAt(object, number);
+  if (slot.isToMany() || !ObjectAccess::hasReadPlace(object, number)) fireFault(object);
   auto& self = const_cast<NSManagedObject&>(object);
   if (!slot.isToMany()) {
     const Value& identifier = ObjectAccess::values(self)[number];
@@ -272,7 +283,7 @@ void Relations::detach(const End& end, NSManagedObject& other) {
   if (end.number == EntityLayout::none || !isThere(end.object)) return;
   if (slotAt(end.object, end.number).isToMany()) {
     ObjectAccess::willRelate(end.object);
-    related(end.object, end.number).remove(other.objectID());
+    related(end.object, end.number).exclude(other.objectID());
     return;
   }
   const Ref<NSManagedObjectID> former = identifierAt(end.object, end.number);
@@ -327,7 +338,9 @@ void Relations::removeMember(NSManagedObject& object, std::size_t number, NSMana
   fireFault(object);
   const End end = inverseAt(member, *slotAt(object, number).relationship);
   ObjectAccess::willRelate(object);
-  if (related(object, number).remove(member.objectID())) detach(end, object);
+  if (!related(object, number).remove(member.objectID())) return;
+  const bool isSameEnd = &member == &object && end.number == number;
+  if (!isSameEnd) detach(end, object);
 }
 
 void Relations::add(NSManagedObject& object, std::size_t number, const Value& member) {
@@ -419,6 +432,21 @@ void Relations::applyDeleteRules(NSManagedObject& object) {
   }
 }
 
+bool Relations::needsMembers(const NSManagedObject& object, std::size_t number) noexcept {
+  const EntityLayout::Slot& slot = slotAt(object, number);
+  const bool isStored = ObjectAccess::key(object).hierarchy && !object.isInserted() &&
+                        !slot.relationship->isTransient();
+  const bool hasValues = (ObjectAccess::flags(object) & ObjectAccess::hasValues) != 0;
+  if (!slot.isToMany() || !isStored || !hasValues) return false;
+  const RelatedObjects* state = known(object, number);
+  return !state || !state->isLoaded();
+}
+
+void Relations::setStoredMembers(NSManagedObject& object, std::size_t number,
+                                 std::vector<Value> identifiers) {
+  related(object, number).load(std::move(identifiers));
+}
+
 void Relations::forget(NSManagedObject& object) noexcept {
   const ValueArray& values = ObjectAccess::values(object);
   const EntityLayout& layout = object.entity()->layout();
@@ -454,6 +482,80 @@ void Relations::rename(NSManagedObject& object, const Ref<NSManagedObjectID>& fo
       for (const Ref<NSManagedObject>& holder : destinations(object, number)) {
         renameIn(*holder, former, fresh);
       }
+    }
+  }
+}
+
+void Relations::rename(NSManagedObject& holder, const PermanentIDs& permanentIDs) {
+  const ValueArray& values = ObjectAccess::values(holder);
+  if (!values) return;
+  const EntityLayout& layout = holder.entity()->layout();
+  const auto permanentOf = [&](const Value& value) -> Ref<NSManagedObjectID> {
+    const auto* identifier = as<NSManagedObjectID>(value);
+    if (!identifier || !identifier->isTemporaryID()) return nullptr;
+    const auto found = permanentIDs.find(identifier->number());
+    return found == permanentIDs.end() ? nullptr : found->second;
+  };
+  const ValueArray& committed = ObjectAccess::committed(holder);
+  for (const std::size_t number : layout.toOnes()) {
+    if (const auto permanent = permanentOf(values[number])) values[number] = Value(permanent);
+    if (!committed) continue;
+    if (const auto permanent = permanentOf(committed[number])) committed[number] = Value(permanent);
+  }
+  for (const std::size_t number : layout.toManys()) {
+    if (RelatedObjects* related = known(holder, number)) related->rename(permanentIDs);
+  }
+}
+
+void Relations::separate(NSManagedObject& object, std::size_t number, const Value& identifier) {
+  const Ref<NSManagedObject> other = objectOf(object, identifier);
+  if (other) detach(inverseAt(*other, *slotAt(object, number).relationship), object);
+}
+
+bool Relations::leadsOrLedToAny(const NSManagedObject& object, const NSSet& identifiers) {
+  auto& self = const_cast<NSManagedObject&>(object);
+  const ValueArray& values = ObjectAccess::values(self);
+  if (!values) return false;
+  const ValueArray& committed = ObjectAccess::committed(self);
+  const EntityLayout& layout = object.entity()->layout();
+  const auto isAmong = [&](const Value& identifier) {
+    return !identifier.isNull() && identifiers.containsObject(identifier);
+  };
+  const auto hasAny = [&](const NSOrderedSet& members) {
+    for (const Value& member : members) {
+      if (isAmong(member)) return true;
+    }
+    return false;
+  };
+  for (const std::size_t number : layout.toOnes()) {
+    if (isAmong(values[number]) || (committed && isAmong(committed[number]))) return true;
+  }
+  for (const std::size_t number : layout.toManys()) {
+    const RelatedObjects* related = known(object, number);
+    if (!related) continue;
+    if (related->isLoaded() && hasAny(related->members())) return true;
+    for (const Ref<NSMutableOrderedSet>& changed : {related->added(), related->removed()}) {
+      if (changed && hasAny(*changed)) return true;
+    }
+  }
+  return false;
+}
+
+void Relations::dropDestinations(NSManagedObject& object, const NSSet& identifiers) {
+  const ValueArray& values = ObjectAccess::values(object);
+  const EntityLayout& layout = object.entity()->layout();
+  for (const std::size_t number : layout.toOnes()) {
+    if (values[number].isNull() || !identifiers.containsObject(values[number])) continue;
+    ObjectAccess::willRelate(object);
+    values[number] = nullptr;
+  }
+  for (const std::size_t number : layout.toManys()) {
+    RelatedObjects* related = known(object, number);
+    if (!related) continue;
+    for (const Value& member : knownMembers(*related)) {
+      if (!identifiers.containsObject(member)) continue;
+      ObjectAccess::willRelate(object);
+      related->remove(Ref<NSManagedObjectID>(as<NSManagedObjectID>(member)));
     }
   }
 }

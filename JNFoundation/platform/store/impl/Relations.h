@@ -3,7 +3,11 @@
 #include <JNFoundation/platform/store/impl/ObjectAccess.h>
 #include <JNFoundation/platform/store/impl/RelatedObjects.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation {
+
+class NSSet;
+
+namespace impl {
 
 /// Relationships of managed objects: reading them, and changing both of their ends. A place for a
 /// relationship to one object holds the identifier of that object, so that objects that lead to
@@ -41,6 +45,12 @@ class Relations {
   /// What the relationship to many of the object is known to lead to. Returns: null if nothing was
   /// read or changed; fires no fault.
   static RelatedObjects* known(const NSManagedObject& object, std::size_t number) noexcept;
+  /// Whether it is a relationship to many whose members a store has, and are not read yet. Fires no
+  /// fault; one that has no values needs these first.
+  static bool needsMembers(const NSManagedObject& object, std::size_t number) noexcept;
+  /// Takes what the store has, in its order. Requires: `needsMembers`.
+  static void setStoredMembers(NSManagedObject& object, std::size_t number,
+                               std::vector<Value> identifiers);
   /// What it led to when it was last fetched or saved.
   static Value valueBefore(const NSManagedObject& object, std::size_t number);
 
@@ -49,20 +59,64 @@ class Relations {
   static void rename(NSManagedObject& object, const Ref<NSManagedObjectID>& former,
                      const std::vector<Ref<NSManagedObject>>& changed);
 
+  /// The same of many objects at once, in one that may lead to any of them.
+  static void rename(NSManagedObject& holder, const PermanentIDs& permanentIDs);
+
+  /// Has one that somebody else has related to the object, which leads elsewhere here, not lead to
+  /// it. Takes: the identifier of that one.
+  static void separate(NSManagedObject& object, std::size_t number, const Value& identifier);
+  /// Whether the object leads to one of these, or did before it was changed, as far as is known
+  /// here.
+  static bool leadsOrLedToAny(const NSManagedObject& object, const NSSet& identifiers);
+  /// Has it lead to none of them any more. Requires: they are gone, and have no other end.
+  static void dropDestinations(NSManagedObject& object, const NSSet& identifiers);
+
+  /// Reads what the store, or the parent, has; the objects come with their values, and are handed
+  /// out so that they live until they are looked at.
+  static void readMembers(NSManagedObject& object, std::size_t number,
+                          std::vector<Ref<NSManagedObject>>& read);
+
   /// Drops the changes of every relationship to many.
   static void revertMembers(NSManagedObject& object);
   /// Has an object that nobody leads to lead nowhere. Requires: it has values.
   static void forget(NSManagedObject& object) noexcept;
 
- private:
-  struct End;
+  // What merging with what the store has needs; Relations+Merging.cpp.
 
+  /// Whether the store keeps pairs for the relationship to many, instead of what the members say.
+  static bool hasPairs(const NSRelationshipDescription& relationship);
+  /// Takes the object out of the other ends of its relationships, as if it were deleted, and has it
+  /// lead nowhere. Nobody else is deleted with it.
+  static void letGo(NSManagedObject& object);
+  /// Has the end of `other` not lead to the object any more, whose own end stays as it is.
+  static void letGoOf(NSManagedObject& object, std::size_t number, NSManagedObject& other);
+  /// That the relationship to one object leads to `other` is known to the store, so that the way
+  /// back has nothing to write.
+  static void noteStoredMember(NSManagedObject& object, std::size_t number, NSManagedObject& other);
+  /// Drops what was changed of the object's pairs, at both ends, and of the order of its members.
+  /// Who belongs to it otherwise is the members' own to say.
+  static void dropMemberChanges(NSManagedObject& object);
+  /// Has relationships to many lead where the store says, after the object's deletion was taken
+  /// back, and has those members lead back that the deletion has let go. Members that were deleted
+  /// with the object are appended to the list.
+  static void takeBackMembers(NSManagedObject& object,
+                              std::vector<Ref<NSManagedObject>>& deletedWithIt);
+
+ private:
+  /// One object's end of a relationship.
+  struct End {
+    NSManagedObject& object;
+    /// `EntityLayout::none` where the model has no way back.
+    std::size_t number;
+  };
+
+  static void fireFault(const NSManagedObject& object);
+  /// Where a relationship to one object leads; null for nowhere.
+  static Ref<NSManagedObjectID> identifierAt(NSManagedObject& object, std::size_t number);
   static End inverseAt(const NSManagedObject& other, const NSRelationshipDescription& relationship);
   static RelatedObjects& related(NSManagedObject& object, std::size_t number);
   static RelatedObjects& loaded(NSManagedObject& object, std::size_t number,
                                 std::vector<Ref<NSManagedObject>>& read);
-  static void readMembers(NSManagedObject& object, std::size_t number,
-                          std::vector<Ref<NSManagedObject>>& read);
   static std::vector<Value> members(NSManagedObject& object, std::size_t number);
   static Value collection(const NSRelationshipDescription& relationship,
                           std::vector<Value> members);
@@ -80,4 +134,5 @@ class Relations {
   static void detach(const End& end, NSManagedObject& other);
 };
 
-}  // namespace JNFoundation::impl
+}  // namespace impl
+}  // namespace JNFoundation

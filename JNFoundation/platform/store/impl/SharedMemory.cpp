@@ -1,10 +1,10 @@
 #include "JNFoundation/platform/store/impl/SharedMemory.h"
 
-#include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <new>
-#include <utility>
+
+#include <JNFoundation/platform/value/NSObject.h>
 
 namespace JNFoundation::impl {
 namespace {
@@ -12,18 +12,35 @@ namespace {
 /// A piece of memory that smaller ones are cut from.
 struct Block {
   /// The pieces in use, and the thread that still cuts from it.
-  std::atomic<std::uint32_t> users;
+  ReferenceCount users{1};
 
   void release() noexcept {
-    if (users.fetch_sub(1, std::memory_order_acq_rel) == 1) std::free(this);
+    if (users.decrement() != 1) return;
+    users.synchronize();
+    std::free(this);
   }
 };
 
-/// What stands before a piece. The block is null for a piece with memory of its own.
-struct alignas(__STDCPP_DEFAULT_NEW_ALIGNMENT__) Header {
-  Block* block;
-  std::size_t size;
+/// What stands before a piece. A piece with memory of its own has no block: its size, which may be
+/// any, stands before the header.
+struct Header {
+  /// How far before this the block begins.
+  std::uint32_t blockDistance;
+  std::uint32_t size;
+
+  Block& block() noexcept {
+    return *reinterpret_cast<Block*>(reinterpret_cast<std::byte*>(this) - blockDistance);
+  }
 };
+
+/// Pieces are aligned as what plain `new` gives, so headers stand half way between.
+constexpr std::size_t unit = __STDCPP_DEFAULT_NEW_ALIGNMENT__;
+static_assert(sizeof(Header) <= unit && sizeof(std::size_t) + sizeof(Header) <= unit);
+
+Header& headerOf(void* piece) noexcept { return static_cast<Header*>(piece)[-1]; }
+std::size_t& ownSizeOf(void* piece) noexcept {
+  return *reinterpret_cast<std::size_t*>(static_cast<std::byte*>(piece) - unit);
+}
 
 constexpr std::size_t blockSize = 4000;
 #if defined(__SANITIZE_ADDRESS__)
@@ -36,6 +53,7 @@ constexpr std::size_t sharedLimit = blockSize / 8;
 /// The block that a thread cuts from at the moment.
 struct Cutter {
   Block* block = nullptr;
+  /// Where the next header may stand.
   std::byte* next = nullptr;
   std::byte* end = nullptr;
 
@@ -46,9 +64,13 @@ struct Cutter {
   }
 
   void* cut(std::size_t size) {
-    if (static_cast<std::size_t>(end - next) < size) renew();
-    block->users.fetch_add(1, std::memory_order_relaxed);
-    return std::exchange(next, next + size);
+    const std::size_t room = (sizeof(Header) + size + unit - 1) / unit * unit;
+    if (static_cast<std::size_t>(end - next) < room) renew();
+    block->users.increment();
+    const auto distance = static_cast<std::uint32_t>(next - reinterpret_cast<std::byte*>(block));
+    auto* header = new (next) Header{distance, static_cast<std::uint32_t>(size)};
+    next += room;
+    return header + 1;
   }
 
  private:
@@ -56,41 +78,43 @@ struct Cutter {
     void* memory = std::malloc(blockSize);
     if (!memory) throw std::bad_alloc();
     if (block) block->release();
-    block = new (memory) Block{{1}};
-    next = static_cast<std::byte*>(memory) + sizeof(Header);
+    block = new (memory) Block;
+    next = static_cast<std::byte*>(memory) + unit - sizeof(Header);
     end = static_cast<std::byte*>(memory) + blockSize;
   }
 };
+static_assert(sizeof(Block) <= unit - sizeof(Header));
 
 thread_local Cutter cutter;
+
+void* takeOwnMemory(std::size_t size) {
+  void* memory = size <= SIZE_MAX - unit ? std::malloc(unit + size) : nullptr;
+  if (!memory) throw std::bad_alloc();
+  void* piece = static_cast<std::byte*>(memory) + unit;
+  new (&ownSizeOf(piece)) std::size_t(size);
+  new (&headerOf(piece)) Header{0, 0};
+  return piece;
+}
 
 }  // namespace
 
 void* takeSharedMemory(std::size_t size) {
-  constexpr std::size_t unit = sizeof(Header);
-  void* memory;
-  Block* block = nullptr;
-  if (size <= sharedLimit) {
-    memory = cutter.cut(unit + (size + unit - 1) / unit * unit);
-    block = cutter.block;
-  } else {
-    memory = size <= SIZE_MAX - unit ? std::malloc(unit + size) : nullptr;
-    if (!memory) throw std::bad_alloc();
-  }
-  return new (memory) Header{block, size} + 1;
+  return size <= sharedLimit ? cutter.cut(size) : takeOwnMemory(size);
 }
 
 void giveBackSharedMemory(void* memory) noexcept {
-  Header* header = static_cast<Header*>(memory) - 1;
-  if (header->block) {
-    header->block->release();
+  Header& header = headerOf(memory);
+  if (header.blockDistance != 0) {
+    header.block().release();
   } else {
-    std::free(header);
+    std::free(&ownSizeOf(memory));
   }
 }
 
 std::size_t sizeOfSharedMemory(const void* memory) noexcept {
-  return (static_cast<const Header*>(memory) - 1)->size;
+  auto* piece = const_cast<void*>(memory);
+  const Header& header = headerOf(piece);
+  return header.blockDistance != 0 ? header.size : ownSizeOf(piece);
 }
 
 }  // namespace JNFoundation::impl

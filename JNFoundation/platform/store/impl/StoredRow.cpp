@@ -132,4 +132,13 @@ Value* RowCollector::beginRow(const NSEntityDescription& entity, std::int64_t pr
   return places;
 }
 
+Value* RowVisitor::beginRow(const NSEntityDescription& entity, std::int64_t primaryKey,
+                            std::uint32_t version) {
+  _row = makeObject<StoredRow>(_source, entity, primaryKey, version,
+                               ValueArray(entity.layout().count()));
+  return _row->ownedValues();
+}
+
+void RowVisitor::endRow() { _visit(*_row); }
+
 }  // namespace JNFoundation::impl

@@ -7,6 +7,7 @@
 #include <JNFoundation/platform/store/ValueArray.h>
 #include <JNFoundation/platform/store/impl/ObjectRegistry.h>
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
+#include <JNFoundation/platform/value/Block.h>
 
 namespace JNFoundation::impl {
 
@@ -120,6 +121,22 @@ class RowCollector final : public StoreRowReceiver {
 
  private:
   RowSource& _source;
+};
+
+/// Shows records with their values, one after the other, and keeps none.
+class RowVisitor final : public StoreRowReceiver {
+ public:
+  RowVisitor(RowSource& source, Block<void(StoredRow& row)> visit)
+      : _source(source), _visit(std::move(visit)) {}
+
+  Value* beginRow(const NSEntityDescription& entity, std::int64_t primaryKey,
+                  std::uint32_t version) override;
+  void endRow() override;
+
+ private:
+  RowSource& _source;
+  Block<void(StoredRow& row)> _visit;
+  Ref<StoredRow> _row;
 };
 
 }  // namespace JNFoundation::impl

@@ -64,6 +64,11 @@ bool MemoryStore::beginSave(Ref<NSError>* error) {
     return impl::fail(error, impl::cocoaError(NSPersistentStoreSaveError,
                                               "The store was opened to be read only."));
   }
+  if (_isSaving) {
+    return impl::fail(error, impl::cocoaError(NSPersistentStoreSaveError,
+                                              "The store is being saved to already."));
+  }
+  _isSaving = true;
   return true;
 }
 
@@ -112,14 +117,15 @@ bool MemoryStore::writeRows(std::span<const StoreRowChange> changes, std::size_t
   };
   for (const StoreRowChange& change : changes) {
     const impl::EntityLayout& layout = change.entity->layout();
-    Row row{change.entity, 1, ValueArray()};
-    if (change.kind != StoreRowChange::Kind::Insert) {
+    Row row{change.entity, change.version + 1, ValueArray()};
+    const bool isInsertion = change.kind == StoreRowChange::Kind::Insert;
+    if (!isInsertion || change.version != 0) {
       const Row* known = rowOf(*change.entity, change.primaryKey);
-      if (!known || known->version != change.version) {
+      const bool isExpected = isInsertion ? !known : known && known->version == change.version;
+      if (!isExpected) {
         return refuse(static_cast<std::size_t>(&change - changes.data()), NSManagedObjectMergeError,
                       "Could not merge changes.");
       }
-      row.version = change.version + 1;
     }
     if (change.kind != StoreRowChange::Kind::Delete) {
       row.values = ValueArray(layout.count());
@@ -144,23 +150,23 @@ const MemoryStore::PendingRow* MemoryStore::pendingOf(const NSEntityDescription&
 }
 
 std::size_t MemoryStore::findRepetition() {
-  for (const impl::UniqueValues& constraint : _rules->constraints) {
-    impl::UniqueValues fresh = constraint.withoutRecords();
-    for (std::size_t i = 0; i < _pending.size(); ++i) {
-      const PendingRow& pending = _pending[i];
-      if (!constraint.concerns(*pending.row.entity) ||
-          pending.kind == StoreRowChange::Kind::Delete) {
-        continue;
-      }
+  for (std::size_t i = _rules->checkedCount; i < _pending.size(); ++i) {
+    const PendingRow& pending = _pending[i];
+    if (pending.kind == StoreRowChange::Kind::Delete) continue;
+    for (std::size_t k = 0; k < _rules->constraints.size(); ++k) {
+      const impl::UniqueValues& constraint = _rules->constraints[k];
+      if (!constraint.concerns(*pending.row.entity)) continue;
       const Value key = constraint.keyOf(pending.row.values.get());
       if (key.isNull()) continue;
       const std::int64_t holder = constraint.holderOf(key);
       // A record that changes as well has what it changes to.
       const bool isTaken = holder != 0 && !pendingOf(*pending.row.entity, holder);
+      impl::UniqueValues& fresh = _rules->pendingValues(k);
       if (isTaken || fresh.holderOf(key) != 0) return i;
       fresh.put(key, pending.primaryKey);
     }
   }
+  _rules->checkedCount = _pending.size();
   return impl::EntityLayout::none;
 }
 
@@ -214,11 +220,16 @@ bool MemoryStore::namesOnlyWhatIsThere() {
   return true;
 }
 
+bool MemoryStore::prepareToCommit(Ref<NSError>* error) {
+  if (namesOnlyWhatIsThere()) return true;
+  return impl::fail(error, impl::cocoaError(NSManagedObjectReferentialIntegrityError,
+                                            "A record would lead to one that is not there"));
+}
+
 bool MemoryStore::commitSave(Ref<NSError>* error) {
-  if (!namesOnlyWhatIsThere()) {
+  if (!prepareToCommit(error)) {
     abandonSave();
-    return impl::fail(error, impl::cocoaError(NSManagedObjectReferentialIntegrityError,
-                                              "A record would lead to one that is not there"));
+    return false;
   }
   for (PendingRow& pending : _pending) {
     const NSEntityDescription& entity = *pending.row.entity;
@@ -253,6 +264,8 @@ bool MemoryStore::commitSave(Ref<NSError>* error) {
 }
 
 void MemoryStore::abandonSave() noexcept {
+  _isSaving = false;
+  _rules->forgetPending();
   _pending.clear();
   _pendingByKey.clear();
   _pendingLinks.clear();
@@ -338,6 +351,18 @@ bool MemoryStore::fetchRow(const NSEntityDescription& entity, std::int64_t prima
   if (Value* places = receiver.beginRow(*row.entity, primaryKey, row.version)) {
     for (std::size_t i = 0; i < row.entity->layout().count(); ++i) places[i] = row.values[i];
     receiver.endRow();
+  }
+  return true;
+}
+
+bool MemoryStore::fetchHolder(const NSEntityDescription& entity,
+                              std::span<const std::size_t> properties, const NSArray& values,
+                              StoreRowReceiver& receiver, Ref<NSError>* error) {
+  const Value key(const_cast<NSArray*>(&values));
+  for (const impl::UniqueValues& constraint : _rules->constraints) {
+    if (!constraint.isOf(entity, properties)) continue;
+    const std::int64_t holder = constraint.holderOf(key);
+    return holder == 0 || fetchRow(entity, holder, receiver, error);
   }
   return true;
 }

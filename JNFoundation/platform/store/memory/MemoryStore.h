@@ -35,12 +35,15 @@ class MemoryStore final : public NSPersistentStore {
   bool writeRows(std::span<const StoreRowChange> changes, std::size_t* conflict,
                  Ref<NSError>* error) override;
   bool writeLinks(std::span<const StoreLinkChange> changes, Ref<NSError>* error) override;
+  bool prepareToCommit(Ref<NSError>* error) override;
   bool commitSave(Ref<NSError>* error) override;
   void abandonSave() noexcept override;
   StoreQueryPlan planQuery(const StoreQuery& query) override;
   bool fetchRows(const StoreQuery& query, StoreRowReceiver& receiver, Ref<NSError>* error) override;
   bool fetchRow(const NSEntityDescription& entity, std::int64_t primaryKey,
                 StoreRowReceiver& receiver, Ref<NSError>* error) override;
+  bool fetchHolder(const NSEntityDescription& entity, std::span<const std::size_t> properties,
+                   const NSArray& values, StoreRowReceiver& receiver, Ref<NSError>* error) override;
   bool fetchRelated(const NSRelationshipDescription& relationship, std::int64_t primaryKey,
                     StoreRowReceiver& receiver, Ref<NSError>* error) override;
   NSUInteger countRows(const StoreQuery& query, Ref<NSError>* error) override;
@@ -83,6 +86,7 @@ class MemoryStore final : public NSPersistentStore {
   std::map<std::pair<const NSEntityDescription*, std::int64_t>, std::size_t> _pendingByKey;
   std::vector<StoreLinkChange> _pendingLinks;
   std::unique_ptr<impl::RecordRules> _rules;
+  bool _isSaving = false;
 };
 
 }  // namespace JNFoundation

@@ -1,11 +1,13 @@
 #include <optional>
 
 #include <JNFoundation/platform/query/NSPredicate.h>
+#include <JNFoundation/platform/store/NSManagedObjectID.h>
 #include <JNFoundation/platform/store/impl/EntityLayout.h>
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 #include <JNFoundation/platform/store/sqlite/SQLiteStore.h>
 #include <JNFoundation/platform/store/sqlite/impl/PredicateTranslator.h>
 #include <JNFoundation/platform/store/sqlite/impl/SQLiteConnection.h>
+#include <JNFoundation/platform/store/sqlite/impl/ValueBinding.h>
 
 namespace JNFoundation {
 
@@ -27,7 +29,8 @@ class Selection {
     _tables = translator.source().sql();
     const std::string own = translator.source().name() + ".";
     shape.emplace(schema, *query.entity, query.includesSubentities,
-                  translator.source().hasJoins() ? std::string_view(own) : std::string_view());
+                  translator.source().hasJoins() ? std::string_view(own) : std::string_view(),
+                  query.properties);
     if (!shape->isWholeHierarchy()) _where = own + "_entity IN (" + shape->entityNumbers() + ")";
     if (!condition.empty()) _where += (_where.empty() ? "" : " AND ") + condition;
     _order = " ORDER BY " + (order ? *order : own + "_pk");
@@ -116,6 +119,34 @@ bool SQLiteStore::fetchRow(const NSEntityDescription& entity, std::int64_t prima
   if (!statement) return failedToRead(error);
   statement.bind(1, primaryKey);
   return readRows(statement, lookup.shape, true, receiver, error);
+}
+
+bool SQLiteStore::fetchHolder(const NSEntityDescription& entity,
+                              std::span<const std::size_t> properties, const NSArray& values,
+                              StoreRowReceiver& receiver, Ref<NSError>* error) {
+  if (!_connection) return refuse(NSPersistentStoreOperationError, "it was closed", error);
+  const Schema::EntityMap& map = _connection->schema.of(entity);
+  impl::RowShape shape(_connection->schema, entity, true);
+  std::string sql = "SELECT " + shape.columns(true) + " FROM " + map.table;
+  const std::string family = _connection->schema.familyCondition(map);
+  sql += family.empty() ? " WHERE " : family + " AND ";
+  for (std::size_t i = 0; i < properties.size(); ++i) {
+    const auto column = static_cast<std::size_t>(map.columnOfAttribute[properties[i]]);
+    sql += (i > 0 ? " AND " : "") + map.columns[column].name + " = ?";
+  }
+  Statement statement = _connection->database.prepare(std::move(sql));
+  if (!statement) return failedToRead(error);
+  std::vector<Ref<NSString>> made;
+  for (std::size_t i = 0; i < properties.size(); ++i) {
+    const auto parameter = static_cast<int>(i) + 1;
+    const Value value = values.objectAtIndex(i);
+    if (const auto* identifier = as<NSManagedObjectID>(value)) {
+      statement.bind(parameter, identifier->number());
+    } else {
+      impl::bindValue(statement, parameter, entity.layout()[properties[i]].type, value, made);
+    }
+  }
+  return readRows(statement, shape, true, receiver, error);
 }
 
 bool SQLiteStore::fetchRelated(const NSRelationshipDescription& relationship,

@@ -1,6 +1,8 @@
+#include <algorithm>
 #include <memory>
 #include <unordered_map>
 
+#include <JNFoundation/platform/net/NSURL.h>
 #include <JNFoundation/platform/query/NSPredicate.h>
 #include <JNFoundation/platform/store/impl/EntityLayout.h>
 #include <JNFoundation/platform/store/impl/ObjectAccess.h>
@@ -18,9 +20,9 @@ using impl::Statement;
 
 namespace {
 
-std::string insertSQL(const Schema::EntityMap& map) {
+std::string insertSQL(const Schema::EntityMap& map, std::size_t rowCount) {
   std::string sql = "INSERT INTO " + map.table + " (_pk, _entity, _version";
-  std::string places = ") VALUES (?, " + std::to_string(map.number) + ", 1";
+  std::string places = "(?, " + std::to_string(map.number) + ", 1";
   for (const Schema::Column& column : map.columns) {
     for (const std::string* name : {&column.name, &column.entityColumn}) {
       if (name->empty()) continue;
@@ -28,7 +30,10 @@ std::string insertSQL(const Schema::EntityMap& map) {
       places += ", ?";
     }
   }
-  return sql + places + ")";
+  places += ")";
+  sql += ") VALUES " + places;
+  while (--rowCount > 0) sql += ", " + places;
+  return sql;
 }
 
 std::string deleteSQL(const Schema::EntityMap& map) {
@@ -65,13 +70,40 @@ class RowWriter {
     return true;
   }
 
+  /// How many rows are inserted by one statement where there are as many: SQLite then finds the end
+  /// of the table once for all of them.
+  static constexpr std::size_t rowsAtOnce = 16;
+
+  /// Whether the first `rowsAtOnce` changes may be one statement.
+  bool canInsertAtOnce(std::span<const StoreRowChange> changes) {
+    if (changes.size() < rowsAtOnce) return false;
+    const StoreRowChange& first = changes.front();
+    // SQLite takes no more parameters in one statement.
+    constexpr std::size_t mostColumns = 1000;
+    if (_schema.of(*first.entity).columns.size() > mostColumns) return false;
+    return std::all_of(changes.begin(), changes.begin() + rowsAtOnce,
+                       [&](const StoreRowChange& change) {
+                         return change.kind == StoreRowChange::Kind::Insert &&
+                                change.entity == first.entity && change.version == 0;
+                       });
+  }
+
+  /// Inserts all of them or none. Returns: `Conflict` where one of them must not be there; which
+  /// one, `write` finds out.
+  Result insertAtOnce(std::span<const StoreRowChange> changes) {
+    useEntity(changes.front());
+    Statement& statement = _statements->insertionOfMany;
+    if (!statement) statement = _database.prepare(insertSQL(*_map, changes.size()));
+    if (!statement) return Result::Failed;
+    int parameter = 1;
+    for (const StoreRowChange& change : changes) bindRow(statement, parameter, change);
+    if (statement.run()) return Result::Written;
+    const bool isRefused = (_database.lastCode() & 0xff) == SQLITE_CONSTRAINT;
+    return isRefused ? Result::Conflict : Result::Failed;
+  }
+
   Result write(const StoreRowChange& change) {
-    if (change.entity != _entity) {
-      _entity = change.entity;
-      _map = &_schema.of(*change.entity);
-      _statements = &_byEntity[change.entity];
-    }
-    _made.clear();
+    useEntity(change);
     switch (change.kind) {
       case StoreRowChange::Kind::Insert:
         return insert(change);
@@ -86,11 +118,20 @@ class RowWriter {
  private:
   struct Statements {
     Statement insertion;
+    Statement insertionOfMany;
     Statement deletion;
     Statement update;
-    /// Which columns the update writes.
-    std::vector<bool> updated;
+    /// The numbers of the columns that the update writes.
+    std::vector<std::size_t> updated;
   };
+
+  void useEntity(const StoreRowChange& change) {
+    _made.clear();
+    if (change.entity == _entity) return;
+    _entity = change.entity;
+    _map = &_schema.of(*change.entity);
+    _statements = &_byEntity[change.entity];
+  }
 
   static bool isSame(const StoreRowChange& change, const Schema::Column& column) {
     return impl::storesAlike(change.values[column.attribute], change.committed[column.attribute],
@@ -99,41 +140,54 @@ class RowWriter {
 
   Result insert(const StoreRowChange& change) {
     Statement& statement = _statements->insertion;
-    if (!statement) statement = _database.prepare(insertSQL(*_map));
+    if (!statement) statement = _database.prepare(insertSQL(*_map, 1));
     if (!statement) return Result::Failed;
-    statement.bind(1, change.primaryKey);
-    int parameter = 2;
-    for (const Schema::Column& column : _map->columns) {
-      bindColumn(statement, parameter, column, change.values[column.attribute]);
-    }
-    return statement.run() ? Result::Written : Result::Failed;
+    int parameter = 1;
+    bindRow(statement, parameter, change);
+    if (!statement.run()) return Result::Failed;
+    return change.version == 0 || setVersion(change) ? Result::Written : Result::Failed;
+  }
+
+  /// Of a record that comes back, so that it is not taken for the one that was deleted.
+  bool setVersion(const StoreRowChange& change) {
+    Statement statement =
+        _database.prepare("UPDATE " + _map->table + " SET _version = ? WHERE _pk = ?");
+    if (!statement) return false;
+    statement.bind(1, static_cast<std::int64_t>(change.version) + 1);
+    statement.bind(2, change.primaryKey);
+    return statement.run();
   }
 
   Result update(const StoreRowChange& change) {
-    _changed.assign(_map->columns.size(), false);
-    for (std::size_t i = 0; i < _map->columns.size(); ++i) {
-      const Schema::Column& column = _map->columns[i];
-      _changed[i] = !isSame(change, column);
+    const std::vector<Schema::Column>& columns = _map->columns;
+    _changed.clear();
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+      if (!isSame(change, columns[i])) _changed.push_back(i);
     }
     Statement& statement = _statements->update;
     if (!statement || _statements->updated != _changed) {
       std::string sql = "UPDATE " + _map->table + " SET _version = _version + 1";
-      for (std::size_t i = 0; i < _map->columns.size(); ++i) {
-        const Schema::Column& column = _map->columns[i];
-        if (!_changed[i]) continue;
-        sql += ", " + column.name + " = ?";
-        if (!column.entityColumn.empty()) sql += ", " + column.entityColumn + " = ?";
+      for (const std::size_t i : _changed) {
+        sql += ", " + columns[i].name + " = ?";
+        if (!columns[i].entityColumn.empty()) sql += ", " + columns[i].entityColumn + " = ?";
       }
-      statement = _database.prepare(sql + " WHERE _pk = ? AND _version = ?");
+      sql += " WHERE _pk = ? AND _version = ?";
+      statement = _database.prepare(std::move(sql));
       _statements->updated = _changed;
     }
     if (!statement) return Result::Failed;
     int parameter = 1;
-    for (std::size_t i = 0; i < _map->columns.size(); ++i) {
-      const Schema::Column& column = _map->columns[i];
-      if (_changed[i]) bindColumn(statement, parameter, column, change.values[column.attribute]);
+    for (const std::size_t i : _changed) {
+      bindColumn(statement, parameter, columns[i], change.values[columns[i].attribute]);
     }
     return runOnOneRow(statement, parameter, change);
+  }
+
+  void bindRow(Statement& statement, int& parameter, const StoreRowChange& change) {
+    statement.bind(parameter++, change.primaryKey);
+    for (const Schema::Column& column : _map->columns) {
+      bindColumn(statement, parameter, column, change.values[column.attribute]);
+    }
   }
 
   /// Binds what stands in the file for a value, and moves on behind it.
@@ -177,7 +231,8 @@ class RowWriter {
   const Schema::EntityMap* _map = nullptr;
   Statements* _statements = nullptr;
   std::unordered_map<const NSEntityDescription*, Statements> _byEntity;
-  std::vector<bool> _changed;
+  /// The numbers of the columns that the row being updated has other values for.
+  std::vector<std::size_t> _changed;
   std::vector<Ref<NSString>> _made;
 };
 
@@ -222,8 +277,35 @@ bool SQLiteStore::beginSave(Ref<NSError>* error) {
     return impl::fail(error, impl::cocoaError(NSPersistentStoreSaveError,
                                               "The store was opened to be read only."));
   }
-  if (!_connection->database.execute("BEGIN IMMEDIATE")) return failedToSave(error);
+  if (!_connection->database.executeOften("BEGIN IMMEDIATE")) return failedToSave(error);
   _connection->saving = true;
+  if (isStillOfModel(error)) return true;
+  abandonSave();
+  return false;
+}
+
+bool SQLiteStore::readModelMark(std::string& mark) {
+  Statement statement = _connection->database.prepare(
+      "SELECT group_concat(entity, ' ') FROM (SELECT name || ' ' || table_name || ' ' || "
+      "version_hash AS entity FROM jn_entity ORDER BY name)");
+  if (!statement || statement.step() != Statement::Step::Row) return false;
+  mark = statement.text(0);
+  return true;
+}
+
+bool SQLiteStore::isStillOfModel(Ref<NSError>* error) {
+  const unsigned version = _connection->database.dataVersion();
+  if (version == _connection->knownDataVersion) return true;
+  std::string mark;
+  if (!readModelMark(mark)) return failedToSave(error);
+  if (mark != _connection->modelMark) {
+    return impl::fail(
+        error, impl::cocoaError(NSPersistentStoreIncompatibleVersionHashError,
+                                "The store cannot be written: its file was migrated to another "
+                                "model after it was opened here.",
+                                {{NSFilePathErrorKey, Value(URL()->path())}}));
+  }
+  _connection->knownDataVersion = version;
   return true;
 }
 
@@ -233,9 +315,11 @@ bool SQLiteStore::writeRows(std::span<const StoreRowChange> changes, std::size_t
   const auto write = [&](const StoreRowChange& change) {
     const RowWriter::Result result = writer.write(change);
     if (result == RowWriter::Result::Written) return true;
-    const bool repeats = result == RowWriter::Result::Failed &&
-                         _connection->database.lastCode() == SQLITE_CONSTRAINT_UNIQUE;
-    if (result == RowWriter::Result::Failed && !repeats) return failedToSave(error);
+    const bool failed = result == RowWriter::Result::Failed;
+    const int code = _connection->database.lastCode();
+    const bool repeats = failed && code == SQLITE_CONSTRAINT_UNIQUE;
+    const bool isThereAgain = failed && code == SQLITE_CONSTRAINT_PRIMARYKEY && change.version != 0;
+    if (failed && !repeats && !isThereAgain) return failedToSave(error);
     if (conflict) *conflict = static_cast<std::size_t>(&change - changes.data());
     return impl::fail(
         error, repeats ? _connection->database.error(NSManagedObjectConstraintMergeError,
@@ -247,8 +331,17 @@ bool SQLiteStore::writeRows(std::span<const StoreRowChange> changes, std::size_t
     if (change.kind == StoreRowChange::Kind::Delete && !write(change)) return false;
   }
   if (!writer.clearUniqueValues(changes)) return failedToSave(error);
-  for (const StoreRowChange& change : changes) {
-    if (change.kind != StoreRowChange::Kind::Delete && !write(change)) return false;
+  for (auto rest = changes; !rest.empty();) {
+    const auto next = rest.first(writer.canInsertAtOnce(rest) ? RowWriter::rowsAtOnce : 1);
+    rest = rest.subspan(next.size());
+    if (next.size() > 1) {
+      const RowWriter::Result result = writer.insertAtOnce(next);
+      if (result == RowWriter::Result::Written) continue;
+      if (result == RowWriter::Result::Failed) return failedToSave(error);
+    }
+    for (const StoreRowChange& change : next) {
+      if (change.kind != StoreRowChange::Kind::Delete && !write(change)) return false;
+    }
   }
   return true;
 }
@@ -258,12 +351,24 @@ bool SQLiteStore::writeLinks(std::span<const StoreLinkChange> changes, Ref<NSErr
   return writer.write(changes) || failedToSave(error);
 }
 
+bool SQLiteStore::prepareToCommit(Ref<NSError>* error) {
+  impl::Database& database = _connection->database;
+  int unresolved = 0;
+  int highest = 0;
+  sqlite3_db_status(database.handle(), SQLITE_DBSTATUS_DEFERRED_FKS, &unresolved, &highest, 0);
+  if (unresolved == 0) return true;
+  database.refuse(SQLITE_CONSTRAINT_FOREIGNKEY, "FOREIGN KEY constraint failed");
+  return failedToSave(error);
+}
+
 bool SQLiteStore::commitSave(Ref<NSError>* error) {
-  if (!_connection->database.execute("COMMIT")) {
+  if (!_connection->database.executeOften("COMMIT")) {
     failedToSave(error);
     abandonSave();
     return false;
   }
+  // What this save has written is no reason to look.
+  _connection->knownDataVersion = _connection->database.dataVersion();
   _connection->saving = false;
   return true;
 }

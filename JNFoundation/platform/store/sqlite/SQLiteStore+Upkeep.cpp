@@ -242,6 +242,10 @@ bool SQLiteStore::readSize(NSPersistentStoreSize& size, Ref<NSError>* error) {
 
 // ---- Suspension ---------------------------------------------------------------------------------
 
+void SQLiteStore::releaseUnusedMemory() noexcept {
+  if (_connection) _connection->database.releaseUnusedMemory();
+}
+
 bool SQLiteStore::isSuspended() const noexcept {
   return _connection && _connection->database.isSuspended();
 }
@@ -303,6 +307,8 @@ bool SQLiteStore::reopen(Ref<NSError>* error) {
                   error);
   }
   if (!applySettings(error)) return false;
+  // Another connection counts anew.
+  _connection->knownDataVersion = 0;
   sqlite3_db_config(database.handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
   return true;
 }

@@ -210,7 +210,7 @@ bool SQLiteStore::createTables(Ref<NSError>* error) {
   }
   setIdentifier(NSUUID::UUID()->UUIDString());
   if (_connection->schema.create(database, *model(), identifier()->utf8()) &&
-      database.execute("COMMIT")) {
+      readModelMark(_connection->modelMark) && database.execute("COMMIT")) {
     return true;
   }
   impl::fail(error, database.error(NSPersistentStoreOpenError, "The store cannot be created"));
@@ -219,10 +219,18 @@ bool SQLiteStore::createTables(Ref<NSError>* error) {
 }
 
 bool SQLiteStore::readTables(Ref<NSError>* error) {
-  Ref<NSString> found = readIdentifier(_connection->database, error);
-  if (!found) return false;
-  setIdentifier(std::move(found));
-  return readSchema(_connection->schema, error);
+  // In one transaction, since another process may be migrating the file meanwhile.
+  impl::Database& database = _connection->database;
+  bool isRead = database.execute("BEGIN");
+  const bool isMarkRead = isRead && readModelMark(_connection->modelMark);
+  if (!isMarkRead) {
+    impl::fail(error, database.error(NSPersistentStoreOpenError, "The store is damaged"));
+  }
+  Ref<NSString> found = isMarkRead ? readIdentifier(database, error) : nullptr;
+  isRead = found && readSchema(_connection->schema, error);
+  database.endReading();
+  if (isRead) setIdentifier(std::move(found));
+  return isRead;
 }
 
 Ref<NSString> SQLiteStore::readIdentifier(impl::Database& database, Ref<NSError>* error) const {

@@ -43,15 +43,25 @@ class SQLiteStore final : public NSPersistentStore {
   bool writeRows(std::span<const StoreRowChange> changes, std::size_t* conflict,
                  Ref<NSError>* error) override;
   bool writeLinks(std::span<const StoreLinkChange> changes, Ref<NSError>* error) override;
+  bool prepareToCommit(Ref<NSError>* error) override;
   bool commitSave(Ref<NSError>* error) override;
   void abandonSave() noexcept override;
   StoreQueryPlan planQuery(const StoreQuery& query) override;
   bool fetchRows(const StoreQuery& query, StoreRowReceiver& receiver, Ref<NSError>* error) override;
   bool fetchRow(const NSEntityDescription& entity, std::int64_t primaryKey,
                 StoreRowReceiver& receiver, Ref<NSError>* error) override;
+  bool fetchHolder(const NSEntityDescription& entity, std::span<const std::size_t> properties,
+                   const NSArray& values, StoreRowReceiver& receiver, Ref<NSError>* error) override;
   bool fetchRelated(const NSRelationshipDescription& relationship, std::int64_t primaryKey,
                     StoreRowReceiver& receiver, Ref<NSError>* error) override;
   NSUInteger countRows(const StoreQuery& query, Ref<NSError>* error) override;
+  bool fetchRecords(const NSEntityDescription& entity, std::span<const std::int64_t> primaryKeys,
+                    bool includesValues, StoreRowReceiver& receiver, Ref<NSError>* error) override;
+  bool fetchRelatedOfAll(const NSRelationshipDescription& relationship,
+                         std::span<const std::int64_t> primaryKeys, bool includesValues,
+                         StoreRelatedReceiver& receiver, Ref<NSError>* error) override;
+  StoreAnswer fetchColumns(const StoreColumnQuery& query, const StoreColumnReceiver& receiver,
+                           Ref<NSError>* error) override;
 
   Ref<NSDictionary> metadata(Ref<NSError>* error) override;
   bool setOwnMetadata(const Ref<NSDictionary>& metadata, Ref<NSError>* error) override;
@@ -63,6 +73,7 @@ class SQLiteStore final : public NSPersistentStore {
   bool suspend(Ref<NSError>* error) override;
   bool resume(Ref<NSError>* error) override;
   bool isSuspended() const noexcept override;
+  void releaseUnusedMemory() noexcept override;
 
   /// For files that are not open as a store.
   static Ref<NSDictionary> metadataOfFile(const Ref<NSURL>& url, const Ref<NSDictionary>& options,
@@ -109,6 +120,9 @@ class SQLiteStore final : public NSPersistentStore {
                 StoreRowReceiver& receiver, Ref<NSError>* error);
   bool failedToRead(Ref<NSError>* error) const;
   bool failedToSave(Ref<NSError>* error) const;
+  bool readModelMark(std::string& mark);
+  /// Whether the file has not been migrated since it was opened.
+  bool isStillOfModel(Ref<NSError>* error);
 
   std::unique_ptr<impl::SQLiteConnection> _connection;
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include <JNFoundation/platform/store/impl/EntityLayout.h>
+#include <JNFoundation/platform/text/Hash.h>
 
 namespace JNFoundation::impl {
 
@@ -18,6 +19,17 @@ Value UniqueValues::keyOf(const Value* values) const {
     key.push_back(values[property]);
   }
   return NSArray::arrayWithValues(std::move(key));
+}
+
+/// An array's own hash says no more than how long it is.
+std::size_t UniqueValues::Hash::operator()(const Value& key) const {
+  std::uint64_t hash = 0;
+  const auto* values = as<NSArray>(key);
+  if (!values) return 0;
+  for (const Value& value : *values) {
+    hash = mixHash(hash ^ static_cast<std::uint64_t>(value.hash()));
+  }
+  return static_cast<std::size_t>(hash);
 }
 
 std::int64_t UniqueValues::holderOf(const Value& key) const {

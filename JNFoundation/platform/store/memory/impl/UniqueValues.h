@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <unordered_map>
 #include <vector>
 
@@ -18,6 +19,11 @@ class UniqueValues {
   /// The same constraint over no records.
   UniqueValues withoutRecords() const { return UniqueValues(*_entity, _properties); }
 
+  /// Whether it is the constraint of the entity over these properties.
+  bool isOf(const NSEntityDescription& entity, std::span<const std::size_t> properties) const {
+    return _entity == &entity &&
+           std::equal(properties.begin(), properties.end(), _properties.begin(), _properties.end());
+  }
   bool concerns(const NSEntityDescription& entity) const;
   /// The values of a record as one. Returns: null for one that does not count.
   Value keyOf(const Value* values) const;
@@ -29,7 +35,7 @@ class UniqueValues {
 
  private:
   struct Hash {
-    std::size_t operator()(const Value& value) const { return value.hash(); }
+    std::size_t operator()(const Value& key) const;
   };
 
   const NSEntityDescription* _entity;

@@ -27,7 +27,7 @@ bool hasPlan(std::string_view sql) noexcept {
 
 Statement& Statement::operator=(Statement&& other) noexcept {
   std::swap(_database, other._database);
-  std::swap(_sql, other._sql);
+  _entry.swap(other._entry);
   std::swap(_handle, other._handle);
   std::swap(_timing, other._timing);
   return *this;
@@ -36,7 +36,7 @@ Statement& Statement::operator=(Statement&& other) noexcept {
 Statement::~Statement() {
   if (!_handle) return;
   if (_timing) reset();
-  _database->giveBack(std::move(_sql), _handle);
+  _database->giveBack(std::move(_entry));
 }
 
 int Statement::timedStep() {
@@ -57,12 +57,12 @@ void Statement::tell() noexcept {
   const Timing timing = std::exchange(*_timing, Timing());
   StatementTrace trace;
   trace.path = _database->_path;
-  trace.sql = _sql;
+  trace.sql = _entry.key();
   trace.parameterCount = sqlite3_bind_parameter_count(_handle);
   trace.rowCount = timing.rowCount;
   trace.duration = timing.duration;
   trace.code = timing.code;
-  if (observesPlans()) trace.plan = _database->planOf(_sql);
+  if (observesPlans()) trace.plan = _database->planOf(_entry.key());
   tellStatementObserver(trace);
 }
 
@@ -214,32 +214,37 @@ bool Database::executeWhenFree(const char* sql) {
 }
 
 Statement Database::prepare(std::string sql) {
-  if (const auto found = _idle.find(sql); found != _idle.end()) {
-    sqlite3_stmt* handle = found->second;
-    _idle.erase(found);
-    return statementOf(std::move(sql), handle);
-  }
+  if (StatementsByText::node_type known = _idle.extract(sql)) return statementOf(std::move(known));
   sqlite3_stmt* handle = nullptr;
   if (!_handle && !resume()) return Statement();
   if (!note(sqlite3_prepare_v3(_handle, sql.data(), static_cast<int>(sql.size()),
                                SQLITE_PREPARE_PERSISTENT, &handle, nullptr))) {
     return Statement();
   }
-  return statementOf(std::move(sql), handle);
+  StatementsByText fresh;
+  fresh.emplace(std::move(sql), handle);
+  return statementOf(fresh.extract(fresh.begin()));
 }
 
-Statement Database::statementOf(std::string sql, sqlite3_stmt* handle) {
-  Statement statement(*this, std::move(sql), handle);
+Statement Database::statementOf(StatementsByText::node_type entry) {
+  Statement statement(*this, std::move(entry));
   if (observesStatements()) statement._timing = std::make_unique<Statement::Timing>();
   return statement;
 }
 
-void Database::giveBack(std::string sql, sqlite3_stmt* handle) noexcept {
+void Database::giveBack(StatementsByText::node_type entry) noexcept {
+  sqlite3_stmt* handle = entry.mapped();
   sqlite3_reset(handle);
   sqlite3_clear_bindings(handle);
-  if (!_handle || _idle.size() >= cacheLimit || !_idle.emplace(std::move(sql), handle).second) {
-    sqlite3_finalize(handle);
-  }
+  const bool isKept =
+      _handle && _idle.size() < cacheLimit && _idle.insert(std::move(entry)).inserted;
+  if (!isKept) sqlite3_finalize(handle);
+}
+
+unsigned Database::dataVersion() const noexcept {
+  unsigned version = 0;
+  sqlite3_file_control(_handle, "main", SQLITE_FCNTL_DATA_VERSION, &version);
+  return version;
 }
 
 bool Database::number(const char* sql, std::int64_t& result) {

@@ -16,6 +16,9 @@ namespace JNFoundation::impl {
 
 class Database;
 
+/// Prepared statements by their text.
+using StatementsByText = std::unordered_map<std::string, sqlite3_stmt*>;
+
 /// A prepared statement, taken from its database's cache and given back at the end of the scope.
 class Statement {
  public:
@@ -24,7 +27,7 @@ class Statement {
   Statement() noexcept = default;
   Statement(Statement&& other) noexcept
       : _database(other._database),
-        _sql(std::move(other._sql)),
+        _entry(std::move(other._entry)),
         _handle(std::exchange(other._handle, nullptr)),
         _timing(std::move(other._timing)) {}
   Statement& operator=(Statement&& other) noexcept;
@@ -71,8 +74,8 @@ class Statement {
 
  private:
   friend class Database;
-  Statement(Database& database, std::string sql, sqlite3_stmt* handle) noexcept
-      : _database(&database), _sql(std::move(sql)), _handle(handle) {}
+  Statement(Database& database, StatementsByText::node_type entry) noexcept
+      : _database(&database), _entry(std::move(entry)), _handle(_entry.mapped()) {}
 
   /// What an observer is to be told of the run so far.
   struct Timing {
@@ -88,7 +91,8 @@ class Statement {
   void tell() noexcept;
 
   Database* _database = nullptr;
-  std::string _sql;
+  /// The cache's entry. Empty without a handle.
+  StatementsByText::node_type _entry;
   sqlite3_stmt* _handle = nullptr;
   /// Only while statements are observed.
   std::unique_ptr<Timing> _timing;
@@ -116,14 +120,23 @@ class Database {
   /// nothing, when statements are in use.
   bool suspend(Block<bool()> reopen);
   bool isSuspended() const noexcept { return _reopen != nullptr; }
+  /// Gives back the pages that are kept to be read again.
+  void releaseUnusedMemory() noexcept {
+    if (_handle) sqlite3_db_release_memory(_handle);
+  }
   /// Has the block of `suspend` open the file, if that has not happened.
   /// Fails: returns false; `lastCode` says why, and the file stays closed.
   bool resume();
 
   /// Runs statements that take no parameters and give no rows.
   bool execute(const char* sql);
-  /// The same, tried again while another connection is in the way, for as long as `open` was told
-  /// to wait: where two wait for each other's locks, SQLite lets one fail at once.
+  /// The same for one statement that will be run again and again.
+  bool executeOften(const char* sql) {
+    Statement statement = prepare(sql);
+    return statement && statement.run();
+  }
+  /// As `execute`, tried again while another connection is in the way, for as long as `open` was
+  /// told to wait: where two wait for each other's locks, SQLite lets one fail at once.
   bool executeWhenFree(const char* sql);
   /// Ends a transaction that has written nothing; the last failure stays what it is.
   void endReading() { run("COMMIT", false); }
@@ -133,6 +146,10 @@ class Database {
   Statement prepare(std::string sql);
   /// The one number that a statement gives. Returns: false on failure.
   bool number(const char* sql, std::int64_t& result);
+
+  /// A number that changes with each write to the file, be it somebody else's, as far as this
+  /// connection has seen it: in a transaction, up to now. Runs no statement.
+  unsigned dataVersion() const noexcept;
 
   sqlite3* handle() const noexcept { return _handle; }
   int lastCode() const noexcept { return _lastCode; }
@@ -156,10 +173,10 @@ class Database {
   bool note(int code);
   /// Runs statements, and notes how that ended or keeps the failure before. Returns: SQLite's code.
   int run(const char* sql, bool notes);
-  Statement statementOf(std::string sql, sqlite3_stmt* handle);
+  Statement statementOf(StatementsByText::node_type entry);
   /// How SQLite goes about a statement, a line for each step.
   const std::string& planOf(const std::string& sql);
-  void giveBack(std::string sql, sqlite3_stmt* handle) noexcept;
+  void giveBack(StatementsByText::node_type entry) noexcept;
 
   sqlite3* _handle = nullptr;
   std::string _path;
@@ -167,7 +184,7 @@ class Database {
   double _timeout = 0;
   int _lastCode = SQLITE_OK;
   std::string _lastMessage;
-  std::unordered_map<std::string, sqlite3_stmt*> _idle;
+  StatementsByText _idle;
   /// Null unless the file is closed for the time being.
   Block<bool()> _reopen;
   /// Plans that observers were told, by the statement's text.

@@ -12,12 +12,6 @@ bool isWatched(const NSRelationshipDescription& relationship) {
   return inverse && inverse->deleteRule() != NSNoActionDeleteRule;
 }
 
-/// Whether sums of the attribute's values, however many, are exact in SQL as they are in memory.
-bool isSummable(NSAttributeType type) {
-  return type == NSInteger16AttributeType || type == NSInteger32AttributeType ||
-         type == NSBooleanAttributeType;
-}
-
 /// Whether an index of the model begins with the property.
 bool isIndexed(const NSEntityDescription& entity, std::size_t property) {
   const NSString& name = *entity.layout()[property].name;
@@ -41,6 +35,11 @@ bool isIndexed(const NSEntityDescription& entity, std::size_t property) {
 }
 
 }  // namespace
+
+bool isSummable(NSAttributeType type) noexcept {
+  return type == NSInteger16AttributeType || type == NSInteger32AttributeType ||
+         type == NSBooleanAttributeType;
+}
 
 bool PathTranslator::join(RecordPlace& place) const {
   if (!place.table.empty()) return true;
@@ -149,6 +148,10 @@ bool PathTranslator::operandOf(TranslatedPath& path, SQLOperand& operand) const 
   operand.isJoined = path.place.canBeNull;
   operand.isIndexed = isIndexed(*path.place.entity, path.column->attribute);
   return true;
+}
+
+std::string PathTranslator::entityOf(TranslatedPath& path) const {
+  return join(path.place) ? path.place.table + "._entity" : std::string();
 }
 
 bool PathTranslator::operatorOf(TranslatedPath& path, SQLOperand& operand) {

@@ -27,6 +27,9 @@ struct TranslatedPath {
   SQLDepth depth;
 };
 
+/// Whether sums of the attribute's values, however many, are exact in SQL as they are in memory.
+bool isSummable(NSAttributeType type) noexcept;
+
 /// Follows key paths through the tables of a store: what leads to one record is joined, what leads
 /// to many is read by a SELECT of its own.
 class PathTranslator {
@@ -49,6 +52,9 @@ class PathTranslator {
 
   /// What a path to one leads to. Fails: as `follow`.
   bool operandOf(TranslatedPath& path, SQLOperand& operand) const;
+  /// What SQL calls the entity number of the record that a path to one leads to.
+  /// Returns: an empty text where SQLite takes no more tables.
+  std::string entityOf(TranslatedPath& path) const;
   /// What the operator at the end of a path to many gives. Fails: as `follow`.
   bool operatorOf(TranslatedPath& path, SQLOperand& operand);
 

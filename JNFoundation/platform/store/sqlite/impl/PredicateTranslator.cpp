@@ -363,4 +363,58 @@ std::optional<std::string> PredicateTranslator::order(const Ref<NSArray>& descri
   return sql + _paths.root().number;
 }
 
+// ---- Columns ------------------------------------------------------------------------------------
+
+std::optional<PredicateTranslator::Column> PredicateTranslator::column(const StoreColumn& wanted) {
+  using Kind = StoreColumn::Kind;
+  TranslatedPath path;
+  path.place = _paths.root();
+  SQLOperand operand;
+  if (!_paths.follow(wanted.path.steps(), path) || path.collection ||
+      !_paths.operandOf(path, operand)) {
+    return std::nullopt;
+  }
+  Column column;
+  column.sql = operand.sql;
+  if (!path.column) {
+    column.type = NSObjectIDAttributeType;
+    column.entity = path.place.entity;
+    if (wanted.kind == Kind::Value) column.entitySQL = _paths.entityOf(path);
+    if (wanted.kind == Kind::Value && column.entitySQL.empty()) return std::nullopt;
+  } else {
+    column.type = path.column->type;
+  }
+  const bool isOrdered = operand.kind == ValueKind::Number || operand.kind == ValueKind::Text ||
+                         operand.kind == ValueKind::Date;
+  switch (wanted.kind) {
+    case Kind::Value:
+      // Equal decimal numbers may be written in several ways, and data may stand for values.
+      if (column.type == NSTransformableAttributeType || column.type == NSDecimalAttributeType) {
+        return std::nullopt;
+      }
+      break;
+    case Kind::Count:
+      column.sql = "count(" + operand.sql + ")";
+      column.type = NSInteger64AttributeType;
+      break;
+    case Kind::Sum:
+      if (!path.column || !isSummable(column.type)) return std::nullopt;
+      column.sql = "ifnull(sum(" + operand.sql + "), 0)";
+      column.type = NSInteger64AttributeType;
+      break;
+    case Kind::Average:
+      if (!path.column || !isSummable(column.type)) return std::nullopt;
+      column.sql = "ifnull(CAST(sum(" + operand.sql + ") AS REAL) / nullif(count(" + operand.sql +
+                   "), 0), 0.0)";
+      column.type = NSDoubleAttributeType;
+      break;
+    case Kind::Minimum:
+    case Kind::Maximum:
+      if (!path.column || !isOrdered) return std::nullopt;
+      column.sql = (wanted.kind == Kind::Minimum ? "min(" : "max(") + operand.sql + ")";
+      break;
+  }
+  return column;
+}
+
 }  // namespace JNFoundation::impl

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include <JNFoundation/platform/store/NSPersistentStore.h>
 #include <JNFoundation/platform/store/sqlite/impl/PathTranslator.h>
 
 namespace JNFoundation::impl {
@@ -28,6 +29,18 @@ class PredicateTranslator {
 
   /// What to order by, ties by primary key. Returns: nothing if memory must sort.
   std::optional<std::string> order(const Ref<NSArray>& descriptors);
+
+  /// A value to read or to summarise of each record.
+  struct Column {
+    std::string sql;
+    /// NSObjectIDAttributeType for a record, of which `entitySQL` is the entity's number.
+    NSAttributeType type = NSUndefinedAttributeType;
+    std::string entitySQL;
+    /// An ancestor of that entity, or itself.
+    const NSEntityDescription* entity = nullptr;
+  };
+  /// Returns: nothing for what SQL reads or summarises in another way than memory does.
+  std::optional<Column> column(const StoreColumn& wanted);
 
   /// The tables that all of it reads: what stands behind FROM, and under which name the entity's
   /// own table stands there.

@@ -7,15 +7,21 @@
 #include <JNFoundation/platform/value/NSData.h>
 #include <JNFoundation/platform/value/NSDecimalNumber.h>
 #include <JNFoundation/platform/value/NSUUID.h>
+#include <JNFoundation/platform/value/RecurringTexts.h>
 
 namespace JNFoundation::impl {
 namespace {
 
 constexpr int firstColumn = 3;
 
+/// Results shorter than this do not look for texts that come again.
+constexpr std::size_t fewRows = 16;
+
 /// Reads a column that may hold a value of the type; the place is null so far. The column is looked
 /// up once: nobody else uses the connection meanwhile, so that its value may be asked directly.
-inline void readValue(sqlite3_stmt* row, int column, NSAttributeType type, Value& place) {
+/// Takes: the column's texts so far, or null.
+inline void readValue(sqlite3_stmt* row, int column, NSAttributeType type, RecurringTexts* texts,
+                      Value& place) {
   sqlite3_value* value = sqlite3_column_value(row, column);
   if (sqlite3_value_type(value) == SQLITE_NULL) return;
   const auto text = [&] {
@@ -42,7 +48,7 @@ inline void readValue(sqlite3_stmt* row, int column, NSAttributeType type, Value
       place = Value::dateWithTimeIntervalSince1970(sqlite3_value_double(value));
       break;
     case NSStringAttributeType:
-      place = Value(NSString::fromText(text()));
+      place = Value(texts ? texts->stringOf(text()) : NSString::fromText(text()));
       break;
     case NSBinaryDataAttributeType:
     case NSTransformableAttributeType: {
@@ -88,9 +94,20 @@ bool readReference(sqlite3_stmt* row, int column, const Schema::Column& referenc
 
 }  // namespace
 
+void readColumn(Statement& statement, int column, NSAttributeType type, Value& place) {
+  readValue(statement.handle(), column, type, nullptr, place);
+}
+
 RowShape::RowShape(const Schema& schema, const NSEntityDescription& entity,
-                   bool includesSubentities, std::string_view prefix)
+                   bool includesSubentities, std::string_view prefix,
+                   std::span<const Ref<NSString>> properties)
     : _schema(schema), _root(entity.layout().root()), _prefix(prefix) {
+  const auto isWanted = [&](const NSEntityDescription& member, const Schema::Column& column) {
+    const NSString& name = *member.layout()[column.attribute].name;
+    return properties.empty() ||
+           std::any_of(properties.begin(), properties.end(),
+                       [&](const Ref<NSString>& one) { return one->hasContentOf(name); });
+  };
   std::vector<const NSEntityDescription*> members{&entity};
   if (includesSubentities) {
     const auto family = entity.layout().family();
@@ -103,6 +120,7 @@ RowShape::RowShape(const Schema& schema, const NSEntityDescription& entity,
     const Schema::EntityMap& map = _schema.of(*member);
     _numbers += (_numbers.empty() ? "" : ", ") + std::to_string(map.number);
     for (const Schema::Column& column : map.columns) {
+      if (!isWanted(*member, column)) continue;
       if (std::find(_names.begin(), _names.end(), column.name) != _names.end()) continue;
       add(column.name);
       // Right behind it, where the reader looks for it.
@@ -123,8 +141,9 @@ const std::vector<int>& RowShape::positionsOf(const Schema::EntityMap& map) {
   }
   std::vector<int> positions;
   for (const Schema::Column& column : map.columns) {
-    const auto place = std::find(_names.begin(), _names.end(), column.name) - _names.begin();
-    positions.push_back(firstColumn + static_cast<int>(place));
+    const auto place = std::find(_names.begin(), _names.end(), column.name);
+    const bool isRead = place != _names.end();
+    positions.push_back(isRead ? firstColumn + static_cast<int>(place - _names.begin()) : -1);
   }
   return _positions.emplace_back(&map, std::move(positions)).second;
 }
@@ -134,6 +153,8 @@ bool RowShape::read(Statement& statement, NSPersistentStore& store, bool withVal
   sqlite3_stmt* row = statement.handle();
   const Schema::EntityMap* map = nullptr;
   const std::vector<int>* positions = nullptr;
+  std::vector<RecurringTexts> texts;
+  std::size_t rowCount = 0;
   Statement::Step step;
   while ((step = statement.step()) == Statement::Step::Row) {
     const std::int64_t number = sqlite3_column_int64(row, 2);
@@ -145,11 +166,15 @@ bool RowShape::read(Statement& statement, NSPersistentStore& store, bool withVal
     Value* places = receiver.beginRow(*map->entity, sqlite3_column_int64(row, 0),
                                       static_cast<std::uint32_t>(sqlite3_column_int64(row, 1)));
     if (!places || !positions) continue;
+    if (++rowCount == fewRows) texts.resize(firstColumn + _names.size());
     const Schema::Column* column = map->columns.data();
     for (const int position : *positions) {
       Value& place = places[column->attribute];
-      if (!column->destination) {
-        readValue(row, position, column->type, place);
+      if (position < 0) {
+        // Nobody wants it.
+      } else if (!column->destination) {
+        readValue(row, position, column->type,
+                  texts.empty() ? nullptr : &texts[static_cast<std::size_t>(position)], place);
       } else if (!readReference(row, position, *column, _schema, store, place)) {
         return false;
       }

@@ -314,9 +314,38 @@ bool SQLComparison::between(const SQLOperand& operand, const Value& bounds, std:
   return true;
 }
 
+/// Records of which there are many are one parameter together, however many there are.
+/// Returns: false, and has done nothing, for few of them, and for what is no collection.
+bool SQLComparison::inMany(const SQLOperand& operand, const Value& collection, std::string& sql) {
+  constexpr NSUInteger many = 50;
+  std::string numbers = "[";
+  bool withNull = false;
+  const auto addAll = [&](const auto& all) {
+    if (all.count() < many) return false;
+    for (const Value& marked : all) {
+      const Value member = withoutMarker(marked);
+      withNull = withNull || member.isNull();
+      const std::int64_t number = member.isNull() ? 0 : numberOf(member, *operand.entity);
+      if (number == 0) continue;
+      if (numbers.size() > 1) numbers += ',';
+      numbers += std::to_string(number);
+    }
+    return true;
+  };
+  const auto* array = as<NSArray>(collection);
+  const auto* set = as<NSSet>(collection);
+  const auto* ordered = as<NSOrderedSet>(collection);
+  if (array ? !addAll(*array) : set ? !addAll(*set) : !ordered || !addAll(*ordered)) return false;
+  const std::string list =
+      "SELECT value FROM json_each(" + parameter(NSString::fromText(numbers + "]")) + ")";
+  sql += isAmong(operand, list, withNull);
+  return true;
+}
+
 bool SQLComparison::in(const SQLOperand& operand, const Value& collection, std::string& sql) {
   std::vector<Value> members;
   const bool isRecord = operand.form == Form::Record;
+  if (isRecord && inMany(operand, collection, sql)) return true;
   if ((!isRecord && operand.kind == ValueKind::Other) || !appendMembers(collection, members)) {
     return false;
   }

@@ -80,6 +80,7 @@ class SQLComparison {
                      std::string& sql);
   bool between(const SQLOperand& operand, const Value& bounds, std::string& sql);
   bool in(const SQLOperand& operand, const Value& collection, std::string& sql);
+  bool inMany(const SQLOperand& operand, const Value& collection, std::string& sql);
   void textOperator(NSPredicateOperatorType type, NSComparisonPredicateOptions options,
                     const SQLOperand& operand, const Value& value, std::string& sql);
   void beginsWith(const SQLOperand& operand, std::string_view prefix, std::string& sql);

@@ -21,6 +21,11 @@ struct SQLiteConnection {
   Database database;
   ConnectionSettings settings;
   Schema schema;
+  /// What tells the model that the file is of from others.
+  std::string modelMark;
+  /// What the file was at when the mark was last held against it, 0 before the first time; see
+  /// Database::dataVersion.
+  unsigned knownDataVersion = 0;
   /// Whether a save's transaction is under way.
   bool saving = false;
   /// Why the file could not be opened again after a suspension.

@@ -1,0 +1,12 @@
+#include "JNFoundation/platform/store/NSBatchInsertResult.h"
+
+namespace JNFoundation {
+
+constinit const Class NSBatchInsertResult::classObject =
+    Class::of<NSBatchInsertResult>("NSBatchInsertResult");
+
+NSBatchInsertResult::NSBatchInsertResult(NSBatchInsertRequestResultType type, Value result)
+    : NSPersistentStoreResult(std::move(result)), _resultType(type) {}
+NSBatchInsertResult::~NSBatchInsertResult() = default;
+
+}  // namespace JNFoundation

@@ -1,0 +1,12 @@
+#include "JNFoundation/platform/store/NSBatchUpdateResult.h"
+
+namespace JNFoundation {
+
+constinit const Class NSBatchUpdateResult::classObject =
+    Class::of<NSBatchUpdateResult>("NSBatchUpdateResult");
+
+NSBatchUpdateResult::NSBatchUpdateResult(NSBatchUpdateRequestResultType type, Value result)
+    : NSPersistentStoreResult(std::move(result)), _resultType(type) {}
+NSBatchUpdateResult::~NSBatchUpdateResult() = default;
+
+}  // namespace JNFoundation

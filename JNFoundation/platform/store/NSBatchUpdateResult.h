@@ -1,0 +1,25 @@
+#pragma once
+
+#include <JNFoundation/platform/store/NSBatchUpdateRequest.h>
+#include <JNFoundation/platform/store/NSPersistentStoreResult.h>
+
+namespace JNFoundation {
+
+/// What an NSBatchUpdateRequest has come to.
+class NSBatchUpdateResult : public NSPersistentStoreResult {
+ public:
+  using Superclass = NSPersistentStoreResult;
+  static const Class classObject;
+  const Class& class_() const noexcept override { return classObject; }
+
+  NSBatchUpdateRequestResultType resultType() const noexcept { return _resultType; }
+
+ protected:
+  NSBatchUpdateResult(NSBatchUpdateRequestResultType type, Value result);
+  ~NSBatchUpdateResult() override;
+
+ private:
+  NSBatchUpdateRequestResultType _resultType;
+};
+
+}  // namespace JNFoundation

@@ -1,0 +1,15 @@
+#include "JNFoundation/platform/store/NSPersistentStoreRequest.h"
+
+namespace JNFoundation {
+
+constinit const Class NSPersistentStoreRequest::classObject =
+    Class::of<NSPersistentStoreRequest>("NSPersistentStoreRequest");
+
+NSPersistentStoreRequest::NSPersistentStoreRequest() = default;
+NSPersistentStoreRequest::~NSPersistentStoreRequest() = default;
+
+void NSPersistentStoreRequest::setAffectedStores(const Ref<NSArray>& stores) {
+  _affectedStores = stores ? NSArray::arrayWithArray(stores) : nullptr;
+}
+
+}  // namespace JNFoundation

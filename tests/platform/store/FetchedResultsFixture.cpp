@@ -1,0 +1,12 @@
+#include "tests/platform/store/FetchedResultsFixture.h"
+
+namespace JNFoundation {
+namespace {
+
+const ClassDeclaration<ListedItem> declaration = ClassDeclaration<ListedItem>()
+                                                     .factory()
+                                                     .operation("level", &ListedItem::level)
+                                                     .operation("wrong", &ListedItem::wrong);
+
+}  // namespace
+}  // namespace JNFoundation
