@@ -31,7 +31,8 @@ Ref<NSTimer> plv_scheduledTimerWithTimeIntervalRepeatsUserInfoBlock(
 // What these timers send to the class NSTimer when they fire.
 
 /// Calls the block of the PLVTimerFiredBlockWrapper that is the timer's user info. Does nothing for
-/// a timer with another, and for null. Requires: the wrapper's block is not null.
+/// a timer with another, and for null. Requires: the wrapper's block is not null; the process stops
+/// with a message otherwise.
 void plv_executeTimerFiredBlockForTimer(const Ref<NSTimer>& timer);
 /// The same for a PLVTimerFiredUserInfoBlockWrapper.
 void plv_executeTimerFiredUserInfoBlockForTimer(const Ref<NSTimer>& timer);

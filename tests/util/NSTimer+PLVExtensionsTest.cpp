@@ -211,5 +211,17 @@ TEST_F(TimerExtensionsDeathTest, ANullBlockIsRefused) {
                "must not be null");
 }
 
+TEST_F(TimerExtensionsDeathTest, AWrapperWithoutABlockIsRefusedWhenItsTimerFires) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto timerWith = [](const Value& wrapper, SEL selector) {
+    return NSTimer::timerWithTimeIntervalTargetSelectorUserInfoRepeats(1, NSTimer::classObject,
+                                                                       selector, wrapper, false);
+  };
+  EXPECT_DEATH(timerWith(PLVTimerFiredBlockWrapper::init(), firedSelector)->fire(),
+               "must not be null");
+  EXPECT_DEATH(timerWith(PLVTimerFiredUserInfoBlockWrapper::init(), firedUserInfoSelector)->fire(),
+               "must not be null");
+}
+
 }  // namespace
 }  // namespace JNFoundation
