@@ -1,10 +1,13 @@
 #include "JNFoundation/mapping/PLVDictionaryDataMap.h"
 
+#include <bit>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include <JNFoundation/mapping/NSManagedObjectContext+PLVAssociatedFilter.h>
+#include <JNFoundation/mapping/impl/MapDescriptor.h>
+#include <JNFoundation/mapping/impl/MappingReport.h>
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/Runtime.h>
 
@@ -21,10 +24,6 @@ const ClassDeclaration<PLVDictionaryDataMap> declaration =
         .property("dictionaryMaps", &PLVDictionaryDataMap::dictionaryMaps)
         .property("entityName", &PLVDictionaryDataMap::entityName)
         .operation("filterNames", &PLVDictionaryDataMap::filterNames);
-
-bool isRuleKey(std::string_view key) {
-  return key.size() >= 2 && (key.front() == '$' || key.front() == '%');
-}
 
 /// A descriptor taken apart: one node for each map that it asks for, the first for the map itself.
 /// A key may name levels without end, so nothing here recurses or copies the rest of a key per
@@ -66,18 +65,19 @@ class Rules {
  private:
   void add(std::string_view key, const Value& value) {
     std::size_t node = 0;
-    while (isRuleKey(key)) {
-      const std::string_view name = key.substr(1);
-      if (key.front() == '$') {
-        _nodes[node].destinations->setObjectForKey(value, Value(name));
+    while (const auto step = impl::RuleStep::firstOf(key)) {
+      if (!step->isNested) {
+        _nodes[node].destinations->setObjectForKey(value, inputKeyOf(step->inputKey));
         return;
       }
-      const std::size_t dot = name.find('.');
-      node = nestedNode(node, Value(name.substr(0, dot)));
-      if (dot == std::string_view::npos) return;
-      key = name.substr(dot + 1);
+      node = nestedNode(node, inputKeyOf(step->inputKey));
+      if (!step->rest) return;
+      key = *step->rest;
     }
   }
+
+  /// Keys of input are interned, since those of what is read are then the very same strings.
+  static Value inputKeyOf(std::string_view name) { return NSString::interned(name); }
 
   std::size_t nestedNode(std::size_t node, const Value& inputKey) {
     if (const Value* known = _nodes[node].nested->find(inputKey)) {
@@ -113,14 +113,71 @@ const Map& mapIn(const Value& entry, const char* selector) {
   return *map;
 }
 
-/// One dictionary of a record on its way through its map.
-struct Walk {
-  Walk(const PLVDictionaryDataMap& map, const Ref<NSDictionary>& record)
-      : map(&map), record(record), place(record->begin()) {}
+/// A record on its way through its map and the nested ones.
+class Walk final : public impl::MappingPath {
+ public:
+  Walk(const PLVDictionaryDataMap& map, const Ref<NSDictionary>& record,
+       const MappingObserver& observer)
+      : _observer(observer), _level(map, record) {}
 
-  Ref<const PLVDictionaryDataMap> map;
-  Ref<NSDictionary> record;
-  NSDictionary::Iterator place;
+  /// Goes to the next entry, of an outer dictionary after the last of an inner one. Returns:
+  /// whether there is one. Fails: raises NSGenericException for a record changed meanwhile.
+  bool next() {
+    while (!(_level.place != _level.record->end())) {
+      if (_outer.empty()) return false;
+      _level = std::move(_outer.back());
+      _outer.pop_back();
+    }
+    _level.takeEntry();
+    return true;
+  }
+
+  const PLVDictionaryDataMap& map() const { return *_level.map; }
+  /// Until the next step.
+  const NSDictionary::Entry& entry() const { return _level.entry(); }
+  const MappingObserver& observer() const { return _observer; }
+
+  /// Goes on with the entries of the entry's value, a dictionary.
+  void enter(const PLVDictionaryDataMap& map) {
+    Level inner(map, as<NSDictionary>(Value(entry().value)));
+    _outer.push_back(std::move(_level));
+    _level = std::move(inner);
+  }
+
+  Ref<NSArray> keys() const override {
+    Ref<NSMutableArray> keys = NSMutableArray::array();
+    for (const Level& level : _outer) keys->addObject(level.entry().key);
+    keys->addObject(_level.entry().key);
+    return keys;
+  }
+
+ private:
+  struct Level {
+    Level(const PLVDictionaryDataMap& map, const Ref<NSDictionary>& record)
+        : map(&map),
+          record(record),
+          isMutable(isKindOf<NSMutableDictionary>(*record)),
+          place(record->begin()) {}
+
+    /// What may be changed while its entry is mapped must not take it away.
+    void takeEntry() {
+      standing = &place.entry();
+      if (isMutable) copied = *standing;
+      ++place;
+    }
+    const NSDictionary::Entry& entry() const { return isMutable ? copied : *standing; }
+
+    Ref<const PLVDictionaryDataMap> map;
+    Ref<NSDictionary> record;
+    bool isMutable;
+    NSDictionary::Iterator place;
+    const NSDictionary::Entry* standing = nullptr;
+    NSDictionary::Entry copied{};
+  };
+
+  const MappingObserver _observer;
+  Level _level;
+  std::vector<Level> _outer;
 };
 
 }  // namespace
@@ -130,7 +187,51 @@ PLVDictionaryDataMap::PLVDictionaryDataMap(const Ref<NSString>& entityName,
                                            const Ref<NSDictionary>& dictionaryMaps)
     : _scalarMaps(NSDictionary::dictionaryWithDictionary(scalarMaps)),
       _dictionaryMaps(NSDictionary::dictionaryWithDictionary(dictionaryMaps)),
-      _entityName(entityName) {}
+      _entityName(entityName) {
+  buildIndex();
+}
+
+void PLVDictionaryDataMap::buildIndex() {
+  // With room to spare, so that most keys stand where they belong.
+  _index.resize(std::bit_ceil((_scalarMaps->count() + _dictionaryMaps->count()) * 2 + 1));
+  _mask = _index.size() - 1;
+  for (const NSDictionary* maps : {_scalarMaps.get(), _dictionaryMaps.get()}) {
+    for (const auto& [key, map] : *maps) {
+      const NSString* text = as<NSString>(key);
+      if (!text) continue;
+      // Whoever filled the dictionaries may have put something else in.
+      const Value* scalar = _scalarMaps->find(*text);
+      const Value* nested = _dictionaryMaps->find(*text);
+      if (scalar && !isKindOf<PLVScalarDataMap>(*scalar)) continue;
+      if (nested && !isKindOf<PLVDictionaryDataMap>(*nested)) continue;
+      std::size_t place = text->contentHash() & _mask;
+      while (_index[place].key) place = (place + 1) & _mask;
+      _index[place] = {text,
+                       {scalar ? as<PLVScalarDataMap>(*scalar) : nullptr,
+                        nested ? as<PLVDictionaryDataMap>(*nested) : nullptr}};
+    }
+  }
+}
+
+PLVDictionaryDataMap::KeyMaps PLVDictionaryDataMap::mapsFor(
+    const NSDictionary::Entry& entry) const {
+  for (std::size_t place = entry.hash & _mask; _index[place].key; place = (place + 1) & _mask) {
+    if (_index[place].key == entry.key.object()) return _index[place].maps;
+  }
+  return mapsInDictionariesFor(entry);
+}
+
+PLVDictionaryDataMap::KeyMaps PLVDictionaryDataMap::mapsInDictionariesFor(
+    const NSDictionary::Entry& entry) const {
+  if (isKindOf<NSDictionary>(entry.value)) {
+    if (const Value* nested = _dictionaryMaps->find(entry.key)) {
+      return {nullptr, &mapIn<PLVDictionaryDataMap>(*nested, "mapDictionary:toObject:filter:")};
+    }
+  }
+  const Value* scalar = _scalarMaps->find(entry.key);
+  if (!scalar) return {};
+  return {&mapIn<PLVScalarDataMap>(*scalar, "mapValue:toObject:filter:"), nullptr};
+}
 
 Ref<PLVDictionaryDataMap> PLVDictionaryDataMap::initWithEntityNameScalarMapsDictionaryMaps(
     const Ref<NSString>& entityName, const Ref<NSDictionary>& scalarMaps,
@@ -140,20 +241,9 @@ Ref<PLVDictionaryDataMap> PLVDictionaryDataMap::initWithEntityNameScalarMapsDict
 
 Ref<NSMutableDictionary> PLVDictionaryDataMap::automaticMapDescriptorForEntity(
     const Ref<NSEntityDescription>& entity) {
-  // The entity and its ancestors, to be walked from the root down.
-  std::vector<Ref<NSEntityDescription>> line;
-  for (Ref<NSEntityDescription> e = entity; e; e = e->superentity()) line.push_back(e);
   Ref<NSMutableDictionary> descriptor = NSMutableDictionary::dictionary();
-  Ref<NSSet> inherited = NSSet::set();
-  for (auto e = line.rbegin(); e != line.rend(); ++e) {
-    const Ref<NSArray> attributes = (*e)->attributesByName()->allValues();
-    for (const Value& attribute : *attributes) {
-      if (inherited->containsObject(attribute)) continue;
-      const Ref<NSString>& name = as<NSAttributeDescription>(attribute)->name();
-      descriptor->setObjectForKey(name, NSString::stringWithFormat("$%@", name));
-    }
-    descriptor->addEntriesFromDictionary((*e)->userInfo());
-    inherited = NSSet::setWithArray(attributes);
+  for (const impl::DescriptorEntry& entry : impl::automaticDescriptorEntries(entity)) {
+    descriptor->setObjectForKey(entry.value, entry.key);
   }
   return descriptor;
 }
@@ -195,31 +285,40 @@ void PLVDictionaryDataMap::mapDictionaryToObject(const Ref<NSDictionary>& record
 void PLVDictionaryDataMap::mapDictionaryToObjectFilter(const Ref<NSDictionary>& record,
                                                        const Ref<NSManagedObject>& object,
                                                        const Ref<PLVDataMapFilter>& filter) const {
+  mapDictionaryToObjectFilterObserver(record, object, filter,
+                                      object ? impl::mappingObserverOf(*object) : nullptr);
+}
+
+void PLVDictionaryDataMap::mapDictionaryToObjectFilterObserver(const Ref<NSDictionary>& record,
+                                                               const Ref<NSManagedObject>& object,
+                                                               const Ref<PLVDataMapFilter>& filter,
+                                                               const MappingObserver& observer,
+                                                               MappingWrites writes) const {
   if (!record || !object) return;
-  // Filters and messages are an application's code, which may let go of whatever it gave us.
+  // Filters, messages and observers are an application's code, which may let go of whatever it
+  // gave us.
   const Ref<NSManagedObject> target(object.get());
   const Ref<PLVDataMapFilter> filterInUse(filter.get());
-  Walk walk(*this, record);
-  std::vector<Walk> outer;
-  while (true) {
-    // A record that was changed meanwhile raises here.
-    if (!(walk.place != walk.record->end())) {
-      if (outer.empty()) return;
-      walk = std::move(outer.back());
-      outer.pop_back();
+  Walk walk(*this, record, observer);
+  while (walk.next()) {
+    const NSDictionary::Entry& entry = walk.entry();
+    const auto [map, nested] = walk.map().mapsFor(entry);
+    if (nested && isKindOf<NSDictionary>(entry.value)) {
+      walk.enter(*nested);
       continue;
     }
-    const NSDictionary::Pair pair = *walk.place;
-    ++walk.place;
-    const auto* dictionary = as<NSDictionary>(pair.value);
-    if (const Value* entry = dictionary ? walk.map->_dictionaryMaps->find(pair.key) : nullptr) {
-      const auto& nested = mapIn<PLVDictionaryDataMap>(*entry, "mapDictionary:toObject:filter:");
-      Walk inner(nested, as<NSDictionary>(Value(pair.value)));
-      outer.push_back(std::move(walk));
-      walk = std::move(inner);
-    } else if (const Value* scalar = walk.map->_scalarMaps->find(pair.key)) {
-      mapIn<PLVScalarDataMap>(*scalar, "mapValue:toObject:filter:")
-          .mapValueToObjectFilter(pair.value, target, filterInUse);
+    if (walk.observer()) {
+      impl::MappingReport report(walk.observer(), entry.value, target, &walk);
+      if (map) {
+        map->mapReporting(entry.value, target, filterInUse, writes, report);
+      } else {
+        const bool isForDictionary = walk.map()._dictionaryMaps->find(entry.key) != nullptr;
+        report.setIgnored(_entityName, isForDictionary ? MappingEvent::Reason::NotADictionary
+                                                       : MappingEvent::Reason::NoRule);
+        report.tell();
+      }
+    } else if (map) {
+      map->mapUnobserved(entry.value, target, filterInUse, writes);
     }
   }
 }

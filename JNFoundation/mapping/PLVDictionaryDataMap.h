@@ -1,5 +1,8 @@
 #pragma once
 
+#include <vector>
+
+#include <JNFoundation/mapping/MappingObserver.h>
 #include <JNFoundation/mapping/PLVScalarDataMap.h>
 #include <JNFoundation/platform/store/NSEntityDescription.h>
 #include <JNFoundation/platform/store/NSManagedObject.h>
@@ -51,6 +54,13 @@ class PLVDictionaryDataMap : public NSObject {
   void mapDictionaryToObjectFilter(const Ref<NSDictionary>& record,
                                    const Ref<NSManagedObject>& object,
                                    const Ref<PLVDataMapFilter>& filter) const;
+  /// The same, observed by this observer instead of that of the object's context; null observes
+  /// nothing. What a message maps in its turn is not this mapping.
+  void mapDictionaryToObjectFilterObserver(const Ref<NSDictionary>& record,
+                                           const Ref<NSManagedObject>& object,
+                                           const Ref<PLVDataMapFilter>& filter,
+                                           const MappingObserver& observer,
+                                           MappingWrites writes = MappingWrites::Every) const;
 
   /// The names of all filters that this map and the nested ones use; a new set.
   Ref<NSMutableSet> filterNames() const;
@@ -93,9 +103,29 @@ class PLVDictionaryDataMap : public NSObject {
   static Parts partsOf(const Ref<NSEntityDescription>& entity, const Ref<NSDictionary>& descriptor);
 
  private:
+  /// The maps for an input key; either may be null.
+  struct KeyMaps {
+    const PLVScalarDataMap* scalar = nullptr;
+    const PLVDictionaryDataMap* nested = nullptr;
+  };
+  struct IndexEntry {
+    const NSString* key = nullptr;
+    KeyMaps maps;
+  };
+
+  void buildIndex();
+  /// The maps for an entry of a record, both or the one that its value goes to.
+  /// Fails: raises NSInvalidArgumentException where what it goes to is no map.
+  KeyMaps mapsFor(const NSDictionary::Entry& entry) const;
+  KeyMaps mapsInDictionariesFor(const NSDictionary::Entry& entry) const;
+
   Ref<NSDictionary> _scalarMaps;
   Ref<NSDictionary> _dictionaryMaps;
   Ref<NSString> _entityName;
+  /// The keys that are strings, by open addressing; the size is a power of two. Finds the very
+  /// strings that the dictionaries above have, as most keys are.
+  std::vector<IndexEntry> _index;
+  std::size_t _mask = 0;
 };
 
 }  // namespace JNFoundation

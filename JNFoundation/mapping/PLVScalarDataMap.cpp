@@ -1,13 +1,14 @@
 #include "JNFoundation/mapping/PLVScalarDataMap.h"
 
-#include <cmath>
-
 #include <JNFoundation/mapping/NSDictionary+Extensions.h>
 #include <JNFoundation/mapping/NSManagedObjectContext+PLVAssociatedFilter.h>
+#include <JNFoundation/mapping/impl/MapDestination.h>
+#include <JNFoundation/mapping/impl/MappingReport.h>
 #include <JNFoundation/platform/dispatch/NSLog.h>
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/NSDate.h>
 #include <JNFoundation/platform/value/NSDictionary.h>
+#include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/Runtime.h>
 
 namespace JNFoundation {
@@ -20,36 +21,23 @@ namespace {
 const ClassDeclaration<PLVScalarDataMap> declaration =
     ClassDeclaration<PLVScalarDataMap>().property("filterName", &PLVScalarDataMap::filterName);
 
-bool isAcceptedType(NSUInteger type) {
-  switch (type) {
+/// Whether an attribute of the type takes the value as it is.
+bool isOfType(const Value& value, NSUInteger attributeType) noexcept {
+  switch (attributeType) {
     case NSInteger16AttributeType:
     case NSInteger32AttributeType:
     case NSInteger64AttributeType:
     case NSDoubleAttributeType:
     case NSFloatAttributeType:
-    case NSStringAttributeType:
     case NSBooleanAttributeType:
+      return value.isNumber();
+    case NSStringAttributeType:
+      return value.isString();
     case NSDateAttributeType:
-      return true;
+      return value.isDate();
     default:
       return false;
   }
-}
-
-/// Why the message cannot carry a value to objects of the entity. Returns: null if it can.
-const char* objectionTo(SEL selector, const Class* cls) {
-  const Method* method = class_getInstanceMethod(cls, selector);
-  if (!method) return "Class for entity %@ does not implement selector %@";
-  if (method->numberOfArguments() != 3) {
-    return "Method for entity %@ with selector %@ does not take a single argument";
-  }
-  if (method->argumentType(2) != '@') {
-    return "Method for entity %@ with selector %@ does not take a single argument of type 'id'";
-  }
-  if (method->returnType() != '@' && method->returnType() != 'v') {
-    return "Method for entity %@ with selector %@ does not return either void or id";
-  }
-  return nullptr;
 }
 
 /// A double without its fraction, as the nearest integer number there is.
@@ -92,39 +80,16 @@ Ref<PLVScalarDataMap> PLVScalarDataMap::newMapWithDestinationForEntity(
           message);
     return nullptr;
   };
+  const impl::MapDestination parts = impl::MapDestination::of(destination, entity);
+  if (!parts.makesMap()) return fail(parts.objection);
   const Ref<NSString> entityName = entity ? entity->name() : nullptr;
-  std::string_view rest = destination ? destination->utf8() : std::string_view();
-  Ref<NSString> filter;
-  if (const std::size_t bar = rest.find('|'); bar != std::string_view::npos) {
-    filter = NSString::fromText(rest.substr(0, bar));
-    rest.remove_prefix(bar + 1);
-  }
-  const Ref<NSString> name = destination ? NSString::fromText(rest) : nullptr;
-  if (rest.size() >= 2 && rest.back() == ':') {
-    // What nobody has declared names no selector yet, and a bad rule does not make it one.
-    const SEL selector = SEL::ifKnown(rest);
-    const Class* cls =
-        entity ? NSClassFromString(entity->managedObjectClassName()->utf8()) : nullptr;
-    if (const char* objection = objectionTo(selector, cls)) {
-      return fail(NSString::stringWithFormat(objection, entityName, name));
-    }
-    const bool returnsVoid = class_getInstanceMethod(cls, selector)->returnType() == 'v';
-    return initWithEntityNameFilterSelectorSelectorReturnsVoid(entityName, filter, selector,
-                                                               returnsVoid);
-  }
-  const auto attribute = as<NSAttributeDescription>(
-      entity ? entity->attributesByName()->objectForKey(Value(name)) : Value());
-  if (!attribute) {
-    return fail(
-        NSString::stringWithFormat("Undefined attribute '%@' for entity '%@'", name, entityName));
-  }
-  const NSUInteger type = attribute->attributeType();
-  if (!isAcceptedType(type)) {
-    return fail(NSString::stringWithFormat("Unknown type %lu for %@.%@", type, entityName, name));
+  if (parts.namesMessage()) {
+    return initWithEntityNameFilterSelectorSelectorReturnsVoid(entityName, parts.filter,
+                                                               parts.selector, parts.returnsVoid);
   }
   // The attribute's own name is the interned one, which the object finds fastest.
-  return initWithEntityNameFilterAttributeNameAttributeType(entityName, filter, attribute->name(),
-                                                            type);
+  return initWithEntityNameFilterAttributeNameAttributeType(
+      entityName, parts.filter, parts.attribute->name(), parts.attribute->attributeType());
 }
 
 void PLVScalarDataMap::mapValueToObject(const Value& value,
@@ -139,22 +104,89 @@ void PLVScalarDataMap::mapValueToObjectFilter(const Value& value,
   if (!object) return;
   // A filter is an application's code, which may let go of the object that it gave us.
   const Ref<NSManagedObject> target(object.get());
-  Value filtered;
-  const Value* input = value.isNSNull() ? &filtered : &value;
-  if (_filterName) {
-    if (filter) filtered = filter->valueFilteredBy(*input, _filterName);
-    input = &filtered;
-  }
-  if (_mapType == MapType::Selector) {
-    performSelector(Value(target), _destinationSelector, *input);
-  } else if (input->isNull()) {
-    target->setValueForKey(nullptr, _destination);
+  if (const MappingObserver observer = impl::mappingObserverOf(*target)) {
+    // So it may of the value, which the event shows when all is done.
+    const Value kept = value;  // NOLINT(performance-unnecessary-copy-initialization)
+    impl::MappingReport report(observer, kept, target, nullptr);
+    mapReporting(kept, target, filter, MappingWrites::Every, report);
   } else {
-    setConverted(*input, *target);
+    mapUnobserved(value, target, filter, MappingWrites::Every);
   }
 }
 
-void PLVScalarDataMap::setConverted(const Value& value, NSManagedObject& object) const {
+void PLVScalarDataMap::mapUnobserved(const Value& value, const Ref<NSManagedObject>& object,
+                                     const Ref<PLVDataMapFilter>& filter,
+                                     MappingWrites writes) const {
+  const Value* input = &value;
+  Value filtered;
+  if (_filterName) {
+    if (filter) filtered = filter->valueFilteredBy(value.isNSNull() ? Value() : value, _filterName);
+    input = &filtered;
+  } else if (value.isNSNull()) {
+    input = &filtered;
+  }
+  impl::Unreported nobody;
+  apply(*input, *object, writes, nobody);
+}
+
+void PLVScalarDataMap::mapReporting(const Value& value, const Ref<NSManagedObject>& object,
+                                    const Ref<PLVDataMapFilter>& filter, MappingWrites writes,
+                                    impl::MappingReport& report) const {
+  using Reason = MappingEvent::Reason;
+  const bool isMessage = _mapType == MapType::Selector;
+  report.setRule(_entityName,
+                 isMessage ? NSString::interned(_destinationSelector.name()) : _destination,
+                 _attributeType, _filterName);
+  Value input = value.isNSNull() ? Value() : value;
+  Reason whyNull = Reason::NullValue;
+  try {
+    if (_filterName) {
+      if (!filter) {
+        whyNull = Reason::NoFilter;
+      } else if (!filter->filterActions() ||
+                 filter->filterActions()->objectForKey(_filterName).isNull()) {
+        whyNull = Reason::UnknownFilter;
+      } else if (!input.isNull()) {
+        whyNull = Reason::FilteredToNull;
+      }
+      input = filter ? filter->valueFilteredBy(input, _filterName) : Value();
+    }
+    report.filtered(input, whyNull);
+    apply(input, *object, writes, report);
+  } catch (const Raised& raised) {
+    report.refused(Reason::Raised, raised.exception()->description());
+    report.tell();
+    throw;
+  }
+  report.tell();
+}
+
+template <class Report>
+void PLVScalarDataMap::apply(const Value& input, NSManagedObject& object, MappingWrites writes,
+                             Report& report) const {
+  if (_mapType == MapType::Selector) {
+    performSelector(Value(&object), _destinationSelector, input);
+    report.sent(input);
+  } else if (input.isNull()) {
+    set(nullptr, object, writes);
+    report.stored(nullptr, Report::Conversion::None);
+  } else if (isOfType(input, _attributeType)) {
+    set(input, object, writes);
+    report.stored(input, Report::Conversion::None);
+  } else {
+    setConverted(input, object, writes, report);
+  }
+}
+
+template <class Report>
+void PLVScalarDataMap::setConverted(const Value& value, NSManagedObject& object,
+                                    MappingWrites writes, Report& report) const {
+  using Conversion = typename Report::Conversion;
+  using Reason = typename Report::Reason;
+  const auto store = [&](const Value& converted, Conversion conversion) {
+    set(converted, object, writes);
+    report.stored(converted, conversion);
+  };
   const bool isText = value.isString();
   switch (_attributeType) {
     case NSInteger16AttributeType:
@@ -163,35 +195,46 @@ void PLVScalarDataMap::setConverted(const Value& value, NSManagedObject& object)
     case NSDoubleAttributeType:
     case NSFloatAttributeType:
     case NSBooleanAttributeType:
-      if (value.isNumber()) return object.setValueForKey(value, _destination);
-      if (isText)
-        return object.setValueForKey(numberForInputString(as<NSString>(value)), _destination);
-      return refuse(value, "number");
-    case NSStringAttributeType:
-      if (isText) return object.setValueForKey(value, _destination);
-      if (value.isNumber()) return object.setValueForKey(value.stringValue(), _destination);
-      return refuse(value, "string");
-    case NSDateAttributeType:
-      if (value.isDate()) return object.setValueForKey(value, _destination);
       if (isText) {
-        return object.setValueForKey(parseRFC3339DateTimeString(as<NSString>(value)), _destination);
+        return store(numberForInputString(as<NSString>(value)), Conversion::NumberFromText);
+      }
+      return report.refused(Reason::WrongKind, refuse(value, "number"));
+    case NSStringAttributeType:
+      if (value.isNumber()) return store(value.stringValue(), Conversion::TextFromNumber);
+      return report.refused(Reason::WrongKind, refuse(value, "string"));
+    case NSDateAttributeType:
+      if (isText) {
+        return store(parseRFC3339DateTimeString(as<NSString>(value)), Conversion::DateFromText);
       }
       if (value.isNumber()) {
-        return object.setValueForKey(
-            NSDate::dateWithTimeIntervalSince1970(value.doubleValue() / 1000.0), _destination);
+        return store(NSDate::dateWithTimeIntervalSince1970(value.doubleValue() / 1000.0),
+                     Conversion::DateFromNumber);
       }
-      return refuse(value, "date");
-    default:
-      NSLog(
-          "%s(%p) %@", "-[PLVScalarDataMap mapValue:toObject:filter:]", this,
-          NSString::stringWithFormat("Unexpected type to map to %@.%@", _entityName, _destination));
+      return report.refused(Reason::WrongKind, refuse(value, "date"));
+    default: {
+      const Ref<NSString> message =
+          NSString::stringWithFormat("Unexpected type to map to %@.%@", _entityName, _destination);
+      NSLog("%s(%p) %@", "-[PLVScalarDataMap mapValue:toObject:filter:]", this, message);
+      return report.refused(Reason::UnsupportedType, message);
+    }
   }
 }
 
-void PLVScalarDataMap::refuse(const Value& value, const char* wanted) const {
-  NSLog("%s(%p) %@", "-[PLVScalarDataMap mapValue:toObject:filter:]", this,
-        NSString::stringWithFormat("unparsable value class %s when mapping %s to %@.%@",
-                                   value.class_()->name(), wanted, _entityName, _destination));
+bool PLVScalarDataMap::isPresent(const Value& value, const NSManagedObject& object) const {
+  const Value present = object.valueForKey(_destination);
+  // A float attribute keeps what is left of a number.
+  const bool isFloat = _attributeType == NSFloatAttributeType;
+  return isFloat && present.isNumber() && value.isNumber()
+             ? present.floatValue() == value.floatValue()
+             : present == value;
+}
+
+Ref<NSString> PLVScalarDataMap::refuse(const Value& value, const char* wanted) const {
+  Ref<NSString> message =
+      NSString::stringWithFormat("unparsable value class %s when mapping %s to %@.%@",
+                                 value.class_()->name(), wanted, _entityName, _destination);
+  NSLog("%s(%p) %@", "-[PLVScalarDataMap mapValue:toObject:filter:]", this, message);
+  return message;
 }
 
 Value PLVScalarDataMap::numberForInputString(const Ref<NSString>& text) const {

@@ -10,6 +10,18 @@ namespace JNFoundation {
 
 class PLVDataMapFilter;
 
+namespace impl {
+class MappingReport;
+}
+
+/// Which values a mapping sets.
+enum class MappingWrites {
+  Every,
+  /// Those that differ from what the attribute holds, so that a record that changes nothing leaves
+  /// the object without changes. An observer is told of all of them alike.
+  Changes,
+};
+
 /// Copies one value of a decoded record onto one managed object: into an attribute, converted to
 /// the attribute's type, or as the argument of a message.
 ///
@@ -50,7 +62,8 @@ class PLVScalarDataMap : public NSObject {
   /// Passes the value through the filter if the map names one (without that filter, or without that
   /// action, it becomes null), then sends the message, or converts the value and sets the
   /// attribute. Null and the null marker clear the attribute; so does text that is no date. A value
-  /// of a kind that the attribute cannot take leaves it as it was.
+  /// of a kind that the attribute cannot take leaves it as it was. The observer of the object's
+  /// context, if any, is told (see MappingObserver.h).
   void mapValueToObjectFilter(const Value& value, const Ref<NSManagedObject>& object,
                               const Ref<PLVDataMapFilter>& filter) const;
 
@@ -65,12 +78,42 @@ class PLVScalarDataMap : public NSObject {
   /// Null where the map has no filter.
   const Ref<NSString>& filterName() const noexcept { return _filterName; }
 
+  // What the map was made of; for tools that explain it and for exports.
+  MapType mapType() const noexcept { return _mapType; }
+  /// The attribute's name. Null for a message.
+  const Ref<NSString>& destination() const noexcept { return _destination; }
+  /// 0 for a message.
+  NSUInteger attributeType() const noexcept { return _attributeType; }
+  /// The null selector for an attribute.
+  SEL destinationSelector() const noexcept { return _destinationSelector; }
+
  protected:
   PLVScalarDataMap(const Ref<NSString>& entityName, const Ref<NSString>& filter, MapType mapType);
 
  private:
-  void setConverted(const Value& value, NSManagedObject& object) const;
-  void refuse(const Value& value, const char* wanted) const;
+  friend class PLVDictionaryDataMap;
+
+  /// Maps without a look for an observer.
+  void mapUnobserved(const Value& value, const Ref<NSManagedObject>& object,
+                     const Ref<PLVDataMapFilter>& filter, MappingWrites writes) const;
+  /// The same, and tells the report. What is raised is told as well, and comes through.
+  void mapReporting(const Value& value, const Ref<NSManagedObject>& object,
+                    const Ref<PLVDataMapFilter>& filter, MappingWrites writes,
+                    impl::MappingReport& report) const;
+
+  template <class Report>
+  void apply(const Value& input, NSManagedObject& object, MappingWrites writes,
+             Report& report) const;
+  template <class Report>
+  void setConverted(const Value& value, NSManagedObject& object, MappingWrites writes,
+                    Report& report) const;
+  void set(const Value& value, NSManagedObject& object, MappingWrites writes) const {
+    if (writes == MappingWrites::Changes && isPresent(value, object)) return;
+    object.setValueForKey(value, _destination);
+  }
+  /// Whether the object has the value already.
+  bool isPresent(const Value& value, const NSManagedObject& object) const;
+  Ref<NSString> refuse(const Value& value, const char* wanted) const;
 
   MapType _mapType;
   NSUInteger _attributeType = 0;

@@ -124,7 +124,8 @@ TEST_F(MappingAgainstModel, RandomRulesMapRandomRecordsAsTheyAreTold) {
   attachFilter();
   const auto person = insertPerson();
   std::size_t total = 0;
-  for (int round = 0; round < JNFoundation::testing::rounds(400, 100'000); ++round) {
+  const int rounds = JNFoundation::testing::rounds(400, 100'000);
+  for (int round = 0; round < rounds; ++round) {
     std::map<std::string, std::string> rules;
     for (std::uint64_t count = randomness.below(40); count > 0; --count) {
       rules[randomKey()] = randomDestination();
@@ -154,7 +155,7 @@ TEST_F(MappingAgainstModel, RandomRulesMapRandomRecordsAsTheyAreTold) {
       total += arrived.size();
     }
   }
-  EXPECT_GT(total, 1'000u) << "rules and records met";
+  EXPECT_GT(total, static_cast<std::size_t>(rounds) * 2) << "rules and records hardly met";
 }
 
 }  // namespace

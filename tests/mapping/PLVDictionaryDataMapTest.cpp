@@ -280,6 +280,42 @@ TEST_F(PLVDictionaryDataMapTest, ARecordThatIsChangedUnderWayEndsTheWalk) {
   EXPECT_THROW(mapOf({{"$a", "sabotage|string"}})
                    ->mapDictionaryToObjectFilter(filter->record, person, filter),
                Raised);
+  EXPECT_EQ(person->valueForKey("string"), "1") << "what was under way has been mapped";
+}
+
+TEST_F(PLVDictionaryDataMapTest, WhatIsMappedOutlivesARecordThatLosesItUnderWay) {
+  class Emptier : public Subclass<Emptier, PLVDataMapFilter> {
+   public:
+    Value empty(const Value& value) {
+      record->removeAllObjects();
+      return value;
+    }
+    Ref<NSMutableDictionary> record;
+
+   protected:
+    using Subclass::Subclass;
+  };
+  static const ClassDeclaration<Emptier> declaration =
+      ClassDeclaration<Emptier>().operation("empty:", &Emptier::empty);
+  const auto filter = Emptier::init();
+  filter->setActionForFilter("empty:", "empty");
+  const std::string text(100, 'x');
+  filter->record = NSMutableDictionary::dictionaryWithEntries({{"a", text}});
+  const auto person = insertPerson();
+  const auto record = dictionary({{"inner", filter->record}, {"last", 1}});
+  std::vector<std::string> keys;
+  const auto map = mapOf({{"%inner.$a", "empty|string"}, {"$last", "integer32"}});
+  EXPECT_THROW(
+      map->mapDictionaryToObjectFilterObserver(record, person, filter,
+                                               [&](const MappingEvent& event) {
+                                                 for (const Value& key : event.path()) {
+                                                   keys.push_back(as<NSString>(key)->toStdString());
+                                                 }
+                                                 EXPECT_EQ(event.value(), text);
+                                               }),
+      Raised);
+  EXPECT_EQ(keys, (std::vector<std::string>{"inner", "a"}));
+  EXPECT_EQ(person->valueForKey("string"), text);
 }
 
 // ---- What nests without end
@@ -412,6 +448,36 @@ TEST_F(PLVDictionaryDataMapTest, KeysOfTheRecordThatAreNoTextAreIgnored) {
   EXPECT_TRUE(log.empty());
 }
 
+TEST_F(PLVDictionaryDataMapTest, AKeyIsFoundByItsTextWhetherOrNotItIsTheMapsOwnString) {
+  const auto map = mapOf({{"$id", "integer64"}, {"%meta.$name", "string"}, {"$meta", "integer32"}});
+  const auto ownKey = [](const Ref<NSDictionary>& maps, const char* text) {
+    const Ref<NSArray> keys = maps->allKeys();
+    return keys->objectAtIndex(keys->indexOfObject(text));
+  };
+  const auto inner = as<PLVDictionaryDataMap>(map->dictionaryMaps()->objectForKey("meta"));
+  const Value own[] = {ownKey(map->scalarMaps(), "id"), ownKey(map->dictionaryMaps(), "meta"),
+                       ownKey(inner->scalarMaps(), "name"), ownKey(map->scalarMaps(), "meta")};
+  const Value others[] = {"id", "meta", "name", "meta"};
+  ASSERT_NE(own[0].object(), others[0].object());
+  for (const Value* keys : {own, others}) {
+    const auto person =
+        mapped(map, dictionary({{keys[0], 7}, {keys[1], dictionary({{keys[2], "Ann"}})}}));
+    EXPECT_EQ(person->valueForKey("integer64"), Value(7));
+    EXPECT_EQ(person->valueForKey("string"), "Ann");
+    EXPECT_TRUE(person->valueForKey("integer32").isNull());
+    EXPECT_EQ(mapped(map, dictionary({{keys[3], 3}}))->valueForKey("integer32"), Value(3));
+  }
+}
+
+TEST_F(PLVDictionaryDataMapTest, KeysOfAMapMadeByHandMayBeOtherThanText) {
+  const Value map = PLVScalarDataMap::newMapWithDestinationForEntity("string", entity());
+  const auto byHand = PLVDictionaryDataMap::initWithEntityNameScalarMapsDictionaryMaps(
+      "Person", dictionary({{7, map}, {"a", map}}), nullptr);
+  EXPECT_EQ(mapped(byHand, dictionary({{7, "seven"}}))->valueForKey("string"), "seven");
+  EXPECT_EQ(mapped(byHand, dictionary({{"a", "x"}}))->valueForKey("string"), "x");
+  EXPECT_TRUE(mapped(byHand, dictionary({{8, "eight"}}))->valueForKey("string").isNull());
+}
+
 TEST_F(PLVDictionaryDataMapTest, AFilterThatIsGivenReplacesTheContextsOwnOnEveryLevel) {
   const auto own = attachFilter();
   const auto given = PersonFilter::init();
@@ -508,6 +574,8 @@ TEST_F(PLVDictionaryDataMapTest, EntriesThatAreNoMapsRaiseWhenTheyAreUsed) {
   EXPECT_NE(raisedFor(dictionary({{"m", dictionary({})}}))
                 .find("-[__NSCFString mapDictionary:toObject:filter:]: unrecognized selector"),
             std::string::npos);
+  // Nor does the map's own key make a map of it.
+  EXPECT_NE(raisedFor(dictionary({{map->scalarMaps()->allKeys()->firstObject(), 1}})), "");
   EXPECT_NE(testing::raisedBy([&] {
               map->filterNames();
             }).find("-[__NSCFString filterName]: unrecognized selector"),
