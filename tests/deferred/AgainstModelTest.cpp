@@ -623,7 +623,7 @@ TEST_F(AgainstModel, RandomOperationsGiveTheSameCallsOrdersAndStates) {
     ASSERT_EQ(library.takeRecord(), model.takeRecord()) << "end of script " << script;
     ASSERT_EQ(live.count(), 0) << "end of script " << script;
   }
-  EXPECT_GT(calls, 8'000u) << "the scripts hardly did anything";
+  EXPECT_GT(calls, static_cast<std::size_t>(scripts) * 40) << "the scripts hardly did anything";
 }
 
 }  // namespace

@@ -1,0 +1,24 @@
+#include "JNFoundation/fetched/PLVFetchedResultsItemMove.h"
+
+#include <JNFoundation/platform/value/ClassDeclaration.h>
+
+namespace JNFoundation {
+
+constinit const Class PLVFetchedResultsItemMove::classObject =
+    Class::of<PLVFetchedResultsItemMove>("PLVFetchedResultsItemMove");
+
+namespace {
+
+const ClassDeclaration<PLVFetchedResultsItemMove> declaration =
+    ClassDeclaration<PLVFetchedResultsItemMove>()
+        .property("fromIndexPath", &PLVFetchedResultsItemMove::fromIndexPath)
+        .property("toIndexPath", &PLVFetchedResultsItemMove::toIndexPath);
+
+}  // namespace
+
+Ref<PLVFetchedResultsItemMove> PLVFetchedResultsItemMove::initWithFromTo(
+    const Ref<NSIndexPath>& from, const Ref<NSIndexPath>& to) {
+  return makeObject<PLVFetchedResultsItemMove>(from, to);
+}
+
+}  // namespace JNFoundation

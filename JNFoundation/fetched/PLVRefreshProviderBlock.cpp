@@ -1,0 +1,22 @@
+#include "JNFoundation/fetched/PLVRefreshProviderBlock.h"
+
+#include <JNFoundation/platform/value/ClassDeclaration.h>
+
+namespace JNFoundation {
+
+constinit const Class PLVRefreshProviderBlock::classObject =
+    Class::of<PLVRefreshProviderBlock>("PLVRefreshProviderBlock");
+
+namespace {
+
+const ClassDeclaration<PLVRefreshProviderBlock> declaration =
+    ClassDeclaration<PLVRefreshProviderBlock>().factory().property(
+        "provider", &PLVRefreshProviderBlock::provider, &PLVRefreshProviderBlock::setProvider);
+
+}  // namespace
+
+Ref<PLVRefreshProviderBlock> PLVRefreshProviderBlock::init() {
+  return makeObject<PLVRefreshProviderBlock>();
+}
+
+}  // namespace JNFoundation

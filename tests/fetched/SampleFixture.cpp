@@ -1,0 +1,9 @@
+#include "tests/fetched/SampleFixture.h"
+
+namespace JNFoundation {
+namespace {
+
+const ClassDeclaration<ListedItem> declaration = ClassDeclaration<ListedItem>().factory();
+
+}  // namespace
+}  // namespace JNFoundation
