@@ -6,7 +6,9 @@
 #include <QtCore/QObject>
 #include <QtCore/QTimerEvent>
 #include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <memory>
 #include <utility>
 
 #include <JNFoundation/platform/value/FatalError.h>
@@ -34,6 +36,13 @@ class QtHost::Receiver final : public QObject {
     setAlarm(never);
     _host = nullptr;
     return _depth == 0;
+  }
+
+  /// Asks for a turn. Threads: any.
+  void post() noexcept {
+    auto asked = std::make_unique<QEvent>(turnEvent());
+    _posts.fetch_add(1, std::memory_order_release);
+    QCoreApplication::postEvent(this, asked.release());
   }
 
   void setAlarm(Nanoseconds span) noexcept {
@@ -73,6 +82,7 @@ class QtHost::Receiver final : public QObject {
   }
 
   bool event(QEvent* received) override {
+    (void)_posts.load(std::memory_order_acquire);
     if (received->type() != turnEvent()) return QObject::event(received);
     ++_depth;
     if (_host) _host->turn();
@@ -91,6 +101,9 @@ class QtHost::Receiver final : public QObject {
 
  private:
   QtHost* _host;
+  /// What is posted is ordered before its receipt by Qt already; checkers of threads, which do not
+  /// see into Qt, see it here.
+  std::atomic<unsigned> _posts = 0;
   int _alarm = noTimer;
   int _depth = 0;  ///< of events that are being received
   int _runs = 0;   ///< of the loop by the host
@@ -108,9 +121,7 @@ QtHost::QtHost() : LoopHost(Exceptions::stop) {
 
 QtHost::~QtHost() { detach(); }
 
-void QtHost::requestTurn() noexcept {
-  QCoreApplication::postEvent(_receiver.get(), new QEvent(turnEvent()));
-}
+void QtHost::requestTurn() noexcept { _receiver->post(); }
 
 void QtHost::setAlarm(Nanoseconds span) noexcept { _receiver->setAlarm(span); }
 
