@@ -10,5 +10,10 @@ int main(int count, char** arguments) {
   const auto context = examples::open(path);
   examples::relate(context);
   examples::ask(context);
+  examples::sum(context);
+  examples::changeMany(context);
+  examples::merge(context);
+  examples::list(context);
+  examples::workApart(context);
   examples::keep(context, path + ".copy");
 }
