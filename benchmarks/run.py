@@ -146,7 +146,17 @@ def number_text(value):
     return f"{value:.0f}" if value >= 1000 else f"{value:.3g}"
 
 
-def verdict(figure, sides):
+def holds(reach, sides, measurements):
+    """Whether a reach holds; None where it looks at a row that has not been measured."""
+    if not hasattr(reach, "since"):
+        return reach.holds(sides["ours"], sides)
+    first = measurements.medians(reach.since)
+    if "ours" not in first or reach.other_side() not in first:
+        return None
+    return reach.holds_since(sides, first)
+
+
+def verdict(figure, sides, measurements):
     """"met", "not met", or why there is no verdict."""
     if "ours" not in sides:
         return "no figure of ours"
@@ -154,8 +164,12 @@ def verdict(figure, sides):
         other = reach.other_side()
         if other is not None and other not in sides:
             return f"no figure of {other}"
-    held = all(reach.holds(sides["ours"], sides) for reach in figure.reach)
-    return "met" if held else "not met"
+    held = [holds(reach, sides, measurements) for reach in figure.reach]
+    if not held:
+        return "-"
+    if None in held:
+        return "no figure of the row before"
+    return "met" if all(held) else "not met"
 
 
 def print_table(figures, measurements):
@@ -177,7 +191,7 @@ def print_table(figures, measurements):
         peers = sorted((side for side in sides if side not in ("ours", "limit")), key=sides.get)
         rows.append((figure.id, figure.unit, cell("ours"), cell("limit"), ratio,
                      ", ".join(reach.text() for reach in figure.reach),
-                     verdict(figure, sides), " · ".join(peer(side) for side in peers)))
+                     verdict(figure, sides, measurements), " · ".join(peer(side) for side in peers)))
     widths = [max(len(row[column]) for row in rows) for column in range(len(rows[0]))]
     for row in rows:
         print("  ".join(text.ljust(width) for text, width in zip(row, widths)).rstrip())

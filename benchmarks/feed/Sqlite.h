@@ -45,6 +45,7 @@ class Statement {
 
   void reset() { sqlite3_reset(_handle); }
   void bind(int index, int64_t number) { sqlite3_bind_int64(_handle, index, number); }
+  void bind(int index, double number) { sqlite3_bind_double(_handle, index, number); }
   int64_t integer(int column) const { return sqlite3_column_int64(_handle, column); }
 
   // Binds and inserts a Record or a RecordView.

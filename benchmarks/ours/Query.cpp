@@ -7,17 +7,15 @@
 #include <vector>
 
 #include "Figures.h"
+#include "RecordStore.h"
 #include "feed/BenchTable.h"
 #include "feed/RecordFeed.h"
 #include "feed/Sqlite.h"
 
 #include <JNFoundation/platform/json/NSJSONSerialization.h>
-#include <JNFoundation/platform/net/NSURL.h>
 #include <JNFoundation/platform/query/NSPredicate.h>
 #include <JNFoundation/platform/query/NSSortDescriptor.h>
 #include <JNFoundation/platform/store/NSManagedObjectContext.h>
-#include <JNFoundation/platform/store/NSManagedObjectModel.h>
-#include <JNFoundation/platform/store/NSPersistentStoreCoordinator.h>
 #include <JNFoundation/platform/store/StatementTrace.h>
 
 namespace bench {
@@ -30,72 +28,6 @@ constexpr NSUInteger kLimit = 100;
 constexpr int64_t kQuantityStep = 997;
 constexpr int64_t kQuantities = 98'000;
 constexpr int64_t kManyObjects = 1'000'000;
-
-const NSAttributeType kTypes[] = {NSInteger64AttributeType, NSInteger64AttributeType,
-                                  NSDoubleAttributeType,    NSDoubleAttributeType,
-                                  NSStringAttributeType,    NSStringAttributeType,
-                                  NSStringAttributeType,    NSStringAttributeType,
-                                  NSBooleanAttributeType,   NSDateAttributeType};
-const char* const kKeys[] = {"identifier", "quantity", "price", "weight",    "name",
-                             "category",   "barcode",  "note",  "available", "updated"};
-
-Ref<NSManagedObjectModel> makeModel() {
-  std::vector<Value> attributes;
-  for (int i = 0; i < 10; ++i) {
-    attributes.emplace_back(NSAttributeDescription::attributeWithNameType(kKeys[i], kTypes[i]));
-  }
-  const auto quantity = Ref<NSPropertyDescription>(as<NSPropertyDescription>(attributes[1]));
-  auto entity = NSEntityDescription::init();
-  entity->setName("Record");
-  entity->setProperties(NSArray::arrayWithValues(std::move(attributes)));
-  entity->setIndexes(NSArray::arrayWithObject(NSFetchIndexDescription::initWithNameElements(
-      "byQuantity",
-      NSArray::arrayWithObject(NSFetchIndexElementDescription::initWithPropertyCollationType(
-          quantity, NSFetchIndexElementTypeBinary)))));
-  auto model = NSManagedObjectModel::init();
-  model->setEntities(NSArray::arrayWithObject(entity));
-  return model;
-}
-
-/// A store in that file, with a context; null if it cannot be opened.
-Ref<NSManagedObjectContext> openStore(const Ref<NSManagedObjectModel>& model,
-                                      const std::string& path) {
-  auto coordinator = NSPersistentStoreCoordinator::initWithManagedObjectModel(model);
-  if (!coordinator->addPersistentStoreWithTypeConfigurationURLOptionsError(
-          NSSQLiteStoreType, nullptr, NSURL::fileURLWithPath(path), nullptr)) {
-    return nullptr;
-  }
-  auto context = NSManagedObjectContext::init();
-  context->setPersistentStoreCoordinator(coordinator);
-  return context;
-}
-
-/// A file that holds a store of the feed's records, removed at the end.
-struct RecordStore {
-  explicit RecordStore(const char* side) : path(freshFile(side)), model(makeModel()) {
-    const Ref<NSManagedObjectContext> context = openStore(model, path);
-    for (std::size_t i = 0; i < kRecords; ++i) {
-      const Record record = recordAt(i);
-      auto object = NSEntityDescription::insertNewObjectForEntityForNameInManagedObjectContext(
-          "Record", context);
-      const Value values[] = {
-          record.identifier, record.quantity,
-          record.price,      record.weight,
-          record.name,       record.category,
-          record.barcode,    record.note,
-          record.available,  Value::dateWithTimeIntervalSince1970(record.updated)};
-      for (int k = 0; k < 10; ++k) object->setValueForKey(values[k], kKeys[k]);
-    }
-    isSaved = context->save(nullptr);
-  }
-  ~RecordStore() { removeFile(path); }
-  RecordStore(const RecordStore&) = delete;
-  RecordStore& operator=(const RecordStore&) = delete;
-
-  std::string path;
-  Ref<NSManagedObjectModel> model;
-  bool isSaved = false;
-};
 
 /// The last statement that a fetch runs, as its store words it.
 std::string sqlOf(const Ref<NSManagedObjectContext>& context, const Ref<NSFetchRequest>& request) {
@@ -174,8 +106,8 @@ void queryLimit(benchmark::State& state) {
     int64_t sum = 0;
     for (int64_t from = 0; from < kQuantities; from += kQuantityStep) {
       statement.bind(1, from);
-      statement.bind(2, kLimit);
-      statement.bind(3, 0);
+      statement.bind(2, static_cast<int64_t>(kLimit));
+      statement.bind(3, int64_t{0});
       std::vector<Record> found;
       while (statement.step()) statement.readRecord(found.emplace_back(), firstColumn);
       statement.reset();

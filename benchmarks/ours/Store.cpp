@@ -4,78 +4,14 @@
 #include <benchmark/benchmark.h>
 
 #include "Figures.h"
+#include "MappedFeed.h"
 #include "feed/BenchTable.h"
 #include "feed/RecordFeed.h"
 
-#include <JNFoundation/mapping/PLVManagedObject.h>
 #include <JNFoundation/platform/json/NSJSONSerialization.h>
-#include <JNFoundation/platform/net/NSURL.h>
-#include <JNFoundation/platform/store/NSManagedObjectModel.h>
-#include <JNFoundation/platform/store/NSPersistentStore.h>
-#include <JNFoundation/platform/store/NSPersistentStoreCoordinator.h>
-#include <JNFoundation/platform/value/ClassDeclaration.h>
 
 namespace bench {
 namespace {
-
-using namespace JNFoundation;
-
-class FeedRecord : public Subclass<FeedRecord, PLVManagedObject> {
- public:
-  static Ref<NSEntityDescription> entityInManagedObjectContext(
-      const Ref<NSManagedObjectContext>& context) {
-    return NSEntityDescription::entityForNameInManagedObjectContext("FeedRecord", context);
-  }
-
-  Ref<PLVDictionaryDataMap> entityDataMap() const override { return map; }
-
-  static inline Ref<PLVDictionaryDataMap> map;
-
- protected:
-  using Subclass::Subclass;
-};
-
-const ClassDeclaration<FeedRecord> declaration = ClassDeclaration<FeedRecord>().factory();
-
-Ref<NSManagedObjectModel> makeModel() {
-  Ref<NSMutableArray> attributes = NSMutableArray::array();
-  const auto add = [&](const char* name, NSAttributeType type) {
-    attributes->addObject(NSAttributeDescription::attributeWithNameType(name, type));
-  };
-  add("identifier", NSInteger64AttributeType);
-  add("quantity", NSInteger64AttributeType);
-  add("price", NSDoubleAttributeType);
-  add("weight", NSDoubleAttributeType);
-  add("name", NSStringAttributeType);
-  add("category", NSStringAttributeType);
-  add("barcode", NSStringAttributeType);
-  add("note", NSStringAttributeType);
-  add("available", NSBooleanAttributeType);
-  add("updated", NSDateAttributeType);
-  auto entity = NSEntityDescription::init();
-  entity->setName("FeedRecord");
-  entity->setManagedObjectClassName("FeedRecord");
-  entity->setProperties(attributes);
-  auto model = NSManagedObjectModel::init();
-  model->setEntities(NSArray::arrayWithObject(entity));
-  FeedRecord::map = PLVDictionaryDataMap::newMapForEntityDescriptor(
-      entity, PLVDictionaryDataMap::automaticMapDescriptorForEntity(entity));
-  return model;
-}
-
-/// A context over a store in that file, which is made if it is not there.
-Ref<NSManagedObjectContext> openStore(const Ref<NSManagedObjectModel>& model,
-                                      const std::string& path) {
-  auto coordinator = NSPersistentStoreCoordinator::initWithManagedObjectModel(model);
-  Ref<NSError> error;
-  if (!coordinator->addPersistentStoreWithTypeConfigurationURLOptionsError(
-          NSSQLiteStoreType, nullptr, NSURL::fileURLWithPath(path), nullptr, &error)) {
-    return nullptr;
-  }
-  auto context = NSManagedObjectContext::init();
-  context->setPersistentStoreCoordinator(coordinator);
-  return context;
-}
 
 bool importFeed(const std::string& json, const Ref<NSManagedObjectContext>& context) {
   const Ref<NSEntityDescription> entity = FeedRecord::entityInManagedObjectContext(context);
@@ -90,21 +26,9 @@ bool importFeed(const std::string& json, const Ref<NSManagedObjectContext>& cont
 
 /// What reading every attribute of every object adds up to.
 Tally tallyOf(const NSArray& objects) {
-  static const Ref<NSString> keys[] = {"identifier"_s, "quantity"_s, "price"_s,   "weight"_s,
-                                       "name"_s,       "category"_s, "barcode"_s, "note"_s,
-                                       "available"_s,  "updated"_s};
   Tally tally;
   for (const Value& value : objects) {
-    const auto* object = static_cast<const NSManagedObject*>(value.object());
-    std::size_t bytes = 0;
-    for (int text = 4; text < 8; ++text) {
-      bytes += as<NSString>(object->valueForKey(keys[text]))->utf8().size();
-    }
-    tally.add(
-        object->valueForKey(keys[0]).integerValue(), object->valueForKey(keys[1]).integerValue(),
-        object->valueForKey(keys[2]).doubleValue(), object->valueForKey(keys[3]).doubleValue(),
-        bytes, object->valueForKey(keys[8]).boolValue(),
-        object->valueForKey(keys[9]).timeIntervalSince1970());
+    addObject(tally, static_cast<const NSManagedObject&>(*value.object()));
   }
   return tally;
 }
@@ -118,12 +42,12 @@ Tally tallyOfStore(const Ref<NSManagedObjectContext>& context) {
 void import(benchmark::State& state) {
   const std::string json = recordFeed();
   const Tally expected = expectedTally();
-  const Ref<NSManagedObjectModel> model = makeModel();
+  const Ref<NSManagedObjectModel> model = makeFeedModel();
   for (auto _ : state) {
     state.PauseTiming();
     const std::string path = freshFile("ours-import");
     {
-      const Ref<NSManagedObjectContext> context = openStore(model, path);
+      const Ref<NSManagedObjectContext> context = openFeedStore(model, path);
       require(state, context && true, "the store cannot be opened");
       if (!context) break;
       state.ResumeTiming();
@@ -131,7 +55,7 @@ void import(benchmark::State& state) {
       state.PauseTiming();
       require(state, isImported, "the feed was not imported");
     }
-    require(state, tallyOfStore(openStore(model, path)) == expected,
+    require(state, tallyOfStore(openFeedStore(model, path)) == expected,
             "the store's values differ from the feed's");
     removeFile(path);
     state.ResumeTiming();
@@ -143,10 +67,10 @@ BENCHMARK(import)->Name("import/ours")->UseRealTime()->Iterations(3);
 void objects(benchmark::State& state) {
   const std::string path = freshFile("ours-objects");
   const Tally expected = expectedTally();
-  const Ref<NSManagedObjectModel> model = makeModel();
-  require(state, importFeed(recordFeed(), openStore(model, path)), "the feed was not imported");
+  const Ref<NSManagedObjectModel> model = makeFeedModel();
+  require(state, importFeed(recordFeed(), openFeedStore(model, path)), "the feed was not imported");
   {
-    const Ref<NSManagedObjectContext> context = openStore(model, path);
+    const Ref<NSManagedObjectContext> context = openFeedStore(model, path);
     for (auto _ : state) {
       require(state, tallyOfStore(context) == expected, "the objects differ from the feed's");
     }
