@@ -60,13 +60,16 @@ function(jn_floor_test name folder)
   endforeach()
   list(REMOVE_DUPLICATES closure)
   list(REMOVE_DUPLICATES external)
-  add_executable(test_${name} ${tests})
-  target_include_directories(test_${name} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/tests)
-  target_compile_options(test_${name} PRIVATE ${JN_WARNINGS})
-  target_compile_features(test_${name} PRIVATE cxx_std_20)
+  # An inline function has the body of the first object that brings one: the library's come first,
+  # so that what is tested is compiled as the library is.
+  set(library "")
   foreach(object ${closure})
-    target_sources(test_${name} PRIVATE $<TARGET_OBJECTS:${object}>)
+    list(APPEND library $<TARGET_OBJECTS:${object}>)
   endforeach()
+  add_executable(test_${name} ${library} ${tests})
+  target_include_directories(test_${name} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/tests)
+  target_compile_options(test_${name} PRIVATE ${JN_WARNINGS} ${JN_TEST_OPTIONS})
+  target_compile_features(test_${name} PRIVATE cxx_std_20)
   target_link_libraries(test_${name} PRIVATE ${external} GTest::gtest GTest::gtest_main
                                              Threads::Threads)
   # The programs share no state, so that they may run side by side; a run that hangs is a failure.

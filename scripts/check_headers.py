@@ -13,10 +13,23 @@ FLAGS = ["-std=c++20", "-Wall", "-Wextra", "-Werror", "-fsyntax-only", "-I", str
          "-I", str(tree.ROOT / tree.ADAPTER_HEADERS)]
 
 
+def flags_of(package):
+    """Where a library's headers are that the compiler does not find by itself; none if it is not here."""
+    try:
+        said = subprocess.run(["pkg-config", "--cflags-only-I", package], capture_output=True, text=True)
+    except FileNotFoundError:
+        return []
+    return said.stdout.replace("-I", "-isystem ").split() if said.returncode == 0 else []
+
+
+QT = flags_of("Qt6Core")
+FLAGS += [*QT, "-fPIC"] if QT else []
+
+
 def is_missing(path):
     """Whether the compiler does not find a header, one of another library."""
     asks = f"#if !__has_include(<{path}>)\n#error missing\n#endif\n"
-    return subprocess.run([COMPILER, "-x", "c++", "-std=c++20", "-fsyntax-only", "-"], input=asks,
+    return subprocess.run([COMPILER, "-x", "c++", "-std=c++20", *QT, "-fsyntax-only", "-"], input=asks,
                           capture_output=True, text=True).returncode != 0
 
 

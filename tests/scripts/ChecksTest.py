@@ -99,6 +99,14 @@ class FloorsTest(Tree):
         self.write("JNFoundation/deferred/Deferred.cpp", "#include <JNFoundation/util/impl/Slots.h>\n")
         self.assert_names("floors", "must not include machinery", "the machinery of util is its own")
 
+    def test_two_headers_do_not_define_the_same_name(self):
+        text = "#pragma once\nnamespace JNFoundation::impl {\nclass Slots;\nclass Slots {\n};\n}\n"
+        self.write("JNFoundation/util/impl/Slots.h", text)
+        self.write("JNFoundation/deferred/impl/Slots.h", text.replace("class Slots {", "struct Places {"))
+        self.assert_passes("floors")
+        self.write("JNFoundation/mapping/impl/Slots.h", text)
+        self.assert_names("floors", "JNFoundation::impl::Slots is defined in")
+
     def test_the_two_kinds_of_store_do_not_know_each_other(self):
         self.header("platform/store/memory/Memory.h")
         self.header("platform/store/sqlite/Disk.h", "<JNFoundation/platform/store/memory/Memory.h>")
