@@ -8,7 +8,7 @@
 namespace JNFoundation {
 namespace {
 
-using Entry = DeferredTrace::Entry;
+using TraceEntry = DeferredTrace::Entry;
 
 const char* nameOf(DeferredTrace::State state) {
   switch (state) {
@@ -30,7 +30,7 @@ const char* nameOf(DeferredTrace::State state) {
   return "";
 }
 
-std::string numberOf(const Entry& entry) { return "#" + std::to_string(entry.number); }
+std::string numberOf(const TraceEntry& entry) { return "#" + std::to_string(entry.number); }
 
 /// With the quotation marks and line ends of the name kept from ending the string that it goes
 /// into.
@@ -51,7 +51,7 @@ std::string escaped(const Ref<NSString>& text) {
 
 Ref<NSString> DeferredTrace::text() const {
   std::string lines;
-  for (const Entry& entry : _entries) {
+  for (const TraceEntry& entry : _entries) {
     lines += numberOf(entry) + " " + entry.className->toStdString();
     if (entry.label) lines += " “" + entry.label->toStdString() + "”";
     lines += std::string(" ") + nameOf(entry.state);
@@ -70,7 +70,7 @@ Ref<NSString> DeferredTrace::text() const {
 
 Ref<NSString> DeferredTrace::dot() const {
   std::string graph = "digraph deferreds {\n  rankdir=LR;\n  node [shape=box];\n";
-  for (const Entry& entry : _entries) {
+  for (const TraceEntry& entry : _entries) {
     const std::string node = "n" + std::to_string(entry.number);
     graph += "  " + node + " [label=\"" + numberOf(entry) + " " + escaped(entry.className);
     if (entry.label) graph += "\\n" + escaped(entry.label);
@@ -88,7 +88,7 @@ Ref<NSString> DeferredTrace::dot() const {
 Ref<NSString> DeferredTrace::json() const {
   Ref<NSMutableArray> list = NSMutableArray::array();
   const auto orNull = [](const Value& value) { return value ? value : Value(NSNull::null()); };
-  for (const Entry& entry : _entries) {
+  for (const TraceEntry& entry : _entries) {
     Ref<NSMutableDictionary> object = NSMutableDictionary::dictionary();
     Ref<NSMutableArray> waitsFor = NSMutableArray::array();
     for (const NSUInteger awaited : entry.waitsFor) waitsFor->addObject(awaited);

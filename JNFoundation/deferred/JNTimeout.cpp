@@ -8,7 +8,7 @@ constinit const Class JNTimeout::classObject = Class::of<JNTimeout>("JNTimeout")
 
 namespace {
 
-const ClassDeclaration<JNTimeout> declaration =
+const ClassDeclaration<JNTimeout> declarationOfJNTimeout =
     ClassDeclaration<JNTimeout>().classOperation("instance", &JNTimeout::instance);
 
 }  // namespace

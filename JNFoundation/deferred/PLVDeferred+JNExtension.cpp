@@ -12,7 +12,7 @@
 namespace JNFoundation {
 namespace {
 
-const ClassDeclaration<PLVDeferred> declaration =
+const ClassDeclaration<PLVDeferred> declarationOfPLVDeferredJNExtension =
     ClassDeclaration<PLVDeferred>()
         .operation("timeout:", [](PLVDeferred& deferred,
                                   NSTimeInterval seconds) { return deferred.timeout(seconds); })
@@ -42,10 +42,10 @@ void afterDelay(NSTimeInterval seconds, Block<void()> task) {
 
 /// Waits for all of them, then settles with the outcomes: rejected unless the answer is found among
 /// them, where one that is no failure answers "any", and no failure at all answers "all".
-enum class Wanted { AnySuccess, NoFailure };
+enum class WantedResults { AnySuccess, NoFailure };
 
-bool hasWanted(const NSArray& results, Wanted wanted) {
-  const bool stopsAtFailure = wanted == Wanted::NoFailure;
+bool hasWanted(const NSArray& results, WantedResults wanted) {
+  const bool stopsAtFailure = wanted == WantedResults::NoFailure;
   for (const Value& result : results) {
     if (isKindOf<PLVRejected>(result) == stopsAtFailure) return !stopsAtFailure;
   }
@@ -53,7 +53,7 @@ bool hasWanted(const NSArray& results, Wanted wanted) {
 }
 
 Ref<PLVDeferred> combination(const impl::DeferredClass& maker, const Ref<NSArray>& deferreds,
-                             Wanted wanted, CreationPlace place) {
+                             WantedResults wanted, CreationPlace place) {
   if (!deferreds || deferreds->count() == 0) return nullptr;
   const Ref<NSMutableArray> results = NSMutableArray::arrayWithCapacity(deferreds->count());
   return impl::iteration(maker, deferreds, results, place)
@@ -89,12 +89,12 @@ Ref<PLVDeferred> impl::iteration(const DeferredClass& maker, const Ref<NSArray>&
 
 Ref<PLVDeferred> impl::anyResolved(const DeferredClass& maker, const Ref<NSArray>& deferreds,
                                    CreationPlace place) {
-  return combination(maker, deferreds, Wanted::AnySuccess, place);
+  return combination(maker, deferreds, WantedResults::AnySuccess, place);
 }
 
 Ref<PLVDeferred> impl::allResolved(const DeferredClass& maker, const Ref<NSArray>& deferreds,
                                    CreationPlace place) {
-  return combination(maker, deferreds, Wanted::NoFailure, place);
+  return combination(maker, deferreds, WantedResults::NoFailure, place);
 }
 
 Ref<PLVDeferred> impl::allResolvedUpToNull(const DeferredClass& maker,

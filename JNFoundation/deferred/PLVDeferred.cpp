@@ -17,7 +17,7 @@ constinit const Class PLVDeferred::classObject = Class::of<PLVDeferred>("PLVDefe
 
 namespace {
 
-const ClassDeclaration<PLVDeferred> declaration =
+const ClassDeclaration<PLVDeferred> declarationOfPLVDeferred =
     ClassDeclaration<PLVDeferred>()
         .factory()
         .property("resolution", &PLVDeferred::resolution, &PLVDeferred::setResolution)

@@ -19,7 +19,7 @@ constinit const Class PLVDeferredEnumeration::classObject =
 
 namespace {
 
-const ClassDeclaration<PLVDeferredEnumeration> declaration =
+const ClassDeclaration<PLVDeferredEnumeration> declarationOfPLVDeferredEnumeration =
     ClassDeclaration<PLVDeferredEnumeration>()
         .property("completion", &PLVDeferredEnumeration::completion,
                   &PLVDeferredEnumeration::setCompletion)

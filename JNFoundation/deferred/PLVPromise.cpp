@@ -15,7 +15,7 @@ constinit const Class PLVPromise::classObject = Class::of<PLVPromise>("PLVPromis
 
 namespace {
 
-const ClassDeclaration<PLVPromise> declaration =
+const ClassDeclaration<PLVPromise> declarationOfPLVPromise =
     ClassDeclaration<PLVPromise>()
         .factory()
         .property("resolution", &PLVPromise::resolution, &PLVPromise::setResolution)

@@ -8,7 +8,7 @@ constinit const Class PLVRejected::classObject = Class::of<PLVRejected>("PLVReje
 
 namespace {
 
-const ClassDeclaration<PLVRejected> declaration =
+const ClassDeclaration<PLVRejected> declarationOfPLVRejected =
     ClassDeclaration<PLVRejected>()
         .property("value", &PLVRejected::value)
         .property("isCancellation", &PLVRejected::isCancellation)

@@ -9,7 +9,7 @@ constinit const Class PLVRejectedIgnored::classObject =
 
 namespace {
 
-const ClassDeclaration<PLVRejectedIgnored> declaration =
+const ClassDeclaration<PLVRejectedIgnored> declarationOfPLVRejectedIgnored =
     ClassDeclaration<PLVRejectedIgnored>()
         .property("rejected", &PLVRejectedIgnored::rejected, &PLVRejectedIgnored::setRejected)
         .classOperation("withRejected:", &PLVRejectedIgnored::withRejected);

@@ -8,7 +8,7 @@ namespace {
 
 using impl::ListMapping;
 using Told = ListMapping::Told;
-using Kind = EditStep::Kind;
+using StepKind = EditStep::Kind;
 
 /// Counts, of things in a row, those from the first up to any that still wait.
 class WaitingCount {
@@ -88,7 +88,7 @@ class ScriptWriter {
           continue;
         }
       }
-      _steps.push_back({Kind::RemoveItems, item->place});
+      _steps.push_back({StepKind::RemoveItems, item->place});
     }
   }
 
@@ -112,7 +112,7 @@ class ScriptWriter {
 
   void insertSections() {
     for (const NSUInteger section : _mapping.after().sections) {
-      _steps.push_back({Kind::InsertSection, {amongAllAfter(section), 0}, {}, {section, 0}});
+      _steps.push_back({StepKind::InsertSection, {amongAllAfter(section), 0}, {}, {section, 0}});
     }
   }
 
@@ -153,7 +153,7 @@ class ScriptWriter {
 
   void insert(std::size_t arriving) {
     const ListPlace& after = _mapping.after().items[arriving].place;
-    extend({Kind::InsertItems, target(arriving), {}, after});
+    extend({StepKind::InsertItems, target(arriving), {}, after});
   }
 
   void move(std::size_t arriving) {
@@ -167,20 +167,20 @@ class ScriptWriter {
     const ListPlace at{amongAll(from.section),
                        rank + arrivedBefore(from.section, rank, arriving) + waiting};
     _waiting.remove(index);
-    _steps.push_back({Kind::MoveItem, at, target(arriving), told.place});
+    _steps.push_back({StepKind::MoveItem, at, target(arriving), told.place});
   }
 
   void removeSections() {
     const auto& gone = _mapping.before().sections;
     for (auto section = gone.rbegin(); section != gone.rend(); ++section) {
-      _steps.push_back({Kind::RemoveSection, {amongAll(*section), 0}});
+      _steps.push_back({StepKind::RemoveSection, {amongAll(*section), 0}});
     }
   }
 
   void update() {
     ListPlace after;
     for (const ListPlace& updated : _mapping.updated()) {
-      if (_mapping.follow(updated, &after)) extend({Kind::UpdateItems, after, {}, after});
+      if (_mapping.follow(updated, &after)) extend({StepKind::UpdateItems, after, {}, after});
     }
   }
 
@@ -221,7 +221,7 @@ std::vector<EditStep> editScript(const ListChanges& changes) {
 std::vector<ListPlace> placesOfItemSteps(const std::vector<EditStep>& script) {
   std::vector<ListPlace> places;
   for (const EditStep& step : script) {
-    if (step.kind != Kind::InsertItems && step.kind != Kind::MoveItem) continue;
+    if (step.kind != StepKind::InsertItems && step.kind != StepKind::MoveItem) continue;
     for (NSUInteger i = 0; i < step.count; ++i) {
       places.push_back({step.after.section, step.after.item + i});
     }

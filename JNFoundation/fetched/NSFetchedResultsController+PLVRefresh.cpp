@@ -8,11 +8,13 @@
 namespace JNFoundation {
 namespace {
 
-const ClassDeclaration<NSFetchedResultsController> declaration =
-    ClassDeclaration<NSFetchedResultsController>().operation(
-        "plv_refreshWithOptions:", [](NSFetchedResultsController& controller, NSInteger options) {
-          return plv_refreshWithOptions(Ref<NSFetchedResultsController>(&controller), options);
-        });
+const ClassDeclaration<NSFetchedResultsController>
+    declarationOfNSFetchedResultsControllerPLVRefresh =
+        ClassDeclaration<NSFetchedResultsController>().operation(
+            "plv_refreshWithOptions:",
+            [](NSFetchedResultsController& controller, NSInteger options) {
+              return plv_refreshWithOptions(Ref<NSFetchedResultsController>(&controller), options);
+            });
 
 const char providerKey = 0;
 

@@ -5,7 +5,7 @@
 namespace JNFoundation {
 namespace {
 
-const ClassDeclaration<NSIndexPath> declaration =
+const ClassDeclaration<NSIndexPath> declarationOfNSIndexPathPLVUnsignedItemSection =
     ClassDeclaration<NSIndexPath>()
         .classOperation("plv_indexPathForItemIndex:sectionIndex:",
                         &plv_indexPathForItemIndexSectionIndex)

@@ -14,7 +14,7 @@ namespace {
 
 using Changes = PLVFetchedResultsChanges;
 
-const ClassDeclaration<Changes> declaration =
+const ClassDeclaration<Changes> declarationOfChanges =
     ClassDeclaration<Changes>()
         .factory([]() -> Ref<NSObject> { return Changes::init(); })
         .property("options", &Changes::options)

@@ -9,7 +9,7 @@ constinit const Class PLVFetchedResultsItemMove::classObject =
 
 namespace {
 
-const ClassDeclaration<PLVFetchedResultsItemMove> declaration =
+const ClassDeclaration<PLVFetchedResultsItemMove> declarationOfPLVFetchedResultsItemMove =
     ClassDeclaration<PLVFetchedResultsItemMove>()
         .property("fromIndexPath", &PLVFetchedResultsItemMove::fromIndexPath)
         .property("toIndexPath", &PLVFetchedResultsItemMove::toIndexPath);

@@ -13,7 +13,7 @@ namespace {
 
 using Random = PLVRandomFetchedResultsController;
 
-const ClassDeclaration<Random> declaration =
+const ClassDeclaration<Random> declarationOfRandom =
     ClassDeclaration<Random>()
         .property("sampleLimit", &Random::sampleLimit)
         .property("sample", &Random::sample, &Random::setSample)

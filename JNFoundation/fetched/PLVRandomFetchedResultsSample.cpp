@@ -19,7 +19,7 @@ namespace {
 using Sample = PLVRandomFetchedResultsSample;
 
 // There is no operation `objectAtIndex:`; see PLVRandomFetchedResultsController.
-const ClassDeclaration<Sample> declaration =
+const ClassDeclaration<Sample> declarationOfSample =
     ClassDeclaration<Sample>()
         .property("name", &Sample::name)
         .property("indexTitle", &Sample::indexTitle)

@@ -9,7 +9,7 @@ constinit const Class PLVRefreshProviderBlock::classObject =
 
 namespace {
 
-const ClassDeclaration<PLVRefreshProviderBlock> declaration =
+const ClassDeclaration<PLVRefreshProviderBlock> declarationOfPLVRefreshProviderBlock =
     ClassDeclaration<PLVRefreshProviderBlock>().factory().property(
         "provider", &PLVRefreshProviderBlock::provider, &PLVRefreshProviderBlock::setProvider);
 

@@ -18,7 +18,7 @@ namespace {
 
 using Sticky = StickySampleController;
 
-const ClassDeclaration<Sticky> declaration =
+const ClassDeclaration<Sticky> declarationOfSticky =
     ClassDeclaration<Sticky>()
         .property("sampleLimit", &Sticky::sampleLimit, &Sticky::setSampleLimit)
         .property("results", &Sticky::results)

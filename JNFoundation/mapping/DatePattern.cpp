@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 
+#include <JNFoundation/platform/text/ASCII.h>
 #include <JNFoundation/platform/text/DateText.h>
 #include <JNFoundation/platform/text/Folding.h>
 #include <JNFoundation/platform/value/NSException.h>
@@ -15,10 +16,6 @@ constexpr std::array months{"January", "February", "March",     "April",   "May"
 /// From the day of 1970-01-01 on.
 constexpr std::array weekdays{"Thursday", "Friday",  "Saturday", "Sunday",
                               "Monday",   "Tuesday", "Wednesday"};
-
-bool isLetter(char character) {
-  return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z');
-}
 
 /// Each letter, and how many of it may stand together, one digit for each number.
 struct Allowed {
@@ -185,7 +182,7 @@ DatePattern::DatePattern(std::string_view pattern) {
       continue;
     }
     std::size_t end = at + 1;
-    if (!isQuoted && isLetter(pattern[at])) {
+    if (!isQuoted && impl::isLetter(pattern[at])) {
       while (end < pattern.size() && pattern[end] == pattern[at]) ++end;
       const std::string_view letters = pattern.substr(at, end - at);
       if (!isAllowed(letters)) {

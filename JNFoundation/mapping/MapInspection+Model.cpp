@@ -10,11 +10,12 @@ namespace {
 
 using Problem = MapInspection::Problem;
 using Origin = MapInspection::Origin;
-using Kind = Problem::Kind;
+using ProblemKind = Problem::Kind;
 
 /// Whose rule it is, in the model.
 const NSEntityDescription* giverOf(const Problem& problem) {
-  const Origin& origin = problem.kind == Kind::Shadowed ? problem.shadowedBy : problem.origin;
+  const Origin& origin =
+      problem.kind == ProblemKind::Shadowed ? problem.shadowedBy : problem.origin;
   return origin.entity.get();
 }
 
@@ -58,7 +59,8 @@ class ModelProblems {
     const NSEntityDescription& giver = *giverOf(problem);
     const std::string identity = identityOf(problem);
     // Nobody builds the map of an abstract entity; what counts are those that can have objects.
-    if (giver.isAbstract() && problem.kind != Kind::Shadowed && isAbsentBelow(giver, identity)) {
+    if (giver.isAbstract() && problem.kind != ProblemKind::Shadowed &&
+        isAbsentBelow(giver, identity)) {
       return !entity.isAbstract();
     }
     return &giver == &entity || !has(giver, identity);

@@ -10,6 +10,7 @@
 #include <JNFoundation/mapping/impl/NearestName.h>
 #include <JNFoundation/platform/json/NSJSONSerialization.h>
 #include <JNFoundation/platform/store/NSRelationshipDescription.h>
+#include <JNFoundation/platform/text/ASCII.h>
 
 namespace JNFoundation {
 namespace {
@@ -17,16 +18,13 @@ namespace {
 using Problem = MapInspection::Problem;
 using Rule = MapInspection::Rule;
 using Origin = MapInspection::Origin;
-using Kind = Problem::Kind;
+using ProblemKind = Problem::Kind;
 using Severity = Problem::Severity;
 using impl::MapDestination;
 using impl::RuleStep;
 
-bool isSpace(char character) {
-  return character == ' ' || (character >= '\t' && character <= '\r');
-}
 bool hasSpaceAround(std::string_view text) {
-  return !text.empty() && (isSpace(text.front()) || isSpace(text.back()));
+  return !text.empty() && (impl::isSpace(text.front()) || impl::isSpace(text.back()));
 }
 
 /// Whether an entry that is no rule was meant as one; most of a user info are an application's own.
@@ -63,7 +61,7 @@ const char* objectionToInputKey(std::string_view inputKey) {
 }
 
 /// One entry of a descriptor that is a rule by its form, and where its path ends.
-struct Entry {
+struct RuleEntry {
   Ref<NSString> key;
   Value value;
   Origin origin;
@@ -84,12 +82,12 @@ class Inspector {
   /// Takes: the entries in the order in which one replaces those of its key before it.
   MapInspection inspect(const std::vector<impl::DescriptorEntry>& entries, bool isDescriptor) {
     // Of each key the entry that stays, at the place of the first, as in a dictionary.
-    std::vector<Entry> effective;
+    std::vector<RuleEntry> effective;
     std::unordered_map<std::string_view, std::size_t> places;
     for (const impl::DescriptorEntry& given : entries) {
       const NSString* text = as<NSString>(given.key);
       if (!text) continue;
-      Entry entry;
+      RuleEntry entry;
       entry.key = Ref<NSString>(const_cast<NSString*>(text));
       entry.value = given.value;
       entry.origin.kind = isDescriptor        ? Origin::Kind::Descriptor
@@ -106,11 +104,11 @@ class Inspector {
         effective[place->second] = std::move(entry);
       }
     }
-    std::vector<Entry*> rules;
-    for (Entry& entry : effective) {
+    std::vector<RuleEntry*> rules;
+    for (RuleEntry& entry : effective) {
       if (takeApart(entry)) rules.push_back(&entry);
     }
-    for (const Entry* entry : rules) judge(*entry);
+    for (const RuleEntry* entry : rules) judge(*entry);
     return std::move(_result);
   }
 
@@ -120,7 +118,7 @@ class Inspector {
     bool hasNested = false;
   };
 
-  Problem& add(Kind kind, const Entry& entry, const Ref<NSString>& reason) {
+  Problem& add(ProblemKind kind, const RuleEntry& entry, const Ref<NSString>& reason) {
     Problem& problem = _result.problems.emplace_back();
     problem.kind = kind;
     problem.entity = _entity;
@@ -133,7 +131,7 @@ class Inspector {
   }
 
   /// Of two entries that are equal rules by their key.
-  void shadow(const Entry& before, const Entry& after) {
+  void shadow(const RuleEntry& before, const RuleEntry& after) {
     std::string_view key = before.key->utf8();
     auto step = RuleStep::firstOf(key);
     while (step && step->isNested && step->rest) step = RuleStep::firstOf(*step->rest);
@@ -143,7 +141,7 @@ class Inspector {
     const bool isSame = before.value == after.value;
     const Ref<NSString> giver = after.origin.text();
     Problem& problem =
-        add(Kind::Shadowed, before,
+        add(ProblemKind::Shadowed, before,
             isSame ? NSString::stringWithFormat("the %@ says the same", giver)
             : isWritten
                 ? NSString::stringWithFormat("the %@ says \"%@\" in its place", giver, after.value)
@@ -158,14 +156,14 @@ class Inspector {
   }
 
   /// Follows the key's steps. Returns: whether it is a rule.
-  bool takeApart(Entry& entry) {
+  bool takeApart(RuleEntry& entry) {
     std::string_view key = entry.key->utf8();
     auto step = RuleStep::firstOf(key);
     if (!step) {
       if (const char* objection = objectionToForm(key)) {
-        add(Kind::NoForm, entry, objection);
+        add(ProblemKind::NoForm, entry, objection);
       } else if (const char* doubt = doubtAboutForm(key, entry.value)) {
-        add(Kind::NoForm, entry, doubt).severity = Severity::Note;
+        add(ProblemKind::NoForm, entry, doubt).severity = Severity::Note;
       }
       return false;
     }
@@ -197,14 +195,14 @@ class Inspector {
     return place->second;
   }
 
-  void judge(const Entry& entry) {
+  void judge(const RuleEntry& entry) {
     judgePath(entry);
     if (entry.isScalar) {
       judgeDestination(entry);
       return;
     }
     if (entry.hasDroppedSubkey) {
-      add(Kind::DroppedSubkey, entry,
+      add(ProblemKind::DroppedSubkey, entry,
           NSString::stringWithFormat("what follows \"%@.\" begins with neither $ nor %% and an "
                                      "input key",
                                      entry.path.back()))
@@ -212,7 +210,7 @@ class Inspector {
     }
     const Node& node = _nodes[entry.node];
     if (!node.hasScalarRules && !node.hasNested && !entry.hasDroppedSubkey) {
-      add(Kind::EmptyNested, entry,
+      add(ProblemKind::EmptyNested, entry,
           "no rule is below it; a dictionary there is read, and nothing of it is kept")
           .severity = Severity::Note;
     }
@@ -223,10 +221,10 @@ class Inspector {
     rule.origin = entry.origin;
   }
 
-  void judgePath(const Entry& entry) {
+  void judgePath(const RuleEntry& entry) {
     for (const Ref<NSString>& inputKey : entry.path) {
       if (!hasSpaceAround(inputKey->utf8()) && !inputKey->utf8().empty()) continue;
-      add(Kind::UnlikelyKey, entry,
+      add(ProblemKind::UnlikelyKey, entry,
           inputKey->utf8().empty() ? Ref<NSString>("an input key is empty")
                                    : NSString::stringWithFormat(
                                          "white space belongs to the input key \"%@\"", inputKey));
@@ -234,21 +232,21 @@ class Inspector {
     }
     if (entry.isScalar) {
       if (const char* objection = objectionToInputKey(entry.path.back()->utf8())) {
-        add(Kind::Unreachable, entry, objection);
+        add(ProblemKind::Unreachable, entry, objection);
       }
     }
     const std::size_t depth = entry.path.size() + (entry.isScalar ? 0 : 1);
     if (depth > NSJSONMaximumDepth) {
-      add(Kind::Unreachable, entry,
+      add(ProblemKind::Unreachable, entry,
           NSString::stringWithFormat("JSON text is read %lu levels deep at most",
                                      NSJSONMaximumDepth));
     }
   }
 
-  void judgeDestination(const Entry& entry) {
+  void judgeDestination(const RuleEntry& entry) {
     const auto text = as<NSString>(Value(entry.value));
     if (!text) {
-      add(Kind::NotText, entry,
+      add(ProblemKind::NotText, entry,
           NSString::stringWithFormat("the destination is no text, but of the class %s",
                                      entry.value.class_() ? entry.value.class_()->name() : "null"));
       return;
@@ -268,14 +266,14 @@ class Inspector {
   }
 
   /// Returns: whether the rule works all the same.
-  bool judgeObjection(const Entry& entry, const MapDestination& destination) {
+  bool judgeObjection(const RuleEntry& entry, const MapDestination& destination) {
     switch (destination.verdict) {
       case MapDestination::Verdict::UnknownAttribute:
-        add(Kind::UnknownAttribute, entry, destination.objection).advice =
+        add(ProblemKind::UnknownAttribute, entry, destination.objection).advice =
             adviceOnAttribute(destination);
         return false;
       case MapDestination::Verdict::UnmappableType: {
-        Problem& problem = add(Kind::UnmappableType, entry, destination.objection);
+        Problem& problem = add(ProblemKind::UnmappableType, entry, destination.objection);
         problem.advice = NSString::stringWithFormat(
             "no value of a record can be stored as %s; a message to the object can take it",
             MapInspection::nameOf(destination.attribute->attributeType()));
@@ -286,23 +284,23 @@ class Inspector {
       case MapDestination::Verdict::UnknownClass:
         return judgeMessageElsewhere(entry, destination);
       case MapDestination::Verdict::UnknownMessage:
-        add(Kind::UnknownMessage, entry, destination.objection);
+        add(ProblemKind::UnknownMessage, entry, destination.objection);
         return false;
       default:
-        add(Kind::UnsuitableMessage, entry, destination.objection);
+        add(ProblemKind::UnsuitableMessage, entry, destination.objection);
         return false;
     }
   }
 
   /// A message to a class that is not part of this program. Returns: as above.
-  bool judgeMessageElsewhere(const Entry& entry, const MapDestination& destination) {
+  bool judgeMessageElsewhere(const RuleEntry& entry, const MapDestination& destination) {
     const Ref<NSString> className = _entity ? _entity->managedObjectClassName() : nullptr;
     const bool isMissing =
         _options.classesElsewhere == MapInspection::Options::ClassesElsewhere::Missing;
     const std::string_view name = destination.name->utf8();
     if ((_options.messages || !isMissing) && name.find(':') != name.size() - 1) {
       // Wherever the class is, its operation of that name takes several.
-      add(Kind::UnsuitableMessage, entry,
+      add(ProblemKind::UnsuitableMessage, entry,
           NSString::stringWithFormat(
               "Method for entity %@ with selector %@ does not take a single argument",
               _entity ? _entity->name() : nullptr, destination.name));
@@ -310,26 +308,26 @@ class Inspector {
     }
     if (_options.messages) {
       if (_options.messages->containsObject(destination.name)) return true;
-      add(Kind::UnknownMessage, entry, destination.objection).advice =
+      add(ProblemKind::UnknownMessage, entry, destination.objection).advice =
           adviceOn(destination.name, _options.messages->allObjects());
       return false;
     }
     if (isMissing) {
-      add(Kind::UnknownClass, entry, destination.objection).advice =
+      add(ProblemKind::UnknownClass, entry, destination.objection).advice =
           NSString::stringWithFormat("the class %@ is not part of this program", className);
       return false;
     }
-    add(Kind::UnknownClass, entry,
+    add(ProblemKind::UnknownClass, entry,
         NSString::stringWithFormat("whether %@ takes %@ is not known here", className,
                                    destination.name))
         .severity = Severity::Note;
     return true;
   }
 
-  void judgeFilter(const Entry& entry, const MapDestination& destination) {
+  void judgeFilter(const RuleEntry& entry, const MapDestination& destination) {
     if (!destination.filter) return;
     if (destination.filter->length() == 0 || hasSpaceAround(destination.filter->utf8())) {
-      add(Kind::UnlikelyKey, entry,
+      add(ProblemKind::UnlikelyKey, entry,
           destination.filter->length() == 0
               ? Ref<NSString>("the name of the filter is empty, so there is none")
               : NSString::stringWithFormat("white space belongs to the filter's name \"%@\"",
@@ -337,7 +335,7 @@ class Inspector {
       if (destination.filter->length() == 0) return;
     }
     if (_options.filters && !_options.filters->containsObject(destination.filter)) {
-      add(Kind::UnknownFilter, entry,
+      add(ProblemKind::UnknownFilter, entry,
           NSString::stringWithFormat(
               destination.namesMessage()
                   ? "there is no filter '%@', so that the message always gets null"
@@ -348,10 +346,10 @@ class Inspector {
   }
 
   /// A rule that wants dictionaries, beside rules that get them.
-  void judgeCompany(const Entry& entry, const Rule& rule) {
+  void judgeCompany(const RuleEntry& entry, const Rule& rule) {
     if (rule.kind != Rule::Kind::Message && !rule.filter) return;
     if (_nested.count({entry.node, entry.path.back()->utf8()}) == 0) return;
-    add(Kind::Bypassed, entry,
+    add(ProblemKind::Bypassed, entry,
         NSString::stringWithFormat(
             "dictionaries under \"%@\" go through the rules below %%%@, and never here",
             rule.pathText(), entry.path.back()));
@@ -366,7 +364,7 @@ class Inspector {
     return adviceOn(destination.name, _entity->attributesByName()->allKeys());
   }
   /// The key with the sign that is missing.
-  static Ref<NSString> adviceOnSubkey(const Entry& entry) {
+  static Ref<NSString> adviceOnSubkey(const RuleEntry& entry) {
     const std::string_view key = entry.key->utf8();
     const std::string_view rest = key.substr(key.size() - entry.droppedLength);
     if (rest.empty() || rest.front() == '$' || rest.front() == '%') return nullptr;

@@ -8,7 +8,7 @@ constinit const Class PLVDataError::classObject = Class::of<PLVDataError>("PLVDa
 
 namespace {
 
-const ClassDeclaration<PLVDataError> declaration = ClassDeclaration<PLVDataError>();
+const ClassDeclaration<PLVDataError> declarationOfPLVDataError = ClassDeclaration<PLVDataError>();
 
 }  // namespace
 

@@ -11,7 +11,7 @@ constinit const Class PLVDataMapFilter::classObject =
 
 namespace {
 
-const ClassDeclaration<PLVDataMapFilter> declaration =
+const ClassDeclaration<PLVDataMapFilter> declarationOfPLVDataMapFilter =
     ClassDeclaration<PLVDataMapFilter>()
         .factory()
         .property("filterActions", &PLVDataMapFilter::filterActions,

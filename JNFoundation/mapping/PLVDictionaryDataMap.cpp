@@ -18,7 +18,7 @@ constinit const Class PLVDictionaryDataMap::classObject =
 
 namespace {
 
-const ClassDeclaration<PLVDictionaryDataMap> declaration =
+const ClassDeclaration<PLVDictionaryDataMap> declarationOfPLVDictionaryDataMap =
     ClassDeclaration<PLVDictionaryDataMap>()
         .property("scalarMaps", &PLVDictionaryDataMap::scalarMaps)
         .property("dictionaryMaps", &PLVDictionaryDataMap::dictionaryMaps)

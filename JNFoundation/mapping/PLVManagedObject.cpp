@@ -14,7 +14,7 @@ constinit const Class PLVManagedObject::classObject =
 
 namespace {
 
-const ClassDeclaration<PLVManagedObject> declaration =
+const ClassDeclaration<PLVManagedObject> declarationOfPLVManagedObject =
     ClassDeclaration<PLVManagedObject>()
         .factory()
         .operation("entityDataMap", &PLVManagedObject::entityDataMap)

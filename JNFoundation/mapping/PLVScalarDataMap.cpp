@@ -18,7 +18,7 @@ constinit const Class PLVScalarDataMap::classObject =
 
 namespace {
 
-const ClassDeclaration<PLVScalarDataMap> declaration =
+const ClassDeclaration<PLVScalarDataMap> declarationOfPLVScalarDataMap =
     ClassDeclaration<PLVScalarDataMap>().property("filterName", &PLVScalarDataMap::filterName);
 
 /// Whether an attribute of the type takes the value as it is.

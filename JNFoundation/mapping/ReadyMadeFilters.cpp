@@ -38,7 +38,7 @@ constinit const Class FilterBlockTarget::classObject =
 
 namespace {
 
-const ClassDeclaration<FilterBlockTarget> declaration =
+const ClassDeclaration<FilterBlockTarget> declarationOfFilterBlockTarget =
     ClassDeclaration<FilterBlockTarget>().operation("applyFilterBlock:", &FilterBlockTarget::apply);
 
 /// An action that keeps its target: nobody else has it.

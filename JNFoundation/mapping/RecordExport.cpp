@@ -15,49 +15,49 @@ namespace {
 
 using Obstacle = RecordExport::Obstacle;
 
-enum class Form { Number, Boolean, Text, Date, None };
+enum class WrittenForm { Number, Boolean, Text, Date, None };
 
-Form formOf(NSUInteger attributeType) {
+WrittenForm formOf(NSUInteger attributeType) {
   switch (attributeType) {
     case NSInteger16AttributeType:
     case NSInteger32AttributeType:
     case NSInteger64AttributeType:
     case NSDoubleAttributeType:
     case NSFloatAttributeType:
-      return Form::Number;
+      return WrittenForm::Number;
     case NSBooleanAttributeType:
-      return Form::Boolean;
+      return WrittenForm::Boolean;
     case NSStringAttributeType:
-      return Form::Text;
+      return WrittenForm::Text;
     case NSDateAttributeType:
-      return Form::Date;
+      return WrittenForm::Date;
     default:
-      return Form::None;
+      return WrittenForm::None;
   }
 }
 
 /// Why the rule leads one way only.
 std::optional<Obstacle> obstacleOf(const PLVScalarDataMap& map) {
   if (map.mapType() == PLVScalarDataMap::MapType::Selector) return Obstacle::Message;
-  if (formOf(map.attributeType()) == Form::None) return Obstacle::UnsupportedType;
+  if (formOf(map.attributeType()) == WrittenForm::None) return Obstacle::UnsupportedType;
   if (map.filterName()) return Obstacle::Filter;
   return std::nullopt;
 }
 
 /// What a record says for the value of an attribute. Null where nothing does.
-Value exported(const Value& value, Form form, std::optional<Obstacle>& obstacle) {
+Value exported(const Value& value, WrittenForm form, std::optional<Obstacle>& obstacle) {
   if (value.isNull()) return NSNull::null();
   switch (form) {
-    case Form::Boolean:
+    case WrittenForm::Boolean:
       if (value == Value(0) || value == Value(1)) return value.boolValue();
       [[fallthrough]];
-    case Form::Number:
+    case WrittenForm::Number:
       if (value.isNumber() && std::isfinite(value.doubleValue())) return value;
       break;
-    case Form::Text:
+    case WrittenForm::Text:
       if (value.isString()) return value;
       break;
-    case Form::Date: {
+    case WrittenForm::Date: {
       if (!value.isDate()) break;
       const double seconds = value.timeIntervalSince1970();
       if (!std::isfinite(seconds)) break;
@@ -67,7 +67,7 @@ Value exported(const Value& value, Form form, std::optional<Obstacle>& obstacle)
       if (*readBack != seconds) obstacle = Obstacle::Inexact;
       return text;
     }
-    case Form::None:
+    case WrittenForm::None:
       break;
   }
   obstacle = Obstacle::NotExpressible;

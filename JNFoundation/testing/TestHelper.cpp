@@ -11,7 +11,7 @@ namespace JNFoundation {
 namespace {
 
 /// What the observer on the main thread saw, for the thread that waits.
-class Observation {
+class SettlementWatch {
  public:
   void observe(const Value& value, const Ref<PLVRejected>& rejected) {
     if (_resolved) return;
@@ -48,7 +48,7 @@ class Observation {
   Ref<PLVRejected> _rejected;
 };
 
-void waitAndReport(Observation& observation, NSTimeInterval interval,
+void waitAndReport(SettlementWatch& observation, NSTimeInterval interval,
                    const TestResolutionBlock& callback) {
   observation.waitUntil(NSDate::dateWithTimeIntervalSinceNow(interval));
   observation.report(callback);
@@ -60,7 +60,7 @@ void test_untilExpiresWaitForResolution(const Ref<PLVDeferred>& deferred, NSTime
                                         const TestResolutionBlock& callback) {
   if (!deferred) return;
   // The observer may outlive the wait.
-  const auto observation = std::make_shared<Observation>();
+  const auto observation = std::make_shared<SettlementWatch>();
   deferred->thenResolvedRejected(
       [observation](const Value& value) {
         observation->observe(value, nullptr);
@@ -76,7 +76,7 @@ void test_untilExpiresWaitForResolution(const Ref<PLVDeferred>& deferred, NSTime
 void test_untilExpiresWaitForResolution(const Ref<PLVPromise>& promise, NSTimeInterval interval,
                                         const TestResolutionBlock& callback) {
   if (!promise) return;
-  const auto observation = std::make_shared<Observation>();
+  const auto observation = std::make_shared<SettlementWatch>();
   promise->whenFulfilled([observation](const Value& value, const Ref<PLVRejected>& rejected) {
     observation->observe(value, rejected);
   });

@@ -10,7 +10,7 @@ namespace JNFoundation {
 
 namespace {
 
-const ClassDeclaration<NSArray> declaration =
+const ClassDeclaration<NSArray> declarationOfNSArrayPLVExtensions =
     ClassDeclaration<NSArray>()
         .operation("plv_firstObject", [](const NSArray& array) { return array.firstObject(); })
         .operation("jn_safelyGetObjectAtIndex:",

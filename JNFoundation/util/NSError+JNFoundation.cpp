@@ -10,8 +10,10 @@ namespace {
 
 constexpr const char* selector = "jn_isNetworkConnectivityError";
 
-const ClassDeclaration<NSError> declaration = ClassDeclaration<NSError>().operation(
-    selector, [](NSError& error) { return jn_isNetworkConnectivityError(Ref<NSError>(&error)); });
+const ClassDeclaration<NSError> declarationOfNSErrorJNFoundation =
+    ClassDeclaration<NSError>().operation(selector, [](NSError& error) {
+      return jn_isNetworkConnectivityError(Ref<NSError>(&error));
+    });
 
 }  // namespace
 

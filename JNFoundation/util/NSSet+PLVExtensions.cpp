@@ -7,7 +7,7 @@ namespace JNFoundation {
 
 namespace {
 
-const ClassDeclaration<NSSet> declaration = ClassDeclaration<NSSet>().operation(
+const ClassDeclaration<NSSet> declarationOfNSSetPLVExtensions = ClassDeclaration<NSSet>().operation(
     "plv_indexByKeyPath:", [](NSSet& set, const Ref<NSString>& keyPath) {
       return plv_indexByKeyPath(Ref<NSSet>(&set), keyPath);
     });

@@ -27,19 +27,19 @@ const ClassDeclaration<PLVTimerFiredUserInfoBlockWrapper> userInfoWrapperDeclara
         "userInfo", &PLVTimerFiredUserInfoBlockWrapper::userInfo,
         &PLVTimerFiredUserInfoBlockWrapper::setUserInfo);
 
-void requireBlock(bool isThere) {
+void requireTimerBlock(bool isThere) {
   if (!isThere) fatalError("a timer's block must not be null");
 }
 
 Value wrapped(PLVTimerFiredBlock block) {
-  requireBlock(static_cast<bool>(block));
+  requireTimerBlock(static_cast<bool>(block));
   const Ref<PLVTimerFiredBlockWrapper> wrapper = PLVTimerFiredBlockWrapper::init();
   wrapper->setTimerFiredBlock(std::move(block));
   return wrapper;
 }
 
 Value wrapped(PLVTimerFiredUserInfoBlock block, const Value& userInfo) {
-  requireBlock(static_cast<bool>(block));
+  requireTimerBlock(static_cast<bool>(block));
   const Ref<PLVTimerFiredUserInfoBlockWrapper> wrapper = PLVTimerFiredUserInfoBlockWrapper::init();
   wrapper->setTimerFiredBlock(std::move(block));
   wrapper->setUserInfo(userInfo);
@@ -89,7 +89,7 @@ void plv_executeTimerFiredBlockForTimer(const Ref<NSTimer>& timer) {
   // Kept for the call, since the block may invalidate the timer.
   const Value userInfo = timer->userInfo();
   if (auto* wrapper = as<PLVTimerFiredBlockWrapper>(userInfo)) {
-    requireBlock(static_cast<bool>(wrapper->timerFiredBlock()));
+    requireTimerBlock(static_cast<bool>(wrapper->timerFiredBlock()));
     wrapper->timerFiredBlock()(timer);
   }
 }
@@ -98,7 +98,7 @@ void plv_executeTimerFiredUserInfoBlockForTimer(const Ref<NSTimer>& timer) {
   if (!timer) return;
   const Value userInfo = timer->userInfo();
   if (auto* wrapper = as<PLVTimerFiredUserInfoBlockWrapper>(userInfo)) {
-    requireBlock(static_cast<bool>(wrapper->timerFiredBlock()));
+    requireTimerBlock(static_cast<bool>(wrapper->timerFiredBlock()));
     const Value object = wrapper->userInfo();
     wrapper->timerFiredBlock()(timer, object);
   }

@@ -11,13 +11,15 @@ namespace JNFoundation {
 
 namespace {
 
-const ClassDeclaration<NSURLRequest> declaration = ClassDeclaration<NSURLRequest>().operation(
-    "cURLCommand", [](NSURLRequest& request) { return cURLCommand(Ref<NSURLRequest>(&request)); });
+const ClassDeclaration<NSURLRequest> declarationOfNSURLRequestcURL =
+    ClassDeclaration<NSURLRequest>().operation("cURLCommand", [](NSURLRequest& request) {
+      return cURLCommand(Ref<NSURLRequest>(&request));
+    });
 
 /// Systems limit the length of one argument of a program; those of a shell's own `printf` are free.
 constexpr std::size_t longestArgument = 100000;
 
-std::string_view textOf(const Value& value) {
+std::string_view bytesOf(const Value& value) {
   const auto* string = as<NSString>(value);
   return string ? string->utf8() : std::string_view();
 }
@@ -111,9 +113,9 @@ Ref<NSString> cURLCommand(const Ref<NSURLRequest>& request) {
   }
   for (const auto& [name, value] : request->allHTTPHeaderFields()) {
     command += "\\\n    -H \"";
-    appendEscaped(command, textOf(name));
+    appendEscaped(command, bytesOf(name));
     command += ": ";
-    appendEscaped(command, textOf(value));
+    appendEscaped(command, bytesOf(value));
     command += "\" ";
   }
   command += "\\\n\"";
@@ -167,7 +169,7 @@ Ref<NSString> cURLCommandQuoted(const Ref<NSURLRequest>& request,
   for (const auto& [name, value] : request->allHTTPHeaderFields()) {
     const bool isSecret =
         redacted.count(as<NSString>(Value(name))->lowercaseString()->toStdString()) > 0;
-    appendQuotedField(command, textOf(name), isSecret ? "<redacted>" : textOf(value));
+    appendQuotedField(command, bytesOf(name), isSecret ? "<redacted>" : bytesOf(value));
   }
   command += "\\\n--url ";
   appendQuoted(command, addressOf(*request));

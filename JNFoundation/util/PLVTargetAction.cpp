@@ -9,7 +9,7 @@ constinit const Class PLVTargetAction::classObject = Class::of<PLVTargetAction>(
 
 namespace {
 
-const ClassDeclaration<PLVTargetAction> declaration =
+const ClassDeclaration<PLVTargetAction> declarationOfPLVTargetAction =
     ClassDeclaration<PLVTargetAction>()
         .property("target", &PLVTargetAction::target, &PLVTargetAction::setTarget)
         .operation("performWithObject:", &PLVTargetAction::performWithObject);

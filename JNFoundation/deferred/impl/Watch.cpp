@@ -13,7 +13,7 @@
 namespace JNFoundation::impl {
 namespace {
 
-struct Table {
+struct WatchTable {
   std::mutex mutex;
   std::unordered_map<const NSObject*, Watch::Record> records;
   NSUInteger lastNumber = 0;
@@ -21,8 +21,8 @@ struct Table {
 };
 
 /// Never destroyed: static objects may let go of deferreds while the process ends.
-Table& table() {
-  static auto* only = new Table;
+WatchTable& table() {
+  static auto* only = new WatchTable;
   return *only;
 }
 

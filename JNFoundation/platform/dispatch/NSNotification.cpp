@@ -8,7 +8,7 @@ namespace JNFoundation {
 constinit const Class NSNotification::classObject = Class::of<NSNotification>("NSNotification");
 
 namespace {
-const ClassDeclaration<NSNotification> declaration =
+const ClassDeclaration<NSNotification> declarationOfNSNotification =
     ClassDeclaration<NSNotification>()
         .operation("name", [](const NSNotification& self) -> Ref<NSString> { return self.name(); })
         .operation("object", [](const NSNotification& self) -> Value { return self.object(); })

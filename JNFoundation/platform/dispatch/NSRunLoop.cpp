@@ -16,7 +16,7 @@
 namespace JNFoundation {
 namespace {
 
-const ClassDeclaration<NSRunLoop> declaration =
+const ClassDeclaration<NSRunLoop> declarationOfNSRunLoop =
     ClassDeclaration<NSRunLoop>()
         .classOperation("currentRunLoop", &NSRunLoop::currentRunLoop)
         .classOperation("mainRunLoop", &NSRunLoop::mainRunLoop)

@@ -16,7 +16,7 @@ constexpr NSTimeInterval shortestInterval = 0.0001;
 constexpr NSTimeInterval longestInterval = 504911232;
 constexpr NSTimeInterval lastDate = 4039289856 + NSDate::timeIntervalBetween1970AndReferenceDate;
 
-const ClassDeclaration<NSTimer> declaration =
+const ClassDeclaration<NSTimer> declarationOfNSTimer =
     ClassDeclaration<NSTimer>()
         .operation("fire", &NSTimer::fire)
         .operation("invalidate", &NSTimer::invalidate)

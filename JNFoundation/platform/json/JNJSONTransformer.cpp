@@ -13,7 +13,7 @@ constinit const Class JNJSONTransformer::classObject =
 
 namespace {
 
-const ClassDeclaration<JNJSONTransformer> declaration =
+const ClassDeclaration<JNJSONTransformer> declarationOfJNJSONTransformer =
     ClassDeclaration<JNJSONTransformer>().factory();
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include <JNFoundation/platform/text/ASCII.h>
 #include <JNFoundation/platform/text/Folding.h>
 #include <JNFoundation/platform/text/PercentText.h>
 #include <JNFoundation/platform/value/ClassDeclaration.h>
@@ -13,21 +14,16 @@ constinit const Class NSURL::classObject = Class::of<NSURL>("NSURL");
 
 namespace {
 
-const ClassDeclaration<NSURL> declaration = ClassDeclaration<NSURL>()
-                                                .property("absoluteString", &NSURL::absoluteString)
-                                                .property("scheme", &NSURL::scheme)
-                                                .property("host", &NSURL::host)
-                                                .property("port", &NSURL::port)
-                                                .property("path", &NSURL::path)
-                                                .property("query", &NSURL::query)
-                                                .property("fragment", &NSURL::fragment)
-                                                .property("isFileURL", &NSURL::isFileURL);
-
-bool isHexDigit(char c) {
-  return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f');
-}
-
-bool isLetter(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
+const ClassDeclaration<NSURL> declarationOfNSURL =
+    ClassDeclaration<NSURL>()
+        .property("absoluteString", &NSURL::absoluteString)
+        .property("scheme", &NSURL::scheme)
+        .property("host", &NSURL::host)
+        .property("port", &NSURL::port)
+        .property("path", &NSURL::path)
+        .property("query", &NSURL::query)
+        .property("fragment", &NSURL::fragment)
+        .property("isFileURL", &NSURL::isFileURL);
 
 /// Whether every character may stand in a reference, and every percent sign begins an escape.
 bool isReference(std::string_view text) {
@@ -37,21 +33,21 @@ bool isReference(std::string_view text) {
         std::string_view("<>\"{}|\\^`").find(c) != std::string_view::npos) {
       return false;
     }
-    if (c == '%' && !(i + 2 < text.size() && isHexDigit(text[i + 1]) && isHexDigit(text[i + 2]))) {
+    if (c == '%' && !(i + 2 < text.size() && impl::hexadecimalValue(text[i + 1]) >= 0 &&
+                      impl::hexadecimalValue(text[i + 2]) >= 0)) {
       return false;
     }
   }
   return true;
 }
 
-int valueOfHexDigit(char c) { return c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10; }
-
 /// The bytes that the escapes stand for; mended where they are no UTF-8.
 Ref<NSString> unescaped(std::string_view text) {
   std::string bytes;
   for (std::size_t i = 0; i < text.size(); ++i) {
     if (text[i] == '%' && i + 2 < text.size()) {
-      bytes += static_cast<char>(valueOfHexDigit(text[i + 1]) * 16 + valueOfHexDigit(text[i + 2]));
+      bytes += static_cast<char>(impl::hexadecimalValue(text[i + 1]) * 16 +
+                                 impl::hexadecimalValue(text[i + 2]));
       i += 2;
     } else {
       bytes += text[i];
@@ -72,7 +68,7 @@ Ref<NSString> takeBehind(std::string_view& text, char separator) {
 
 /// The length of the scheme in front of its colon; 0 if the text does not begin with one.
 std::size_t schemeLength(std::string_view text) {
-  if (text.empty() || !isLetter(text[0])) return 0;
+  if (text.empty() || !impl::isLetter(text[0])) return 0;
   const std::size_t end =
       text.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789+-.");
   return end != std::string_view::npos && text[end] == ':' ? end : 0;

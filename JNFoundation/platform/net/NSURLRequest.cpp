@@ -14,7 +14,7 @@ constinit const Class NSMutableURLRequest::classObject =
 
 namespace {
 
-const ClassDeclaration<NSURLRequest> declaration =
+const ClassDeclaration<NSURLRequest> declarationOfNSURLRequest =
     ClassDeclaration<NSURLRequest>()
         .property("URL", &NSURLRequest::URL)
         .property("cachePolicy", &NSURLRequest::cachePolicy)
@@ -26,7 +26,7 @@ const ClassDeclaration<NSURLRequest> declaration =
         .property("allHTTPHeaderFields", &NSURLRequest::allHTTPHeaderFields)
         .operation("valueForHTTPHeaderField:", &NSURLRequest::valueForHTTPHeaderField);
 
-const ClassDeclaration<NSMutableURLRequest> mutableDeclaration =
+const ClassDeclaration<NSMutableURLRequest> declarationOfNSMutableURLRequest =
     ClassDeclaration<NSMutableURLRequest>()
         .operation("setURL:", &NSMutableURLRequest::setURL)
         .operation("setCachePolicy:", &NSMutableURLRequest::setCachePolicy)

@@ -50,13 +50,13 @@ Ref<NSString> keyOf(std::string_view text) {
 
 /// How a collection came to be the object at hand, which decides what becomes of collections
 /// inside.
-enum class Origin {
+enum class CollectionOrigin {
   Given,    ///< the path starts with it: one result per member, nested where they are nested
   Reached,  ///< a key led to it: what its members lead to is laid out flat
 };
 
 Value valueAlong(Steps steps, const Value& object);
-Value valueAlong(Steps steps, Value object, Origin origin);
+Value valueAlong(Steps steps, Value object, CollectionOrigin origin);
 
 Value distinct(std::vector<Value> values) {
   return NSOrderedSet::orderedSetWithValues(std::move(values))->array();
@@ -83,9 +83,9 @@ std::vector<Value> found(const Value& collection, Steps path, bool unite) {
 
 /// What the path finds in each member, which must be there; collections of values where `nested`.
 std::vector<Value> foundObjects(const Value& collection, const KeyPath::Step& step, Steps path,
-                                bool nested, Origin origin) {
+                                bool nested, CollectionOrigin origin) {
   std::vector<Value> values;
-  for (Value& value : found(collection, path, !nested && origin == Origin::Reached)) {
+  for (Value& value : found(collection, path, !nested && origin == CollectionOrigin::Reached)) {
     if (value.isNull()) raiseOperator(collection, step, "found null");
     if (!nested) {
       values.push_back(std::move(value));
@@ -97,7 +97,7 @@ std::vector<Value> foundObjects(const Value& collection, const KeyPath::Step& st
 }
 
 Value operatorResult(const Value& collection, const KeyPath::Step& step, Steps path,
-                     Origin origin) {
+                     CollectionOrigin origin) {
   switch (step.collectionOperator) {
     case Count: {
       NSInteger count = 0;
@@ -132,16 +132,16 @@ Value operatorResult(const Value& collection, const KeyPath::Step& step, Steps p
         step.key->utf8().substr(1));
 }
 
-Value valueAlong(Steps steps, Value object, Origin origin) {
+Value valueAlong(Steps steps, Value object, CollectionOrigin origin) {
   for (std::size_t i = 0; i < steps.size(); ++i) {
     const KeyPath::Step& step = steps[i];
     if (impl::isNullLike(object)) return object;
     if (!impl::isCollection(object)) {
       object = impl::valueForKeyOfOne(object, step.key);
-      origin = Origin::Reached;
+      origin = CollectionOrigin::Reached;
     } else if (step.collectionOperator != None) {
       return operatorResult(object, step, steps.subspan(i + 1), origin);
-    } else if (origin == Origin::Reached) {
+    } else if (origin == CollectionOrigin::Reached) {
       object = impl::mapMembers(object, impl::Nested::Flattened, [&](const Value& member) {
         return impl::valueForKeyOfOne(member, step.key);
       });
@@ -155,7 +155,7 @@ Value valueAlong(Steps steps, Value object, Origin origin) {
 }
 
 Value valueAlong(Steps steps, const Value& object) {
-  return valueAlong(steps, object, Origin::Given);
+  return valueAlong(steps, object, CollectionOrigin::Given);
 }
 
 /// One key further, of every one of the values: what is null stays, collections are taken apart.
@@ -219,7 +219,7 @@ bool KeyPath::appendValuesInObject(const Value& object, std::vector<Value>& valu
   for (std::size_t i = 0; i < steps.size(); ++i) {
     if (many && steps[i].collectionOperator != None) {
       one = operatorResult(arrayWithNulls(std::move(all)), steps[i], steps.subspan(i + 1),
-                           Origin::Reached);
+                           CollectionOrigin::Reached);
       all.clear();
       many = impl::appendMembers(one, all);
       break;

@@ -17,7 +17,7 @@ const Class& NSComparisonPredicate::class_() const noexcept { return classObject
 
 namespace {
 
-const ClassDeclaration<NSComparisonPredicate> declaration =
+const ClassDeclaration<NSComparisonPredicate> declarationOfNSComparisonPredicate =
     ClassDeclaration<NSComparisonPredicate>();
 
 bool isOperator(NSPredicateOperatorType type) noexcept {

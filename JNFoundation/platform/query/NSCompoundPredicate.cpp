@@ -14,7 +14,8 @@ const Class& NSCompoundPredicate::class_() const noexcept { return classObject; 
 
 namespace {
 
-const ClassDeclaration<NSCompoundPredicate> declaration = ClassDeclaration<NSCompoundPredicate>();
+const ClassDeclaration<NSCompoundPredicate> declarationOfNSCompoundPredicate =
+    ClassDeclaration<NSCompoundPredicate>();
 
 const NSPredicate& predicateIn(const Value& element) {
   return *static_cast<const NSPredicate*>(element.object());

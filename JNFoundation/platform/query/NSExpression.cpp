@@ -15,7 +15,7 @@ const Class& NSExpression::class_() const noexcept { return classObject; }
 
 namespace {
 
-const ClassDeclaration<NSExpression> declaration = ClassDeclaration<NSExpression>();
+const ClassDeclaration<NSExpression> declarationOfNSExpression = ClassDeclaration<NSExpression>();
 
 [[noreturn]] void raiseNotDefined(const NSExpression& expression, const char* accessor) {
   raise(NSInvalidArgumentException, "*** -%s only defined for abstract class.  Define -[%s %s]!",

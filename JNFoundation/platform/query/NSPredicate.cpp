@@ -15,7 +15,7 @@ const Class& NSPredicate::class_() const noexcept { return classObject; }
 
 namespace {
 
-const ClassDeclaration<NSPredicate> declaration =
+const ClassDeclaration<NSPredicate> declarationOfNSPredicate =
     ClassDeclaration<NSPredicate>()
         .operation("evaluateWithObject:", &NSPredicate::evaluateWithObject)
         .operation("predicateFormat", &NSPredicate::predicateFormat);

@@ -20,7 +20,7 @@ const Class& NSSortDescriptor::class_() const noexcept { return classObject; }
 
 namespace {
 
-const ClassDeclaration<NSSortDescriptor> declaration =
+const ClassDeclaration<NSSortDescriptor> declarationOfNSSortDescriptor =
     ClassDeclaration<NSSortDescriptor>()
         .property("key", &NSSortDescriptor::key)
         .property("ascending", &NSSortDescriptor::ascending);

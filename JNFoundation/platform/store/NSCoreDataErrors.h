@@ -6,6 +6,11 @@ namespace JNFoundation {
 
 /// Codes of errors in NSCocoaErrorDomain that models, contexts and stores give.
 enum NSCoreDataErrorCode : NSInteger {
+  NSFileReadUnknownError = 256,
+  NSFileReadCorruptFileError = 259,
+  NSFileReadNoSuchFileError = 260,
+  NSFileWriteUnknownError = 512,
+  NSFileWriteFileExistsError = 516,
   NSManagedObjectValidationError = 1550,
   NSManagedObjectConstraintValidationError = 1551,
   NSValidationMultipleErrorsError = 1560,

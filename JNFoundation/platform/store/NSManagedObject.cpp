@@ -13,7 +13,7 @@ namespace JNFoundation {
 constinit const Class NSManagedObject::classObject = Class::of<NSManagedObject>("NSManagedObject");
 
 namespace {
-const ClassDeclaration<NSManagedObject> declaration =
+const ClassDeclaration<NSManagedObject> declarationOfNSManagedObject =
     ClassDeclaration<NSManagedObject>()
         .factory()
         .operation("objectID", &NSManagedObject::objectID)

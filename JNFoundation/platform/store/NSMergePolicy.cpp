@@ -13,11 +13,12 @@ constinit const Class NSMergePolicy::classObject = Class::of<NSMergePolicy>("NSM
 
 namespace {
 
-const ClassDeclaration<NSMergePolicy> declaration = ClassDeclaration<NSMergePolicy>().operation(
-    "mergeType", [](const NSMergePolicy& policy) -> NSUInteger { return policy.mergeType(); });
+const ClassDeclaration<NSMergePolicy> declarationOfNSMergePolicy =
+    ClassDeclaration<NSMergePolicy>().operation(
+        "mergeType", [](const NSMergePolicy& policy) -> NSUInteger { return policy.mergeType(); });
 
-constexpr const char* typeNames[] = {"error", "mergeByPropertyStoreTrump",
-                                     "mergeByPropertyObjectTrump", "overwrite", "rollback"};
+constexpr const char* mergeTypeNames[] = {"error", "mergeByPropertyStoreTrump",
+                                          "mergeByPropertyObjectTrump", "overwrite", "rollback"};
 
 template <class Conflict>
 std::vector<Ref<Conflict>> conflictsOf(const Ref<NSArray>& list) {
@@ -103,7 +104,7 @@ bool NSMergePolicy::resolveConstraintConflictsError(const Ref<NSArray>& conflict
 
 Ref<NSString> NSMergePolicy::description() const {
   return NSString::stringWithFormat("<%s: %p> (%s)", class_().name(),
-                                    static_cast<const void*>(this), typeNames[_type]);
+                                    static_cast<const void*>(this), mergeTypeNames[_type]);
 }
 
 }  // namespace JNFoundation

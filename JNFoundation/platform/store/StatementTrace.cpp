@@ -10,13 +10,13 @@
 namespace JNFoundation {
 namespace {
 
-struct Observation {
+struct SharedObserver {
   std::mutex mutex;
   StatementObserver observer;
   StatementPlans plans = StatementPlans::Omit;
 
-  static Observation& shared() {
-    static Observation* observation = new Observation;  // outlives every static object
+  static SharedObserver& shared() {
+    static SharedObserver* observation = new SharedObserver;  // outlives every static object
     return *observation;
   }
 };
@@ -29,14 +29,14 @@ thread_local bool isInObserver = false;
 constinit std::atomic<bool> impl::hasStatementObserver = false;
 
 bool impl::observesPlans() noexcept {
-  Observation& observation = Observation::shared();
+  SharedObserver& observation = SharedObserver::shared();
   const std::lock_guard guard(observation.mutex);
   return observation.plans == StatementPlans::Include && !isInObserver;
 }
 
 void impl::tellStatementObserver(const StatementTrace& trace) noexcept {
   if (isInObserver) return;
-  Observation& observation = Observation::shared();
+  SharedObserver& observation = SharedObserver::shared();
   StatementObserver observer;
   {
     const std::lock_guard guard(observation.mutex);
@@ -54,7 +54,7 @@ void impl::tellStatementObserver(const StatementTrace& trace) noexcept {
 }
 
 void setStatementObserver(StatementObserver observer, StatementPlans plans) {
-  Observation& observation = Observation::shared();
+  SharedObserver& observation = SharedObserver::shared();
   {
     const std::lock_guard guard(observation.mutex);
     std::swap(observation.observer, observer);
@@ -65,7 +65,7 @@ void setStatementObserver(StatementObserver observer, StatementPlans plans) {
 }
 
 StatementObserverScope::StatementObserverScope(StatementObserver observer, StatementPlans plans) {
-  Observation& observation = Observation::shared();
+  SharedObserver& observation = SharedObserver::shared();
   {
     const std::lock_guard guard(observation.mutex);
     _previous = observation.observer;

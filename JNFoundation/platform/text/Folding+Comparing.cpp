@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include <JNFoundation/platform/text/ASCII.h>
 #include <JNFoundation/platform/text/Folding.h>
 #include <JNFoundation/platform/text/UTF8.h>
 #include <JNFoundation/platform/text/impl/Words.h>

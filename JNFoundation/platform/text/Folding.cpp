@@ -2,6 +2,7 @@
 
 #include <utf8proc.h>
 
+#include <JNFoundation/platform/text/ASCII.h>
 #include <JNFoundation/platform/text/UTF8.h>
 #include <JNFoundation/platform/text/impl/CodePoints.h>
 #include <JNFoundation/platform/text/impl/Words.h>
@@ -134,7 +135,7 @@ std::string lowercased(std::string_view text) {
     const char32_t codePoint = nextCodePoint(text, offset);
     if (codePoint < 0x80) {
       result += impl::lowerASCII(static_cast<char>(codePoint));
-      afterLetter = impl::isASCIILetter(static_cast<char>(codePoint));
+      afterLetter = impl::isLetter(static_cast<char>(codePoint));
       continue;
     }
     if (codePoint == capitalSigma) {

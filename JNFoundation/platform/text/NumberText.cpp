@@ -6,6 +6,7 @@
 #include <limits>
 #include <system_error>
 
+#include <JNFoundation/platform/text/ASCII.h>
 #include <JNFoundation/platform/text/WhiteSpace.h>
 #include <JNFoundation/platform/text/impl/Words.h>
 

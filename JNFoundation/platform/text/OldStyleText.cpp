@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 
+#include <JNFoundation/platform/text/ASCII.h>
 #include <JNFoundation/platform/text/UTF8.h>
 #include <JNFoundation/platform/text/impl/Words.h>
 
@@ -11,8 +12,8 @@ namespace JNFoundation {
 namespace {
 
 bool staysUnquoted(char byte) {
-  return impl::isASCIILetter(byte) || impl::isDigit(byte) || byte == '_' || byte == '.' ||
-         byte == '/' || byte == '$' || byte == '-';
+  return impl::isLetter(byte) || impl::isDigit(byte) || byte == '_' || byte == '.' || byte == '/' ||
+         byte == '$' || byte == '-';
 }
 
 void appendUnit(std::string& text, char32_t unit) {

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 
+#include <JNFoundation/platform/text/ASCII.h>
 #include <JNFoundation/platform/text/UTF8.h>
 #include <JNFoundation/platform/text/impl/Words.h>
 
@@ -10,8 +11,8 @@ namespace JNFoundation {
 namespace {
 
 constexpr bool isUnreserved(char byte) {
-  return impl::isASCIILetter(byte) || impl::isDigit(byte) || byte == '-' || byte == '.' ||
-         byte == '_' || byte == '~';
+  return impl::isLetter(byte) || impl::isDigit(byte) || byte == '-' || byte == '.' || byte == '_' ||
+         byte == '~';
 }
 
 /// The characters that may stand in a URL as they are.
@@ -26,13 +27,6 @@ void appendEscape(std::string& text, char byte) {
   text += '%';
   text += digits[number >> 4];
   text += digits[number & 0xF];
-}
-
-/// The value of a hexadecimal digit of either case, or -1.
-int hexValue(char digit) {
-  if (impl::isDigit(digit)) return digit - '0';
-  const char letter = impl::lowerASCII(digit);
-  return letter >= 'a' && letter <= 'f' ? letter - 'a' + 10 : -1;
 }
 
 }  // namespace
@@ -79,8 +73,8 @@ std::optional<std::string> percentDecodedASCII(std::string_view text) {
     decoded.append(text.substr(start, escape - start));
     if (escape == std::string_view::npos) return decoded;
     if (text.size() - escape < 3) return std::nullopt;
-    const int high = hexValue(text[escape + 1]);
-    const int low = hexValue(text[escape + 2]);
+    const int high = impl::hexadecimalValue(text[escape + 1]);
+    const int low = impl::hexadecimalValue(text[escape + 2]);
     if (high < 0 || high > 7 || low < 0) return std::nullopt;
     decoded += static_cast<char>(high << 4 | low);
     start = escape + 3;

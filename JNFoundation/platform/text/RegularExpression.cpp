@@ -4,6 +4,7 @@
 #include <new>
 #include <pcre2.h>
 
+#include <JNFoundation/platform/text/ASCII.h>
 #include <JNFoundation/platform/text/TextMatch.h>
 #include <JNFoundation/platform/text/UTF8.h>
 
@@ -39,13 +40,9 @@ std::optional<char32_t> hexAt(std::string_view pattern, std::size_t offset, std:
   if (offset + digits > pattern.size()) return std::nullopt;
   char32_t number = 0;
   for (const char digit : pattern.substr(offset, digits)) {
-    if (digit >= '0' && digit <= '9') {
-      number = number << 4 | static_cast<char32_t>(digit - '0');
-    } else if ((digit | 0x20) >= 'a' && (digit | 0x20) <= 'f') {
-      number = number << 4 | static_cast<char32_t>((digit | 0x20) - 'a' + 10);
-    } else {
-      return std::nullopt;
-    }
+    const int value = impl::hexadecimalValue(digit);
+    if (value < 0) return std::nullopt;
+    number = number << 4 | static_cast<char32_t>(value);
   }
   return number;
 }

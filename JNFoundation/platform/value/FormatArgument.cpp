@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 
+#include <JNFoundation/platform/text/ASCII.h>
 #include <JNFoundation/platform/text/UTF8.h>
 #include <JNFoundation/platform/value/NSString.h>
 
@@ -124,7 +125,6 @@ std::string converted(const Conversion& conversion, const FormatArgument& argume
   }
 }
 
-bool isDigit(char character) { return character >= '0' && character <= '9'; }
 bool isOneOf(char character, std::string_view characters) {
   return characters.find(character) != std::string_view::npos;
 }
@@ -183,7 +183,7 @@ class Formatter {
   /// Reads "2$", which names the argument by its place. Returns: null where that is not written.
   const FormatArgument* readPosition() {
     const std::size_t start = _position;
-    const int place = isDigit(current()) && current() != '0' ? readSize() : 0;
+    const int place = impl::isDigit(current()) && current() != '0' ? readSize() : 0;
     if (place > 0 && current() == '$') {
       ++_position;
       return &argumentAt(static_cast<std::size_t>(place) - 1);
@@ -200,9 +200,9 @@ class Formatter {
       const std::int64_t size = numberOf(nextArgument()).longLongValue();
       return static_cast<int>(std::clamp<std::int64_t>(size, -widestField, widestField));
     }
-    if (!isDigit(current())) return -1;
+    if (!impl::isDigit(current())) return -1;
     int size = 0;
-    for (; isDigit(current()); ++_position) {
+    for (; impl::isDigit(current()); ++_position) {
       size = std::min(size * 10 + (current() - '0'), widestField);
     }
     return size;

@@ -18,7 +18,7 @@ constinit const Class ConcreteArray::classObject = Class::of<ConcreteArray>("__N
 
 namespace {
 
-const ClassDeclaration<NSArray> declaration =
+const ClassDeclaration<NSArray> declarationOfNSArray =
     ClassDeclaration<NSArray>()
         .factory()
         .operation("count", &NSArray::count)

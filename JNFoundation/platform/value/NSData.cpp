@@ -28,13 +28,13 @@ constinit const Class ConcreteData::classObject = Class::of<ConcreteData>("NSCon
 constinit const Class ConcreteMutableData::classObject =
     Class::of<ConcreteMutableData>("NSConcreteMutableData");
 
-const ClassDeclaration<NSData> declaration =
+const ClassDeclaration<NSData> declarationOfNSData =
     ClassDeclaration<NSData>()
         .factory([]() -> Ref<NSObject> { return NSData::data(); })
         .property("length", &NSData::length)
         .operation("base64EncodedString", &NSData::base64EncodedString)
         .operation("isEqualToData:", &NSData::isEqualToData);
-const ClassDeclaration<NSMutableData> mutableDeclaration =
+const ClassDeclaration<NSMutableData> declarationOfNSMutableData =
     ClassDeclaration<NSMutableData>()
         .factory([]() -> Ref<NSObject> { return NSMutableData::data(); })
         .property("length", &NSMutableData::length, &NSMutableData::setLength)

@@ -12,7 +12,7 @@ constinit const Class NSDate::classObject = Class::of<NSDate>("NSDate");
 
 namespace {
 
-const ClassDeclaration<NSDate> declaration =
+const ClassDeclaration<NSDate> declarationOfNSDate =
     ClassDeclaration<NSDate>()
         .operation("description", [](const Value& self) { return self.description(); })
         .operation("copy", [](const Value& self) { return self; })

@@ -19,7 +19,7 @@ namespace {
 using impl::DecimalFit;
 using impl::UnroundedDecimal;
 
-const ClassDeclaration<NSDecimalNumber> declaration =
+const ClassDeclaration<NSDecimalNumber> declarationOfNSDecimalNumber =
     ClassDeclaration<NSDecimalNumber>()
         .operation("decimalNumberByAdding:", &NSDecimalNumber::decimalNumberByAdding)
         .operation("decimalNumberBySubtracting:", &NSDecimalNumber::decimalNumberBySubtracting)

@@ -16,7 +16,7 @@ constinit const Class ConcreteDictionary::classObject =
 
 namespace {
 
-const ClassDeclaration<NSDictionary> declaration =
+const ClassDeclaration<NSDictionary> declarationOfNSDictionary =
     ClassDeclaration<NSDictionary>()
         .factory()
         .operation("count", &NSDictionary::count)

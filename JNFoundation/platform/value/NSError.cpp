@@ -16,7 +16,7 @@ constinit const Class NSError::classObject = Class::of<NSError>("NSError");
 
 namespace {
 
-const ClassDeclaration<NSError> declaration =
+const ClassDeclaration<NSError> declarationOfNSError =
     ClassDeclaration<NSError>()
         .property("domain", &NSError::domain)
         .property("code", &NSError::code)

@@ -9,10 +9,11 @@ constinit const Class NSException::classObject = Class::of<NSException>("NSExcep
 
 namespace {
 
-const ClassDeclaration<NSException> declaration = ClassDeclaration<NSException>()
-                                                      .property("name", &NSException::name)
-                                                      .property("reason", &NSException::reason)
-                                                      .property("userInfo", &NSException::userInfo);
+const ClassDeclaration<NSException> declarationOfNSException =
+    ClassDeclaration<NSException>()
+        .property("name", &NSException::name)
+        .property("reason", &NSException::reason)
+        .property("userInfo", &NSException::userInfo);
 
 }  // namespace
 

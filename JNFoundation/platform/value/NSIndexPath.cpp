@@ -13,7 +13,7 @@ constinit const Class NSIndexPath::classObject = Class::of<NSIndexPath>("NSIndex
 
 namespace {
 
-const ClassDeclaration<NSIndexPath> declaration =
+const ClassDeclaration<NSIndexPath> declarationOfNSIndexPath =
     ClassDeclaration<NSIndexPath>()
         .factory([]() -> Ref<NSObject> { return NSIndexPath::indexPath(); })
         .property("length", &NSIndexPath::length)

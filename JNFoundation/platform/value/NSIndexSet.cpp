@@ -13,7 +13,7 @@ constinit const Class NSIndexSet::classObject = Class::of<NSIndexSet>("NSIndexSe
 
 namespace {
 
-const ClassDeclaration<NSIndexSet> declaration =
+const ClassDeclaration<NSIndexSet> declarationOfNSIndexSet =
     ClassDeclaration<NSIndexSet>()
         .factory()
         .property("count", &NSIndexSet::count)

@@ -15,7 +15,7 @@ constinit const Class ConcreteMutableArray::classObject =
 
 namespace {
 
-const ClassDeclaration<NSMutableArray> declaration =
+const ClassDeclaration<NSMutableArray> declarationOfNSMutableArray =
     ClassDeclaration<NSMutableArray>()
         .factory()
         .operation("addObject:", &NSMutableArray::addObject)

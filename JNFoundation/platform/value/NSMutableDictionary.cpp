@@ -12,7 +12,7 @@ constinit const Class ConcreteMutableDictionary::classObject =
 
 namespace {
 
-const ClassDeclaration<NSMutableDictionary> declaration =
+const ClassDeclaration<NSMutableDictionary> declarationOfNSMutableDictionary =
     ClassDeclaration<NSMutableDictionary>()
         .factory()
         .operation("setObject:forKey:", &NSMutableDictionary::setObjectForKey)

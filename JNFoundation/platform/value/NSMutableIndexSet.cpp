@@ -11,7 +11,7 @@ constinit const Class NSMutableIndexSet::classObject =
 
 namespace {
 
-const ClassDeclaration<NSMutableIndexSet> declaration =
+const ClassDeclaration<NSMutableIndexSet> declarationOfNSMutableIndexSet =
     ClassDeclaration<NSMutableIndexSet>()
         .factory()
         .operation("addIndex:", &NSMutableIndexSet::addIndex)

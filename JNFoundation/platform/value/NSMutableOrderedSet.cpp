@@ -18,7 +18,7 @@ constinit const Class ConcreteMutableOrderedSet::classObject =
 
 namespace {
 
-const ClassDeclaration<NSMutableOrderedSet> declaration =
+const ClassDeclaration<NSMutableOrderedSet> declarationOfNSMutableOrderedSet =
     ClassDeclaration<NSMutableOrderedSet>()
         .factory()
         .operation("addObject:", &NSMutableOrderedSet::addObject)
@@ -31,12 +31,12 @@ const ClassDeclaration<NSMutableOrderedSet> declaration =
         .operation("minusSet:", &NSMutableOrderedSet::minusSet)
         .classOperation("orderedSet", &NSMutableOrderedSet::orderedSet);
 
-using Table = OrderedHashTable<NSOrderedSet::Entry>;
+using OrderedSetTable = OrderedHashTable<NSOrderedSet::Entry>;
 
 constexpr NSUInteger notFound = static_cast<NSUInteger>(NSNotFound);
 
 /// Only a class that brings another representation is asked, and it must say what a change means.
-[[noreturn]] void raiseNotImplemented(const NSObject& set, const char* operation) {
+[[noreturn]] void raiseOnlyInSubclass(const NSObject& set, const char* operation) {
   raise(NSInternalInconsistencyException, "*** -[%s %s]: only defined by a subclass",
         set.class_().name(), operation);
 }
@@ -107,7 +107,7 @@ void NSMutableOrderedSet::insertObjectAtIndex(const Value& object, NSUInteger in
   }
   Entry entry{object, 0};
   entry.hash = entry.key.hash();
-  if (_table.find(entry.key, entry.hash) != Table::npos) return;
+  if (_table.find(entry.key, entry.hash) != OrderedSetTable::npos) return;
   _table.closeHoles();
   // The hash may be an application's, which may have made the set shorter.
   _table.insert(_table.begin() + std::min<std::size_t>(index, _table.count()), std::move(entry));
@@ -167,7 +167,7 @@ void NSMutableOrderedSet::replaceObjectAtIndexWithObject(NSUInteger index, const
   _table.closeHoles();
   const std::size_t position = _table.begin() + index;
   const std::size_t known = _table.find(entry.key, entry.hash);
-  if (known != Table::npos && known != position) return;
+  if (known != OrderedSetTable::npos && known != position) return;
   const Entry replaced = _table.replace(position, std::move(entry));
   ++_mutations;
 }
@@ -222,7 +222,7 @@ void NSMutableOrderedSet::removeObject(const Value& object) {
     return;
   }
   const std::size_t position = _table.find(object, object.hash());
-  if (position == Table::npos) return;
+  if (position == OrderedSetTable::npos) return;
   const Entry removed = _table.take(position);
   ++_mutations;
 }
@@ -260,7 +260,7 @@ void NSMutableOrderedSet::removeObjectsAtIndexes(const Ref<NSIndexSet>& indexes)
     }
     return;
   }
-  Table kept;
+  OrderedSetTable kept;
   std::vector<Entry> removed;
   std::size_t index = 0;
   auto range = ranges.begin();
@@ -335,11 +335,11 @@ void NSMutableOrderedSet::sortUsingComparator(
 Value NSMutableOrderedSet::copy() const { return makeObject<NSOrderedSet>(tableOfContents()); }
 
 void NSMutableOrderedSet::foreignInsertObjectAtIndex(const Value&, NSUInteger) {
-  raiseNotImplemented(*this, "insertObject:atIndex:");
+  raiseOnlyInSubclass(*this, "insertObject:atIndex:");
 }
 
 void NSMutableOrderedSet::foreignRemoveObjectAtIndex(NSUInteger) {
-  raiseNotImplemented(*this, "removeObjectAtIndex:");
+  raiseOnlyInSubclass(*this, "removeObjectAtIndex:");
 }
 
 void NSMutableOrderedSet::reorder(const std::vector<std::size_t>& order) {
@@ -353,7 +353,7 @@ void NSMutableOrderedSet::reorder(const std::vector<std::size_t>& order) {
   }
   _table.closeHoles();
   const std::size_t start = _table.begin();
-  Table reordered;
+  OrderedSetTable reordered;
   reordered.reserve(order.size());
   for (const std::size_t from : order) reordered.append(std::move(_table.at(start + from)));
   _table.swap(reordered);

@@ -12,7 +12,7 @@ constinit const Class ConcreteMutableSet::classObject = Class::of<ConcreteMutabl
 
 namespace {
 
-const ClassDeclaration<NSMutableSet> declaration =
+const ClassDeclaration<NSMutableSet> declarationOfNSMutableSet =
     ClassDeclaration<NSMutableSet>()
         .factory()
         .operation("addObject:", &NSMutableSet::addObject)

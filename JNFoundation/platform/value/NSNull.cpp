@@ -9,7 +9,7 @@ constinit const Class NSNull::classObject = Class::of<NSNull>("NSNull");
 
 namespace {
 
-const ClassDeclaration<NSNull> declaration =
+const ClassDeclaration<NSNull> declarationOfNSNull =
     ClassDeclaration<NSNull>().classOperation("null", []() -> Value { return NSNull::null(); });
 
 }  // namespace

@@ -9,7 +9,7 @@ constinit const Class NSNumber::classObject = Class::of<NSNumber>("NSNumber");
 
 namespace {
 
-const ClassDeclaration<NSNumber> declaration =
+const ClassDeclaration<NSNumber> declarationOfNSNumber =
     ClassDeclaration<NSNumber>()
         .operation("description", [](const Value& self) { return self.description(); })
         .operation("copy", [](const Value& self) { return self; })

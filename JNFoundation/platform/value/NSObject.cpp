@@ -23,7 +23,7 @@ const Class* classOf(const Value& value) {
 }
 
 /// What inline values answer as well takes the receiver as a value.
-const ClassDeclaration<NSObject> declaration =
+const ClassDeclaration<NSObject> declarationOfNSObject =
     ClassDeclaration<NSObject>()
         .operation("description", [](const Value& self) { return self.description(); })
         .operation("copy", [](const Value& self) { return self.copy(); })

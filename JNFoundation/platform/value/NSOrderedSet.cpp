@@ -19,7 +19,7 @@ constinit const Class ConcreteOrderedSet::classObject =
 
 namespace {
 
-const ClassDeclaration<NSOrderedSet> declaration =
+const ClassDeclaration<NSOrderedSet> declarationOfNSOrderedSet =
     ClassDeclaration<NSOrderedSet>()
         .factory()
         .operation("count", &NSOrderedSet::count)
@@ -32,7 +32,7 @@ const ClassDeclaration<NSOrderedSet> declaration =
         .operation("set", &NSOrderedSet::set)
         .classOperation("orderedSet", &NSOrderedSet::orderedSet);
 
-using Table = OrderedHashTable<NSOrderedSet::Entry>;
+using OrderedSetTable = OrderedHashTable<NSOrderedSet::Entry>;
 
 template <class Set>
 bool isSubsetOf(const NSOrderedSet& members, const Ref<Set>& other) {
@@ -60,16 +60,16 @@ const Class& NSOrderedSet::class_() const noexcept {
   return _foreign ? classObject : ConcreteOrderedSet::classObject;
 }
 
-Table NSOrderedSet::tableOf(std::vector<Value> values) {
+OrderedSetTable NSOrderedSet::tableOf(std::vector<Value> values) {
   impl::requireValues(values, "__NSPlaceholderOrderedSet");
-  Table table;
+  OrderedSetTable table;
   table.reserve(values.size());
   for (Value& value : values) impl::addToTable(table, std::move(value));
   return table;
 }
 
-Table NSOrderedSet::tableOfContents() const {
-  Table table = _foreign ? foreignContents()->_table : _table;
+OrderedSetTable NSOrderedSet::tableOfContents() const {
+  OrderedSetTable table = _foreign ? foreignContents()->_table : _table;
   table.compact();
   return table;
 }
@@ -78,7 +78,7 @@ Ref<NSOrderedSet> NSOrderedSet::foreignContents() const { return orderedSet(); }
 
 Ref<NSOrderedSet> NSOrderedSet::orderedSetWithObjectsBeforeNull(
     std::initializer_list<Value> objects) {
-  Table table;
+  OrderedSetTable table;
   for (const Value& object : objects) {
     if (object.isNull()) break;
     impl::addToTable(table, object);
@@ -139,7 +139,7 @@ Value NSOrderedSet::lastObject() const {
 bool NSOrderedSet::containsObject(const Value& object) const {
   if (object.isNull()) return false;
   if (_foreign) return foreignContents()->containsObject(object);
-  return _table.find(object, object.hash()) != Table::npos;
+  return _table.find(object, object.hash()) != OrderedSetTable::npos;
 }
 
 NSUInteger NSOrderedSet::indexOfObject(const Value& object) const {
@@ -147,7 +147,8 @@ NSUInteger NSOrderedSet::indexOfObject(const Value& object) const {
   if (_foreign) return foreignContents()->indexOfObject(object);
   _table.closeHoles();
   const std::size_t position = _table.find(object, object.hash());
-  return position == Table::npos ? static_cast<NSUInteger>(NSNotFound) : position - _table.begin();
+  return position == OrderedSetTable::npos ? static_cast<NSUInteger>(NSNotFound)
+                                           : position - _table.begin();
 }
 
 Ref<NSArray> NSOrderedSet::array() const {
@@ -228,7 +229,7 @@ Value NSOrderedSet::valueForKey(const Ref<NSString>& key) const {
   if (impl::namesOwnProperty(key)) return NSObject::valueForKey(impl::ownPropertyName(key));
   const impl::KeyNesting nesting;
   const Ref<NSOrderedSet> held = impl::held(this);
-  Table table;
+  OrderedSetTable table;
   for (const Value& object : *this) {
     const Value value = impl::memberValueForKey(object, key);
     if (!value.isNull()) impl::addToTable(table, value);

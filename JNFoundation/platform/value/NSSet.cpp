@@ -14,7 +14,7 @@ constinit const Class ConcreteSet::classObject = Class::of<ConcreteSet>("__NSSet
 
 namespace {
 
-const ClassDeclaration<NSSet> declaration =
+const ClassDeclaration<NSSet> declarationOfNSSet =
     ClassDeclaration<NSSet>()
         .factory()
         .operation("count", &NSSet::count)
@@ -24,7 +24,7 @@ const ClassDeclaration<NSSet> declaration =
         .operation("member:", &NSSet::member)
         .classOperation("set", &NSSet::set);
 
-using Table = OrderedHashTable<NSSet::Entry>;
+using SetTable = OrderedHashTable<NSSet::Entry>;
 
 }  // namespace
 
@@ -34,16 +34,16 @@ const Class& NSSet::class_() const noexcept {
   return _foreign ? classObject : ConcreteSet::classObject;
 }
 
-Table NSSet::tableOf(std::vector<Value> values) {
+SetTable NSSet::tableOf(std::vector<Value> values) {
   impl::requireValues(values, "__NSPlaceholderSet");
-  Table table;
+  SetTable table;
   table.reserve(values.size());
   for (Value& value : values) impl::addToTable(table, std::move(value));
   return table;
 }
 
-Table NSSet::tableOfContents() const {
-  Table table = _foreign ? foreignContents()->_table : _table;
+SetTable NSSet::tableOfContents() const {
+  SetTable table = _foreign ? foreignContents()->_table : _table;
   table.compact();
   return table;
 }
@@ -51,7 +51,7 @@ Table NSSet::tableOfContents() const {
 Ref<NSSet> NSSet::foreignContents() const { return set(); }
 
 Ref<NSSet> NSSet::setWithObjectsBeforeNull(std::initializer_list<Value> objects) {
-  Table table;
+  SetTable table;
   for (const Value& object : objects) {
     if (object.isNull()) break;
     impl::addToTable(table, object);
@@ -85,7 +85,7 @@ Value NSSet::member(const Value& object) const {
   if (object.isNull()) return nullptr;
   if (_foreign) return foreignContents()->member(object);
   const std::size_t position = _table.find(object, object.hash());
-  return position == Table::npos ? Value() : _table.at(position).key;
+  return position == SetTable::npos ? Value() : _table.at(position).key;
 }
 
 Value NSSet::anyObject() const {
@@ -122,13 +122,13 @@ bool NSSet::intersectsSet(const Ref<NSSet>& other) const {
 
 Ref<NSSet> NSSet::setByAddingObject(const Value& object) const {
   if (object.isNull()) impl::raiseNullObject(*this, "setByAddingObject:");
-  Table table = tableOfContents();
+  SetTable table = tableOfContents();
   impl::addToTable(table, object);
   return makeObject<NSSet>(std::move(table));
 }
 
 Ref<NSSet> NSSet::setByAddingObjectsFromSet(const Ref<NSSet>& other) const {
-  Table table = tableOfContents();
+  SetTable table = tableOfContents();
   if (other) {
     for (const Value& object : *other) impl::addToTable(table, object);
   }
@@ -136,7 +136,7 @@ Ref<NSSet> NSSet::setByAddingObjectsFromSet(const Ref<NSSet>& other) const {
 }
 
 Ref<NSSet> NSSet::setByAddingObjectsFromArray(const Ref<NSArray>& other) const {
-  Table table = tableOfContents();
+  SetTable table = tableOfContents();
   for (const Value& object : impl::elementsOf(other)) impl::addToTable(table, object);
   return makeObject<NSSet>(std::move(table));
 }
@@ -181,7 +181,7 @@ Value NSSet::valueForKey(const Ref<NSString>& key) const {
   if (impl::namesOwnProperty(key)) return NSObject::valueForKey(impl::ownPropertyName(key));
   const impl::KeyNesting nesting;
   const Ref<NSSet> held = impl::held(this);
-  Table table;
+  SetTable table;
   for (const Value& object : *this) {
     const Value value = impl::memberValueForKey(object, key);
     if (!value.isNull()) impl::addToTable(table, value);

@@ -27,7 +27,7 @@ struct ConcreteString {
 };
 constinit const Class ConcreteString::classObject = Class::of<ConcreteString>("__NSCFString");
 
-const ClassDeclaration<NSString> declaration =
+const ClassDeclaration<NSString> declarationOfNSString =
     ClassDeclaration<NSString>()
         .operation("length", &NSString::length)
         .operation("integerValue", &NSString::integerValue)
@@ -63,7 +63,7 @@ impl::GrowingTable<InternedString>& internedStrings() {
   return strings;
 }
 
-NSComparisonResult sign(int order) {
+NSComparisonResult resultOf(int order) {
   return order < 0 ? NSOrderedAscending : order > 0 ? NSOrderedDescending : NSOrderedSame;
 }
 
@@ -164,20 +164,20 @@ bool NSString::isEqual(const Value& other) const {
 }
 
 NSComparisonResult NSString::compare(const Ref<NSString>& other) const {
-  return sign(compareLiteral(utf8(), comparable(other, "compare:")));
+  return resultOf(compareLiteral(utf8(), comparable(other, "compare:")));
 }
 NSComparisonResult NSString::caseInsensitiveCompare(const Ref<NSString>& other) const {
-  return sign(compareFolded(utf8(), comparable(other, "caseInsensitiveCompare:"), Fold::Case));
+  return resultOf(compareFolded(utf8(), comparable(other, "caseInsensitiveCompare:"), Fold::Case));
 }
 NSComparisonResult NSString::localizedCompare(const Ref<NSString>& other) const {
-  return sign(compareLocalized(utf8(), comparable(other, "localizedCompare:")));
+  return resultOf(compareLocalized(utf8(), comparable(other, "localizedCompare:")));
 }
 NSComparisonResult NSString::localizedCaseInsensitiveCompare(const Ref<NSString>& other) const {
-  return sign(compareLocalizedCaseInsensitive(
+  return resultOf(compareLocalizedCaseInsensitive(
       utf8(), comparable(other, "localizedCaseInsensitiveCompare:")));
 }
 NSComparisonResult NSString::localizedStandardCompare(const Ref<NSString>& other) const {
-  return sign(compareLocalizedStandard(utf8(), comparable(other, "localizedStandardCompare:")));
+  return resultOf(compareLocalizedStandard(utf8(), comparable(other, "localizedStandardCompare:")));
 }
 
 bool NSString::hasPrefix(std::string_view prefix) const noexcept {

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <random>
 
+#include <JNFoundation/platform/text/ASCII.h>
 #include <JNFoundation/platform/text/Hash.h>
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/FatalError.h>
@@ -21,7 +22,7 @@ struct ConcreteUUID {
 };
 constinit const Class ConcreteUUID::classObject = Class::of<ConcreteUUID>("__NSConcreteUUID");
 
-const ClassDeclaration<NSUUID> declaration =
+const ClassDeclaration<NSUUID> declarationOfNSUUID =
     ClassDeclaration<NSUUID>()
         .factory([]() -> Ref<NSObject> { return NSUUID::UUID(); })
         .property("UUIDString", &NSUUID::UUIDString)
@@ -31,14 +32,6 @@ constexpr std::size_t textLength = 36;
 
 constexpr bool isDashPosition(std::size_t position) {
   return position == 8 || position == 13 || position == 18 || position == 23;
-}
-
-/// Returns: -1 for what is no hexadecimal digit.
-int digitValue(char character) {
-  if (character >= '0' && character <= '9') return character - '0';
-  if (character >= 'A' && character <= 'F') return character - 'A' + 10;
-  if (character >= 'a' && character <= 'f') return character - 'a' + 10;
-  return -1;
 }
 
 }  // namespace
@@ -74,8 +67,8 @@ Ref<NSUUID> NSUUID::initWithUUIDString(const Ref<NSString>& text) {
   std::size_t position = 0;
   for (std::uint8_t& byte : bytes) {
     if (isDashPosition(position) && characters[position++] != '-') return nullptr;
-    const int high = digitValue(characters[position++]);
-    const int low = digitValue(characters[position++]);
+    const int high = impl::hexadecimalValue(characters[position++]);
+    const int low = impl::hexadecimalValue(characters[position++]);
     if (high < 0 || low < 0) return nullptr;
     byte = static_cast<std::uint8_t>(high << 4 | low);
   }

@@ -17,7 +17,7 @@ constinit const Class NSValueTransformer::classObject =
 
 namespace {
 
-const ClassDeclaration<NSValueTransformer> declaration =
+const ClassDeclaration<NSValueTransformer> declarationOfNSValueTransformer =
     ClassDeclaration<NSValueTransformer>()
         .operation("transformedValue:", &NSValueTransformer::transformedValue)
         .operation("reverseTransformedValue:", &NSValueTransformer::reverseTransformedValue)

@@ -29,7 +29,7 @@ Value firstElement(const Ref<Collection> collection, const Ref<NSPredicate>& pre
   return nullptr;
 }
 
-inline void requireBlock(bool isThere, const char* operation) {
+inline void requireGivenBlock(bool isThere, const char* operation) {
   if (!isThere) fatalError(operation);
 }
 
@@ -40,7 +40,8 @@ std::vector<Value> mapped(const Ref<Collection> collection,
   results.reserve(collection->count());
   bool stop = false;
   for (const Value& element : collection) {
-    requireBlock(static_cast<bool>(block), "plv_mapObjectsUsingBlock: the block must not be null");
+    requireGivenBlock(static_cast<bool>(block),
+                      "plv_mapObjectsUsingBlock: the block must not be null");
     if (Value result = block(element, stop); !result.isNull()) results.push_back(std::move(result));
     if (stop) break;
   }
@@ -52,8 +53,8 @@ Value reduced(const Ref<Collection> collection, Value memo,
               const Block<Value(const Value&, const Value&, bool&)>& block) {
   bool stop = false;
   for (const Value& element : collection) {
-    requireBlock(static_cast<bool>(block),
-                 "plv_reduceWithMemoUsingBlock: the block must not be null");
+    requireGivenBlock(static_cast<bool>(block),
+                      "plv_reduceWithMemoUsingBlock: the block must not be null");
     memo = block(memo, element, stop);
     if (stop) break;
   }

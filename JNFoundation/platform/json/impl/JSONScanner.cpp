@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include <JNFoundation/platform/text/ASCII.h>
 #include <JNFoundation/platform/text/NumberText.h>
 #include <JNFoundation/platform/text/UTF8.h>
 
@@ -14,14 +15,6 @@ namespace JNFoundation::impl {
 
 namespace {
 
-bool isDigit(char character) { return character >= '0' && character <= '9'; }
-bool isHexadecimalDigit(char character) {
-  return isDigit(character) || (character >= 'a' && character <= 'f') ||
-         (character >= 'A' && character <= 'F');
-}
-bool isLetter(char character) {
-  return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z');
-}
 bool isWhiteSpace(char character) {
   return character == ' ' || character == '\n' || character == '\r' || character == '\t';
 }
@@ -201,7 +194,7 @@ class Scanner {
 
   bool scanFourDigits(std::uint32_t& number) {
     for (int i = 0; i < 4; ++i, ++_offset) {
-      if (atEnd() || !isHexadecimalDigit(_text[_offset])) {
+      if (atEnd() || hexadecimalValue(_text[_offset]) < 0) {
         return failExpecting("four hexadecimal digits behind \\u");
       }
     }

@@ -18,13 +18,6 @@ void requireNumber(const Value& value) {
         value.class_()->name(), value);
 }
 
-bool isInteger(const Value& value) noexcept {
-  return value.kind() == Value::Kind::Integer || value.kind() == Value::Kind::Boolean;
-}
-bool isWhole(const Value& value) noexcept {
-  return isInteger(value) || value.kind() == Value::Kind::Unsigned;
-}
-
 /// A result that is no number is none at all.
 Value fromDouble(double number) { return std::isnan(number) ? Value() : Value(number); }
 

@@ -8,6 +8,15 @@
 /// Fail: raise NSInvalidArgumentException for what is neither a number nor null.
 namespace JNFoundation::impl {
 
+/// Whether it is a signed integer or a boolean.
+inline bool isInteger(const Value& value) noexcept {
+  return value.kind() == Value::Kind::Integer || value.kind() == Value::Kind::Boolean;
+}
+/// Whether it is an integer, with a sign or without.
+inline bool isWhole(const Value& value) noexcept {
+  return isInteger(value) || value.kind() == Value::Kind::Unsigned;
+}
+
 Value sum(const Value& left, const Value& right);
 Value difference(const Value& left, const Value& right);
 Value product(const Value& left, const Value& right);

@@ -28,7 +28,7 @@ bool isWrittenPlainly(const NSDecimalNumber& decimal) {
   return !decimal.isNotANumber() && decimal.isEqual(decimal.doubleValue());
 }
 
-void appendConstant(std::string& text, const Value& value, int depth) {
+void appendAtDepth(std::string& text, const Value& value, int depth) {
   if (value.isNull() || (value.isNSNull() && depth > 0)) {
     text += "nil";
   } else if (value.kind() == Value::Kind::Double || value.kind() == Value::Kind::Float) {
@@ -49,7 +49,7 @@ void appendConstant(std::string& text, const Value& value, int depth) {
     forEachMember(value, [&](const Value& member) {
       text += separator;
       separator = ", ";
-      appendConstant(text, member, depth + 1);
+      appendAtDepth(text, member, depth + 1);
       return true;
     });
     text += '}';
@@ -102,6 +102,6 @@ void appendKeyPath(std::string& text, const KeyPath& path) {
   }
 }
 
-void appendConstant(std::string& text, const Value& value) { appendConstant(text, value, 0); }
+void appendConstant(std::string& text, const Value& value) { appendAtDepth(text, value, 0); }
 
 }  // namespace JNFoundation::impl

@@ -10,9 +10,9 @@ constexpr char upper(char c) noexcept {
   return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
 }
 
-using Entry = std::pair<std::string_view, Keyword>;
+using NamedKeyword = std::pair<std::string_view, Keyword>;
 
-constexpr std::array<Entry, 39> keywords{{
+constexpr std::array<NamedKeyword, 39> keywords{{
     {"AND", Keyword::And},
     {"OR", Keyword::Or},
     {"IN", Keyword::In},

@@ -2,6 +2,7 @@
 
 #include <charconv>
 
+#include <JNFoundation/platform/text/ASCII.h>
 #include <JNFoundation/platform/text/NumberText.h>
 #include <JNFoundation/platform/text/UTF8.h>
 #include <JNFoundation/platform/value/NSDictionary.h>
@@ -10,23 +11,17 @@
 namespace JNFoundation::impl {
 namespace {
 
-using Kind = Token::Kind;
-using Sign = Token::Sign;
+using TokenKind = Token::Kind;
+using TokenSign = Token::Sign;
 
-bool isDigit(char c) noexcept { return c >= '0' && c <= '9'; }
 bool isOctalDigit(char c) noexcept { return c >= '0' && c <= '7'; }
 bool isWordStart(char c) noexcept {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
 }
 bool isWordPart(char c) noexcept { return isWordStart(c) || isDigit(c); }
 
-/// The value of a digit in any base up to 16; 16 for what is no digit.
-unsigned digitValue(char c) noexcept {
-  if (isDigit(c)) return static_cast<unsigned>(c - '0');
-  if (c >= 'a' && c <= 'f') return static_cast<unsigned>(c - 'a') + 10;
-  if (c >= 'A' && c <= 'F') return static_cast<unsigned>(c - 'A') + 10;
-  return 16;
-}
+/// The value of a digit in any base up to 16; more than any for what is no digit.
+unsigned digitValue(char c) noexcept { return static_cast<unsigned>(hexadecimalValue(c)); }
 
 /// The line of the format that the position is in, with a caret below it; of a long line what
 /// stands around. A code point takes a column, and no control character moves the caret.
@@ -85,7 +80,7 @@ Token Lexer::next() {
   token.begin = _position;
   const char c = at(_position);
   if (_position == _text.size()) {
-    token.kind = Kind::End;
+    token.kind = TokenKind::End;
   } else if (isWordStart(c) || c == '#' || c == '@') {
     readWord(token);
   } else if (isDigit(c) || (c == '.' && isDigit(at(_position + 1)))) {
@@ -109,9 +104,9 @@ void Lexer::readWord(Token& token) {
   const std::size_t begin = _position;
   if (!isWordStart(at(begin))) fail(begin, "a name was expected");
   while (isWordPart(at(_position))) ++_position;
-  token.kind = Kind::Word;
+  token.kind = TokenKind::Word;
   if (mark == '@') {
-    token.kind = Kind::Operator;
+    token.kind = TokenKind::Operator;
     token.text = _text.substr(begin - 1, _position - begin + 1);
     return;
   }
@@ -123,17 +118,17 @@ void Lexer::readWord(Token& token) {
     }
     // A name with colons is the selector of a function: "modulus:by:".
     while (at(_position) == ':' && at(_position + 1) != '=') {
-      token.kind = Kind::Selector;
+      token.kind = TokenKind::Selector;
       ++_position;
       while (isWordPart(at(_position))) ++_position;
     }
   }
   token.text = _text.substr(begin, _position - begin);
-  if (mark != '#' && token.kind == Kind::Word) token.keyword = keywordFromWord(token.text);
+  if (mark != '#' && token.kind == TokenKind::Word) token.keyword = keywordFromWord(token.text);
 }
 
 void Lexer::readNumber(Token& token) {
-  token.kind = Kind::Number;
+  token.kind = TokenKind::Number;
   const std::size_t begin = _position;
   if (_text[begin] == '0') {
     switch (at(begin + 1)) {
@@ -194,7 +189,7 @@ void Lexer::readPrefixedNumber(Token& token, unsigned base) {
 }
 
 void Lexer::readText(Token& token) {
-  token.kind = Kind::Text;
+  token.kind = TokenKind::Text;
   const std::size_t begin = _position;
   const char quote = _text[_position++];
   while (at(_position) != quote || _position >= _text.size()) {
@@ -269,7 +264,7 @@ char32_t Lexer::readHexDigits(std::size_t count) {
 }
 
 void Lexer::readVariable(Token& token) {
-  token.kind = Kind::Variable;
+  token.kind = TokenKind::Variable;
   const std::size_t begin = ++_position;
   if (!isWordStart(at(begin))) fail(begin, "the name of a variable was expected behind $");
   while (isWordPart(at(_position))) ++_position;
@@ -277,7 +272,7 @@ void Lexer::readVariable(Token& token) {
 }
 
 void Lexer::readArgument(Token& token) {
-  token.kind = Kind::Argument;
+  token.kind = TokenKind::Argument;
   const std::size_t begin = _position++;
   const auto skip = [&](std::string_view characters) {
     while (_position < _text.size() && characters.find(_text[_position]) != std::string::npos) {
@@ -296,39 +291,39 @@ void Lexer::readArgument(Token& token) {
 }
 
 void Lexer::readSign(Token& token) {
-  token.kind = Kind::Sign;
+  token.kind = TokenKind::Sign;
   struct Spelling {
     std::string_view text;
-    Sign sign;
+    TokenSign sign;
   };
   // The longer ones first.
   static constexpr Spelling spellings[] = {
-      {"==", Sign::Equal},
-      {"=<", Sign::LessOrEqual},
-      {"=>", Sign::GreaterOrEqual},
-      {"!=", Sign::NotEqual},
-      {"<>", Sign::NotEqual},
-      {"<=", Sign::LessOrEqual},
-      {">=", Sign::GreaterOrEqual},
-      {"**", Sign::Power},
-      {"&&", Sign::And},
-      {"||", Sign::Or},
-      {"=", Sign::Equal},
-      {"<", Sign::Less},
-      {">", Sign::Greater},
-      {"!", Sign::Not},
-      {"(", Sign::OpenParenthesis},
-      {")", Sign::CloseParenthesis},
-      {"{", Sign::OpenBrace},
-      {"}", Sign::CloseBrace},
-      {"[", Sign::OpenBracket},
-      {"]", Sign::CloseBracket},
-      {",", Sign::Comma},
-      {".", Sign::Dot},
-      {"+", Sign::Plus},
-      {"-", Sign::Minus},
-      {"*", Sign::Times},
-      {"/", Sign::Divide},
+      {"==", TokenSign::Equal},
+      {"=<", TokenSign::LessOrEqual},
+      {"=>", TokenSign::GreaterOrEqual},
+      {"!=", TokenSign::NotEqual},
+      {"<>", TokenSign::NotEqual},
+      {"<=", TokenSign::LessOrEqual},
+      {">=", TokenSign::GreaterOrEqual},
+      {"**", TokenSign::Power},
+      {"&&", TokenSign::And},
+      {"||", TokenSign::Or},
+      {"=", TokenSign::Equal},
+      {"<", TokenSign::Less},
+      {">", TokenSign::Greater},
+      {"!", TokenSign::Not},
+      {"(", TokenSign::OpenParenthesis},
+      {")", TokenSign::CloseParenthesis},
+      {"{", TokenSign::OpenBrace},
+      {"}", TokenSign::CloseBrace},
+      {"[", TokenSign::OpenBracket},
+      {"]", TokenSign::CloseBracket},
+      {",", TokenSign::Comma},
+      {".", TokenSign::Dot},
+      {"+", TokenSign::Plus},
+      {"-", TokenSign::Minus},
+      {"*", TokenSign::Times},
+      {"/", TokenSign::Divide},
   };
   for (const auto& [text, sign] : spellings) {
     if (_text.substr(_position, text.size()) != text) continue;

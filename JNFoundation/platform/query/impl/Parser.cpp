@@ -15,8 +15,8 @@
 namespace JNFoundation::impl {
 namespace {
 
-using Kind = Token::Kind;
-using Sign = Token::Sign;
+using TokenKind = Token::Kind;
+using TokenSign = Token::Sign;
 
 /// How tightly what stands between two operands binds; a higher power binds tighter.
 enum Power : int {
@@ -73,16 +73,16 @@ class Parser {
   };
 
   [[gnu::noinline]] void advance() { _token = _lexer.next(); }
-  bool accept(Sign sign) {
+  bool accept(TokenSign sign) {
     if (!_token.is(sign)) return false;
     advance();
     return true;
   }
-  void expect(Sign sign, std::string_view reason) {
+  void expect(TokenSign sign, std::string_view reason) {
     if (!accept(sign)) fail(reason);
   }
   void requireEndAfter(const Operand& operand) const {
-    if (_token.kind == Kind::End) return;
+    if (_token.kind == TokenKind::End) return;
     fail(operand.predicate ? "AND, OR or the end was expected"
                            : "an operator such as == or IN was expected");
   }
@@ -131,7 +131,7 @@ class Parser {
   [[gnu::noinline]] Ref<NSExpression> parseSetExpression(Ref<NSExpression> left);
 
   std::string parseKeys(std::string keys);
-  [[gnu::noinline]] Ref<NSArray> parseList(Sign end);
+  [[gnu::noinline]] Ref<NSArray> parseList(TokenSign end);
   [[gnu::noinline]] Ref<NSExpression> parseIndex(Ref<NSExpression> container);
   [[gnu::noinline]] Ref<NSExpression> parseCall(const Token& name);
   [[gnu::noinline]] Ref<NSExpression> parseSubquery();
@@ -164,32 +164,32 @@ Operand Parser::parse(Power power) {
 }
 
 Power Parser::powerOfToken() const {
-  if (_token.kind == Kind::Sign) {
+  if (_token.kind == TokenKind::Sign) {
     switch (_token.sign) {
-      case Sign::Or:
+      case TokenSign::Or:
         return orPower;
-      case Sign::And:
+      case TokenSign::And:
         return andPower;
-      case Sign::Equal:
-      case Sign::NotEqual:
-      case Sign::Less:
-      case Sign::LessOrEqual:
-      case Sign::Greater:
-      case Sign::GreaterOrEqual:
+      case TokenSign::Equal:
+      case TokenSign::NotEqual:
+      case TokenSign::Less:
+      case TokenSign::LessOrEqual:
+      case TokenSign::Greater:
+      case TokenSign::GreaterOrEqual:
         return comparisonPower;
-      case Sign::Plus:
-      case Sign::Minus:
+      case TokenSign::Plus:
+      case TokenSign::Minus:
         return sumPower;
-      case Sign::Times:
-      case Sign::Divide:
+      case TokenSign::Times:
+      case TokenSign::Divide:
         return productPower;
-      case Sign::Power:
+      case TokenSign::Power:
         return powerPower;
       default:
         return noPower;
     }
   }
-  if (_token.kind != Kind::Word) return noPower;
+  if (_token.kind != TokenKind::Word) return noPower;
   switch (_token.keyword) {
     case Keyword::Or:
       return orPower;
@@ -251,13 +251,13 @@ Ref<NSPredicate> Parser::parseComparison(Ref<NSExpression> left,
 }
 
 NSPredicateOperatorType Parser::parseOperator() {
-  static constexpr std::pair<Sign, NSPredicateOperatorType> signs[] = {
-      {Sign::Equal, NSEqualToPredicateOperatorType},
-      {Sign::NotEqual, NSNotEqualToPredicateOperatorType},
-      {Sign::Less, NSLessThanPredicateOperatorType},
-      {Sign::LessOrEqual, NSLessThanOrEqualToPredicateOperatorType},
-      {Sign::Greater, NSGreaterThanPredicateOperatorType},
-      {Sign::GreaterOrEqual, NSGreaterThanOrEqualToPredicateOperatorType},
+  static constexpr std::pair<TokenSign, NSPredicateOperatorType> signs[] = {
+      {TokenSign::Equal, NSEqualToPredicateOperatorType},
+      {TokenSign::NotEqual, NSNotEqualToPredicateOperatorType},
+      {TokenSign::Less, NSLessThanPredicateOperatorType},
+      {TokenSign::LessOrEqual, NSLessThanOrEqualToPredicateOperatorType},
+      {TokenSign::Greater, NSGreaterThanPredicateOperatorType},
+      {TokenSign::GreaterOrEqual, NSGreaterThanOrEqualToPredicateOperatorType},
   };
   static constexpr std::pair<Keyword, NSPredicateOperatorType> words[] = {
       {Keyword::In, NSInPredicateOperatorType},
@@ -284,8 +284,8 @@ NSPredicateOperatorType Parser::parseOperator() {
 
 NSComparisonPredicateOptions Parser::parseOptions() {
   NSComparisonPredicateOptions options{};
-  if (!accept(Sign::OpenBracket)) return options;
-  if (_token.kind != Kind::Word) fail("options such as c or d were expected");
+  if (!accept(TokenSign::OpenBracket)) return options;
+  if (_token.kind != TokenKind::Word) fail("options such as c or d were expected");
   for (const char letter : _token.text) {
     switch (letter) {
       case 'c':
@@ -309,12 +309,12 @@ NSComparisonPredicateOptions Parser::parseOptions() {
     }
   }
   advance();
-  expect(Sign::CloseBracket, "] was expected behind the options");
+  expect(TokenSign::CloseBracket, "] was expected behind the options");
   return options;
 }
 
 Ref<NSExpression> Parser::parseArithmetic(Ref<NSExpression> left) {
-  const Sign sign = _token.sign;
+  const TokenSign sign = _token.sign;
   const Power power = powerOfToken();
   advance();
   Ref<NSExpression> right;
@@ -325,11 +325,11 @@ Ref<NSExpression> Parser::parseArithmetic(Ref<NSExpression> left) {
   } else {
     right = parseExpression(static_cast<Power>(power + 1));
   }
-  const char* function = sign == Sign::Plus     ? "add:to:"
-                         : sign == Sign::Minus  ? "from:subtract:"
-                         : sign == Sign::Times  ? "multiply:by:"
-                         : sign == Sign::Divide ? "divide:by:"
-                                                : "raise:toPower:";
+  const char* function = sign == TokenSign::Plus     ? "add:to:"
+                         : sign == TokenSign::Minus  ? "from:subtract:"
+                         : sign == TokenSign::Times  ? "multiply:by:"
+                         : sign == TokenSign::Divide ? "divide:by:"
+                                                     : "raise:toPower:";
   return NSExpression::expressionForFunctionArguments(function,
                                                       NSArray::arrayWithObjects(left, right));
 }
@@ -346,9 +346,9 @@ Ref<NSExpression> Parser::parseSetExpression(Ref<NSExpression> left) {
 }
 
 Operand Parser::parsePrefix() {
-  if (_token.is(Sign::Not) || _token.is(Keyword::Not)) return parseNot();
-  if (_token.is(Sign::Minus)) return parseNegative();
-  if (_token.kind == Kind::Word) {
+  if (_token.is(TokenSign::Not) || _token.is(Keyword::Not)) return parseNot();
+  if (_token.is(TokenSign::Minus)) return parseNegative();
+  if (_token.kind == TokenKind::Word) {
     switch (_token.keyword) {
       case Keyword::Any:
       case Keyword::Some:
@@ -385,7 +385,7 @@ Operand Parser::parseQuantified() {
 Operand Parser::parseNegative() {
   const Level level(*this);
   advance();
-  const bool isLiteral = _token.kind == Kind::Number;
+  const bool isLiteral = _token.kind == TokenKind::Number;
   Ref<NSExpression> operand = parseExpression(powerPower);
   if (isLiteral && operand->expressionType() == NSConstantValueExpressionType) {
     const Value number = operand->constantValue();
@@ -403,25 +403,26 @@ Operand Parser::parseNegative() {
 
 Operand Parser::parsePrimary() {
   switch (_token.kind) {
-    case Kind::Word:
-    case Kind::Selector:
+    case TokenKind::Word:
+    case TokenKind::Selector:
       return parseWord();
-    case Kind::Operator:
-    case Kind::Text:
-    case Kind::Number:
-    case Kind::Variable:
-    case Kind::Argument:
+    case TokenKind::Operator:
+    case TokenKind::Text:
+    case TokenKind::Number:
+    case TokenKind::Variable:
+    case TokenKind::Argument:
       return {nullptr, parsePostfix(parseLeaf())};
-    case Kind::Sign:
-      if (_token.sign == Sign::OpenParenthesis) return parseParenthesis();
-      if (_token.sign == Sign::OpenBrace) {
+    case TokenKind::Sign:
+      if (_token.sign == TokenSign::OpenParenthesis) return parseParenthesis();
+      if (_token.sign == TokenSign::OpenBrace) {
         const Level level(*this);
         advance();
-        return {nullptr,
-                parsePostfix(NSExpression::expressionForAggregate(parseList(Sign::CloseBrace)))};
+        return {
+            nullptr,
+            parsePostfix(NSExpression::expressionForAggregate(parseList(TokenSign::CloseBrace)))};
       }
       break;
-    case Kind::End:
+    case TokenKind::End:
       break;
   }
   fail("a value or a comparison was expected");
@@ -429,15 +430,15 @@ Operand Parser::parsePrimary() {
 
 /// What has no parts.
 Ref<NSExpression> Parser::parseLeaf() {
-  if (_token.kind == Kind::Argument) return parseArgument();
+  if (_token.kind == TokenKind::Argument) return parseArgument();
   const Token token = std::exchange(_token, {});
   advance();
   switch (token.kind) {
-    case Kind::Text:
+    case TokenKind::Text:
       return constant(token.text);
-    case Kind::Number:
+    case TokenKind::Number:
       return constant(token.number);
-    case Kind::Variable:
+    case TokenKind::Variable:
       return NSExpression::expressionForVariable(token.text);
     default:
       return NSExpression::expressionForKeyPath(parseKeys(token.text));
@@ -448,7 +449,7 @@ Operand Parser::parseParenthesis() {
   const Level level(*this);
   advance();
   Operand inner = parse(orPower);
-  expect(Sign::CloseParenthesis, ") was expected");
+  expect(TokenSign::CloseParenthesis, ") was expected");
   if (inner.expression) inner.expression = parsePostfix(std::move(inner.expression));
   return inner;
 }
@@ -457,13 +458,13 @@ Operand Parser::parseWord() {
   if (isReserved(_token.keyword)) return parseKeyword();
   const Token name = _token;
   advance();
-  if (_token.is(Sign::OpenParenthesis)) {
+  if (_token.is(TokenSign::OpenParenthesis)) {
     const Level level(*this);
     if (name.keyword == Keyword::Function) return {nullptr, parsePostfix(parseSelectorCall())};
     if (name.keyword == Keyword::Ternary) return {nullptr, parsePostfix(parseConditional())};
     return {nullptr, parsePostfix(parseCall(name))};
   }
-  if (name.kind == Kind::Selector) fail("( was expected behind the name of a function");
+  if (name.kind == TokenKind::Selector) fail("( was expected behind the name of a function");
   return {nullptr, parsePostfix(NSExpression::expressionForKeyPath(parseKeys(name.text)))};
 }
 
@@ -508,10 +509,10 @@ Ref<NSExpression> Parser::parseKeywordExpression(const Token& word) {
 
 Ref<NSExpression> Parser::parsePostfix(Ref<NSExpression> expression) {
   for (;;) {
-    if (_token.is(Sign::OpenBracket)) {
+    if (_token.is(TokenSign::OpenBracket)) {
       const Level level(*this);
       expression = parseIndex(std::move(expression));
-    } else if (_token.is(Sign::Dot)) {
+    } else if (_token.is(TokenSign::Dot)) {
       const Ref<NSString> keys = NSString::fromText(parseKeys({}));
       expression = NSExpression::expressionForKeyPathOfOperand(keys, expression);
     } else {
@@ -522,27 +523,28 @@ Ref<NSExpression> Parser::parsePostfix(Ref<NSExpression> expression) {
 
 /// The keys so far and all that follow, each behind a dot.
 std::string Parser::parseKeys(std::string keys) {
-  while (accept(Sign::Dot)) {
+  while (accept(TokenSign::Dot)) {
     if (!keys.empty()) keys += '.';
-    if (_token.kind == Kind::Argument && _token.conversion == 'K') {
+    if (_token.kind == TokenKind::Argument && _token.conversion == 'K') {
       keys += takeKeyPathArgument();
       continue;
     }
     // Behind a dot only a key can stand, so a keyword is one too.
-    if (_token.kind != Kind::Word && _token.kind != Kind::Operator) fail("a key was expected");
+    if (_token.kind != TokenKind::Word && _token.kind != TokenKind::Operator)
+      fail("a key was expected");
     keys += _token.text;
     advance();
   }
   return keys;
 }
 
-Ref<NSArray> Parser::parseList(Sign end) {
+Ref<NSArray> Parser::parseList(TokenSign end) {
   std::vector<Value> expressions;
   if (!accept(end)) {
     do {
       expressions.emplace_back(parseExpression(setPower));
-    } while (accept(Sign::Comma));
-    expect(end, end == Sign::CloseBrace ? ", or } was expected" : ", or ) was expected");
+    } while (accept(TokenSign::Comma));
+    expect(end, end == TokenSign::CloseBrace ? ", or } was expected" : ", or ) was expected");
   }
   return NSArray::arrayWithValues(std::move(expressions));
 }
@@ -562,14 +564,14 @@ Ref<NSExpression> Parser::parseIndex(Ref<NSExpression> container) {
   } else {
     index = parseExpression(setPower);
   }
-  expect(Sign::CloseBracket, "] was expected");
+  expect(TokenSign::CloseBracket, "] was expected");
   return NSExpression::expressionForFunctionArguments("objectFrom:withIndex:",
                                                       NSArray::arrayWithObjects(container, index));
 }
 
 Ref<NSExpression> Parser::parseCall(const Token& name) {
   advance();
-  const Ref<NSArray> arguments = parseList(Sign::CloseParenthesis);
+  const Ref<NSArray> arguments = parseList(TokenSign::CloseParenthesis);
   const Function* function = functionForCall(name.text, arguments->count());
   if (!function) {
     _lexer.fail(name.begin, isNameOfFunction(name.text)
@@ -581,25 +583,25 @@ Ref<NSExpression> Parser::parseCall(const Token& name) {
 }
 
 Ref<NSExpression> Parser::parseSubquery() {
-  expect(Sign::OpenParenthesis, "( was expected behind SUBQUERY");
+  expect(TokenSign::OpenParenthesis, "( was expected behind SUBQUERY");
   Ref<NSExpression> collection = parseExpression(setPower);
-  expect(Sign::Comma, ", was expected");
-  if (_token.kind != Kind::Variable) fail("a variable was expected");
+  expect(TokenSign::Comma, ", was expected");
+  if (_token.kind != TokenKind::Variable) fail("a variable was expected");
   const Ref<NSString> variable = _token.text;
   advance();
-  expect(Sign::Comma, ", was expected");
+  expect(TokenSign::Comma, ", was expected");
   Ref<NSPredicate> predicate = parsePredicate(orPower);
-  expect(Sign::CloseParenthesis, ") was expected");
+  expect(TokenSign::CloseParenthesis, ") was expected");
   return NSExpression::expressionForSubqueryUsingIteratorVariablePredicate(collection, variable,
                                                                            predicate);
 }
 
 Ref<NSExpression> Parser::parseCast() {
-  expect(Sign::OpenParenthesis, "( was expected behind CAST");
+  expect(TokenSign::OpenParenthesis, "( was expected behind CAST");
   Ref<NSExpression> operand = parseExpression(setPower);
-  expect(Sign::Comma, ", was expected");
+  expect(TokenSign::Comma, ", was expected");
   Ref<NSExpression> type = parseExpression(setPower);
-  expect(Sign::CloseParenthesis, ") was expected");
+  expect(TokenSign::CloseParenthesis, ") was expected");
   const bool areConstant = operand->expressionType() == NSConstantValueExpressionType &&
                            type->expressionType() == NSConstantValueExpressionType;
   if (areConstant) {
@@ -619,7 +621,7 @@ Ref<NSExpression> Parser::parseCast() {
 Ref<NSExpression> Parser::parseSelectorCall() {
   advance();
   Ref<NSExpression> target = parseExpression(setPower);
-  expect(Sign::Comma, ", was expected");
+  expect(TokenSign::Comma, ", was expected");
   const std::size_t position = _token.begin;
   const Ref<NSExpression> name = parseExpression(setPower);
   if (name->expressionType() != NSConstantValueExpressionType ||
@@ -627,10 +629,10 @@ Ref<NSExpression> Parser::parseSelectorCall() {
     _lexer.fail(position, "the name of a selector was expected");
   }
   Ref<NSArray> arguments = NSArray::array();
-  if (accept(Sign::Comma)) {
-    arguments = parseList(Sign::CloseParenthesis);
+  if (accept(TokenSign::Comma)) {
+    arguments = parseList(TokenSign::CloseParenthesis);
   } else {
-    expect(Sign::CloseParenthesis, ", or ) was expected");
+    expect(TokenSign::CloseParenthesis, ", or ) was expected");
   }
   return NSExpression::expressionForFunctionSelectorNameArguments(
       target, as<NSString>(name->constantValue()), arguments);
@@ -639,11 +641,11 @@ Ref<NSExpression> Parser::parseSelectorCall() {
 Ref<NSExpression> Parser::parseConditional() {
   advance();
   Ref<NSPredicate> predicate = parsePredicate(orPower);
-  expect(Sign::Comma, ", was expected");
+  expect(TokenSign::Comma, ", was expected");
   Ref<NSExpression> trueExpression = parseExpression(setPower);
-  expect(Sign::Comma, ", was expected");
+  expect(TokenSign::Comma, ", was expected");
   Ref<NSExpression> falseExpression = parseExpression(setPower);
-  expect(Sign::CloseParenthesis, ") was expected");
+  expect(TokenSign::CloseParenthesis, ") was expected");
   return NSExpression::expressionForConditionalTrueExpressionFalseExpression(
       predicate, trueExpression, falseExpression);
 }

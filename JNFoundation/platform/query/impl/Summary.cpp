@@ -1,5 +1,6 @@
 #include "JNFoundation/platform/query/impl/Summary.h"
 
+#include <JNFoundation/platform/query/impl/Arithmetic.h>
 #include <JNFoundation/platform/query/impl/Members.h>
 #include <JNFoundation/platform/value/NSDecimalNumber.h>
 #include <JNFoundation/platform/value/NSException.h>
@@ -7,15 +8,10 @@
 namespace JNFoundation::impl {
 namespace {
 
-bool isInteger(const Value& value) noexcept {
-  return value.kind() == Value::Kind::Integer || value.kind() == Value::Kind::Boolean;
-}
-
 /// A decimal number only mixes exactly with integers and other decimal numbers.
 bool isDecimalSum(const Value& left, const Value& right) noexcept {
   const auto exact = [](const Value& value) {
-    return isInteger(value) || value.kind() == Value::Kind::Unsigned ||
-           isKindOf<NSDecimalNumber>(value);
+    return isWhole(value) || isKindOf<NSDecimalNumber>(value);
   };
   return exact(left) && exact(right) &&
          (isKindOf<NSDecimalNumber>(left) || isKindOf<NSDecimalNumber>(right));

@@ -15,9 +15,9 @@ namespace {
 using Objects = std::vector<Ref<NSManagedObject>>;
 
 /// Notes records only.
-class RecordReceiver final : public StoreRowReceiver {
+class FoundRecordReceiver final : public StoreRowReceiver {
  public:
-  RecordReceiver(const NSPersistentStore& store, std::vector<FoundRecord>& found)
+  FoundRecordReceiver(const NSPersistentStore& store, std::vector<FoundRecord>& found)
       : _store(store), _found(found) {}
 
   Value* beginRow(const NSEntityDescription& entity, std::int64_t primaryKey,
@@ -235,7 +235,7 @@ bool ContextFetch::records(bool includesPendingChanges, std::vector<FoundRecord>
     const StoreQueryPlan plan = store->planQuery(wanted);
     const bool isWhole = !plan.remainingPredicate && (plan.sorts || !_sortDescriptors);
     if (isWhole && (plan.limits || (wanted.limit == 0 && wanted.offset == 0))) {
-      RecordReceiver receiver(*store, found);
+      FoundRecordReceiver receiver(*store, found);
       if (!store->fetchRows(wanted, receiver, error)) return false;
       isCut = plan.limits;
       continue;

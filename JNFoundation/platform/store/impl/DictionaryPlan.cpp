@@ -478,7 +478,7 @@ void ValueLists::grow() {
 namespace {
 
 /// The single values that a field gives for a record; of a collection its members.
-void appendMembers(const Value& value, Values& members) {
+void appendFieldMembers(const Value& value, Values& members) {
   const auto add = [&](const auto& collection) {
     for (const Value& member : collection) {
       Value plain = converted(member, NSUndefinedAttributeType);
@@ -503,7 +503,7 @@ void RecordGroups::add(std::span<const Value> fields) {
   if (number == _members.size()) _members.emplace_back(_plan.aggregates().size());
   std::vector<Values>& members = _members[number];
   for (std::size_t i = 0; i < members.size(); ++i) {
-    appendMembers(fields[_plan.aggregates()[i].field], members[i]);
+    appendFieldMembers(fields[_plan.aggregates()[i].field], members[i]);
   }
 }
 

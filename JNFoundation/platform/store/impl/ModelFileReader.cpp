@@ -14,10 +14,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr NSInteger fileReadUnknownError = 256;
-constexpr NSInteger fileReadCorruptError = 259;
-constexpr NSInteger fileReadNoSuchFileError = 260;
-
 std::nullptr_t refuseFile(Ref<NSError>* error, NSInteger code, const std::string& path,
                           const char* why) {
   fail(error,
@@ -62,12 +58,12 @@ std::optional<fs::path> currentVersionIn(const fs::path& bundle, Ref<NSError>* e
     const auto text = contentsOf(list);
     const auto name = text ? currentVersionFrom(*text) : std::nullopt;
     if (!name) {
-      refuseFile(error, fileReadCorruptError, list.string(),
+      refuseFile(error, NSFileReadCorruptFileError, list.string(),
                  "it is no property list that names a version");
       return std::nullopt;
     }
     if (fs::exists(bundle / *name / "contents", trouble)) return bundle / *name;
-    refuseFile(error, fileReadNoSuchFileError, list.string(),
+    refuseFile(error, NSFileReadNoSuchFileError, list.string(),
                ("the current version '" + *name + "' is missing").c_str());
     return std::nullopt;
   }
@@ -79,7 +75,7 @@ std::optional<fs::path> currentVersionIn(const fs::path& bundle, Ref<NSError>* e
     ++versions;
   }
   if (versions == 1) return only;
-  refuseFile(error, fileReadCorruptError, bundle.string(),
+  refuseFile(error, NSFileReadCorruptFileError, bundle.string(),
              versions == 0 ? "it has neither contents nor a version"
                            : "it has several versions, and no .xccurrentversion says which is the "
                              "current one");
@@ -92,7 +88,7 @@ Ref<NSManagedObjectModel> readModelFile(const std::string& path, Ref<NSError>* e
   std::error_code trouble;
   fs::path file(path);
   if (!fs::exists(file, trouble)) {
-    return refuseFile(error, fileReadNoSuchFileError, path, "there is no such file");
+    return refuseFile(error, NSFileReadNoSuchFileError, path, "there is no such file");
   }
   if (fs::is_directory(file, trouble) && !fs::exists(file / "contents", trouble)) {
     const auto version = currentVersionIn(file, error);
@@ -101,10 +97,10 @@ Ref<NSManagedObjectModel> readModelFile(const std::string& path, Ref<NSError>* e
   }
   if (fs::is_directory(file, trouble)) file /= "contents";
   if (!fs::is_regular_file(file, trouble)) {
-    return refuseFile(error, fileReadNoSuchFileError, file.string(), "there is no such file");
+    return refuseFile(error, NSFileReadNoSuchFileError, file.string(), "there is no such file");
   }
   const auto text = contentsOf(file);
-  if (!text) return refuseFile(error, fileReadUnknownError, file.string(), "it cannot be opened");
+  if (!text) return refuseFile(error, NSFileReadUnknownError, file.string(), "it cannot be opened");
   const std::string name = file.string();
   return readModelText(*text, name, error);
 }

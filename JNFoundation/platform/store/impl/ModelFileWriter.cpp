@@ -14,10 +14,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr NSInteger fileWriteUnknownError = 512;
-
 bool refuseFile(Ref<NSError>* error, const fs::path& path, const std::string& why) {
-  return fail(error, cocoaError(fileWriteUnknownError,
+  return fail(error, cocoaError(NSFileWriteUnknownError,
                                 NSString::stringWithFormat(
                                     "The data model %s cannot be written: %s", path.string(), why),
                                 {{NSFilePathErrorKey, path.string()}}));

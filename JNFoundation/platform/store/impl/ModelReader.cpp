@@ -20,8 +20,6 @@
 namespace JNFoundation::impl {
 namespace {
 
-constexpr NSInteger fileReadCorruptError = 259;
-
 Ref<NSString> textOf(const pugi::xml_attribute& attribute) {
   return attribute && *attribute.value() ? NSString::fromText(attribute.value()) : nullptr;
 }
@@ -43,9 +41,9 @@ bool canBeIndexed(const NSPropertyDescription& property) {
 }
 
 /// Reads one `contents` document.
-class ModelDocument {
+class ModelDocumentReader {
  public:
-  ModelDocument(const std::string& path, Ref<NSError>* error) : _path(path), _error(error) {}
+  ModelDocumentReader(const std::string& path, Ref<NSError>* error) : _path(path), _error(error) {}
 
   Ref<NSManagedObjectModel> read(std::string_view xml) {
     pugi::xml_document document;
@@ -54,14 +52,14 @@ class ModelDocument {
       const auto offset = std::min(static_cast<std::size_t>(parsed.offset), xml.size());
       const std::string_view before = xml.substr(0, offset);
       return refuse(
-          fileReadCorruptError,
+          NSFileReadCorruptFileError,
           NSString::stringWithFormat(
               "line %zu: this is not well-formed XML: %s",
               static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n')) + 1,
               parsed.description()));
     }
     const pugi::xml_node root = document.child("model");
-    if (!root) return refuse(fileReadCorruptError, "there is no <model> in it");
+    if (!root) return refuse(NSFileReadCorruptFileError, "there is no <model> in it");
     auto model = NSManagedObjectModel::init();
     model->setVersionIdentifier(textOf(root.attribute("userDefinedModelVersionIdentifier")));
     for (const pugi::xml_node& node : root.children("entity")) {
@@ -571,7 +569,7 @@ class ModelDocument {
 
 Ref<NSManagedObjectModel> readModelText(std::string_view xml, const std::string& path,
                                         Ref<NSError>* error) {
-  return ModelDocument(path, error).read(xml);
+  return ModelDocumentReader(path, error).read(xml);
 }
 
 }  // namespace JNFoundation::impl

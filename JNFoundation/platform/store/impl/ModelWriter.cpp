@@ -34,7 +34,7 @@ struct StringSink : pugi::xml_writer {
 
 /// Writes one `contents` document. The first thing that cannot be written is kept as the problem;
 /// what is written behind it is thrown away.
-class ModelDocument {
+class ModelDocumentWriter {
  public:
   Ref<NSString> write(const NSManagedObjectModel& model, Ref<NSError>* error) {
     if (!model.validate(&_problem)) return refused(error);
@@ -311,7 +311,7 @@ class ModelDocument {
 }  // namespace
 
 Ref<NSString> modelText(const NSManagedObjectModel& model, Ref<NSError>* error) {
-  return ModelDocument().write(model, error);
+  return ModelDocumentWriter().write(model, error);
 }
 
 }  // namespace JNFoundation::impl

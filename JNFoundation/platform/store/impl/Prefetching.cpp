@@ -128,9 +128,9 @@ bool readMembers(const Owners& owners, const Ref<ObjectRegistry>& registry, Obje
 }
 
 /// One step of a key path.
-class Step {
+class PrefetchingStep {
  public:
-  Step(const NSString& name, const Ref<ObjectRegistry>& registry)
+  PrefetchingStep(const NSString& name, const Ref<ObjectRegistry>& registry)
       : _name(name), _registry(registry) {}
 
   /// Appends the objects that the step leads to to `next`.
@@ -269,7 +269,7 @@ bool Prefetching::read(const Objects& objects, const Ref<ObjectRegistry>& regist
       std::copy_if(current.begin(), current.end(), std::back_inserter(whole), needsValues);
       if (!readFaults(whole, registry, kept, error)) return false;
       Objects next;
-      if (!Step(*name, registry).read(current, next, error)) return false;
+      if (!PrefetchingStep(*name, registry).read(current, next, error)) return false;
       keepEachOnce(next);
       kept.insert(kept.end(), next.begin(), next.end());
       current = std::move(next);

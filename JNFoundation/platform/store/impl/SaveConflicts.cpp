@@ -9,7 +9,7 @@
 
 namespace JNFoundation::impl {
 
-using Kind = StoreRowChange::Kind;
+using RowChangeKind = StoreRowChange::Kind;
 
 bool SaveConflicts::find(SaveObstacle obstacle, Ref<NSError>* error) {
   switch (obstacle) {
@@ -32,7 +32,7 @@ bool SaveConflicts::findVersions(Ref<NSError>* error) {
   for (const SaveBatch& batch : _batches) {
     for (std::size_t i = 0; i < batch.rows.size(); ++i) {
       const StoreRowChange& row = batch.rows[i];
-      const bool isNew = row.kind == Kind::Insert;
+      const bool isNew = row.kind == RowChangeKind::Insert;
       if (isNew && row.version == 0) continue;
       if (!addVersion(batch, *batch.objects[i], row.version, isNew, false, error)) return false;
     }
@@ -111,7 +111,7 @@ void SaveConflicts::addClaims(const SaveBatch& batch, std::size_t row) {
     if (isNew) _claims.push_back({&constraint, key, {}, false});
     Claim& claim = _claims[place->second];
     claim.rows.push_back(row);
-    claim.isNew |= change.kind == Kind::Insert ||
+    claim.isNew |= change.kind == RowChangeKind::Insert ||
                    uniqueKeyOf(change.committed, constraint.properties, layout) != key;
   }
 }
@@ -127,10 +127,10 @@ bool SaveConflicts::findConstraints(const SaveBatch& batch, Ref<NSError>* error)
   indexRows(batch);
   // The rows stand as their objects came: what was changed before what is new.
   for (std::size_t i = 0; i < batch.rows.size(); ++i) {
-    if (batch.rows[i].kind == Kind::Update) addClaims(batch, i);
+    if (batch.rows[i].kind == RowChangeKind::Update) addClaims(batch, i);
   }
   for (std::size_t i = 0; i < batch.rows.size(); ++i) {
-    if (batch.rows[i].kind == Kind::Insert) addClaims(batch, i);
+    if (batch.rows[i].kind == RowChangeKind::Insert) addClaims(batch, i);
   }
   return std::all_of(_claims.begin(), _claims.end(), [&](const Claim& claim) {
     return !claim.isNew || addConflict(batch, claim, error);
@@ -177,7 +177,7 @@ bool SaveConflicts::findReferences(Ref<NSError>* error) {
     indexRows(batch);
     _isThere.clear();
     for (std::size_t i = 0; i < batch.rows.size(); ++i) {
-      if (batch.rows[i].kind != Kind::Delete) {
+      if (batch.rows[i].kind != RowChangeKind::Delete) {
         if (!addReferences(batch, *batch.objects[i], error)) return false;
       } else if (batch.rows[i].entity->layout().hasRelationships()) {
         _deletions.emplace_back(batch.objects[i]);
@@ -216,7 +216,7 @@ bool SaveConflicts::addIfMissing(const SaveBatch& batch, NSManagedObject& object
   const NSEntityDescription& entity = *destination->entity();
   bool isThere;
   if (const StoreRowChange* change = rowOf(batch, entity, destination->number())) {
-    isThere = change->kind != Kind::Delete;
+    isThere = change->kind != RowChangeKind::Delete;
   } else {
     const auto [known, isNew] =
         _isThere.try_emplace({&entity.layout().root(), destination->number()}, false);

@@ -64,7 +64,7 @@ void appendState(std::ostringstream& text, const std::string& path) {
   text << ' ' << size << '@' << time.time_since_epoch().count();
 }
 
-std::string textOf(const Value& value) { return value.description()->toStdString(); }
+std::string descriptionOf(const Value& value) { return value.description()->toStdString(); }
 
 }  // namespace
 
@@ -79,8 +79,8 @@ SectionCache::SectionCache(const Ref<NSString>& name, const ResultOrder& order,
   stamp << order.entity()->name()->utf8() << ' ' << order.entity()->versionHash()->utf8() << ' '
         << request.includesSubentities() << ' ' << request.fetchOffset() << ' '
         << request.fetchLimit() << '\n'
-        << textOf(Value(request.predicate())) << '\n'
-        << textOf(Value(request.sortDescriptors())) << '\n'
+        << descriptionOf(Value(request.predicate())) << '\n'
+        << descriptionOf(Value(request.sortDescriptors())) << '\n'
         << sectionKeyPath->utf8() << '\n';
   const Ref<NSArray> stores = context.persistentStoreCoordinator()->persistentStores();
   for (const Value& value : stores) {

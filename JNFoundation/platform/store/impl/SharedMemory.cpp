@@ -10,7 +10,7 @@ namespace JNFoundation::impl {
 namespace {
 
 /// A piece of memory that smaller ones are cut from.
-struct Block {
+struct SharedBlock {
   /// The pieces in use, and the thread that still cuts from it.
   ReferenceCount users{1};
 
@@ -28,8 +28,8 @@ struct Header {
   std::uint32_t blockDistance;
   std::uint32_t size;
 
-  Block& block() noexcept {
-    return *reinterpret_cast<Block*>(reinterpret_cast<std::byte*>(this) - blockDistance);
+  SharedBlock& block() noexcept {
+    return *reinterpret_cast<SharedBlock*>(reinterpret_cast<std::byte*>(this) - blockDistance);
   }
 };
 
@@ -52,7 +52,7 @@ constexpr std::size_t sharedLimit = blockSize / 8;
 
 /// The block that a thread cuts from at the moment.
 struct Cutter {
-  Block* block = nullptr;
+  SharedBlock* block = nullptr;
   /// Where the next header may stand.
   std::byte* next = nullptr;
   std::byte* end = nullptr;
@@ -78,12 +78,12 @@ struct Cutter {
     void* memory = std::malloc(blockSize);
     if (!memory) throw std::bad_alloc();
     if (block) block->release();
-    block = new (memory) Block;
+    block = new (memory) SharedBlock;
     next = static_cast<std::byte*>(memory) + unit - sizeof(Header);
     end = static_cast<std::byte*>(memory) + blockSize;
   }
 };
-static_assert(sizeof(Block) <= unit - sizeof(Header));
+static_assert(sizeof(SharedBlock) <= unit - sizeof(Header));
 
 thread_local Cutter cutter;
 

@@ -17,8 +17,6 @@ namespace {
 
 namespace files = std::filesystem;
 
-constexpr NSInteger fileWriteUnknownError = 512;
-constexpr NSInteger fileWriteFileExistsError = 516;
 constexpr std::size_t bytesPerStep = std::size_t{1} << 20;
 
 /// A file that is there for a scope, with what SQLite may put beside it.
@@ -112,7 +110,7 @@ bool SQLiteStore::backup(const Ref<NSURL>& url, NSPersistentStoreBackupOptions o
   std::error_code ignored;
   if (files::exists(target, ignored)) {
     if (!replaces) {
-      return refuseBackup(fileWriteFileExistsError, target, "there is a file already", error);
+      return refuseBackup(NSFileWriteFileExistsError, target, "there is a file already", error);
     }
     if (!files::is_regular_file(target, ignored)) {
       return refuseBackup(NSPersistentStoreOperationError, target, "that is not a file", error);
@@ -136,8 +134,8 @@ bool SQLiteStore::backup(const Ref<NSURL>& url, NSPersistentStoreBackupOptions o
   const std::error_code trouble = moveInPlace(partial.path, target, replaces);
   if (!trouble) return true;
   return refuseBackup(
-      trouble == std::errc::file_exists ? fileWriteFileExistsError : fileWriteUnknownError, target,
-      trouble.message(), error);
+      trouble == std::errc::file_exists ? NSFileWriteFileExistsError : NSFileWriteUnknownError,
+      target, trouble.message(), error);
 }
 
 bool SQLiteStore::copyPages(Database& source, const std::string& path,

@@ -23,9 +23,6 @@ namespace {
 
 namespace files = std::filesystem;
 
-constexpr NSInteger fileReadNoSuchFileError = 260;
-constexpr NSInteger fileWriteUnknownError = 512;
-
 /// Before the names of an application's entries among the store's own.
 constexpr std::string_view ownPrefix = "application:";
 
@@ -166,7 +163,7 @@ Ref<NSDictionary> SQLiteStore::metadataOfFile(const Ref<NSURL>& url,
   if (path.empty()) return nullptr;
   std::error_code ignored;
   if (!files::exists(path, ignored)) {
-    store->refuse(fileReadNoSuchFileError, "there is no such file", error);
+    store->refuse(NSFileReadNoSuchFileError, "there is no such file", error);
     return nullptr;
   }
   Database& database = store->_connection->database;
@@ -287,7 +284,7 @@ bool SQLiteStore::reopen(Ref<NSError>* error) {
   const std::string path = URL()->path()->toStdString();
   std::error_code ignored;
   if (!files::exists(path, ignored)) {
-    return refuse(fileReadNoSuchFileError, "the file is gone", error);
+    return refuse(NSFileReadNoSuchFileError, "the file is gone", error);
   }
   Database& database = _connection->database;
   bool isNew = false;
@@ -364,7 +361,7 @@ bool SQLiteStore::destroyFile(const Ref<NSURL>& url, const Ref<NSDictionary>& op
   // The file goes first: a log without its file is worth nothing, and SQLite knows it.
   for (const char* ending : {"", "-wal", "-shm", "-journal"}) {
     files::remove(path + ending, trouble);
-    if (trouble) return refuse(fileWriteUnknownError, trouble.message().c_str());
+    if (trouble) return refuse(NSFileWriteUnknownError, trouble.message().c_str());
   }
   return true;
 }

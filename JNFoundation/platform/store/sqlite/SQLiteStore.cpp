@@ -18,8 +18,6 @@ constinit const Class SQLiteStore::classObject = Class::of<SQLiteStore>("SQLiteS
 
 namespace {
 
-constexpr NSInteger fileReadNoSuchFileError = 260;
-
 Value option(const Ref<NSDictionary>& options, const char* name) {
   return options ? options->objectForKey(name) : Value();
 }
@@ -67,7 +65,7 @@ bool SQLiteStore::open(Ref<NSError>* error) {
     std::error_code ignored;
     const bool exists = std::filesystem::exists(path, ignored);
     if (!exists && isReadOnly()) {
-      refuse(fileReadNoSuchFileError, "there is no such file", error);
+      refuse(NSFileReadNoSuchFileError, "there is no such file", error);
     } else if (openFile(path, exists, error)) {
       return true;
     }

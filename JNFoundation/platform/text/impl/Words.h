@@ -39,10 +39,4 @@ constexpr char upperASCII(char byte) {
   return byte >= 'a' && byte <= 'z' ? static_cast<char>(byte - 0x20) : byte;
 }
 
-constexpr bool isDigit(char byte) { return byte >= '0' && byte <= '9'; }
-
-constexpr bool isASCIILetter(char byte) {
-  return (byte >= 'A' && byte <= 'Z') || (byte >= 'a' && byte <= 'z');
-}
-
 }  // namespace JNFoundation::impl

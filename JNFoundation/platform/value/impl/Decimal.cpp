@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 
+#include <JNFoundation/platform/text/ASCII.h>
 #include <JNFoundation/platform/text/NumberText.h>
 
 namespace JNFoundation::impl {
@@ -16,11 +17,6 @@ constexpr int keptDigits = 60;
 /// How far operands of a sum are brought together exactly; beyond it the smaller one only decides
 /// the rounding.
 constexpr int alignedDigits = 80;
-
-bool isDigit(char character) { return character >= '0' && character <= '9'; }
-bool isSpace(char character) {
-  return character == ' ' || (character >= '\t' && character <= '\r');
-}
 
 /// Takes the last digits off. Returns: the highest of them; `more` tells whether any other was not
 /// zero.

@@ -11,7 +11,7 @@
 namespace JNFoundation::impl {
 namespace {
 
-using Watch = std::chrono::steady_clock;
+using StatementClock = std::chrono::steady_clock;
 
 /// The most statements, and the most plans, that are kept.
 constexpr std::size_t cacheLimit = 100;
@@ -40,9 +40,9 @@ Statement::~Statement() {
 }
 
 int Statement::timedStep() {
-  const auto start = Watch::now();
+  const auto start = StatementClock::now();
   const int code = sqlite3_step(_handle);
-  _timing->duration += Watch::now() - start;
+  _timing->duration += StatementClock::now() - start;
   _timing->hasRun = true;
   if (code == SQLITE_ROW) {
     ++_timing->rowCount;
@@ -157,9 +157,9 @@ bool Database::refuse(int code, std::string message) {
 
 int Database::run(const char* sql, bool notes) {
   const bool observed = observesStatements();
-  const auto start = observed ? Watch::now() : Watch::time_point();
+  const auto start = observed ? StatementClock::now() : StatementClock::time_point();
   const int code = sqlite3_exec(_handle, sql, nullptr, nullptr, nullptr);
-  const auto end = observed ? Watch::now() : Watch::time_point();
+  const auto end = observed ? StatementClock::now() : StatementClock::time_point();
   if (notes) note(code);
   if (!observed) return code;
   StatementTrace trace;

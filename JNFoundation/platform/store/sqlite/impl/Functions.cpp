@@ -5,7 +5,7 @@
 namespace JNFoundation::impl {
 namespace {
 
-std::string_view textOf(sqlite3_value* value) {
+std::string_view textOfArgument(sqlite3_value* value) {
   const auto* bytes = reinterpret_cast<const char*>(sqlite3_value_text(value));
   return {bytes ? bytes : "", static_cast<std::size_t>(sqlite3_value_bytes(value))};
 }
@@ -26,10 +26,10 @@ void textFunction(sqlite3_context* context, int, sqlite3_value** arguments) {
       fresh = std::make_unique<TextComparison>(
           static_cast<NSPredicateOperatorType>(sqlite3_value_int64(arguments[0])),
           static_cast<NSComparisonPredicateOptions>(sqlite3_value_int64(arguments[1])),
-          textOf(arguments[patternArgument]));
+          textOfArgument(arguments[patternArgument]));
       comparison = fresh.get();
     }
-    sqlite3_result_int(context, comparison->matches(textOf(arguments[2])) ? 1 : 0);
+    sqlite3_result_int(context, comparison->matches(textOfArgument(arguments[2])) ? 1 : 0);
     // SQLite keeps it for the next row; it may also drop it at once, so this comes last.
     if (fresh) {
       sqlite3_set_auxdata(context, patternArgument, fresh.release(),

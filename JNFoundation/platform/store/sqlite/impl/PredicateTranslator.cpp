@@ -26,10 +26,6 @@ bool isWithinLimits(const SQLDepth& depth, const std::string& sql) {
   return depth.levels < levelLimit && depth.tokens < tokenLimit && sql.size() < lengthLimit;
 }
 
-bool isEquality(NSPredicateOperatorType type) {
-  return type == NSEqualToPredicateOperatorType || type == NSNotEqualToPredicateOperatorType;
-}
-
 bool isConstant(const NSExpression& expression) {
   return expression.expressionType() == NSConstantValueExpressionType ||
          expression.expressionType() == NSAggregateExpressionType;

@@ -20,7 +20,7 @@ namespace {
 /// More members than this are compared in memory.
 constexpr NSUInteger memberLimit = 10'000;
 
-using Form = SQLOperand::Form;
+using OperandForm = SQLOperand::Form;
 
 Value withoutMarker(const Value& value) { return value.isNSNull() ? Value() : value; }
 
@@ -37,10 +37,6 @@ const char* orderOperator(NSPredicateOperatorType type) {
     default:
       return nullptr;
   }
-}
-
-bool isEquality(NSPredicateOperatorType type) {
-  return type == NSEqualToPredicateOperatorType || type == NSNotEqualToPredicateOperatorType;
 }
 
 /// The operator that says the same with its sides exchanged. Returns: nothing where there is none.
@@ -139,7 +135,7 @@ ValueKind kindOf(const Value& value) noexcept {
   return ValueKind::Other;
 }
 
-bool appendMembers(const Value& collection, std::vector<Value>& members) {
+bool appendListMembers(const Value& collection, std::vector<Value>& members) {
   const auto addAll = [&](const auto& all) {
     if (all.count() > memberLimit) return false;
     for (const Value& member : all) members.push_back(withoutMarker(member));
@@ -159,11 +155,11 @@ std::string SQLComparison::parameter(const Value& value) {
 
 bool SQLComparison::compare(NSPredicateOperatorType type, NSComparisonPredicateOptions options,
                             const SQLOperand& left, const SQLOperand& right, std::string& sql) {
-  if (left.form == Form::Constant && right.form == Form::Constant) return false;
-  if (right.form == Form::Constant) {
+  if (left.form == OperandForm::Constant && right.form == OperandForm::Constant) return false;
+  if (right.form == OperandForm::Constant) {
     return compareWithConstant(type, options, left, right.constant, sql);
   }
-  if (left.form == Form::Constant) {
+  if (left.form == OperandForm::Constant) {
     std::optional<NSPredicateOperatorType> other = mirrored(type);
     // A collection that contains the right side.
     if (type == NSContainsPredicateOperatorType && !left.constant.isString()) {
@@ -171,7 +167,7 @@ bool SQLComparison::compare(NSPredicateOperatorType type, NSComparisonPredicateO
     }
     return other && compareWithConstant(*other, options, right, left.constant, sql);
   }
-  if (left.form == Form::Record || right.form == Form::Record) {
+  if (left.form == OperandForm::Record || right.form == OperandForm::Record) {
     return left.form == right.form && compareRecords(type, left, right, sql);
   }
   return options == 0 && compareValues(type, left, right, sql);
@@ -184,7 +180,7 @@ bool SQLComparison::compareWithConstant(NSPredicateOperatorType type,
   const bool negated = type == NSNotEqualToPredicateOperatorType;
   if (value.isNull()) {
     if (type == NSInPredicateOperatorType || type == NSBetweenPredicateOperatorType) return false;
-    if (operand.form == Form::Record && !isEquality(type)) return false;
+    if (operand.form == OperandForm::Record && !isEquality(type)) return false;
     if (!isEquality(type)) {
       sql += "0";
     } else if (operand.canBeNull) {
@@ -197,7 +193,7 @@ bool SQLComparison::compareWithConstant(NSPredicateOperatorType type,
   if (type == NSInPredicateOperatorType && !value.isString()) {
     return options == 0 && in(operand, value, sql);
   }
-  if (operand.form == Form::Record) return compareRecord(type, operand, value, sql);
+  if (operand.form == OperandForm::Record) return compareRecord(type, operand, value, sql);
   if (type == NSBetweenPredicateOperatorType) return options == 0 && between(operand, value, sql);
   if (operand.kind == ValueKind::Other || !isBindable(value)) return false;
   const bool isAlike = operand.kind == kindOf(value);
@@ -344,9 +340,9 @@ bool SQLComparison::inMany(const SQLOperand& operand, const Value& collection, s
 
 bool SQLComparison::in(const SQLOperand& operand, const Value& collection, std::string& sql) {
   std::vector<Value> members;
-  const bool isRecord = operand.form == Form::Record;
+  const bool isRecord = operand.form == OperandForm::Record;
   if (isRecord && inMany(operand, collection, sql)) return true;
-  if ((!isRecord && operand.kind == ValueKind::Other) || !appendMembers(collection, members)) {
+  if ((!isRecord && operand.kind == ValueKind::Other) || !appendListMembers(collection, members)) {
     return false;
   }
   std::string list;

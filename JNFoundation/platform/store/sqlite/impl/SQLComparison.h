@@ -14,6 +14,10 @@ enum class ValueKind { Number, Text, Date, UUID, Data, Other };
 ValueKind kindOf(NSAttributeType type) noexcept;
 ValueKind kindOf(const Value& value) noexcept;
 
+constexpr bool isEquality(NSPredicateOperatorType type) noexcept {
+  return type == NSEqualToPredicateOperatorType || type == NSNotEqualToPredicateOperatorType;
+}
+
 /// How far a condition goes down: the levels of SQLite's expression tree, and the tokens that its
 /// parser has open at once.
 struct SQLDepth {
@@ -93,7 +97,7 @@ class SQLComparison {
 };
 
 /// Takes: an array or a set. Returns: false for anything else, and for very many members.
-bool appendMembers(const Value& collection, std::vector<Value>& members);
+bool appendListMembers(const Value& collection, std::vector<Value>& members);
 
 /// Binds a parameter of a translated predicate; the value must outlive the statement's run.
 class Statement;

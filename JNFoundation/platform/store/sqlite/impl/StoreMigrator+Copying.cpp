@@ -9,7 +9,7 @@ namespace JNFoundation::impl {
 namespace {
 
 /// How many records one statement copies, so that somebody can be told, and can end it.
-constexpr std::uint64_t pieceSize = 50'000;
+constexpr std::uint64_t recordsAtOnce = 50'000;
 
 std::string numbersOf(const Schema& schema,
                       const std::vector<const NSEntityDescription*>& entities) {
@@ -218,7 +218,7 @@ bool StoreMigrator::copyInPieces(const std::string& from, const std::string& sql
   Statement piece = _database.prepare(sql + " AND o._pk > ? AND o._pk <= ?");
   Statement ends =
       _database.prepare("SELECT max(_pk), count(*) FROM (SELECT _pk FROM " + from +
-                        " WHERE _pk > ? ORDER BY _pk LIMIT " + std::to_string(pieceSize) + ")");
+                        " WHERE _pk > ? ORDER BY _pk LIMIT " + std::to_string(recordsAtOnce) + ")");
   if (!piece || !ends || !bindAll(piece, 1, expressions)) return false;
   const int last = sqlite3_bind_parameter_count(piece.handle());
   // Numbers begin at 1.
