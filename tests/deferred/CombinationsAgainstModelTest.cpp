@@ -15,10 +15,10 @@ enum class Goal { All, Any, First, Settled };
 
 /// The rules, over outcomes that are words: "v3" for a success of input 3, "x3" for a failure, "c3"
 /// for a cancellation.
-class Model {
+class InputModel {
  public:
   /// The inputs that are there at the start keep their outcomes, whatever is cancelled.
-  Model(Goal goal, bool cancels, const std::vector<bool>& there)
+  InputModel(Goal goal, bool cancels, const std::vector<bool>& there)
       : _goal(goal), _cancels(cancels), _there(there), _outcomes(there.size()) {}
 
   bool isSettled(std::size_t input) const { return _outcomes[input].has_value(); }
@@ -128,7 +128,7 @@ class CombinationsAgainstModel : public DeferredFixture {
       there[order[i]] = i < settledBefore || !entries[order[i]].isObject();
     }
 
-    Model model(goal, unneeded == Unneeded::Cancel, there);
+    InputModel model(goal, unneeded == Unneeded::Cancel, there);
     for (std::size_t i = 0; i < count; ++i) {
       if (there[i]) model.settle(i, kinds[i]);
     }

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 #include <vector>
 
+#include "DeferredFixture.h"
+
 #include <JNFoundation/deferred/PLVDeferred.h>
 #include <JNFoundation/deferred/PLVPromise.h>
 #include <JNFoundation/platform/dispatch/MainQueue.h>
@@ -10,9 +12,7 @@
 namespace JNFoundation {
 namespace {
 
-constexpr int million = 1'000'000;
-
-class DeepChain : public testing::Test {
+class DeepChain : public ::testing::Test {
  protected:
   MainQueueScope scope;
 };

@@ -121,6 +121,9 @@ class AtEnd : public NSObject {
   Block<void()> _action;
 };
 
+/// As many as no stack holds frames for.
+inline constexpr int million = 1'000'000;
+
 /// An exception that is no NSException.
 struct Foreign {};
 

@@ -149,11 +149,11 @@ TEST_F(DeferredTraceTest, ACombinationWaitsForItsInputs) {
   b->resolve(2);
 }
 
-Ref<PLVDeferred> awaiting(Ref<PLVDeferred> awaited) { co_return co_await awaited; }
+Ref<PLVDeferred> awaitingTraced(Ref<PLVDeferred> awaited) { co_return co_await awaited; }
 
 TEST_F(DeferredTraceTest, ACoroutinesDeferredWaitsForWhatItAwaits) {
   const Ref<PLVDeferred> awaited = PLVDeferred::init();
-  const Ref<PLVDeferred> coroutine = awaiting(awaited);
+  const Ref<PLVDeferred> coroutine = awaitingTraced(awaited);
   EXPECT_EQ(lines(), (Words{"1 pending", "2 pending 1"}));
   awaited->resolve(1);
   EXPECT_EQ(lines(), (Words{"1 resolved", "2 resolved"}));

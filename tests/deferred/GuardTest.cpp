@@ -21,7 +21,7 @@ class View : public Subclass<View, NSObject> {
   std::string _name;
 };
 
-struct Plain {
+struct PlainOwner {
   int number = 7;
 };
 
@@ -77,18 +77,18 @@ TEST_F(GuardTest, DoesNotKeepTheOwner) {
 }
 
 TEST_F(GuardTest, OfASharedPointerWorksAlike) {
-  auto plain = std::make_shared<Plain>();
+  auto plain = std::make_shared<PlainOwner>();
   const Ref<PLVDeferred> deferred = PLVDeferred::withResolved(1);
   deferred
-      ->thenResolved(std::weak_ptr<Plain>(plain),
-                     [](const std::shared_ptr<Plain>& plain, const Value& value) {
+      ->thenResolved(std::weak_ptr<PlainOwner>(plain),
+                     [](const std::shared_ptr<PlainOwner>& plain, const Value& value) {
                        return plain->number + value.integerValue();
                      })
-      ->thenResolved(std::weak_ptr<Plain>(plain), [](Plain& plain, const Value& value) {
+      ->thenResolved(std::weak_ptr<PlainOwner>(plain), [](PlainOwner& plain, const Value& value) {
         return plain.number + value.integerValue();
       });
   EXPECT_EQ(deferred->resolution(), Value(15));
-  const std::weak_ptr<Plain> weak = plain;
+  const std::weak_ptr<PlainOwner> weak = plain;
   plain = nullptr;
   deferred->thenResolved(weak, noting("unreachable"));
   EXPECT_EQ(deferred->resolution(), Value(15));
@@ -97,7 +97,7 @@ TEST_F(GuardTest, OfASharedPointerWorksAlike) {
 TEST_F(GuardTest, ThatNeverHadAnOwnerSkips) {
   const Ref<PLVDeferred> deferred = PLVDeferred::withResolved(1);
   deferred->thenResolved(Weak<View>(), noting("unreachable"));
-  deferred->thenResolved(std::weak_ptr<Plain>(), noting("unreachable"));
+  deferred->thenResolved(std::weak_ptr<PlainOwner>(), noting("unreachable"));
   EXPECT_EQ(deferred->resolution(), Value(1));
 }
 

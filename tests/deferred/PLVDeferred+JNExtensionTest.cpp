@@ -17,7 +17,7 @@ namespace JNFoundation {
 namespace {
 
 /// Lives as long as the process, so it is there before objects are counted.
-const Ref<JNTimeout> theTimeout = JNTimeout::instance();
+const Ref<JNTimeout> theOnlyTimeout = JNTimeout::instance();
 
 class Upload : public Subclass<Upload, PLVDeferred> {
  protected:
@@ -443,7 +443,7 @@ TEST_F(CombinatorsTest, PastTheLimitItIsRejectedWithTheOneTimeoutAndTheWorkGoesO
   ASSERT_TRUE(rejected);
   EXPECT_FALSE(rejected->isCancellation());
   EXPECT_TRUE(rejected->value().isIdentical(JNTimeout::instance()));
-  EXPECT_TRUE(as<PLVRejected>(other->resolution())->value().isIdentical(theTimeout));
+  EXPECT_TRUE(as<PLVRejected>(other->resolution())->value().isIdentical(theOnlyTimeout));
   EXPECT_FALSE(work->isResolved());
   EXPECT_FALSE(work->isCancelled());
   limited->thenEither(noting("limited"));
@@ -588,8 +588,6 @@ TEST_F(CombinatorsTest, TheRuntimeFindsThemByTheirSelectors) {
 }
 
 // Without end
-
-constexpr int million = 1'000'000;
 
 TEST_F(CombinatorsTest, AMillionInputsThatAreThereAlreadyAreCombined) {
   std::vector<Value> inputs;

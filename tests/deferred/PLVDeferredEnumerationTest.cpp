@@ -537,7 +537,7 @@ TEST_F(EnumerationTest, ResolveAndRejectOnAnotherThreadTakeEffectOnTheMainThread
 
 // Subclasses and selectors
 
-class Noted : public Subclass<Noted, PLVDeferredEnumeration> {
+class NotedEnumeration : public Subclass<NotedEnumeration, PLVDeferredEnumeration> {
  public:
   void resolve(const Value& value) override {
     ++resolves;
@@ -555,20 +555,20 @@ class Noted : public Subclass<Noted, PLVDeferredEnumeration> {
 };
 
 TEST_F(EnumerationTest, WhatASubclassOverridesIsCalled) {
-  Noted::resolves = Noted::cancels = 0;
-  const Ref<PLVDeferred> completion = Noted::enumerateObjectsUsingBlock(
+  NotedEnumeration::resolves = NotedEnumeration::cancels = 0;
+  const Ref<PLVDeferred> completion = NotedEnumeration::enumerateObjectsUsingBlock(
       numbers(2),
       [](const Value&, NSUInteger, bool&) { return Value(PLVDeferred::withResolved(1)); });
   EXPECT_TRUE(completion->isResolved());
-  EXPECT_EQ(Noted::resolves, 1);
+  EXPECT_EQ(NotedEnumeration::resolves, 1);
   const Ref<PLVDeferred> awaited = PLVDeferred::init();
-  const Ref<Noted> enumeration = Noted::initWithArray(numbers(2));
+  const Ref<NotedEnumeration> enumeration = NotedEnumeration::initWithArray(numbers(2));
   enumeration
       ->deferredEnumerateObjectsUsingBlock(
           [&](const Value&, NSUInteger, bool&) { return Value(awaited); })
       ->cancelWithValue("enough");
-  EXPECT_EQ(Noted::cancels, 1);
-  EXPECT_EQ(Noted::resolves, 2) << "the walk drains through it";
+  EXPECT_EQ(NotedEnumeration::cancels, 1);
+  EXPECT_EQ(NotedEnumeration::resolves, 2) << "the walk drains through it";
   EXPECT_EQ(text(awaited->resolution()), "PLVRejected (CANCELLED) [enough]");
 }
 
@@ -617,8 +617,6 @@ TEST_F(EnumerationTest, PausingForNullWaitsForNothing) {
 }
 
 // Without end
-
-constexpr int million = 1'000'000;
 
 TEST_F(EnumerationTest, AMillionElementsWhoseDeferredsAreThereAlready) {
   NSInteger visited = 0;

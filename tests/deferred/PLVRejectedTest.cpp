@@ -11,7 +11,7 @@
 namespace JNFoundation {
 namespace {
 
-class Refusal : public Subclass<Refusal, PLVRejected> {
+class RefusalOfLogin : public Subclass<RefusalOfLogin, PLVRejected> {
  protected:
   using Subclass::Subclass;
 };
@@ -133,21 +133,21 @@ TEST_F(PLVRejectedTest, CodesAreComparedInFull) {
 }
 
 TEST_F(PLVRejectedTest, ClassOperationsOfASubclassMakeInstancesOfIt) {
-  EXPECT_TRUE(isKindOf<Refusal>(Value(Refusal::withValue(1))));
-  EXPECT_TRUE(isKindOf<Refusal>(Value(Refusal::cancellation())));
-  EXPECT_TRUE(isKindOf<Refusal>(Value(Refusal::cancellationWithValue(1))));
-  EXPECT_TRUE(isKindOf<Refusal>(Value(Refusal::initWithValue(1))));
-  EXPECT_TRUE(isKindOf<Refusal>(Value(Refusal::initWithValueCancellation(1, true))));
-  EXPECT_EQ(Refusal::withValue(1)->value(), Value(1));
-  EXPECT_FALSE(Refusal::withValue(1)->isCancellation());
-  EXPECT_FALSE(Refusal::initWithValue(1)->isCancellation());
-  EXPECT_TRUE(Refusal::cancellation()->isCancellation());
-  EXPECT_TRUE(Refusal::cancellationWithValue(1)->isCancellation());
+  EXPECT_TRUE(isKindOf<RefusalOfLogin>(Value(RefusalOfLogin::withValue(1))));
+  EXPECT_TRUE(isKindOf<RefusalOfLogin>(Value(RefusalOfLogin::cancellation())));
+  EXPECT_TRUE(isKindOf<RefusalOfLogin>(Value(RefusalOfLogin::cancellationWithValue(1))));
+  EXPECT_TRUE(isKindOf<RefusalOfLogin>(Value(RefusalOfLogin::initWithValue(1))));
+  EXPECT_TRUE(isKindOf<RefusalOfLogin>(Value(RefusalOfLogin::initWithValueCancellation(1, true))));
+  EXPECT_EQ(RefusalOfLogin::withValue(1)->value(), Value(1));
+  EXPECT_FALSE(RefusalOfLogin::withValue(1)->isCancellation());
+  EXPECT_FALSE(RefusalOfLogin::initWithValue(1)->isCancellation());
+  EXPECT_TRUE(RefusalOfLogin::cancellation()->isCancellation());
+  EXPECT_TRUE(RefusalOfLogin::cancellationWithValue(1)->isCancellation());
 }
 
 TEST_F(PLVRejectedTest, OnlyARejectionWithTheFlagIsACancellation) {
   EXPECT_TRUE(isCancellation(PLVRejected::cancellation()));
-  EXPECT_TRUE(isCancellation(Refusal::cancellationWithValue(1)));
+  EXPECT_TRUE(isCancellation(RefusalOfLogin::cancellationWithValue(1)));
   EXPECT_FALSE(isCancellation(PLVRejected::withValue(PLVRejected::cancellation())));
   EXPECT_FALSE(isCancellation("PLVRejected (CANCELLED) [(null)]"));
   EXPECT_FALSE(isCancellation(true));
@@ -155,7 +155,7 @@ TEST_F(PLVRejectedTest, OnlyARejectionWithTheFlagIsACancellation) {
 }
 
 TEST_F(PLVRejectedTest, AnswersByName) {
-  const Value rejected = Refusal::cancellationWithValue("closed");
+  const Value rejected = RefusalOfLogin::cancellationWithValue("closed");
   EXPECT_EQ(performSelector(rejected, "value"), Value("closed"));
   EXPECT_EQ(performSelector(rejected, "isCancellation"), Value(true));
   EXPECT_EQ(performSelector(PLVRejected::withValue(error("Feed", 4)),

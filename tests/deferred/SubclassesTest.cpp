@@ -4,13 +4,13 @@ namespace JNFoundation {
 namespace {
 
 /// Overrides nothing.
-class Plain : public Subclass<Plain, PLVDeferred> {
+class PlainDeferred : public Subclass<PlainDeferred, PLVDeferred> {
  protected:
   using Subclass::Subclass;
 };
 
 /// Notes every call and passes it on.
-class Noted : public Subclass<Noted, PLVDeferred> {
+class NotedDeferred : public Subclass<NotedDeferred, PLVDeferred> {
  public:
   void resolve(const Value& value) override {
     calls.push_back("resolve " + value.description()->toStdString());
@@ -33,7 +33,7 @@ class Noted : public Subclass<Noted, PLVDeferred> {
 };
 
 /// Inherits what another subclass overrides.
-class NotedToo : public Subclass<NotedToo, Noted> {
+class NotedToo : public Subclass<NotedToo, NotedDeferred> {
  protected:
   using Subclass::Subclass;
 };
@@ -47,11 +47,11 @@ class Undeclared : public PLVDeferred {
   }
   int resolves = 0;
 };
-class UndeclaredBelowPlain : public Plain {
+class UndeclaredBelowPlain : public PlainDeferred {
  public:
   void cancelWithValue(const Value& value) override {
     ++cancels;
-    Plain::cancelWithValue(value);
+    PlainDeferred::cancelWithValue(value);
   }
   int cancels = 0;
 };
@@ -113,20 +113,20 @@ class Subclasses : public DeferredFixture {};
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 TEST_F(Subclasses, ClassOperationsOfADeferredMakeInstancesOfTheReceivingClass) {
-  const Ref<Plain> made[] = {
-      Plain::init(),
-      Plain::initWithResolutionSource(nullptr),
-      Plain::withResolutionSource(nullptr),
-      Plain::withResolved(1),
-      Plain::withRejected(2),
-      Plain::resolvedBy(PLVDeferred::withResolved(3)),
-      Plain::resolvedBy(nullptr),
-      Plain::deferredWithResolved(4),
-      Plain::deferredWithRejected(5),
+  const Ref<PlainDeferred> made[] = {
+      PlainDeferred::init(),
+      PlainDeferred::initWithResolutionSource(nullptr),
+      PlainDeferred::withResolutionSource(nullptr),
+      PlainDeferred::withResolved(1),
+      PlainDeferred::withRejected(2),
+      PlainDeferred::resolvedBy(PLVDeferred::withResolved(3)),
+      PlainDeferred::resolvedBy(nullptr),
+      PlainDeferred::deferredWithResolved(4),
+      PlainDeferred::deferredWithRejected(5),
   };
   Words resolutions;
-  for (const Ref<Plain>& deferred : made) {
-    EXPECT_EQ(&deferred->class_(), &Plain::classObject);
+  for (const Ref<PlainDeferred>& deferred : made) {
+    EXPECT_EQ(&deferred->class_(), &PlainDeferred::classObject);
     resolutions.push_back(text(deferred->resolution()));
   }
   EXPECT_EQ(resolutions, (Words{"(null)", "(null)", "(null)", "1", "PLVRejected [2]", "3", "(null)",
@@ -165,12 +165,12 @@ TEST_F(Subclasses, DerivedListenersOfAPromiseAreOfTheBaseClass) {
 }
 
 TEST_F(Subclasses, AClassOperationUsesTheOverriddenOperations) {
-  EXPECT_EQ(Noted::withResolved(1)->calls, (Words{"resolve 1", "resolved"}));
-  EXPECT_EQ(Noted::withRejected(1)->calls,
+  EXPECT_EQ(NotedDeferred::withResolved(1)->calls, (Words{"resolve 1", "resolved"}));
+  EXPECT_EQ(NotedDeferred::withRejected(1)->calls,
             (Words{"reject 1", "resolve PLVRejected [1]", "resolved"}));
-  EXPECT_EQ(Noted::resolvedBy(PLVDeferred::withResolved(1))->calls,
+  EXPECT_EQ(NotedDeferred::resolvedBy(PLVDeferred::withResolved(1))->calls,
             (Words{"resolve 1", "resolved"}));
-  EXPECT_EQ(Noted::resolvedBy(nullptr)->calls, (Words{"resolve (null)", "resolved"}));
+  EXPECT_EQ(NotedDeferred::resolvedBy(nullptr)->calls, (Words{"resolve (null)", "resolved"}));
 }
 
 TEST_F(Subclasses, AChainResolvesAnOverridingTargetInTheOrderOfNestedCalls) {
@@ -190,7 +190,7 @@ TEST_F(Subclasses, AChainResolvesAnOverridingTargetInTheOrderOfNestedCalls) {
 
 TEST_F(Subclasses, AnOverridingDeferredInTheMiddleKeepsTheOrderOfNestedCalls) {
   const Ref<PLVDeferred> first = PLVDeferred::init();
-  const Ref<Noted> second = Noted::resolvedBy(first);
+  const Ref<NotedDeferred> second = NotedDeferred::resolvedBy(first);
   const Ref<PLVDeferred> third = PLVDeferred::resolvedBy(second);
   auto into = [&](const char* word) {
     return [&calls = second->calls, word](const Value& value) {
@@ -206,7 +206,7 @@ TEST_F(Subclasses, AnOverridingDeferredInTheMiddleKeepsTheOrderOfNestedCalls) {
 }
 
 TEST_F(Subclasses, ACancellationOfAnOuterDeferredReachesAnOverridingInnerOne) {
-  const Ref<Noted> inner = Noted::init();
+  const Ref<NotedDeferred> inner = NotedDeferred::init();
   const Ref<PLVDeferred> middle = PLVDeferred::withResolved(inner);
   const Ref<PLVDeferred> outer = PLVDeferred::withResolved(middle);
   outer->thenEither([&](const Value& value) {
@@ -219,7 +219,7 @@ TEST_F(Subclasses, ACancellationOfAnOuterDeferredReachesAnOverridingInnerOne) {
 }
 
 TEST_F(Subclasses, AnOverridingDeferredReturnedInACancelledChainIsSentItsCancellation) {
-  const Ref<Noted> returned = Noted::init();
+  const Ref<NotedDeferred> returned = NotedDeferred::init();
   const Ref<PLVDeferred> deferred = PLVDeferred::init();
   deferred->thenRejected([&](const Ref<PLVRejected>&) -> Value { return returned; })
       ->thenRejected([&](const Ref<PLVRejected>& rejected) -> Value {
@@ -232,7 +232,7 @@ TEST_F(Subclasses, AnOverridingDeferredReturnedInACancelledChainIsSentItsCancell
 
 TEST_F(Subclasses, APromiseResolvesOverridingListenersInTheirOrder) {
   const Ref<PLVPromise> promise = PLVPromise::init();
-  const Ref<Noted> one = Noted::init();
+  const Ref<NotedDeferred> one = NotedDeferred::init();
   const Ref<NotedPromise> two = NotedPromise::init();
   promise->enlistResolvable(one);
   promise->enlistResolvable(two);
@@ -271,10 +271,10 @@ TEST_F(Subclasses, AnOverrideCountsHoweverTheClassIsDerived) {
 
 TEST_F(Subclasses, AClassThatOverridesNothingIsDrivenWithoutNesting) {
   constexpr int links = 20'000;
-  const Ref<Plain> first = Plain::init();
+  const Ref<PlainDeferred> first = PlainDeferred::init();
   Ref<PLVDeferred> last = first;
   for (int i = 0; i < links; ++i) {
-    last = i % 2 ? Ref<PLVDeferred>(Plain::resolvedBy(last)) : Sealed::resolvedBy(last);
+    last = i % 2 ? Ref<PLVDeferred>(PlainDeferred::resolvedBy(last)) : Sealed::resolvedBy(last);
   }
   // Within the depth to which handlers nest nothing is put off, so the end is there at once.
   bool there = false;
@@ -287,18 +287,18 @@ TEST_F(Subclasses, AClassThatOverridesNothingIsDrivenWithoutNesting) {
 }
 
 TEST_F(Subclasses, ManyOverridingDeferredsThatResolveEachOtherDoNotExhaustTheStack) {
-  const Ref<Noted> first = Noted::init();
+  const Ref<NotedDeferred> first = NotedDeferred::init();
   Ref<PLVDeferred> last = first;
-  for (int i = 1; i < 100'000; ++i) last = Noted::resolvedBy(last);
+  for (int i = 1; i < 100'000; ++i) last = NotedDeferred::resolvedBy(last);
   first->resolve(1);
   EXPECT_EQ(last->resolution(), Value(1));
 }
 
 TEST_F(Subclasses, CancellingTheOutermostOfManyOverridingDeferredsReachesTheInnermost) {
-  const Ref<Noted> innermost = Noted::init();
+  const Ref<NotedDeferred> innermost = NotedDeferred::init();
   Ref<PLVDeferred> outer = innermost;
   for (int i = 1; i < 200'000; ++i) {
-    const Ref<Noted> next = Noted::init();
+    const Ref<NotedDeferred> next = NotedDeferred::init();
     next->resolve(outer);
     outer = next;
   }

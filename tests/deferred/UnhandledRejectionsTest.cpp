@@ -162,7 +162,7 @@ TEST_F(UnhandledRejections, ASubclassIsReportedAsWell) {
   EXPECT_EQ(happened(), reported("PLVDeferred PLVRejected [lost]"));
 }
 
-Ref<PLVDeferred> awaiting(Ref<PLVDeferred> awaited) { co_return co_await awaited; }
+Ref<PLVDeferred> awaitingUnhandled(Ref<PLVDeferred> awaited) { co_return co_await awaited; }
 
 Ref<PLVDeferred> catching(Ref<PLVDeferred> awaited) {
   try {
@@ -173,7 +173,7 @@ Ref<PLVDeferred> catching(Ref<PLVDeferred> awaited) {
 }
 
 TEST_F(UnhandledRejections, AFailureThatLeavesACoroutineIsReported) {
-  awaiting(PLVDeferred::withRejected("lost"));
+  awaitingUnhandled(PLVDeferred::withRejected("lost"));
   EXPECT_EQ(happened(), reported("PLVDeferred PLVRejected [lost]"));
 }
 

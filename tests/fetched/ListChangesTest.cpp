@@ -1,3 +1,4 @@
+#include "platform/value/Limits.h"
 #include "tests/fetched/ListModel.h"
 
 #include <JNFoundation/fetched/ListChanges.h>
@@ -11,7 +12,7 @@
 namespace JNFoundation {
 namespace {
 
-constexpr NSUInteger notFound = static_cast<NSUInteger>(NSNotFound);
+using testing::notFound;
 
 Ref<NSIndexPath> path(NSUInteger section, NSUInteger item) {
   return plv_indexPathForItemIndexSectionIndex(item, section);

@@ -1,12 +1,14 @@
 #include <gtest/gtest.h>
 
+#include "platform/value/Limits.h"
+
 #include <JNFoundation/fetched/NSIndexPath+PLVUnsignedItemSection.h>
 #include <JNFoundation/platform/value/Runtime.h>
 
 namespace JNFoundation {
 namespace {
 
-const NSUInteger notFound = NSNotFound;
+using testing::notFound;
 
 TEST(PLVUnsignedItemSection, ThePathHasTheSectionFirstAndTheItemSecond) {
   const auto path = plv_indexPathForItemIndexSectionIndex(5, 2);

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "MappingFixture.h"
+#include "platform/value/Limits.h"
 
 #include <JNFoundation/mapping/PLVScalarDataMap.h>
 #include <JNFoundation/platform/value/NSData.h>
@@ -20,6 +21,9 @@
 namespace JNFoundation {
 namespace {
 
+using testing::infinity;
+using testing::largest;
+using testing::smallest;
 /// What a cell says, besides a value: the attribute keeps what it had, or has nothing.
 struct Cell {
   enum class Kind { Value, Same, Clear, Refused };
@@ -37,7 +41,7 @@ constexpr auto same = Cell::Kind::Same;        // stored as it came
 constexpr auto clear = Cell::Kind::Clear;      // stored as null
 constexpr auto refused = Cell::Kind::Refused;  // not stored, with a line in the log
 
-struct Row {
+struct ConversionRow {
   Value value;
   Cell integer;
   Cell doubles;
@@ -49,11 +53,7 @@ struct Row {
 
 Value seconds(double number) { return NSDate::dateWithTimeIntervalSince1970(number); }
 
-constexpr std::int64_t least = INT64_MIN;
-constexpr std::int64_t greatest = INT64_MAX;
-constexpr double infinity = std::numeric_limits<double>::infinity();
-
-std::vector<Row> matrix() {
+std::vector<ConversionRow> matrix() {
   const Value nan = std::numeric_limits<double>::quiet_NaN();
   const auto decimal = NSDecimalNumber::decimalNumberWithString("12.25");
   return {
@@ -72,9 +72,9 @@ std::vector<Row> matrix() {
       {32768, same, same, same, same, "32768", seconds(32.768)},
       {-32769, same, same, same, same, "-32769", seconds(-32.769)},
       {2147483648, same, same, same, same, "2147483648", seconds(2147483.648)},
-      {greatest, same, same, same, same, "9223372036854775807",
+      {largest, same, same, same, same, "9223372036854775807",
        seconds(9223372036854775807.0 / 1000)},
-      {least, same, same, same, same, "-9223372036854775808",
+      {smallest, same, same, same, same, "-9223372036854775808",
        seconds(-9223372036854775808.0 / 1000)},
       {UINT64_MAX, same, same, same, same, "18446744073709551615",
        seconds(18446744073709551615.0 / 1000)},
@@ -119,12 +119,12 @@ std::vector<Row> matrix() {
       {"1,234", 1, 1, 1, 1, same, clear},
       {"16777217", 16777217, 16777217, 16777216, 1, same, clear},
       {"9007199254740993", 9007199254740993, 9007199254740992, 9007199254740992, 1, same, clear},
-      {"9223372036854775807", greatest, greatest, greatest, 1, same, clear},
-      {"9223372036854775808", greatest, greatest, greatest, 1, same, clear},
-      {"-9223372036854775809", least, least, least, 1, same, clear},
-      {"1e300", 1, greatest, greatest, 1, same, clear},
-      {"-1e300", -1, least, least, 1, same, clear},
-      {"1e999", 1, greatest, greatest, 1, same, clear},
+      {"9223372036854775807", largest, largest, largest, 1, same, clear},
+      {"9223372036854775808", largest, largest, largest, 1, same, clear},
+      {"-9223372036854775809", smallest, smallest, smallest, 1, same, clear},
+      {"1e300", 1, largest, largest, 1, same, clear},
+      {"-1e300", -1, smallest, smallest, 1, same, clear},
+      {"1e999", 1, largest, largest, 1, same, clear},
       {"1e-999", 1, 0, 0, 1, same, clear},
       {"inf", 0, 0, 0, 0, same, clear},
       {"nan", 0, 0, 0, 0, same, clear},
@@ -166,17 +166,21 @@ std::vector<Row> matrix() {
 
 struct Column {
   const char* attribute;
-  Cell Row::*cell;
+  Cell ConversionRow::*cell;
   /// What the attribute holds before.
   Value before;
   const char* kind;
 };
 
 std::vector<Column> columns() {
-  return {{"integer16", &Row::integer, 77, "number"},   {"integer32", &Row::integer, 77, "number"},
-          {"integer64", &Row::integer, 77, "number"},   {"double", &Row::doubles, 77.5, "number"},
-          {"float", &Row::floats, 77.5f, "number"},     {"boolean", &Row::boolean, true, "number"},
-          {"string", &Row::string, "before", "string"}, {"date", &Row::date, seconds(77), "date"}};
+  return {{"integer16", &ConversionRow::integer, 77, "number"},
+          {"integer32", &ConversionRow::integer, 77, "number"},
+          {"integer64", &ConversionRow::integer, 77, "number"},
+          {"double", &ConversionRow::doubles, 77.5, "number"},
+          {"float", &ConversionRow::floats, 77.5f, "number"},
+          {"boolean", &ConversionRow::boolean, true, "number"},
+          {"string", &ConversionRow::string, "before", "string"},
+          {"date", &ConversionRow::date, seconds(77), "date"}};
 }
 
 using ConversionMatrix = MappingTest;
@@ -186,7 +190,7 @@ TEST_F(ConversionMatrix, EveryKindOfValueInEveryKindOfAttribute) {
   for (const Column& column : columns()) {
     const auto map = PLVScalarDataMap::newMapWithDestinationForEntity(column.attribute, entity());
     ASSERT_TRUE(map) << column.attribute;
-    for (const Row& row : matrix()) {
+    for (const ConversionRow& row : matrix()) {
       SCOPED_TRACE(std::string(column.attribute) + " of " + row.value.description()->toStdString());
       const Cell& cell = row.*column.cell;
       person->setValueForKey(column.before, column.attribute);

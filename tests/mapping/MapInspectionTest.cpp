@@ -18,10 +18,6 @@ using Severity = Problem::Severity;
 using Rule = MapInspection::Rule;
 using Origin = MapInspection::Origin;
 
-Ref<NSDictionary> dictionary(std::vector<NSDictionary::Pair> entries) {
-  return NSDictionary::dictionaryWithEntries(std::move(entries));
-}
-
 Ref<NSEntityDescription> entityNamed(
     const char* name, const std::vector<std::pair<const char*, NSAttributeType>>& attributes,
     std::vector<NSDictionary::Pair> userInfo) {

@@ -76,6 +76,10 @@ class PersonFilter : public Subclass<PersonFilter, PLVDataMapFilter> {
   using Subclass::Subclass;
 };
 
+inline Ref<NSDictionary> dictionary(std::vector<NSDictionary::Pair> entries) {
+  return NSDictionary::dictionaryWithEntries(std::move(entries));
+}
+
 /// A context over a memory store, an entity with an attribute of every accepted type (named after
 /// it), and the lines that mapping logs.
 class MappingTest : public ::testing::Test {

@@ -14,7 +14,7 @@
 namespace JNFoundation {
 namespace {
 
-using Kind = MappingEvent::Kind;
+using EventKind = MappingEvent::Kind;
 using Reason = MappingEvent::Reason;
 using Conversion = MappingEvent::Conversion;
 
@@ -41,7 +41,7 @@ const ClassDeclaration<RaisingFilter> raisingDeclaration =
 class MappingObserverTest : public MappingTest {
  protected:
   struct Seen {
-    Kind kind;
+    EventKind kind;
     Reason reason;
     Conversion conversion;
     Value value, filtered, stored;
@@ -113,7 +113,7 @@ TEST_F(MappingObserverTest, AnEventShowsWhatCameWhatTheFilterMadeAndWhatWasStore
           record(R"({"meta": {"n": " 12 "}})"), person, plv_dataMapFilter(context()),
           [&](const MappingEvent& event) {
             ++events;
-            EXPECT_EQ(event.kind(), Kind::Stored);
+            EXPECT_EQ(event.kind(), EventKind::Stored);
             EXPECT_EQ(event.reason(), Reason::None);
             EXPECT_EQ(event.conversion(), Conversion::NumberFromText);
             EXPECT_EQ(Value(event.path()), Value(NSArray::arrayWithObjects("meta", "n")));
@@ -134,7 +134,7 @@ TEST_F(MappingObserverTest, AnEventShowsWhatCameWhatTheFilterMadeAndWhatWasStore
 
 TEST_F(MappingObserverTest, NullIsToldAsClearedAndTheMarkerStaysWhatCame) {
   const Seen event = eventOf("string", NSNull::null());
-  EXPECT_EQ(event.kind, Kind::Cleared);
+  EXPECT_EQ(event.kind, EventKind::Cleared);
   EXPECT_EQ(event.reason, Reason::NullValue);
   EXPECT_TRUE(event.value.isNSNull());
   EXPECT_TRUE(event.filtered.isNull());
@@ -163,7 +163,7 @@ TEST_F(MappingObserverTest, AMissingFilterAMissingActionAndANullOfAnActionAreTol
 
 TEST_F(MappingObserverTest, TextThatIsNoDateIsToldAsCleared) {
   const Seen event = eventOf("date", "1990-05-01");
-  EXPECT_EQ(event.kind, Kind::Cleared);
+  EXPECT_EQ(event.kind, EventKind::Cleared);
   EXPECT_EQ(event.reason, Reason::NotADate);
   EXPECT_EQ(event.filtered, Value("1990-05-01"));
 }
@@ -171,7 +171,7 @@ TEST_F(MappingObserverTest, TextThatIsNoDateIsToldAsCleared) {
 TEST_F(MappingObserverTest, ARefusalIsToldInTheWordsOfItsLogLineWhichIsStillWritten) {
   log.clear();
   const Seen event = eventOf("integer16", NSArray::array());
-  EXPECT_EQ(event.kind, Kind::Refused);
+  EXPECT_EQ(event.kind, EventKind::Refused);
   EXPECT_EQ(event.reason, Reason::WrongKind);
   EXPECT_TRUE(event.stored.isNull());
   EXPECT_EQ(
@@ -259,7 +259,7 @@ TEST_F(MappingObserverTest, WhatLosesSomethingOnItsWayIsMarked) {
   };
   for (const Case& one : cases) {
     const Seen event = eventOf(one.destination, one.value);
-    EXPECT_EQ(event.kind, Kind::Stored);
+    EXPECT_EQ(event.kind, EventKind::Stored);
     EXPECT_EQ(event.isLossy, one.isLossy)
         << one.destination << " " << one.value.description()->utf8();
   }
@@ -276,7 +276,7 @@ TEST_F(MappingObserverTest, WhatAFilterRaisesIsToldAndComesThrough) {
                                                         person, filter, recorder()),
                Raised);
   ASSERT_EQ(seen.size(), 2u);
-  EXPECT_EQ(seen[1].kind, Kind::Refused);
+  EXPECT_EQ(seen[1].kind, EventKind::Refused);
   EXPECT_EQ(seen[1].reason, Reason::Raised);
   EXPECT_EQ(seen[1].text, "refused b in Person.string: not today");
 }

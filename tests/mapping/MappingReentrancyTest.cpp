@@ -56,10 +56,6 @@ class Receiver : public Subclass<Receiver, PLVManagedObject> {
 const ClassDeclaration<Receiver> receiverDeclaration =
     ClassDeclaration<Receiver>().factory().operation("deliver:", &Receiver::deliver);
 
-Ref<NSDictionary> dictionary(std::vector<NSDictionary::Pair> entries) {
-  return NSDictionary::dictionaryWithEntries(std::move(entries));
-}
-
 Ref<NSMutableDictionary> mutableDictionary(std::vector<NSDictionary::Pair> entries) {
   return NSMutableDictionary::dictionaryWithEntries(std::move(entries));
 }

@@ -15,10 +15,6 @@
 namespace JNFoundation {
 namespace {
 
-Ref<NSDictionary> dictionary(std::vector<NSDictionary::Pair> entries) {
-  return NSDictionary::dictionaryWithEntries(std::move(entries));
-}
-
 class PLVDictionaryDataMapTest : public MappingTest {
  protected:
   Ref<PLVDictionaryDataMap> mapOf(std::vector<NSDictionary::Pair> rules) {

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "EqualsNull.h"
+#include "MappingFixture.h"
 
 #include <JNFoundation/mapping/RecordEntry.h>
 #include <JNFoundation/platform/value/NSNull.h>
@@ -9,10 +10,6 @@ namespace JNFoundation {
 namespace {
 
 using State = RecordEntry::State;
-
-Ref<NSDictionary> dictionary(std::vector<NSDictionary::Pair> entries) {
-  return NSDictionary::dictionaryWithEntries(std::move(entries));
-}
 
 void expectEntry(const RecordEntry& entry, State state, const Value& value = nullptr) {
   EXPECT_EQ(entry.state, state);

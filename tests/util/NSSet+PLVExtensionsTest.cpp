@@ -15,18 +15,18 @@ namespace {
 
 using testing::raisedName;
 
-Ref<NSDictionary> person(const char* name, NSInteger age) {
+Ref<NSDictionary> setMember(const char* name, NSInteger age) {
   return NSDictionary::dictionaryWithEntries({{"name", name}, {"age", age}});
 }
-Ref<NSSet> people() {
-  return NSSet::setWithObjects(person("Ann", 30), person("Ben", 12), person("Cleo", 45));
+Ref<NSSet> setOfPeople() {
+  return NSSet::setWithObjects(setMember("Ann", 30), setMember("Ben", 12), setMember("Cleo", 45));
 }
 
 TEST(SetMatching, AnyAndAllAskTheMembers) {
-  EXPECT_TRUE(plv_hasAnyMatching(people(), "age > %d", 40));
-  EXPECT_FALSE(plv_hasAnyMatching(people(), "age > %d", 45));
-  EXPECT_TRUE(plv_hasAllMatching(people(), "age >= %d", 12));
-  EXPECT_FALSE(plv_hasAllMatching(people(), "age >= %d", 13));
+  EXPECT_TRUE(plv_hasAnyMatching(setOfPeople(), "age > %d", 40));
+  EXPECT_FALSE(plv_hasAnyMatching(setOfPeople(), "age > %d", 45));
+  EXPECT_TRUE(plv_hasAllMatching(setOfPeople(), "age >= %d", 12));
+  EXPECT_FALSE(plv_hasAllMatching(setOfPeople(), "age >= %d", 13));
 }
 
 TEST(SetMatching, OfNoMembersAllMatchAndNoneDoes) {
@@ -37,7 +37,7 @@ TEST(SetMatching, OfNoMembersAllMatchAndNoneDoes) {
 TEST(SetMatching, ABadFormatGoesUnnoticedOnlyWhereAnyIsAskedOfAnEmptySet) {
   EXPECT_FALSE(plv_hasAnyMatching(NSSet::set(), "age >>> 1"));
   EXPECT_FALSE(plv_hasAnyMatching(NSMutableSet::set(), nullptr));
-  EXPECT_EQ(raisedName([] { plv_hasAnyMatching(people(), "age >>> 1"); }),
+  EXPECT_EQ(raisedName([] { plv_hasAnyMatching(setOfPeople(), "age >>> 1"); }),
             "NSInvalidArgumentException");
   EXPECT_EQ(raisedName([] { plv_hasAllMatching(NSSet::set(), "age >>> 1"); }),
             "NSInvalidArgumentException");
@@ -48,14 +48,15 @@ TEST(SetMatching, ABadFormatGoesUnnoticedOnlyWhereAnyIsAskedOfAnEmptySet) {
 }
 
 TEST(SetMatching, AnyObjectIsTheFirstMatchThatIsMet) {
-  EXPECT_EQ(valueForKey(plv_anyObjectMatching(people(), "age > %d", 20), "name"), "Ann");
-  EXPECT_TRUE(plv_anyObjectMatching(people(), "age > %d", 99).isNull());
+  EXPECT_EQ(valueForKey(plv_anyObjectMatching(setOfPeople(), "age > %d", 20), "name"), "Ann");
+  EXPECT_TRUE(plv_anyObjectMatching(setOfPeople(), "age > %d", 99).isNull());
   EXPECT_TRUE(plv_anyObjectMatching(NSSet::set(), "age > %d", 99).isNull());
 }
 
 TEST(SetMatching, FilteredIsTheSetOfThoseThatMatch) {
-  const Ref<NSSet> grown = plv_filteredSetMatching(people(), "age > %d", 20);
-  EXPECT_EQ(Value(grown), Value(NSSet::setWithObjects(person("Cleo", 45), person("Ann", 30))));
+  const Ref<NSSet> grown = plv_filteredSetMatching(setOfPeople(), "age > %d", 20);
+  EXPECT_EQ(Value(grown),
+            Value(NSSet::setWithObjects(setMember("Cleo", 45), setMember("Ann", 30))));
   EXPECT_EQ(plv_filteredSetMatching(NSSet::set(), "age > 1")->count(), 0u);
 }
 
@@ -91,7 +92,8 @@ TEST(SetMapped, EndsWhereItStops) {
 
 TEST(SetMapped, OfNullsOnlyIsAnEmptySet) {
   EXPECT_EQ(
-      plv_mapObjectsUsingBlock(people(), [](const Value&, bool&) { return nullptr; })->count(), 0u);
+      plv_mapObjectsUsingBlock(setOfPeople(), [](const Value&, bool&) { return nullptr; })->count(),
+      0u);
 }
 
 TEST(SetReduced, GoesInTheSetsOrderAndEndsWhereItStops) {
@@ -104,17 +106,17 @@ TEST(SetReduced, GoesInTheSetsOrderAndEndsWhereItStops) {
 }
 
 TEST(SetIndexed, HasTheMembersByTheirValues) {
-  const auto set = NSSet::setWithObjects(person("Ann", 30), NSNull::null(), person("Ann", 31),
+  const auto set = NSSet::setWithObjects(setMember("Ann", 30), NSNull::null(), setMember("Ann", 31),
                                          NSDictionary::dictionaryWithObjectForKey(7, "age"));
   const Ref<NSMutableDictionary> index = plv_indexByKeyPath(set, "name");
   EXPECT_EQ(index->count(), 1u);
-  EXPECT_EQ(index->objectForKey("Ann"), Value(person("Ann", 31))) << "the one met last";
+  EXPECT_EQ(index->objectForKey("Ann"), Value(setMember("Ann", 31))) << "the one met last";
   EXPECT_EQ(plv_indexByKeyPath(NSSet::set(), "name")->count(), 0u);
   EXPECT_EQ(Value(performSelector(set, "plv_indexByKeyPath:", "name")), Value(index));
 }
 
 TEST(WalkedSet, AChangeDuringAWalkIsNoticed) {
-  const auto set = NSMutableSet::setWithSet(people());
+  const auto set = NSMutableSet::setWithSet(setOfPeople());
   EXPECT_EQ(raisedName([&] {
               plv_mapObjectsUsingBlock(set, [&](const Value& one, bool&) {
                 set->removeObject(one);
@@ -134,7 +136,7 @@ TEST(WalkedSet, AChangeDuringAWalkIsNoticed) {
 TEST(WalkedSet, ABlockMayReleaseTheSet) {
   const testing::LiveObjects objects;
   {
-    Ref<NSSet> set = people();
+    Ref<NSSet> set = setOfPeople();
     const auto names = plv_mapObjectsUsingBlock(set, [&](const Value& one, bool&) {
       set = nullptr;
       return valueForKey(one, "name");
@@ -146,8 +148,9 @@ TEST(WalkedSet, ABlockMayReleaseTheSet) {
 
 TEST(WalkedSetDeathTest, ANullBlockStopsTheProcessAtTheFirstMember) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_DEATH(plv_mapObjectsUsingBlock(people(), nullptr), "the block must not be null");
-  EXPECT_DEATH(plv_reduceWithMemoUsingBlock(people(), 0, nullptr), "the block must not be null");
+  EXPECT_DEATH(plv_mapObjectsUsingBlock(setOfPeople(), nullptr), "the block must not be null");
+  EXPECT_DEATH(plv_reduceWithMemoUsingBlock(setOfPeople(), 0, nullptr),
+               "the block must not be null");
   EXPECT_EQ(plv_mapObjectsUsingBlock(NSSet::set(), nullptr)->count(), 0u);
   EXPECT_EQ(plv_reduceWithMemoUsingBlock(NSSet::set(), 7, nullptr), Value(7));
 }

@@ -45,15 +45,16 @@ class Clerk : public Subclass<Clerk, NSObject> {
   using Subclass::Subclass;
 };
 
-const ClassDeclaration<Clerk> declaration = ClassDeclaration<Clerk>()
-                                                .operation("file:", &Clerk::file)
-                                                .operation("shred:", &Clerk::shred)
-                                                .operation("rest", &Clerk::rest)
-                                                .operation("twice:", &Clerk::twice)
-                                                .operation("refuse:", &Clerk::refuse)
-                                                .operation("fail:", &Clerk::fail)
-                                                .operation("act:", &Clerk::act)
-                                                .classOperation("department:", &Clerk::department);
+const ClassDeclaration<Clerk> declarationOfActionTarget =
+    ClassDeclaration<Clerk>()
+        .operation("file:", &Clerk::file)
+        .operation("shred:", &Clerk::shred)
+        .operation("rest", &Clerk::rest)
+        .operation("twice:", &Clerk::twice)
+        .operation("refuse:", &Clerk::refuse)
+        .operation("fail:", &Clerk::fail)
+        .operation("act:", &Clerk::act)
+        .classOperation("department:", &Clerk::department);
 
 Ref<PLVTargetAction> pair(const Value& target, SEL action) {
   return PLVTargetAction::initWithTargetAction(target, action);

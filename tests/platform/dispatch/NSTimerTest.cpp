@@ -396,7 +396,7 @@ class TimerTarget : public Subclass<TimerTarget, NSObject> {
 
 int classFired = 0;
 
-const ClassDeclaration<TimerTarget> declaration =
+const ClassDeclaration<TimerTarget> declarationOfTimerTarget =
     ClassDeclaration<TimerTarget>()
         .operation("timerFired:", &TimerTarget::timerFired)
         .operation("tick", &TimerTarget::tick)

@@ -13,7 +13,7 @@ namespace {
 
 using testing::written;
 
-std::string problemOf(const Value& value) {
+std::string writingProblemOf(const Value& value) {
   Ref<NSError> error;
   const Ref<NSData> data =
       NSJSONSerialization::dataWithJSONObjectOptionsError(value, NSJSONWritingCompact, &error);
@@ -84,24 +84,25 @@ TEST(JSONWriting, SortedKeysFollowTheirBytes) {
 }
 
 TEST(JSONWriting, WhatJSONCannotExpressIsAnError) {
-  EXPECT_EQ(problemOf(nullptr), "null has no place in JSON; NSNull has");
-  EXPECT_EQ(problemOf(NAN), "not-a-number is no JSON number");
-  EXPECT_EQ(problemOf(-INFINITY), "infinity is no JSON number");
-  EXPECT_EQ(problemOf(NSDecimalNumber::notANumber()), "not-a-number is no JSON number");
-  EXPECT_EQ(problemOf(Value::dateWithTimeIntervalSince1970(0)),
+  EXPECT_EQ(writingProblemOf(nullptr), "null has no place in JSON; NSNull has");
+  EXPECT_EQ(writingProblemOf(NAN), "not-a-number is no JSON number");
+  EXPECT_EQ(writingProblemOf(-INFINITY), "infinity is no JSON number");
+  EXPECT_EQ(writingProblemOf(NSDecimalNumber::notANumber()), "not-a-number is no JSON number");
+  EXPECT_EQ(writingProblemOf(Value::dateWithTimeIntervalSince1970(0)),
             "a value of class __NSDate has no form in JSON");
-  EXPECT_EQ(problemOf(NSData::data()), "a value of class NSConcreteData has no form in JSON");
-  EXPECT_EQ(problemOf(Value(NSArray::classObject)),
+  EXPECT_EQ(writingProblemOf(NSData::data()),
+            "a value of class NSConcreteData has no form in JSON");
+  EXPECT_EQ(writingProblemOf(Value(NSArray::classObject)),
             "a value of class NSObject has no form in JSON");
-  EXPECT_EQ(problemOf(recordOf({{1, 2}})),
+  EXPECT_EQ(writingProblemOf(recordOf({{1, 2}})),
             "1: a value of class __NSCFNumber is a key, and JSON's keys are strings");
 }
 
 TEST(JSONWriting, ErrorsNameThePlace) {
   const Value records =
       recordOf({{"count", 2}, {"records", listOf({recordOf({}), recordOf({{"price", NAN}})})}});
-  EXPECT_EQ(problemOf(records), "records[1].price: not-a-number is no JSON number");
-  EXPECT_EQ(problemOf(listOf({1, listOf({NSData::data()})})),
+  EXPECT_EQ(writingProblemOf(records), "records[1].price: not-a-number is no JSON number");
+  EXPECT_EQ(writingProblemOf(listOf({1, listOf({NSData::data()})})),
             "[1][0]: a value of class NSConcreteData has no form in JSON");
 }
 
@@ -110,13 +111,13 @@ TEST(JSONWriting, NestingUpToTheLimitIsWritten) {
   for (NSUInteger depth = 1; depth < NSJSONMaximumDepth; ++depth) value = listOf({value});
   EXPECT_EQ(written(value), testing::nested(NSJSONMaximumDepth));
   value = recordOf({{"a", value}});
-  EXPECT_NE(problemOf(value).find("nested more than 1000 deep"), std::string::npos);
+  EXPECT_NE(writingProblemOf(value).find("nested more than 1000 deep"), std::string::npos);
 }
 
 TEST(JSONWriting, AListThatHoldsItselfIsAnError) {
   const Ref<NSMutableArray> list = NSMutableArray::array();
   list->addObject(list);
-  const std::string problem = problemOf(list);
+  const std::string problem = writingProblemOf(list);
   EXPECT_NE(problem.find("nested more than 1000 deep"), std::string::npos);
   EXPECT_LT(problem.size(), 400u);
   list->removeAllObjects();

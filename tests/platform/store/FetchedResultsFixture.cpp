@@ -3,10 +3,11 @@
 namespace JNFoundation {
 namespace {
 
-const ClassDeclaration<ListedItem> declaration = ClassDeclaration<ListedItem>()
-                                                     .factory()
-                                                     .operation("level", &ListedItem::level)
-                                                     .operation("wrong", &ListedItem::wrong);
+const ClassDeclaration<ListedItem> declarationOfFixtureClass =
+    ClassDeclaration<ListedItem>()
+        .factory()
+        .operation("level", &ListedItem::level)
+        .operation("wrong", &ListedItem::wrong);
 
 }  // namespace
 }  // namespace JNFoundation

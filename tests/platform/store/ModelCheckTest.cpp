@@ -7,14 +7,14 @@ namespace {
 using testing::raisedBy;
 
 /// A model of two entities with a pair of relationships, to be broken.
-struct Pair {
+struct BookPair {
   Ref<NSAttributeDescription> name = attributeNamed("name", NSStringAttributeType);
   Ref<NSEntityDescription> author = entityNamed("Author", {name});
   Ref<NSEntityDescription> book = entityNamed("Book", {});
   Ref<NSRelationshipDescription> books = relationshipNamed("books", book, 0);
   Ref<NSRelationshipDescription> writer = relationshipNamed("writer", author, 1);
 
-  Pair() {
+  BookPair() {
     books->setInverseRelationship(writer);
     writer->setInverseRelationship(books);
     author->setProperties(NSArray::arrayWithObjects(name, books));
@@ -40,16 +40,16 @@ struct Pair {
   }
 };
 
-TEST(ModelCheck, AWholeModelHasNoFault) { EXPECT_EQ(Pair().fault(), "none"); }
+TEST(ModelCheck, AWholeModelHasNoFault) { EXPECT_EQ(BookPair().fault(), "none"); }
 
 TEST(ModelCheck, ARelationshipLeadsToAnEntityOfTheModel) {
-  Pair nowhere;
+  BookPair nowhere;
   nowhere.books->setDestinationEntity(nullptr);
   nowhere.books->setInverseRelationship(nullptr);
   nowhere.writer->setInverseRelationship(nullptr);
   EXPECT_EQ(nowhere.fault(),
             "Author.books: Relationship 'books' of entity 'Author' leads to no entity");
-  Pair away;
+  BookPair away;
   auto gone = entityNamed("Gone", {});
   away.books->setDestinationEntity(gone);
   away.books->setInverseRelationship(nullptr);
@@ -60,13 +60,13 @@ TEST(ModelCheck, ARelationshipLeadsToAnEntityOfTheModel) {
 }
 
 TEST(ModelCheck, AnInverseLeadsBackAndHasThisOneAsItsOwn) {
-  Pair oneSided;
+  BookPair oneSided;
   oneSided.writer->setInverseRelationship(nullptr);
   EXPECT_EQ(oneSided.fault(),
             "Author.books: Relationship 'books' of entity 'Author' has the inverse 'writer', which "
             "has no inverse");
 
-  Pair other;
+  BookPair other;
   auto editor = relationshipNamed("editor", other.author, 1);
   editor->setInverseRelationship(other.books);
   other.book->setProperties(NSArray::arrayWithObjects(other.writer, editor));
@@ -74,14 +74,14 @@ TEST(ModelCheck, AnInverseLeadsBackAndHasThisOneAsItsOwn) {
             "Book.editor: Relationship 'editor' of entity 'Book' has the inverse 'books', which "
             "has the inverse 'writer'");
 
-  Pair elsewhere;
+  BookPair elsewhere;
   elsewhere.writer->setDestinationEntity(elsewhere.book);
   elsewhere.writer->setInverseRelationship(nullptr);
   EXPECT_EQ(elsewhere.fault(),
             "Author.books: Relationship 'books' of entity 'Author' has the inverse 'writer', which "
             "leads to the entity 'Book'");
 
-  Pair foreign;
+  BookPair foreign;
   auto film = relationshipNamed("film", foreign.author, 1);
   film->setInverseRelationship(foreign.writer);
   foreign.author->setProperties(NSArray::arrayWithObjects(foreign.name, foreign.books, film));
@@ -89,7 +89,7 @@ TEST(ModelCheck, AnInverseLeadsBackAndHasThisOneAsItsOwn) {
             "Author.film: Relationship 'film' of entity 'Author' leads to the entity 'Author', but "
             "its inverse 'writer' belongs to the entity 'Book'");
 
-  Pair nobodys;
+  BookPair nobodys;
   auto loose = relationshipNamed("loose", nobodys.author, 1);
   nobodys.books->setInverseRelationship(loose);
   nobodys.writer->setInverseRelationship(nullptr);
@@ -98,7 +98,7 @@ TEST(ModelCheck, AnInverseLeadsBackAndHasThisOneAsItsOwn) {
             "its inverse 'loose' belongs to no entity");
 
   // An inverse that the destination inherits could be set on an object that is no destination.
-  Pair inherited;
+  BookPair inherited;
   auto audio = entityNamed("Audio", {});
   inherited.book->setSubentities(NSArray::arrayWithObjects(audio));
   inherited.books->setDestinationEntity(audio);
@@ -109,26 +109,26 @@ TEST(ModelCheck, AnInverseLeadsBackAndHasThisOneAsItsOwn) {
 }
 
 TEST(ModelCheck, CountsOrderAndRuleOfARelationshipFit) {
-  Pair ordered;
+  BookPair ordered;
   ordered.writer->setOrdered(true);
   EXPECT_EQ(ordered.fault(),
             "Book.writer: Relationship 'writer' of entity 'Book' is ordered, but leads to one "
             "object only");
-  Pair counts;
+  BookPair counts;
   counts.books->setMinCount(5);
   EXPECT_EQ(counts.fault(), "none") << "a maximum of 0 is no bound";
   counts.books->setMaxCount(4);
   EXPECT_EQ(counts.fault(),
             "Author.books: Relationship 'books' of entity 'Author' asks for at least 5 objects and "
             "at most 4");
-  Pair rule;
+  BookPair rule;
   rule.books->setDeleteRule(static_cast<NSDeleteRule>(4));
   EXPECT_EQ(rule.fault(),
             "Author.books: Relationship 'books' of entity 'Author' has the unknown delete rule 4");
 }
 
 TEST(ModelCheck, WhatIsRequiredCanBeThere) {
-  Pair pair;
+  BookPair pair;
   pair.author->setAbstract(true);
   pair.writer->setOptional(false);
   EXPECT_EQ(pair.fault(),
@@ -141,7 +141,7 @@ TEST(ModelCheck, WhatIsRequiredCanBeThere) {
 TEST(ModelCheck, AnAttributesDefaultAndBoundsFitItsTypeAndEachOther) {
   const auto fault = [](NSAttributeType type, const Value& initial, const Value& least = nullptr,
                         const Value& most = nullptr) {
-    Pair pair;
+    BookPair pair;
     pair.name->setAttributeType(type);
     pair.name->setDefaultValue(initial);
     pair.name->setMinimumValue(least);
@@ -182,7 +182,7 @@ TEST(ModelCheck, AnAttributesDefaultAndBoundsFitItsTypeAndEachOther) {
 }
 
 TEST(ModelCheck, ARegularExpressionCanBeCompiled) {
-  Pair pair;
+  BookPair pair;
   pair.name->setRegularExpression("[a-z]+");
   EXPECT_EQ(pair.fault(), "none");
   pair.name->setRegularExpression("[a-z");
@@ -195,7 +195,7 @@ TEST(ModelCheck, ARegularExpressionCanBeCompiled) {
 
 TEST(ModelCheck, ConstraintsNameWhatTheStoreKeeps) {
   const auto fault = [](const Value& constraints, bool isTransient = false) {
-    Pair pair;
+    BookPair pair;
     pair.name->setTransient(isTransient);
     pair.author->setUniquenessConstraints(as<NSArray>(Value(constraints)));
     return pair.fault();
@@ -215,7 +215,7 @@ TEST(ModelCheck, ConstraintsNameWhatTheStoreKeeps) {
   EXPECT_EQ(fault(NSArray::arrayWithObject("name")),
             "Author.-: The uniqueness constraints of entity 'Author' hold name, which is no list "
             "of names");
-  Pair toOne;
+  BookPair toOne;
   toOne.book->setUniquenessConstraints(
       NSArray::arrayWithObject(NSArray::arrayWithObjects("writer")));
   EXPECT_EQ(toOne.fault(), "none") << "the store keeps what leads to one object";
@@ -226,13 +226,13 @@ TEST(ModelCheck, IndexesNameWhatTheStoreKeeps) {
     return NSFetchIndexElementDescription::initWithPropertyCollationType(
         property, NSFetchIndexElementTypeBinary);
   };
-  const auto faultOf = [&](Pair& pair, std::vector<Value> elements) {
+  const auto faultOf = [&](BookPair& pair, std::vector<Value> elements) {
     pair.author->setIndexes(NSArray::arrayWithObject(NSFetchIndexDescription::initWithNameElements(
         "byIt", NSArray::arrayWithValues(std::move(elements)))));
     return pair.fault();
   };
   const std::string start = "The index 'byIt' of entity 'Author' ";
-  Pair pair;
+  BookPair pair;
   EXPECT_EQ(faultOf(pair, {element(pair.name)}), "none");
   EXPECT_EQ(faultOf(pair, {element(pair.books)}),
             "Author.books: " + start + "names 'books', which leads to many objects");
@@ -250,7 +250,7 @@ TEST(ModelCheck, IndexesNameWhatTheStoreKeeps) {
   pair.name->setTransient(true);
   EXPECT_EQ(faultOf(pair, {element(pair.name)}),
             "Author.name: " + start + "names 'name', which is transient");
-  Pair twice;
+  BookPair twice;
   const auto named = [&] {
     return NSFetchIndexDescription::initWithNameElements(
         "same", NSArray::arrayWithObject(element(twice.name)));
@@ -266,7 +266,7 @@ TEST(ModelCheck, FetchRequestsAndConfigurationsAreAboutTheModel) {
     model->validate(&error);
     return error ? error->localizedDescription()->toStdString() : "none";
   };
-  auto model = Pair().model();
+  auto model = BookPair().model();
   model->setFetchRequestTemplateForName(NSFetchRequest::fetchRequestWithEntityName("Book"), "all");
   EXPECT_EQ(text(model), "none");
   model->setFetchRequestTemplateForName(NSFetchRequest::fetchRequestWithEntityName("Film"), "all");
@@ -275,7 +275,7 @@ TEST(ModelCheck, FetchRequestsAndConfigurationsAreAboutTheModel) {
   model->setFetchRequestTemplateForName(NSFetchRequest::init(), "all");
   EXPECT_EQ(text(model), "The fetch request 'all' asks for no entity");
   auto strange = NSFetchRequest::init();
-  auto elsewhere = Pair();
+  auto elsewhere = BookPair();
   strange->setEntity(elsewhere.book);
   model->setFetchRequestTemplateForName(strange, "all");
   EXPECT_EQ(text(model),
@@ -300,7 +300,7 @@ TEST(ModelCheck, FetchedAndDerivedPropertiesSayWhatTheyAreMadeOf) {
   auto derived = NSDerivedAttributeDescription::init();
   derived->setName("lower");
   derived->setAttributeType(NSStringAttributeType);
-  Pair pair;
+  BookPair pair;
   pair.book->setProperties(NSArray::arrayWithObjects(pair.writer, fetched, derived));
   derived->setDerivationExpression("lowercase:(title)");
   EXPECT_EQ(pair.fault(),
@@ -314,20 +314,20 @@ TEST(ModelCheck, FetchedAndDerivedPropertiesSayWhatTheyAreMadeOf) {
 }
 
 TEST(ModelCheck, NamesThatWereChangedLaterAreLookedAtAgain) {
-  Pair reserved;
+  BookPair reserved;
   reserved.name->setName("objectID");
   EXPECT_EQ(reserved.fault(),
             "Author.objectID: Attribute 'objectID' of entity 'Author' has the name of a method "
             "that every object has");
-  Pair twice;
+  BookPair twice;
   twice.name->setName("books");
   EXPECT_EQ(twice.fault(), "Author.books: Entity 'Author' has two properties named 'books'");
-  Pair inherited;
+  BookPair inherited;
   inherited.author->setSubentities(NSArray::arrayWithObjects(
       entityNamed("Poet", {attributeNamed("name", NSStringAttributeType)})));
   EXPECT_EQ(inherited.fault(),
             "Poet.name: Entity 'Poet' declares 'name', which it inherits already");
-  Pair entities;
+  BookPair entities;
   auto model = entities.model();
   entities.book->setName("Author");
   Ref<NSError> error;
@@ -351,7 +351,7 @@ TEST(ModelCheck, ALongLineOfSubentitiesIsRefused) {
 }
 
 TEST(ModelCheck, EveryFaultIsToldAtOnce) {
-  Pair pair;
+  BookPair pair;
   pair.name->setDefaultValue(7);
   pair.writer->setOrdered(true);
   pair.books->setDeleteRule(static_cast<NSDeleteRule>(9));

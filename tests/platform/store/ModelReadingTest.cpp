@@ -165,7 +165,7 @@ TEST(ModelReading, TransientAttributesMayHaveNoType) {
   EXPECT_TRUE(attributeOf(model, "E", "s").isTransient());
 }
 
-struct Refusal {
+struct RefusedText {
   const char* xml;
   const char* part;
   const char* entity;
@@ -173,7 +173,7 @@ struct Refusal {
 };
 
 TEST(ModelReading, AModelErrorNamesTheEntityAndTheProperty) {
-  const Refusal refusals[] = {
+  const RefusedText refusals[] = {
       {"<model><entity name='A' parentEntity='B'/></model>", "unknown parent entity 'B'", "A",
        nullptr},
       {"<model><entity name='A' parentEntity='B'/><entity name='B' parentEntity='A'/></model>",
@@ -279,7 +279,7 @@ TEST(ModelReading, AModelErrorNamesTheEntityAndTheProperty) {
        "parentEntity='A'><attribute name='x' attributeType='String'/></entity></model>",
        "inherits already", "B", "x"},
   };
-  for (const Refusal& refusal : refusals) {
+  for (const RefusedText& refusal : refusals) {
     Ref<NSError> error;
     EXPECT_FALSE(NSManagedObjectModel::modelWithXMLError(refusal.xml, &error)) << refusal.xml;
     ASSERT_TRUE(error) << refusal.xml;

@@ -156,7 +156,7 @@ TEST(ModelWriting, RandomModelsComeBack) {
   }
 }
 
-struct Refusal {
+struct RefusedModel {
   Ref<NSManagedObjectModel> model;
   const char* part;
   Value entity, property;
@@ -210,7 +210,7 @@ TEST(ModelWriting, WhatTheFileHasNoFormForIsRefusedByEntityAndProperty) {
   there->setInverseRelationship(nobodys);
   back->setProperties(NSArray::arrayWithObjects(there));
   auto untyped = modelOf({entityNamed("Plain", {attributeNamed("any", NSUndefinedAttributeType)})});
-  const Refusal refusals[] = {
+  const RefusedModel refusals[] = {
       {with(data), "defaultValueString", "E", "data"},
       {with(count), "default value 70000, which is too large", "E", "count"},
       {with(half), "minValueString", "E", "half"},
@@ -231,7 +231,7 @@ TEST(ModelWriting, WhatTheFileHasNoFormForIsRefusedByEntityAndProperty) {
       {modelOf({back}), "inverse 'nobodys'", "Back", "there"},
       {untyped, "has no type", "Plain", "any"},
   };
-  for (const Refusal& refusal : refusals) {
+  for (const RefusedModel& refusal : refusals) {
     SCOPED_TRACE(refusal.part);
     Ref<NSError> error;
     EXPECT_FALSE(refusal.model->XMLTextError(&error));

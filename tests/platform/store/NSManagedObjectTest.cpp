@@ -59,7 +59,7 @@ namespace {
 using testing::raisedBy;
 using testing::raisedName;
 
-const ClassDeclaration<StoreTestPerson> declaration =
+const ClassDeclaration<StoreTestPerson> declarationOfClassOfObjectTest =
     ClassDeclaration<StoreTestPerson>()
         .factory()
         .property("nickname", &StoreTestPerson::nickname, &StoreTestPerson::setNickname)

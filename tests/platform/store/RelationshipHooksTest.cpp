@@ -15,24 +15,24 @@ namespace {
 
 using testing::raisedName;
 
-/// What the application's class below does at its hooks.
-struct Hooks {
+/// What the application's class below does at its relativeHooks.
+struct RelativeHooks {
   std::function<void(NSManagedObject&)> fetched, preparing, saving, saved, validating;
 };
-Hooks hooks;
+RelativeHooks relativeHooks;
 
-void run(const std::function<void(NSManagedObject&)>& hook, NSManagedObject& object) {
+void runForRelative(const std::function<void(NSManagedObject&)>& hook, NSManagedObject& object) {
   if (const auto kept = hook) kept(object);
 }
 
 class StoreTestRelative : public Subclass<StoreTestRelative, NSManagedObject> {
  public:
-  void awakeFromFetch() override { run(hooks.fetched, *this); }
-  void prepareForDeletion() override { run(hooks.preparing, *this); }
-  void willSave() override { run(hooks.saving, *this); }
-  void didSave() override { run(hooks.saved, *this); }
+  void awakeFromFetch() override { runForRelative(relativeHooks.fetched, *this); }
+  void prepareForDeletion() override { runForRelative(relativeHooks.preparing, *this); }
+  void willSave() override { runForRelative(relativeHooks.saving, *this); }
+  void didSave() override { runForRelative(relativeHooks.saved, *this); }
   bool validateForUpdate(Ref<NSError>* error) override {
-    run(hooks.validating, *this);
+    runForRelative(relativeHooks.validating, *this);
     return NSManagedObject::validateForUpdate(error);
   }
 
@@ -40,7 +40,7 @@ class StoreTestRelative : public Subclass<StoreTestRelative, NSManagedObject> {
   using Subclass::Subclass;
 };
 
-const ClassDeclaration<StoreTestRelative> declaration =
+const ClassDeclaration<StoreTestRelative> declarationOfStoreTestRelative =
     ClassDeclaration<StoreTestRelative>().factory();
 
 /// Person (name, unique; parent ⇄ children; spouse ⇄ spouse; shadow ⇄ shadows, both transient;
@@ -90,10 +90,10 @@ constexpr const char* orderName = "order \"by\" 1'--";
 class Relatives : public CompanyTest {
  protected:
   void SetUp() override {
-    hooks = {};
+    relativeHooks = {};
     open(GetParam(), familyModel());
   }
-  void TearDown() override { hooks = {}; }
+  void TearDown() override { relativeHooks = {}; }
 
   Ref<NSManagedObject> person(const char* name) { return make("Person", name); }
 
@@ -356,20 +356,21 @@ TEST_P(Relatives, AWalkThroughALiveSetNoticesChangesThroughIt) {
   EXPECT_EQ(children->count(), 0u);
 }
 
-// ---- Hooks --------------------------------------------------------------------------------------
+// ---- RelativeHooks
+// --------------------------------------------------------------------------------------
 
 TEST_P(Relatives, AnObjectThatAwakesMayRelateItself) {
   auto a = person("a"), b = person("b");
   save();
   context->reset();
   b = personIn(context, "b");
-  hooks.fetched = [&](NSManagedObject& object) {
+  relativeHooks.fetched = [&](NSManagedObject& object) {
     if (&object != b.get()) object.setValueForKey(b, "parent");
   };
   a = personIn(context, "a");
   EXPECT_EQ(a->valueForKey("name"), Value("a"));
   EXPECT_EQ(names(b, "children"), "a") << "both ends know";
-  hooks = {};
+  relativeHooks = {};
   save();
   EXPECT_EQ(names(anew("Person", "b"), "children"), "a");
 }
@@ -379,35 +380,35 @@ TEST_P(Relatives, AnObjectMayBeDeletedOrRelatedWhereverItIsCalled) {
   relate(a, "children", {b});
   save();
   // Its last wish before it goes.
-  hooks.preparing = [&](NSManagedObject& object) {
+  relativeHooks.preparing = [&](NSManagedObject& object) {
     if (&object == b.get()) c->setValueForKey(a, "parent");
   };
   context->deleteObject(b);
   save();
   EXPECT_EQ(names(anew("Person", "a"), "children"), "c");
-  hooks = {};
+  relativeHooks = {};
   // While it is about to be saved.
-  hooks.saving = [&](NSManagedObject& object) {
+  relativeHooks.saving = [&](NSManagedObject& object) {
     if (&object == a.get() && !a->isDeleted()) context->deleteObject(a);
   };
   a->setValueForKey("changed", "name");
   save();
   EXPECT_FALSE(one(anew("Person", "c"), "parent"));
-  hooks = {};
+  relativeHooks = {};
   // While it is asked whether it may be.
   auto d = person("d");
   d->setValueForKey(c, "parent");
   save();
-  hooks.validating = [&](NSManagedObject&) {
+  relativeHooks.validating = [&](NSManagedObject&) {
     if (!c->isDeleted()) context->deleteObject(c);
   };
   d->setValueForKey("D", "name");
   save();
   EXPECT_FALSE(one(anew("Person", "D"), "parent"));
-  hooks = {};
+  relativeHooks = {};
   // After it was.
-  hooks.saved = [&](NSManagedObject&) {
-    hooks = {};
+  relativeHooks.saved = [&](NSManagedObject&) {
+    relativeHooks = {};
     person("late")->setValueForKey(d, "parent");
   };
   d->setValueForKey("d", "name");
@@ -422,11 +423,11 @@ TEST_P(Relatives, AnObjectThatIsBeingForgottenMayBeTakenBack) {
   auto tenant = insert("Tenant", {{"group", home}});
   auto a = person("a");
   a->setValueForKey(a, "spouse");
-  hooks.preparing = [&](NSManagedObject& object) {
+  relativeHooks.preparing = [&](NSManagedObject& object) {
     if (&object == a.get()) context->insertObject(a);
   };
   context->deleteObject(a);
-  hooks = {};
+  relativeHooks = {};
   EXPECT_FALSE(a->isInserted()) << "not from its own preparation: it is not deleted yet";
   context->deleteObject(tenant);
   context->deleteObject(home);
@@ -437,10 +438,10 @@ TEST_P(Relatives, APreparationThatRaisesLeavesTheRestOfACascadeForTheNextSave) {
   auto a = person("a"), b = person("b");
   relate(a, "children", {b});
   save();
-  hooks.preparing = [](NSManagedObject&) { raise(NSGenericException, "not now"); };
+  relativeHooks.preparing = [](NSManagedObject&) { raise(NSGenericException, "not now"); };
   EXPECT_EQ(raisedName([&] { context->deleteObject(a); }), NSGenericException);
   EXPECT_FALSE(a->isDeleted());
-  hooks = {};
+  relativeHooks = {};
   context->deleteObject(a);
   save();
   EXPECT_FALSE(one(anew("Person", "b"), "parent"));
@@ -449,7 +450,7 @@ TEST_P(Relatives, APreparationThatRaisesLeavesTheRestOfACascadeForTheNextSave) {
 // ---- Failed saves -------------------------------------------------------------------------------
 
 /// Everything of a tree with changes of every sort is read out.
-std::string textOf(const Ref<NSManagedObject>& object) {
+std::string descriptionOf(const Ref<NSManagedObject>& object) {
   std::string text = object->description()->toStdString();
   text += object->isInserted() ? " inserted" : object->isUpdated() ? " updated" : "";
   text += object->isDeleted() ? " deleted" : "";
@@ -475,13 +476,13 @@ TEST_P(Relatives, AFailedSaveLeavesEverythingAndTheNextOneSucceeds) {
   std::vector<std::string> before;
   const auto readAll = [&] {
     before.clear();
-    for (const auto& object : all) before.push_back(textOf(object));
+    for (const auto& object : all) before.push_back(descriptionOf(object));
   };
   // Twice, since reading what has changed reads what is related.
   readAll();
   readAll();
   const auto expectNothingChanged = [&] {
-    for (std::size_t i = 0; i < all.size(); ++i) EXPECT_EQ(textOf(all[i]), before[i]);
+    for (std::size_t i = 0; i < all.size(); ++i) EXPECT_EQ(descriptionOf(all[i]), before[i]);
   };
   EXPECT_EQ(codeOfSave(), NSManagedObjectConstraintMergeError);
   expectNothingChanged();

@@ -11,7 +11,7 @@ namespace {
 constexpr const char* entities[] = {"Person", "Manager", "Department", "Desk",
                                     "Skill",  "Task",    "Badge"};
 
-std::string textOf(const Ref<NSError>& error) {
+std::string reasonOf(const Ref<NSError>& error) {
   return error ? error->description()->toStdString() : "no error";
 }
 
@@ -30,7 +30,7 @@ struct World {
     Ref<NSError> error;
     store = coordinator->addPersistentStoreWithTypeConfigurationURLOptionsError(
         type, nullptr, NSURL::fileURLWithPath(path), nullptr, &error);
-    EXPECT_TRUE(store) << textOf(error);
+    EXPECT_TRUE(store) << reasonOf(error);
     context = NSManagedObjectContext::init();
     context->setPersistentStoreCoordinator(coordinator);
     named = NSMutableDictionary::dictionary();
@@ -54,12 +54,12 @@ struct World {
     request->setSortDescriptors(order);
     Ref<NSError> error;
     Ref<NSArray> found = context->executeFetchRequestError(request, &error);
-    EXPECT_TRUE(found) << textOf(error);
+    EXPECT_TRUE(found) << reasonOf(error);
     return found ? found : NSArray::array();
   }
   void save() {
     Ref<NSError> error;
-    ASSERT_TRUE(context->save(&error)) << textOf(error);
+    ASSERT_TRUE(context->save(&error)) << reasonOf(error);
   }
 };
 

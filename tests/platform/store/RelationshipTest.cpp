@@ -348,7 +348,7 @@ TEST_P(Relationship, MembersAreReadWithOneLookAndFaultsAreTold) {
 // ---- Refusals -----------------------------------------------------------------------------------
 
 template <class Function>
-std::string raisedBy(Function&& function) {
+std::string raisedReasonOf(Function&& function) {
   try {
     function();
   } catch (const Raised& raised) {
@@ -360,21 +360,22 @@ std::string raisedBy(Function&& function) {
 TEST_P(Relationship, WrongKindsAreRefusedAndChangeNothing) {
   auto ann = make("Person", "Ann"), art = make("Skill", "art"), sales = make("Department", "Sales");
   ann->setValueForKey(sales, "department");
-  EXPECT_NE(raisedBy([&] { ann->setValueForKey(art, "department"); })
+  EXPECT_NE(raisedReasonOf([&] { ann->setValueForKey(art, "department"); })
                 .find("Unacceptable type of value for to-one relationship: property = "
                       "\"department\"; desired type = Department"),
             std::string::npos);
-  EXPECT_NE(raisedBy([&] { ann->setValueForKey("Sales", "department"); }).find("Unacceptable type"),
-            std::string::npos);
-  EXPECT_NE(raisedBy([&] {
+  EXPECT_NE(
+      raisedReasonOf([&] { ann->setValueForKey("Sales", "department"); }).find("Unacceptable type"),
+      std::string::npos);
+  EXPECT_NE(raisedReasonOf([&] {
               ann->setValueForKey(NSArray::arrayWithObject(art), "skills");
             }).find("desired type = NSSet"),
             std::string::npos);
-  EXPECT_NE(raisedBy([&] { sales->setValueForKey(NSSet::set(), "tasks"); })
+  EXPECT_NE(raisedReasonOf([&] { sales->setValueForKey(NSSet::set(), "tasks"); })
                 .find("ordered to-many relationship: property = \"tasks\"; desired type = "
                       "NSOrderedSet"),
             std::string::npos);
-  EXPECT_NE(raisedBy([&] {
+  EXPECT_NE(raisedReasonOf([&] {
               ann->mutableSetValueForKey("skills")->addObject(sales);
             }).find("Unacceptable type"),
             std::string::npos);
@@ -387,7 +388,7 @@ TEST_P(Relationship, ObjectsOfTwoContextsCannotMeet) {
   auto other = newContext();
   auto sales = NSEntityDescription::insertNewObjectForEntityForNameInManagedObjectContext(
       "Department", other);
-  EXPECT_NE(raisedBy([&] { ann->setValueForKey(sales, "department"); })
+  EXPECT_NE(raisedReasonOf([&] { ann->setValueForKey(sales, "department"); })
                 .find("Illegal attempt to establish a relationship 'department' between objects in "
                       "different contexts"),
             std::string::npos);

@@ -29,7 +29,7 @@ std::string text(const PlainTable& table) {
   return joined;
 }
 
-std::string textOf(const Value& value) {
+std::string writtenOut(const Value& value) {
   return value.isNull() ? "-" : value.stringValue()->toStdString();
 }
 
@@ -46,9 +46,10 @@ class StoreConformance : public EveryStoreTest {
     if (!found) return joined;
     for (const Value& value : *found) {
       const auto* book = as<NSManagedObject>(value);
-      joined += textOf(book->valueForKey("pages")) + ": " + book->entity()->name()->toStdString() +
-                " " + textOf(book->valueForKey("title")) + " " + textOf(book->valueForKey("year")) +
-                "\n";
+      joined += writtenOut(book->valueForKey("pages")) + ": " +
+                book->entity()->name()->toStdString() + " " +
+                writtenOut(book->valueForKey("title")) + " " +
+                writtenOut(book->valueForKey("year")) + "\n";
     }
     return joined;
   }

@@ -40,7 +40,7 @@ class StoreTestMeddler : public Subclass<StoreTestMeddler, NSManagedObject> {
   ~StoreTestMeddler() override { run(hooks.ended, *this); }
 };
 
-const ClassDeclaration<StoreTestMeddler> declaration =
+const ClassDeclaration<StoreTestMeddler> declarationOfStoreTestMeddler =
     ClassDeclaration<StoreTestMeddler>().factory().property("label", &StoreTestMeddler::label,
                                                             &StoreTestMeddler::setLabel);
 

@@ -218,14 +218,14 @@ TEST_F(StoreUpkeep, CompactingIsRefusedWhileAnotherProcessHasTheFile) {
     char letter = isOpen ? 'y' : 'n';
     if (write(ready[1], &letter, 1) != 1) _exit(1);
     // Until the pipe is closed.
-    while (read(done[0], &letter, 1) > 0) continue;
+    while (::read(done[0], &letter, 1) > 0) continue;
     sqlite3_close(handle);
     _exit(isOpen ? 0 : 1);
   }
   close(ready[1]);
   close(done[0]);
   char letter = 'n';
-  EXPECT_EQ(read(ready[0], &letter, 1), 1);
+  EXPECT_EQ(::read(ready[0], &letter, 1), 1);
   EXPECT_EQ(letter, 'y');
   open(NSSQLiteStoreType, libraryModel());
   EXPECT_FALSE(coordinator->compactPersistentStoreError(store, &error));

@@ -48,7 +48,7 @@ TEST_F(TwoProcesses, MakeAStoreTogetherAndLoseNoSaveOfEither) {
       close(start[1]);
       char ignored;
       // Both begin when the pipe is closed.
-      while (read(start[0], &ignored, 1) > 0) continue;
+      while (::read(start[0], &ignored, 1) > 0) continue;
       const std::string problem = saveNotes(file, 2);
       if (!problem.empty()) std::fprintf(stderr, "%s\n", problem.c_str());
       _exit(problem.empty() ? 0 : 1);

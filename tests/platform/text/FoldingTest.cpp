@@ -12,13 +12,13 @@ namespace {
 
 using namespace std::string_view_literals;
 
-struct Row {
+struct FoldedRow {
   std::string_view text;
   std::string_view expected;
 };
 
 TEST(Folding, CaseIsFoldedInFull) {
-  const Row rows[] = {
+  const FoldedRow rows[] = {
       {"", ""},
       {"ABC xyz 019 @[`{", "abc xyz 019 @[`{"},
       {"A LONGER TEXT THAN EIGHT", "a longer text than eight"},
@@ -43,7 +43,7 @@ TEST(Folding, CaseIsFoldedInFull) {
 }
 
 TEST(Folding, DiacriticsOfAlphabetsGoAndOtherMarksStay) {
-  const Row rows[] = {
+  const FoldedRow rows[] = {
       {"plain", "plain"},
       {"Café", "Cafe"},
       {"Cafe\u0301", "Cafe"},
@@ -128,7 +128,7 @@ TEST(Folding, ManyMarksInARowAreSortedInReasonableTime) {
 }
 
 TEST(Folding, UpperCaseIsFull) {
-  const Row rows[] = {
+  const FoldedRow rows[] = {
       {"", ""},
       {"abc XYZ 019 @[`{~", "ABC XYZ 019 @[`{~"},
       {"a longer text than eight", "A LONGER TEXT THAN EIGHT"},
@@ -153,7 +153,7 @@ TEST(Folding, UpperCaseIsFull) {
 }
 
 TEST(Folding, LowerCaseIsFull) {
-  const Row rows[] = {
+  const FoldedRow rows[] = {
       {"", ""},
       {"ABC xyz 019 @[`{", "abc xyz 019 @[`{"},
       {"É", "é"},
@@ -176,7 +176,7 @@ TEST(Folding, SigmaIsFinalAtTheEndOfAWordOnly) {
 }
 
 TEST(Folding, CapitalizedFirstLeavesTheRest) {
-  const Row rows[] = {
+  const FoldedRow rows[] = {
       {"", ""},
       {"a", "A"},
       {"firstName", "FirstName"},
@@ -195,7 +195,7 @@ TEST(Folding, CapitalizedFirstLeavesTheRest) {
 }
 
 TEST(Folding, NormalisedTextIsComposed) {
-  const Row rows[] = {
+  const FoldedRow rows[] = {
       {"", ""},
       {"plain", "plain"},
       {"é", "é"},

@@ -18,10 +18,10 @@ namespace {
 using testing::LiveObjects;
 
 class Host : public Subclass<Host, NSObject> {};
-class Tag : public Subclass<Tag, NSObject> {
+class Attachment : public Subclass<Attachment, NSObject> {
  public:
-  explicit Tag(std::function<void()> atDeath = [] {}) : _atDeath(std::move(atDeath)) {}
-  ~Tag() override { _atDeath(); }
+  explicit Attachment(std::function<void()> atDeath = [] {}) : _atDeath(std::move(atDeath)) {}
+  ~Attachment() override { _atDeath(); }
   Value copy() const override { return "a copy"; }
 
  private:
@@ -46,7 +46,7 @@ TEST(AssociatedObject, IsFoundUnderItsKeyOnly) {
 TEST(AssociatedObject, IsReplacedAndDetached) {
   LiveObjects live;
   const Ref<Host> host = makeObject<Host>();
-  Ref<Tag> tag = makeObject<Tag>();
+  Ref<Attachment> tag = makeObject<Attachment>();
   objc_setAssociatedObject(host.get(), key, tag, OBJC_ASSOCIATION_RETAIN);
   EXPECT_EQ(tag->retainCount(), 2u);
   objc_setAssociatedObject(host.get(), key, 1, OBJC_ASSOCIATION_RETAIN_NONATOMIC);
@@ -63,7 +63,7 @@ TEST(AssociatedObject, IsReplacedAndDetached) {
 
 TEST(AssociatedObject, IsKeptAsItsPolicySays) {
   const Ref<Host> host = makeObject<Host>();
-  const Ref<Tag> tag = makeObject<Tag>();
+  const Ref<Attachment> tag = makeObject<Attachment>();
   objc_setAssociatedObject(host.get(), key, tag, OBJC_ASSOCIATION_ASSIGN);
   EXPECT_EQ(tag->retainCount(), 1u);
   EXPECT_EQ(objc_getAssociatedObject(host.get(), key).object(), tag.get());
@@ -88,7 +88,7 @@ TEST(AssociatedObject, GoesWithItsHostInTheOrderOfAttaching) {
   Ref<Host> host = makeObject<Host>();
   for (int i = 0; i < 5; ++i) {
     objc_setAssociatedObject(host.get(), &keyBytes[i],
-                             makeObject<Tag>([&order, i] { order += std::to_string(i); }),
+                             makeObject<Attachment>([&order, i] { order += std::to_string(i); }),
                              OBJC_ASSOCIATION_RETAIN);
   }
   EXPECT_EQ(order, "");
@@ -101,7 +101,7 @@ TEST(AssociatedObject, IsStillThereInTheDestructorOfItsHost) {
   struct Asking : public Subclass<Asking, NSObject> {
     ~Asking() override {
       EXPECT_EQ(objc_getAssociatedObject(this, key), Value("mine"));
-      objc_setAssociatedObject(this, otherKey, makeObject<Tag>(), OBJC_ASSOCIATION_RETAIN);
+      objc_setAssociatedObject(this, otherKey, makeObject<Attachment>(), OBJC_ASSOCIATION_RETAIN);
     }
   };
   LiveObjects live;
@@ -116,13 +116,13 @@ TEST(AssociatedObject, MayTouchItsDyingHost) {
   Ref<Host> host = makeObject<Host>();
   Host* bare = host.get();
   int deaths = 0;
-  objc_setAssociatedObject(bare, key, makeObject<Tag>([&, bare] {
+  objc_setAssociatedObject(bare, key, makeObject<Attachment>([&, bare] {
                              ++deaths;
                              EXPECT_TRUE(objc_getAssociatedObject(bare, key).isNull());
                              EXPECT_TRUE(objc_getAssociatedObject(bare, otherKey).isNull());
                              // Attaching to what dies keeps nothing.
                              objc_setAssociatedObject(bare, otherKey,
-                                                      makeObject<Tag>([&] { ++deaths; }),
+                                                      makeObject<Attachment>([&] { ++deaths; }),
                                                       OBJC_ASSOCIATION_RETAIN);
                              EXPECT_EQ(deaths, 2);
                              objc_removeAssociatedObjects(bare);
@@ -149,7 +149,7 @@ TEST(AssociatedObject, MayReplaceItselfWhileItIsReplaced) {
   const auto attach = [&](const Value& value) {
     objc_setAssociatedObject(host.get(), key, value, OBJC_ASSOCIATION_RETAIN);
   };
-  attach(makeObject<Tag>([&] { attach("from the destructor"); }));
+  attach(makeObject<Attachment>([&] { attach("from the destructor"); }));
   attach("from outside");
   EXPECT_EQ(objc_getAssociatedObject(host.get(), key), Value("from the destructor"));
   attach(nullptr);
@@ -175,7 +175,7 @@ TEST(AssociatedObject, IsOldOrNewToReadersOnOtherThreads) {
   LiveObjects live;
   {
     const Ref<Host> host = makeObject<Host>();
-    objc_setAssociatedObject(host.get(), key, makeObject<Tag>(), OBJC_ASSOCIATION_RETAIN);
+    objc_setAssociatedObject(host.get(), key, makeObject<Attachment>(), OBJC_ASSOCIATION_RETAIN);
     std::atomic<int> wrong{0};
     std::vector<std::thread> threads;
     for (int t = 0; t < 8; ++t) {
@@ -183,8 +183,9 @@ TEST(AssociatedObject, IsOldOrNewToReadersOnOtherThreads) {
         const void* own = &keyBytes[t];
         for (int i = 0; i < 2'000; ++i) {
           if (t % 2 == 0) {
-            objc_setAssociatedObject(host.get(), key, makeObject<Tag>(), OBJC_ASSOCIATION_RETAIN);
-          } else if (!as<Tag>(objc_getAssociatedObject(host.get(), key))) {
+            objc_setAssociatedObject(host.get(), key, makeObject<Attachment>(),
+                                     OBJC_ASSOCIATION_RETAIN);
+          } else if (!as<Attachment>(objc_getAssociatedObject(host.get(), key))) {
             ++wrong;
           }
           if (t == 0) continue;

@@ -51,7 +51,7 @@ class Opinionated : public Subclass<Opinionated, NSArray> {
 };
 
 /// Groups of values that are equal within the group and to nothing outside of it.
-std::vector<std::vector<Value>> groups() {
+std::vector<std::vector<Value>> groupsOfContainers() {
   Ref<NSMutableDictionary> turned = NSMutableDictionary::dictionary();
   turned->setObjectForKey(0, "x");
   turned->setObjectForKey("one", 1.0);
@@ -89,7 +89,7 @@ std::vector<std::vector<Value>> groups() {
 }
 
 TEST(ContainerEquality, EveryPairOfValuesComparesAsItsGroupsSay) {
-  const std::vector<std::vector<Value>> table = groups();
+  const std::vector<std::vector<Value>> table = groupsOfContainers();
   for (std::size_t i = 0; i < table.size(); ++i) {
     for (const Value& left : table[i]) {
       for (std::size_t j = 0; j < table.size(); ++j) {

@@ -13,7 +13,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
-enum Plain { plainOne = 1 };
+enum PlainObject { plainOne = 1 };
 enum class Strong : std::int8_t { minusOne = -1 };
 
 template <class... Arguments>

@@ -41,16 +41,17 @@ class Person : public Subclass<Person, NSObject> {
   std::string _nick = "nick";
   double _weight = 70;
 };
-const ClassDeclaration<Person> person = ClassDeclaration<Person>()
-                                            .property("name", &Person::name, &Person::setName)
-                                            .property("age", &Person::age, &Person::setAge)
-                                            .operation("isHappy", &Person::isHappy)
-                                            .operation("setHappy:", &Person::setHappy)
-                                            .property("extra", &Person::extra, &Person::setExtra)
-                                            .property("kind", &Person::kind, &Person::setKind)
-                                            .property("nick", &Person::nick, &Person::setNick)
-                                            .property("weight", &Person::weight, &Person::setWeight)
-                                            .property("readOnly", [](const Person&) { return 5; });
+const ClassDeclaration<Person> declarationOfPerson =
+    ClassDeclaration<Person>()
+        .property("name", &Person::name, &Person::setName)
+        .property("age", &Person::age, &Person::setAge)
+        .operation("isHappy", &Person::isHappy)
+        .operation("setHappy:", &Person::setHappy)
+        .property("extra", &Person::extra, &Person::setExtra)
+        .property("kind", &Person::kind, &Person::setKind)
+        .property("nick", &Person::nick, &Person::setNick)
+        .property("weight", &Person::weight, &Person::setWeight)
+        .property("readOnly", [](const Person&) { return 5; });
 
 /// A class whose accessors of every form all lead to one text, to see which of them is taken.
 template <int forms>
@@ -93,20 +94,20 @@ std::string withAddress(const char* format, const NSObject& object) {
 }
 
 TEST(KeyValueCodingBasics, ReadsAndWritesDeclaredProperties) {
-  const Ref<Person> person = makeObject<Person>();
-  EXPECT_TRUE(person->valueForKey("name").isNull());
-  person->setValueForKey("Ann", "name");
-  EXPECT_EQ(person->valueForKey("name"), Value("Ann"));
-  person->setValueForKey(41.9, "age");
-  EXPECT_TRUE(person->valueForKey("age").isIdentical(41)) << "boxed as its own type";
-  person->setValueForKey(0, "happy");
-  EXPECT_TRUE(person->valueForKey("happy").isIdentical(false));
-  person->setValueForKey(Person::classObject, "kind");
-  EXPECT_EQ(person->valueForKey("kind").classValue(), &Person::classObject);
-  person->setValueForKey("Annie", "nick");
-  EXPECT_EQ(person->valueForKey("nick"), Value("Annie"));
-  person->setValueForKey(62, "weight");
-  EXPECT_EQ(person->weight(), 62.0);
+  const Ref<Person> declarationOfPerson = makeObject<Person>();
+  EXPECT_TRUE(declarationOfPerson->valueForKey("name").isNull());
+  declarationOfPerson->setValueForKey("Ann", "name");
+  EXPECT_EQ(declarationOfPerson->valueForKey("name"), Value("Ann"));
+  declarationOfPerson->setValueForKey(41.9, "age");
+  EXPECT_TRUE(declarationOfPerson->valueForKey("age").isIdentical(41)) << "boxed as its own type";
+  declarationOfPerson->setValueForKey(0, "happy");
+  EXPECT_TRUE(declarationOfPerson->valueForKey("happy").isIdentical(false));
+  declarationOfPerson->setValueForKey(Person::classObject, "kind");
+  EXPECT_EQ(declarationOfPerson->valueForKey("kind").classValue(), &Person::classObject);
+  declarationOfPerson->setValueForKey("Annie", "nick");
+  EXPECT_EQ(declarationOfPerson->valueForKey("nick"), Value("Annie"));
+  declarationOfPerson->setValueForKey(62, "weight");
+  EXPECT_EQ(declarationOfPerson->weight(), 62.0);
 }
 
 TEST(KeyValueCodingBasics, SearchesGettersInTheirOrder) {
@@ -157,26 +158,26 @@ TEST(KeyValueCodingBasics, InheritsPropertiesAndThoseOfEveryObject) {
 }
 
 TEST(KeyValueCodingBasics, RefusesUnknownKeysWithTheirNames) {
-  const Ref<Person> person = makeObject<Person>();
-  EXPECT_EQ(raisedBy([&] { person->valueForKey("salary"); }),
+  const Ref<Person> declarationOfPerson = makeObject<Person>();
+  EXPECT_EQ(raisedBy([&] { declarationOfPerson->valueForKey("salary"); }),
             withAddress("NSUnknownKeyException: [<Person %p> valueForUndefinedKey:]: this class is "
                         "not key value coding-compliant for the key salary.",
-                        *person));
-  EXPECT_EQ(raisedBy([&] { person->setValueForKey(1, "salary"); }),
+                        *declarationOfPerson));
+  EXPECT_EQ(raisedBy([&] { declarationOfPerson->setValueForKey(1, "salary"); }),
             withAddress("NSUnknownKeyException: [<Person %p> setValue:forUndefinedKey:]: this "
                         "class is not key value coding-compliant for the key salary.",
-                        *person));
-  EXPECT_EQ(raisedBy([&] { person->setValueForKey(1, "readOnly"); }),
+                        *declarationOfPerson));
+  EXPECT_EQ(raisedBy([&] { declarationOfPerson->setValueForKey(1, "readOnly"); }),
             withAddress("NSUnknownKeyException: [<Person %p> setValue:forUndefinedKey:]: this "
                         "class is not key value coding-compliant for the key readOnly.",
-                        *person));
-  EXPECT_NE(raisedBy([&] { person->valueForKey(""); }), "");
-  EXPECT_NE(raisedBy([&] { person->setValueForKey(1, ""); }), "");
-  EXPECT_NE(raisedBy([&] { person->valueForKey(nullptr); }), "");
-  EXPECT_NE(raisedBy([&] { person->setValueForKey(1, nullptr); }), "");
-  EXPECT_NE(raisedBy([&] { person->valueForKey("Name"); }), "") << "case counts";
-  EXPECT_NE(raisedBy([&] { person->valueForKey("name "); }), "");
-  EXPECT_NE(raisedBy([&] { person->valueForKey(std::string(100'000, 'k')); }), "");
+                        *declarationOfPerson));
+  EXPECT_NE(raisedBy([&] { declarationOfPerson->valueForKey(""); }), "");
+  EXPECT_NE(raisedBy([&] { declarationOfPerson->setValueForKey(1, ""); }), "");
+  EXPECT_NE(raisedBy([&] { declarationOfPerson->valueForKey(nullptr); }), "");
+  EXPECT_NE(raisedBy([&] { declarationOfPerson->setValueForKey(1, nullptr); }), "");
+  EXPECT_NE(raisedBy([&] { declarationOfPerson->valueForKey("Name"); }), "") << "case counts";
+  EXPECT_NE(raisedBy([&] { declarationOfPerson->valueForKey("name "); }), "");
+  EXPECT_NE(raisedBy([&] { declarationOfPerson->valueForKey(std::string(100'000, 'k')); }), "");
 }
 
 TEST(KeyValueCodingBasics, UnknownKeysNameNoSelectors) {
@@ -188,33 +189,33 @@ TEST(KeyValueCodingBasics, UnknownKeysNameNoSelectors) {
 }
 
 TEST(KeyValueCodingBasics, RefusesNullForANumber) {
-  const Ref<Person> person = makeObject<Person>();
-  EXPECT_EQ(raisedBy([&] { person->setValueForKey(nullptr, "age"); }),
+  const Ref<Person> declarationOfPerson = makeObject<Person>();
+  EXPECT_EQ(raisedBy([&] { declarationOfPerson->setValueForKey(nullptr, "age"); }),
             withAddress("NSInvalidArgumentException: [<Person %p> setNilValueForKey]: could not "
                         "set nil as the value for the key age.",
-                        *person));
-  EXPECT_NE(raisedBy([&] { person->setValueForKey(nullptr, "happy"); }), "");
-  EXPECT_NE(raisedBy([&] { person->setValueForKey(nullptr, "weight"); }), "");
-  EXPECT_EQ(person->age(), 30) << "nothing is lost";
+                        *declarationOfPerson));
+  EXPECT_NE(raisedBy([&] { declarationOfPerson->setValueForKey(nullptr, "happy"); }), "");
+  EXPECT_NE(raisedBy([&] { declarationOfPerson->setValueForKey(nullptr, "weight"); }), "");
+  EXPECT_EQ(declarationOfPerson->age(), 30) << "nothing is lost";
 }
 
 TEST(KeyValueCodingBasics, TakesNullForEverythingElse) {
-  const Ref<Person> person = makeObject<Person>();
+  const Ref<Person> declarationOfPerson = makeObject<Person>();
   for (const char* key : {"name", "extra", "kind", "nick"}) {
-    person->setValueForKey(nullptr, key);
+    declarationOfPerson->setValueForKey(nullptr, key);
   }
-  EXPECT_EQ(person->name(), nullptr);
-  EXPECT_TRUE(person->extra().isNull());
-  EXPECT_EQ(person->kind(), nullptr);
-  EXPECT_EQ(person->nick(), "");
+  EXPECT_EQ(declarationOfPerson->name(), nullptr);
+  EXPECT_TRUE(declarationOfPerson->extra().isNull());
+  EXPECT_EQ(declarationOfPerson->kind(), nullptr);
+  EXPECT_EQ(declarationOfPerson->nick(), "");
 }
 
 TEST(KeyValueCodingBasics, RefusesValuesOfAnotherKind) {
-  const Ref<Person> person = makeObject<Person>();
-  EXPECT_NE(raisedBy([&] { person->setValueForKey(5, "name"); }), "");
-  EXPECT_NE(raisedBy([&] { person->setValueForKey(NSNull::null(), "age"); }), "");
-  EXPECT_EQ(person->name(), nullptr);
-  EXPECT_EQ(person->age(), 30);
+  const Ref<Person> declarationOfPerson = makeObject<Person>();
+  EXPECT_NE(raisedBy([&] { declarationOfPerson->setValueForKey(5, "name"); }), "");
+  EXPECT_NE(raisedBy([&] { declarationOfPerson->setValueForKey(NSNull::null(), "age"); }), "");
+  EXPECT_EQ(declarationOfPerson->name(), nullptr);
+  EXPECT_EQ(declarationOfPerson->age(), 30);
 }
 
 TEST(KeyValueCodingBasics, ClassesDecideWhatUnknownKeysMean) {
@@ -229,9 +230,9 @@ TEST(KeyValueCodingBasics, ClassesDecideWhatUnknownKeysMean) {
 }
 
 TEST(KeyValueCodingBasics, IsReachedBySelectors) {
-  const Value person = makeObject<Person>();
-  performSelector(person, "setValue:forKey:", "Ann", "name");
-  EXPECT_EQ(performSelector(person, "valueForKey:", "name"), Value("Ann"));
+  const Value declarationOfPerson = makeObject<Person>();
+  performSelector(declarationOfPerson, "setValue:forKey:", "Ann", "name");
+  EXPECT_EQ(performSelector(declarationOfPerson, "valueForKey:", "name"), Value("Ann"));
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/text/Randomness.h"
+#include "platform/value/Limits.h"
 #include "platform/value/Listed.h"
 #include "platform/value/LiveObjects.h"
 #include "platform/value/Raising.h"
@@ -19,15 +20,14 @@
 namespace JNFoundation {
 namespace {
 
+using testing::greatest;
 using testing::listed;
 using testing::LiveObjects;
+using testing::notFound;
 using testing::raisedBy;
 using testing::raisedName;
 using testing::Randomness;
 using testing::Reentrant;
-
-constexpr NSUInteger notFound = NSNotFound;
-constexpr NSUInteger greatest = std::numeric_limits<NSUInteger>::max();
 
 Ref<NSMutableArray> numbers(NSInteger count) {
   Ref<NSMutableArray> array = NSMutableArray::array();
@@ -50,10 +50,10 @@ class Squares : public Subclass<Squares, NSArray> {
   NSUInteger _count;
 };
 
-class Person : public Subclass<Person, NSObject> {
+class ArrayMember : public Subclass<ArrayMember, NSObject> {
  public:
-  static Ref<Person> named(const Ref<NSString>& name) {
-    Ref<Person> made = makeObject<Person>();
+  static Ref<ArrayMember> named(const Ref<NSString>& name) {
+    Ref<ArrayMember> made = makeObject<ArrayMember>();
     made->_name = name;
     return made;
   }
@@ -63,8 +63,8 @@ class Person : public Subclass<Person, NSObject> {
  private:
   Ref<NSString> _name;
 };
-const ClassDeclaration<Person> person =
-    ClassDeclaration<Person>().property("name", &Person::name, &Person::setName);
+const ClassDeclaration<ArrayMember> declarationOfArrayMember =
+    ClassDeclaration<ArrayMember>().property("name", &ArrayMember::name, &ArrayMember::setName);
 
 TEST(NSArray, ListsEndAtTheFirstNull) {
   EXPECT_EQ(listed(NSArray::arrayWithObjects(1, "two", nullptr, 3)), "1 two");
@@ -340,15 +340,16 @@ TEST(NSArray, TheRuntimeFindsItsOperations) {
 }
 
 TEST(NSArray, AKeyIsReadOfEveryElementWithTheNullMarkerForNull) {
-  Ref<NSArray> people =
-      NSArray::arrayWithObjects(Person::named("Ann"), Person::named(nullptr), Person::named("Ben"));
+  Ref<NSArray> people = NSArray::arrayWithObjects(
+      ArrayMember::named("Ann"), ArrayMember::named(nullptr), ArrayMember::named("Ben"));
   EXPECT_EQ(listed(as<NSArray>(people->valueForKey("name"))), "Ann <null> Ben");
   EXPECT_EQ(as<NSArray>(NSArray::array()->valueForKey("name"))->count(), 0u);
   EXPECT_EQ(raisedName([&] { people->valueForKey("age"); }), NSUndefinedKeyException);
 }
 
 TEST(NSArray, AKeyReachesThroughNestedArraysAndNumbers) {
-  Ref<NSArray> nested = NSArray::arrayWithObject(NSArray::arrayWithObject(Person::named("Ann")));
+  Ref<NSArray> nested =
+      NSArray::arrayWithObject(NSArray::arrayWithObject(ArrayMember::named("Ann")));
   const Value names = nested->valueForKey("name");
   EXPECT_EQ(as<NSArray>(as<NSArray>(names)->objectAtIndex(0))->firstObject(), Value("Ann"));
   EXPECT_EQ(listed(as<NSArray>(NSArray::arrayWithObjects(1, 2.5)->valueForKey("stringValue"))),
@@ -367,7 +368,8 @@ TEST(NSArray, AKeyBehindAnAtSignIsTheArraysOwn) {
 }
 
 TEST(NSArray, AKeyIsSetOnEveryElement) {
-  Ref<NSArray> people = NSArray::arrayWithObjects(Person::named("Ann"), Person::named("Ben"));
+  Ref<NSArray> people =
+      NSArray::arrayWithObjects(ArrayMember::named("Ann"), ArrayMember::named("Ben"));
   people->setValueForKey("Cy", "name");
   EXPECT_EQ(listed(as<NSArray>(people->valueForKey("name"))), "Cy Cy");
   EXPECT_EQ(raisedName([] { NSArray::arrayWithObjects(1)->setValueForKey(2, "name"); }),

@@ -267,7 +267,7 @@ TEST(NSIndexSet, DescriptionShowsRanges) {
 }
 
 /// What the operations come to, on a plain set.
-struct Model {
+struct IndexModel {
   std::set<NSUInteger> indexes;
 
   void shift(NSUInteger start, NSInteger delta) {
@@ -289,7 +289,7 @@ TEST(NSIndexSet, RandomChangesAgreeWithAPlainSet) {
   JN_TRACE_SEED(random);
   for (int round = 0; round < 200; ++round) {
     const Ref<NSMutableIndexSet> set = NSMutableIndexSet::indexSet();
-    Model model;
+    IndexModel model;
     for (int step = 0; step < 60; ++step) {
       const NSUInteger start = random.below(60);
       const NSUInteger length = random.below(8);

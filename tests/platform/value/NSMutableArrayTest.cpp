@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "platform/text/Randomness.h"
+#include "platform/value/Limits.h"
 #include "platform/value/Listed.h"
 #include "platform/value/LiveObjects.h"
 #include "platform/value/Raising.h"
@@ -15,6 +16,7 @@
 namespace JNFoundation {
 namespace {
 
+using testing::greatest;
 using testing::listed;
 using testing::LiveObjects;
 using testing::raisedBy;
@@ -22,9 +24,7 @@ using testing::raisedName;
 using testing::Randomness;
 using testing::Reentrant;
 
-constexpr NSUInteger greatest = std::numeric_limits<NSUInteger>::max();
-
-Ref<NSMutableArray> numbers(NSInteger count) {
+Ref<NSMutableArray> mutableNumbers(NSInteger count) {
   Ref<NSMutableArray> array = NSMutableArray::array();
   for (NSInteger i = 0; i < count; ++i) array->addObject(i);
   return array;
@@ -37,7 +37,7 @@ Ref<NSIndexSet> indexes(const std::vector<NSUInteger>& list) {
 }
 
 TEST(NSMutableArray, NullIsRefusedAndChangesNothing) {
-  Ref<NSMutableArray> array = numbers(2);
+  Ref<NSMutableArray> array = mutableNumbers(2);
   EXPECT_EQ(raisedBy([&] { array->addObject(nullptr); }),
             "NSInvalidArgumentException: *** -[__NSArrayM insertObject:atIndex:]: object cannot be "
             "nil");
@@ -52,7 +52,7 @@ TEST(NSMutableArray, NullIsRefusedAndChangesNothing) {
 
 TEST(NSMutableArray, AnIndexPastTheEndIsRefusedAndChangesNothing) {
   for (const NSUInteger index : {NSUInteger{3}, NSUInteger(NSNotFound), greatest}) {
-    Ref<NSMutableArray> array = numbers(2);
+    Ref<NSMutableArray> array = mutableNumbers(2);
     EXPECT_EQ(raisedName([&] { array->insertObjectAtIndex(1, index); }), NSRangeException);
     EXPECT_EQ(raisedName([&] { array->replaceObjectAtIndexWithObject(index, 1); }),
               NSRangeException);
@@ -109,7 +109,7 @@ TEST(NSMutableArray, AnElementMayBeNamedByItsOwnPlace) {
 }
 
 TEST(NSMutableArray, ARangeIsRemoved) {
-  Ref<NSMutableArray> array = numbers(6);
+  Ref<NSMutableArray> array = mutableNumbers(6);
   array->removeObjectsInRange({2, 3});
   EXPECT_EQ(listed(array), "0 1 5");
   array->removeObjectsInRange({3, 0});
@@ -122,7 +122,7 @@ TEST(NSMutableArray, ARangeIsRemoved) {
 }
 
 TEST(NSMutableArray, ObjectsAreRemovedAtIndexes) {
-  Ref<NSMutableArray> array = numbers(6);
+  Ref<NSMutableArray> array = mutableNumbers(6);
   array->removeObjectsAtIndexes(indexes({0, 2, 3, 5}));
   EXPECT_EQ(listed(array), "1 4");
   array->removeObjectsAtIndexes(nullptr);
@@ -132,7 +132,7 @@ TEST(NSMutableArray, ObjectsAreRemovedAtIndexes) {
 }
 
 TEST(NSMutableArray, ObjectsEndAtTheIndexesTheyAreInsertedAt) {
-  Ref<NSMutableArray> array = numbers(3);
+  Ref<NSMutableArray> array = mutableNumbers(3);
   array->insertObjectsAtIndexes(NSArray::arrayWithObjects("a", "b", "c"), indexes({0, 2, 5}));
   EXPECT_EQ(listed(array), "a 0 b 1 2 c");
   array->insertObjectsAtIndexes(nullptr, nullptr);
@@ -140,7 +140,7 @@ TEST(NSMutableArray, ObjectsEndAtTheIndexesTheyAreInsertedAt) {
 }
 
 TEST(NSMutableArray, InsertingAtIndexesIsRefusedWhole) {
-  Ref<NSMutableArray> array = numbers(2);
+  Ref<NSMutableArray> array = mutableNumbers(2);
   EXPECT_EQ(raisedBy([&] {
               array->insertObjectsAtIndexes(NSArray::arrayWithObjects("a", "b"), indexes({0}));
             }),
@@ -156,7 +156,7 @@ TEST(NSMutableArray, InsertingAtIndexesIsRefusedWhole) {
 }
 
 TEST(NSMutableArray, AnArrayMayBePutIntoItself) {
-  Ref<NSMutableArray> array = numbers(3);
+  Ref<NSMutableArray> array = mutableNumbers(3);
   array->addObjectsFromArray(array);
   EXPECT_EQ(listed(array), "0 1 2 0 1 2");
   array->setArray(array);
@@ -294,7 +294,7 @@ TEST(NSMutableArray, AgreesWithAPlainVectorWhateverIsDone) {
 }
 
 TEST(NSMutableArray, AMillionElementsAreHandledInLinearTime) {
-  Ref<NSMutableArray> array = numbers(1'000'000);
+  Ref<NSMutableArray> array = mutableNumbers(1'000'000);
   EXPECT_EQ(array->indexOfObject(999'999), 999'999u);
   Ref<NSMutableIndexSet> odd = NSMutableIndexSet::indexSet();
   for (NSUInteger i = 1; i < 1'000'000; i += 2) odd->addIndex(i);

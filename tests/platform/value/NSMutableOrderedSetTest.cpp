@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/text/Randomness.h"
+#include "platform/value/Limits.h"
 #include "platform/value/Listed.h"
 #include "platform/value/LiveObjects.h"
 #include "platform/value/Raising.h"
@@ -18,6 +19,7 @@
 namespace JNFoundation {
 namespace {
 
+using testing::greatest;
 using testing::listed;
 using testing::LiveObjects;
 using testing::raisedBy;
@@ -25,24 +27,22 @@ using testing::raisedName;
 using testing::Randomness;
 using testing::Reentrant;
 
-constexpr NSUInteger greatest = std::numeric_limits<NSUInteger>::max();
-
-Ref<NSMutableOrderedSet> numbers(NSInteger count) {
+Ref<NSMutableOrderedSet> orderedNumbers(NSInteger count) {
   Ref<NSMutableOrderedSet> set = NSMutableOrderedSet::orderedSet();
   for (NSInteger i = 0; i < count; ++i) set->addObject(i);
   return set;
 }
 
-Ref<NSIndexSet> indexes(const std::vector<NSUInteger>& list) {
+Ref<NSIndexSet> indexSet(const std::vector<NSUInteger>& list) {
   Ref<NSMutableIndexSet> set = NSMutableIndexSet::indexSet();
   for (const NSUInteger index : list) set->addIndex(index);
   return set;
 }
 
 /// A view of another set; every change goes through it.
-class View : public Subclass<View, NSMutableOrderedSet> {
+class OrderedView : public Subclass<OrderedView, NSMutableOrderedSet> {
  public:
-  explicit View(Ref<NSMutableOrderedSet> source)
+  explicit OrderedView(Ref<NSMutableOrderedSet> source)
       : Subclass(Representation::Foreign), _source(std::move(source)) {}
 
  protected:
@@ -60,9 +60,9 @@ class View : public Subclass<View, NSMutableOrderedSet> {
 };
 
 /// A view that forgot to say how it is changed.
-class StiffView : public Subclass<StiffView, NSMutableOrderedSet> {
+class StiffOrderedView : public Subclass<StiffOrderedView, NSMutableOrderedSet> {
  public:
-  StiffView() : Subclass(Representation::Foreign) {}
+  StiffOrderedView() : Subclass(Representation::Foreign) {}
 
  protected:
   Ref<NSOrderedSet> foreignContents() const override {
@@ -71,7 +71,7 @@ class StiffView : public Subclass<StiffView, NSMutableOrderedSet> {
 };
 
 TEST(NSMutableOrderedSet, AnObjectThatIsThereKeepsItsPlace) {
-  Ref<NSMutableOrderedSet> set = numbers(3);
+  Ref<NSMutableOrderedSet> set = orderedNumbers(3);
   set->addObject(1.0);
   set->insertObjectAtIndex(2, 0);
   set->addObjectsFromArray(NSArray::arrayWithObjects(0, 5));
@@ -80,7 +80,7 @@ TEST(NSMutableOrderedSet, AnObjectThatIsThereKeepsItsPlace) {
 }
 
 TEST(NSMutableOrderedSet, NullIsRefusedAndChangesNothing) {
-  Ref<NSMutableOrderedSet> set = numbers(2);
+  Ref<NSMutableOrderedSet> set = orderedNumbers(2);
   EXPECT_EQ(raisedBy([&] { set->addObject(nullptr); }),
             "NSInvalidArgumentException: *** -[__NSOrderedSetM addObject:]: object cannot be nil");
   EXPECT_EQ(raisedName([&] { set->insertObjectAtIndex(nullptr, 0); }), NSInvalidArgumentException);
@@ -103,35 +103,35 @@ TEST(NSMutableOrderedSet, NullIsRefusedAndChangesNothing) {
 
 TEST(NSMutableOrderedSet, AnIndexPastTheEndIsRefusedAndChangesNothing) {
   for (const NSUInteger index : {NSUInteger{3}, NSUInteger(NSNotFound), greatest}) {
-    Ref<NSMutableOrderedSet> set = numbers(2);
+    Ref<NSMutableOrderedSet> set = orderedNumbers(2);
     EXPECT_EQ(raisedName([&] { set->insertObjectAtIndex(9, index); }), NSRangeException);
     EXPECT_EQ(raisedName([&] { set->replaceObjectAtIndexWithObject(index, 9); }), NSRangeException);
     EXPECT_EQ(raisedName([&] { set->removeObjectAtIndex(index); }), NSRangeException);
     EXPECT_EQ(raisedName([&] { set->exchangeObjectAtIndexWithObjectAtIndex(0, index); }),
               NSRangeException);
-    EXPECT_EQ(raisedName([&] { set->moveObjectsAtIndexesToIndex(indexes({0}), index); }),
+    EXPECT_EQ(raisedName([&] { set->moveObjectsAtIndexesToIndex(indexSet({0}), index); }),
               NSRangeException);
     EXPECT_EQ(listed(set), "0 1");
   }
   EXPECT_EQ(raisedName([] {
-              numbers(2)->removeObjectsAtIndexes(indexes({0, 2}));
+              orderedNumbers(2)->removeObjectsAtIndexes(indexSet({0, 2}));
             }),
             NSRangeException);
-  EXPECT_EQ(raisedName([] { numbers(2)->moveObjectsAtIndexesToIndex(indexes({2}), 0); }),
+  EXPECT_EQ(raisedName([] { orderedNumbers(2)->moveObjectsAtIndexesToIndex(indexSet({2}), 0); }),
             NSRangeException);
 }
 
 TEST(NSMutableOrderedSet, ARangeWhoseEndOverflowsIsRefused) {
   for (const NSRange range : {NSRange{1, greatest}, NSRange{greatest, 1}, NSRange{6, 0},
                               NSRange{greatest, greatest}, NSRange{3, 3}}) {
-    Ref<NSMutableOrderedSet> set = numbers(5);
+    Ref<NSMutableOrderedSet> set = orderedNumbers(5);
     EXPECT_EQ(raisedName([&] { set->removeObjectsInRange(range); }), NSRangeException);
     EXPECT_EQ(set->count(), 5u);
   }
 }
 
 TEST(NSMutableOrderedSet, RemovesFromEverywhere) {
-  Ref<NSMutableOrderedSet> set = numbers(10);
+  Ref<NSMutableOrderedSet> set = orderedNumbers(10);
   set->removeObjectAtIndex(9);
   set->removeObjectAtIndex(0);
   set->removeObject(4);
@@ -141,7 +141,7 @@ TEST(NSMutableOrderedSet, RemovesFromEverywhere) {
   set->removeObjectsInRange({0, 1});
   set->removeObjectsInRange({2, 0});
   EXPECT_EQ(listed(set), "5 6 7 8");
-  set->removeObjectsAtIndexes(indexes({0, 2}));
+  set->removeObjectsAtIndexes(indexSet({0, 2}));
   EXPECT_EQ(listed(set), "6 8");
   set->removeObjectsInArray(NSArray::arrayWithObjects(8, 9));
   EXPECT_EQ(set->takeFirstObject(), Value(6));
@@ -150,16 +150,16 @@ TEST(NSMutableOrderedSet, RemovesFromEverywhere) {
 }
 
 TEST(NSMutableOrderedSet, ExchangesAndMoves) {
-  Ref<NSMutableOrderedSet> set = numbers(6);
+  Ref<NSMutableOrderedSet> set = orderedNumbers(6);
   set->exchangeObjectAtIndexWithObjectAtIndex(0, 5);
   set->exchangeObjectAtIndexWithObjectAtIndex(2, 2);
   EXPECT_EQ(listed(set), "5 1 2 3 4 0");
-  set->moveObjectsAtIndexesToIndex(indexes({0, 3, 5}), 1);
+  set->moveObjectsAtIndexesToIndex(indexSet({0, 3, 5}), 1);
   EXPECT_EQ(listed(set), "1 5 3 0 2 4");
-  set->moveObjectsAtIndexesToIndex(indexes({0}), 5);
+  set->moveObjectsAtIndexesToIndex(indexSet({0}), 5);
   EXPECT_EQ(listed(set), "5 3 0 2 4 1");
   EXPECT_EQ(raisedName([&] {
-              set->moveObjectsAtIndexesToIndex(indexes({0, 1}), 5);
+              set->moveObjectsAtIndexesToIndex(indexSet({0, 1}), 5);
             }),
             NSRangeException);
   for (NSInteger i = 0; i < 6; ++i) {
@@ -168,32 +168,32 @@ TEST(NSMutableOrderedSet, ExchangesAndMoves) {
 }
 
 TEST(NSMutableOrderedSet, ObjectsEndAtTheIndexesTheyAreInsertedAt) {
-  Ref<NSMutableOrderedSet> set = numbers(3);
-  set->insertObjectsAtIndexes(NSArray::arrayWithObjects("a", "b", "c"), indexes({0, 2, 5}));
+  Ref<NSMutableOrderedSet> set = orderedNumbers(3);
+  set->insertObjectsAtIndexes(NSArray::arrayWithObjects("a", "b", "c"), indexSet({0, 2, 5}));
   EXPECT_EQ(listed(set), "a 0 b 1 2 c");
 }
 
 TEST(NSMutableOrderedSet, ObjectsThatAreThereAreLeftOutOfAnInsertion) {
-  Ref<NSMutableOrderedSet> set = numbers(3);
-  set->insertObjectsAtIndexes(NSArray::arrayWithObjects("a", 2, "a", "b"), indexes({0, 1, 2, 6}));
+  Ref<NSMutableOrderedSet> set = orderedNumbers(3);
+  set->insertObjectsAtIndexes(NSArray::arrayWithObjects("a", 2, "a", "b"), indexSet({0, 1, 2, 6}));
   EXPECT_EQ(listed(set), "a 0 1 2 b");
 }
 
 TEST(NSMutableOrderedSet, InsertingAtIndexesIsRefusedWhole) {
-  Ref<NSMutableOrderedSet> set = numbers(2);
+  Ref<NSMutableOrderedSet> set = orderedNumbers(2);
   EXPECT_EQ(raisedName([&] {
-              set->insertObjectsAtIndexes(NSArray::arrayWithObjects("a", "b"), indexes({0}));
+              set->insertObjectsAtIndexes(NSArray::arrayWithObjects("a", "b"), indexSet({0}));
             }),
             NSInvalidArgumentException);
   EXPECT_EQ(raisedName([&] {
-              set->insertObjectsAtIndexes(NSArray::arrayWithObjects("a", "b"), indexes({0, 4}));
+              set->insertObjectsAtIndexes(NSArray::arrayWithObjects("a", "b"), indexSet({0, 4}));
             }),
             NSRangeException);
   EXPECT_EQ(listed(set), "0 1");
 }
 
 TEST(NSMutableOrderedSet, AReplacedObjectIsForgotten) {
-  Ref<NSMutableOrderedSet> set = numbers(20);
+  Ref<NSMutableOrderedSet> set = orderedNumbers(20);
   set->replaceObjectAtIndexWithObject(3, "x");
   EXPECT_FALSE(set->containsObject(3));
   EXPECT_EQ(set->indexOfObject("x"), 3u);
@@ -205,7 +205,7 @@ TEST(NSMutableOrderedSet, AReplacedObjectIsForgotten) {
 }
 
 TEST(NSMutableOrderedSet, SetsAreUnitedSubtractedAndIntersected) {
-  Ref<NSMutableOrderedSet> set = numbers(4);
+  Ref<NSMutableOrderedSet> set = orderedNumbers(4);
   set->unionSet(NSSet::setWithObjects(9, 3));
   set->unionOrderedSet(NSOrderedSet::orderedSetWithObjects(8, 0));
   EXPECT_EQ(listed(set), "0 1 2 3 9 8");
@@ -224,7 +224,7 @@ TEST(NSMutableOrderedSet, SetsAreUnitedSubtractedAndIntersected) {
 }
 
 TEST(NSMutableOrderedSet, SortingIsStableAndKeepsTheIndexTrue) {
-  Ref<NSMutableOrderedSet> set = numbers(100);
+  Ref<NSMutableOrderedSet> set = orderedNumbers(100);
   set->removeObject(50);
   set->sortUsingComparator([](const Value& left, const Value& right) {
     return Value(left.integerValue() % 10).compare(right.integerValue() % 10);
@@ -251,8 +251,8 @@ TEST(NSMutableOrderedSet, ASortThatRaisesOrIsDisturbedChangesNothingItself) {
 }
 
 TEST(NSMutableOrderedSet, EveryChangeOfAViewArrivesAtItsHooks) {
-  Ref<NSMutableOrderedSet> source = numbers(3);
-  Ref<View> view = makeObject<View>(source);
+  Ref<NSMutableOrderedSet> source = orderedNumbers(3);
+  Ref<OrderedView> view = makeObject<OrderedView>(source);
   view->addObject("a");
   view->addObject(1);
   view->insertObjectAtIndex("b", 0);
@@ -260,13 +260,13 @@ TEST(NSMutableOrderedSet, EveryChangeOfAViewArrivesAtItsHooks) {
   EXPECT_EQ(listed(view), "b 0 1 2 a");
   view->exchangeObjectAtIndexWithObjectAtIndex(4, 1);
   EXPECT_EQ(listed(source), "b a 1 2 0");
-  view->moveObjectsAtIndexesToIndex(indexes({0, 1}), 3);
+  view->moveObjectsAtIndexesToIndex(indexSet({0, 1}), 3);
   EXPECT_EQ(listed(source), "1 2 0 b a");
   view->replaceObjectAtIndexWithObject(1, "c");
   EXPECT_EQ(listed(source), "1 c 0 b a");
-  view->insertObjectsAtIndexes(NSArray::arrayWithObjects("d", "e"), indexes({0, 2}));
+  view->insertObjectsAtIndexes(NSArray::arrayWithObjects("d", "e"), indexSet({0, 2}));
   EXPECT_EQ(listed(source), "d 1 e c 0 b a");
-  view->removeObjectsAtIndexes(indexes({0, 2}));
+  view->removeObjectsAtIndexes(indexSet({0, 2}));
   view->removeObjectsInRange({3, 2});
   view->removeObject(1);
   EXPECT_EQ(listed(source), "c 0");
@@ -282,7 +282,7 @@ TEST(NSMutableOrderedSet, EveryChangeOfAViewArrivesAtItsHooks) {
 }
 
 TEST(NSMutableOrderedSet, AViewThatCannotBeChangedSaysSo) {
-  Ref<StiffView> view = makeObject<StiffView>();
+  Ref<StiffOrderedView> view = makeObject<StiffOrderedView>();
   EXPECT_EQ(raisedName([&] { view->addObject(2); }), NSInternalInconsistencyException);
   EXPECT_EQ(raisedName([&] { view->removeAllObjects(); }), NSInternalInconsistencyException);
 }
@@ -302,7 +302,7 @@ TEST(NSMutableOrderedSet, TheEndOfWhatIsRemovedMayChangeTheSet) {
           set.removeObjectsInRange({1, 1});
         },
         [](NSMutableOrderedSet& set) {
-          set.removeObjectsAtIndexes(indexes({0, 2}));
+          set.removeObjectsAtIndexes(indexSet({0, 2}));
         },
         [](NSMutableOrderedSet& set) { set.replaceObjectAtIndexWithObject(1, "new"); },
         [](NSMutableOrderedSet& set) { set.intersectSet(nullptr); }};
@@ -368,7 +368,7 @@ TEST(NSMutableOrderedSet, ASearchWhoseEqualityChangesTheSetIsGivenUp) {
 
 TEST(NSMutableOrderedSet, AnObjectWhoseHashChangesTheSetFindsItConsistent) {
   for (int operation = 0; operation < 3; ++operation) {
-    Ref<NSMutableOrderedSet> set = numbers(20);
+    Ref<NSMutableOrderedSet> set = orderedNumbers(20);
     Ref<Reentrant> object = Reentrant::numbered(1);
     object->whenHashed = [&, once = true]() mutable {
       if (std::exchange(once, false)) set->removeObjectsInRange({0, 15});
@@ -450,7 +450,7 @@ TEST(NSMutableOrderedSet, AgreesWithAPlainListWhateverIsDone) {
 }
 
 TEST(NSMutableOrderedSet, AMillionObjectsAreAddedAndTakenFromTheFront) {
-  Ref<NSMutableOrderedSet> set = numbers(1'000'000);
+  Ref<NSMutableOrderedSet> set = orderedNumbers(1'000'000);
   for (NSInteger i = 0; i < 1'000'000; ++i) {
     if (i % 2 == 0) {
       ASSERT_EQ(set->takeFirstObject(), Value(i));
@@ -463,13 +463,13 @@ TEST(NSMutableOrderedSet, AMillionObjectsAreAddedAndTakenFromTheFront) {
 }
 
 TEST(NSMutableOrderedSet, AMillionObjectsAreRemovedByNameFromAnywhere) {
-  Ref<NSMutableOrderedSet> set = numbers(1'000'000);
+  Ref<NSMutableOrderedSet> set = orderedNumbers(1'000'000);
   for (NSInteger i = 0; i < 1'000'000; ++i) set->removeObject(i * 7919 % 1'000'000);
   EXPECT_EQ(set->count(), 0u);
 }
 
 TEST(NSMutableOrderedSet, AMillionObjectsAreInsertedAndRemovedByIndexAtOnce) {
-  Ref<NSMutableOrderedSet> set = numbers(500'000);
+  Ref<NSMutableOrderedSet> set = orderedNumbers(500'000);
   std::vector<Value> added;
   Ref<NSMutableIndexSet> odd = NSMutableIndexSet::indexSet();
   for (NSInteger i = 0; i < 500'000; ++i) {

@@ -2,6 +2,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/value/Limits.h"
 #include "platform/value/Listed.h"
 #include "platform/value/LiveObjects.h"
 #include "platform/value/Raising.h"
@@ -19,22 +20,21 @@ namespace {
 
 using testing::listed;
 using testing::LiveObjects;
+using testing::notFound;
 using testing::raisedBy;
 using testing::raisedName;
 using testing::Reentrant;
 
-constexpr NSUInteger notFound = NSNotFound;
-
-Ref<NSMutableOrderedSet> numbers(NSInteger count) {
+Ref<NSMutableOrderedSet> distinctNumbers(NSInteger count) {
   Ref<NSMutableOrderedSet> set = NSMutableOrderedSet::orderedSet();
   for (NSInteger i = 0; i < count; ++i) set->addObject(i);
   return set;
 }
 
-class Tag : public Subclass<Tag, NSObject> {
+class OrderedTag : public Subclass<OrderedTag, NSObject> {
  public:
-  static Ref<Tag> named(const Ref<NSString>& name) {
-    Ref<Tag> made = makeObject<Tag>();
+  static Ref<OrderedTag> named(const Ref<NSString>& name) {
+    Ref<OrderedTag> made = makeObject<OrderedTag>();
     made->_name = name;
     return made;
   }
@@ -44,8 +44,8 @@ class Tag : public Subclass<Tag, NSObject> {
  private:
   Ref<NSString> _name;
 };
-const ClassDeclaration<Tag> tag =
-    ClassDeclaration<Tag>().property("label", &Tag::label, &Tag::setLabel);
+const ClassDeclaration<OrderedTag> declarationOfOrderedTag =
+    ClassDeclaration<OrderedTag>().property("label", &OrderedTag::label, &OrderedTag::setLabel);
 
 TEST(NSOrderedSet, HoldsEqualValuesOnceInTheOrderOfTheFirst) {
   EXPECT_EQ(listed(NSOrderedSet::orderedSetWithObjects("b", 1, "a", 1.0, "b")), "b 1 a");
@@ -73,7 +73,7 @@ TEST(NSOrderedSet, ANullCollectionCountsAsEmpty) {
   EXPECT_EQ(NSOrderedSet::orderedSetWithSet(nullptr)->count(), 0u);
   EXPECT_EQ(NSOrderedSet::orderedSetWithOrderedSet(nullptr)->count(), 0u);
   EXPECT_EQ(NSMutableOrderedSet::orderedSetWithOrderedSet(nullptr)->count(), 0u);
-  Ref<NSOrderedSet> set = numbers(2);
+  Ref<NSOrderedSet> set = distinctNumbers(2);
   EXPECT_FALSE(set->isEqualToOrderedSet(nullptr));
   EXPECT_TRUE(NSOrderedSet::orderedSet()->isEqualToOrderedSet(nullptr));
   EXPECT_FALSE(set->isSubsetOfSet(nullptr));
@@ -108,7 +108,7 @@ TEST(NSOrderedSet, AnIndexPastTheEndIsRefusedInWords) {
 }
 
 TEST(NSOrderedSet, OtherCollectionsAreMadeOfIt) {
-  Ref<NSMutableOrderedSet> set = numbers(4);
+  Ref<NSMutableOrderedSet> set = distinctNumbers(4);
   Ref<NSArray> array = set->array();
   Ref<NSSet> plain = set->set();
   EXPECT_EQ(listed(set->reversedOrderedSet()), "3 2 1 0");
@@ -138,27 +138,28 @@ TEST(NSOrderedSet, IsEqualOnlyToAnOrderedSetInTheSameOrder) {
 
 TEST(NSOrderedSet, OrderDoesNotMatterToSubsets) {
   Ref<NSOrderedSet> small = NSOrderedSet::orderedSetWithObjects(2, 1);
-  EXPECT_TRUE(small->isSubsetOfOrderedSet(numbers(3)));
+  EXPECT_TRUE(small->isSubsetOfOrderedSet(distinctNumbers(3)));
   EXPECT_TRUE(small->isSubsetOfSet(NSSet::setWithObjects(1, 2, 3)));
   EXPECT_FALSE(small->isSubsetOfSet(NSSet::setWithObjects(1, 3)));
   EXPECT_FALSE(small->isSubsetOfOrderedSet(NSOrderedSet::orderedSetWithObjects(1, 3, 4)));
   EXPECT_TRUE(small->intersectsSet(NSSet::setWithObjects(1, 9)));
-  EXPECT_TRUE(small->intersectsOrderedSet(numbers(2)));
-  EXPECT_FALSE(small->intersectsOrderedSet(numbers(1)));
+  EXPECT_TRUE(small->intersectsOrderedSet(distinctNumbers(2)));
+  EXPECT_FALSE(small->intersectsOrderedSet(distinctNumbers(1)));
 }
 
 TEST(NSOrderedSet, BlocksSeeEveryMemberUntilTheyStop) {
   std::string seen;
-  numbers(9)->enumerateObjectsUsingBlock([&](const Value& object, NSUInteger index, bool& stop) {
-    EXPECT_EQ(object, Value(index));
-    seen += object.description()->toStdString();
-    stop = index == 2;
-  });
+  distinctNumbers(9)->enumerateObjectsUsingBlock(
+      [&](const Value& object, NSUInteger index, bool& stop) {
+        EXPECT_EQ(object, Value(index));
+        seen += object.description()->toStdString();
+        stop = index == 2;
+      });
   EXPECT_EQ(seen, "012");
 }
 
 TEST(NSOrderedSet, AChangeDuringAWalkIsNoticed) {
-  Ref<NSMutableOrderedSet> set = numbers(3);
+  Ref<NSMutableOrderedSet> set = distinctNumbers(3);
   EXPECT_EQ(raisedName([&] {
               set->enumerateObjectsUsingBlock(
                   [&](const Value&, NSUInteger, bool&) { set->addObject(9); });
@@ -176,7 +177,7 @@ TEST(NSOrderedSet, AChangeDuringAWalkIsNoticed) {
 }
 
 TEST(NSOrderedSet, ReadingDuringAWalkDoesNotDisturbIt) {
-  Ref<NSMutableOrderedSet> set = numbers(30);
+  Ref<NSMutableOrderedSet> set = distinctNumbers(30);
   for (NSInteger i = 1; i < 30; i += 2) set->removeObject(i);
   std::string seen;
   for (const Value& object : *set) {
@@ -201,7 +202,7 @@ TEST(NSOrderedSet, ASetOutlivesItsOwnEnumeration) {
 }
 
 TEST(NSOrderedSet, CopiesAreImmutableAndIndependent) {
-  Ref<NSMutableOrderedSet> set = numbers(20);
+  Ref<NSMutableOrderedSet> set = distinctNumbers(20);
   for (NSInteger i = 1; i < 19; ++i) set->removeObject(i);
   const Value copy = set->copy();
   set->addObject(7);
@@ -216,20 +217,21 @@ TEST(NSOrderedSet, CopiesAreImmutableAndIndependent) {
 
 TEST(NSOrderedSet, ClassesHaveTheNamesThatLogsShow) {
   EXPECT_EQ(NSOrderedSet::orderedSet()->class_().name(), "__NSOrderedSetI");
-  EXPECT_EQ(numbers(1)->class_().name(), "__NSOrderedSetM");
+  EXPECT_EQ(distinctNumbers(1)->class_().name(), "__NSOrderedSetM");
   EXPECT_TRUE(isKindOf<NSMutableOrderedSet>(Value(NSMutableOrderedSet::classObject.newInstance())));
 }
 
 TEST(NSOrderedSet, TheRuntimeFindsItsOperations) {
-  Ref<NSMutableOrderedSet> set = numbers(2);
+  Ref<NSMutableOrderedSet> set = distinctNumbers(2);
   performSelector(Value(set), "addObject:", "new");
   EXPECT_EQ(performSelector(Value(set), "objectAtIndex:", 2), Value("new"));
   EXPECT_EQ(performSelector(Value(set), "count"), Value(3));
 }
 
 TEST(NSOrderedSet, AKeyIsReadOfEveryMemberWithoutNullAndTwins) {
-  Ref<NSOrderedSet> tags = NSOrderedSet::orderedSetWithObjects(Tag::named("b"), Tag::named(nullptr),
-                                                               Tag::named("a"), Tag::named("b"));
+  Ref<NSOrderedSet> tags =
+      NSOrderedSet::orderedSetWithObjects(OrderedTag::named("b"), OrderedTag::named(nullptr),
+                                          OrderedTag::named("a"), OrderedTag::named("b"));
   const Value labels = tags->valueForKey("label");
   EXPECT_EQ(listed(as<NSOrderedSet>(labels)), "b a");
   EXPECT_EQ(tags->valueForKey("@count"), Value(4));

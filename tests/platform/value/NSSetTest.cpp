@@ -26,7 +26,7 @@ using testing::raisedName;
 using testing::Randomness;
 using testing::Reentrant;
 
-Ref<NSMutableSet> numbers(NSInteger count) {
+Ref<NSMutableSet> setOfNumbers(NSInteger count) {
   Ref<NSMutableSet> set = NSMutableSet::set();
   for (NSInteger i = 0; i < count; ++i) set->addObject(i);
   return set;
@@ -76,7 +76,7 @@ class Tag : public Subclass<Tag, NSObject> {
  private:
   Ref<NSString> _name;
 };
-const ClassDeclaration<Tag> tag =
+const ClassDeclaration<Tag> declarationOfTag =
     ClassDeclaration<Tag>().property("name", &Tag::name, &Tag::setName);
 
 TEST(NSSet, HoldsEqualValuesOnceInTheOrderOfTheFirst) {
@@ -101,7 +101,7 @@ TEST(NSSet, NullIsRefusedAndChangesNothing) {
   EXPECT_EQ(raisedName([] { NSSet::setWithObject(nullptr); }), NSInvalidArgumentException);
   EXPECT_EQ(raisedName([] { NSSet::set()->setByAddingObject(nullptr); }),
             NSInvalidArgumentException);
-  Ref<NSMutableSet> set = numbers(2);
+  Ref<NSMutableSet> set = setOfNumbers(2);
   EXPECT_EQ(raisedBy([&] { set->addObject(nullptr); }),
             "NSInvalidArgumentException: *** -[__NSSetM addObject:]: object cannot be nil");
   set->removeObject(nullptr);
@@ -138,7 +138,7 @@ TEST(NSSet, SetsAreComparedAsSets) {
 }
 
 TEST(NSSet, ANullCollectionCountsAsEmpty) {
-  Ref<NSMutableSet> set = numbers(2);
+  Ref<NSMutableSet> set = setOfNumbers(2);
   EXPECT_FALSE(set->isSubsetOfSet(nullptr));
   EXPECT_TRUE(NSSet::set()->isSubsetOfSet(nullptr));
   EXPECT_FALSE(set->intersectsSet(nullptr));
@@ -170,7 +170,7 @@ TEST(NSSet, DerivedSetsLeaveTheReceiverAlone) {
 }
 
 TEST(NSSet, SetsAreUnitedSubtractedAndIntersected) {
-  Ref<NSMutableSet> set = numbers(4);
+  Ref<NSMutableSet> set = setOfNumbers(4);
   set->unionSet(NSSet::setWithObjects(3, 9));
   EXPECT_EQ(listed(set), "0 1 2 3 9");
   set->minusSet(NSSet::setWithObjects(0, 5, 9));
@@ -182,7 +182,7 @@ TEST(NSSet, SetsAreUnitedSubtractedAndIntersected) {
 }
 
 TEST(NSSet, ASetMayBeItsOwnArgument) {
-  Ref<NSMutableSet> set = numbers(20);
+  Ref<NSMutableSet> set = setOfNumbers(20);
   set->unionSet(set);
   set->intersectSet(set);
   set->setSet(set);
@@ -194,15 +194,15 @@ TEST(NSSet, ASetMayBeItsOwnArgument) {
 
 TEST(NSSet, BlocksSeeEveryMemberUntilTheyStop) {
   std::string seen;
-  numbers(9)->enumerateObjectsUsingBlock([&](const Value& object, bool& stop) {
+  setOfNumbers(9)->enumerateObjectsUsingBlock([&](const Value& object, bool& stop) {
     seen += object.description()->toStdString();
     stop = object == Value(2);
   });
   EXPECT_EQ(seen, "012");
-  EXPECT_EQ(listed(numbers(9)->objectsPassingTest(
+  EXPECT_EQ(listed(setOfNumbers(9)->objectsPassingTest(
                 [](const Value& object, bool&) { return object.integerValue() % 3 == 0; })),
             "0 3 6");
-  EXPECT_EQ(listed(numbers(9)->objectsPassingTest([](const Value& object, bool& stop) {
+  EXPECT_EQ(listed(setOfNumbers(9)->objectsPassingTest([](const Value& object, bool& stop) {
               stop = object == Value(1);
               return true;
             })),
@@ -210,7 +210,7 @@ TEST(NSSet, BlocksSeeEveryMemberUntilTheyStop) {
 }
 
 TEST(NSSet, AChangeDuringAWalkIsNoticed) {
-  Ref<NSMutableSet> set = numbers(3);
+  Ref<NSMutableSet> set = setOfNumbers(3);
   EXPECT_EQ(raisedName([&] {
               set->enumerateObjectsUsingBlock([&](const Value&, bool&) { set->addObject(9); });
             }),
@@ -241,7 +241,7 @@ TEST(NSSet, ASetOutlivesItsOwnEnumeration) {
 }
 
 TEST(NSSet, CopiesAreImmutableAndIndependent) {
-  Ref<NSMutableSet> set = numbers(3);
+  Ref<NSMutableSet> set = setOfNumbers(3);
   set->removeObject(1);
   const Value copy = set->copy();
   set->addObject(7);
@@ -255,12 +255,12 @@ TEST(NSSet, CopiesAreImmutableAndIndependent) {
 
 TEST(NSSet, ClassesHaveTheNamesThatLogsShow) {
   EXPECT_EQ(NSSet::set()->class_().name(), "__NSSetI");
-  EXPECT_EQ(numbers(1)->class_().name(), "__NSSetM");
+  EXPECT_EQ(setOfNumbers(1)->class_().name(), "__NSSetM");
   EXPECT_TRUE(isKindOf<NSMutableSet>(Value(NSMutableSet::classObject.newInstance())));
 }
 
 TEST(NSSet, TheRuntimeFindsItsOperations) {
-  Ref<NSMutableSet> set = numbers(2);
+  Ref<NSMutableSet> set = setOfNumbers(2);
   performSelector(Value(set), "addObject:", "new");
   EXPECT_EQ(performSelector(Value(set), "count"), Value(3));
   EXPECT_EQ(performSelector(Value(set), "containsObject:", "new"), Value(true));
@@ -275,17 +275,18 @@ TEST(NSSet, AKeyIsReadOfEveryMemberWithoutNullAndTwins) {
   tags->setValueForKey("c", "name");
   EXPECT_EQ(listed(as<NSSet>(tags->valueForKey("name"))), "c");
   EXPECT_EQ(raisedName([&] { tags->valueForKey("age"); }), NSUndefinedKeyException);
-  EXPECT_EQ(raisedName([] { numbers(1)->setValueForKey(1, "name"); }), NSUndefinedKeyException);
+  EXPECT_EQ(raisedName([] { setOfNumbers(1)->setValueForKey(1, "name"); }),
+            NSUndefinedKeyException);
 }
 
 TEST(NSSet, AViewIsReadThroughItsContents) {
-  Ref<NSMutableSet> source = numbers(3);
+  Ref<NSMutableSet> source = setOfNumbers(3);
   Ref<View> view = makeObject<View>(source);
   EXPECT_EQ(listed(view), "0 1 2");
   EXPECT_EQ(view->count(), 3u);
   EXPECT_TRUE(view->containsObject(1));
-  EXPECT_TRUE(view->isEqual(Value(numbers(3))));
-  EXPECT_TRUE(numbers(3)->isEqual(Value(view)));
+  EXPECT_TRUE(view->isEqual(Value(setOfNumbers(3))));
+  EXPECT_TRUE(setOfNumbers(3)->isEqual(Value(view)));
   EXPECT_EQ(listed(view->setByAddingObject(7)), "0 1 2 7");
   source->addObject(4);
   EXPECT_EQ(listed(view->allObjects()), "0 1 2 4");
@@ -296,7 +297,7 @@ TEST(NSSet, AViewIsReadThroughItsContents) {
 }
 
 TEST(NSSet, EveryChangeOfAViewArrivesAtItsHooks) {
-  Ref<View> view = makeObject<View>(numbers(2));
+  Ref<View> view = makeObject<View>(setOfNumbers(2));
   view->addObject(5);
   view->removeObject(0);
   view->unionSet(NSSet::setWithObjects(1, 6));
@@ -392,7 +393,7 @@ TEST(NSSet, AgreesWithAPlainListWhateverIsDone) {
 }
 
 TEST(NSSet, AMillionMembersAreHandledInLinearTime) {
-  Ref<NSMutableSet> set = numbers(1'000'000);
+  Ref<NSMutableSet> set = setOfNumbers(1'000'000);
   Ref<NSSet> copy = as<NSSet>(set->copy());
   EXPECT_TRUE(copy->isEqual(Value(set)));
   EXPECT_TRUE(copy->isSubsetOfSet(set));
@@ -403,8 +404,8 @@ TEST(NSSet, AMillionMembersAreHandledInLinearTime) {
 }
 
 TEST(NSSetDeathTest, ANullBlockStopsTheProgram) {
-  EXPECT_DEATH(numbers(1)->enumerateObjectsUsingBlock(nullptr), "enumerateObjectsUsingBlock:");
-  EXPECT_DEATH(numbers(1)->objectsPassingTest(nullptr), "objectsPassingTest:");
+  EXPECT_DEATH(setOfNumbers(1)->enumerateObjectsUsingBlock(nullptr), "enumerateObjectsUsingBlock:");
+  EXPECT_DEATH(setOfNumbers(1)->objectsPassingTest(nullptr), "objectsPassingTest:");
 }
 
 }  // namespace

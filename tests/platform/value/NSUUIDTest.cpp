@@ -11,16 +11,16 @@
 namespace JNFoundation {
 namespace {
 
-constexpr const char* sample = "68753A44-4D6F-1226-9C60-0050E4C00067";
+constexpr const char* sampleText = "68753A44-4D6F-1226-9C60-0050E4C00067";
 
 TEST(NSUUID, TextIsReadInEitherCaseAndWrittenInUpperCase) {
-  EXPECT_EQ(NSUUID::initWithUUIDString(sample)->UUIDString()->utf8(), sample);
+  EXPECT_EQ(NSUUID::initWithUUIDString(sampleText)->UUIDString()->utf8(), sampleText);
   EXPECT_EQ(
       NSUUID::initWithUUIDString("68753a44-4d6f-1226-9c60-0050e4c00067")->UUIDString()->utf8(),
-      sample);
-  EXPECT_EQ(NSUUID::initWithUUIDString(sample)->description()->utf8(), sample);
-  EXPECT_EQ(NSUUID::initWithUUIDString(sample)->bytes()[0], 0x68);
-  EXPECT_EQ(NSUUID::initWithUUIDString(sample)->bytes()[15], 0x67);
+      sampleText);
+  EXPECT_EQ(NSUUID::initWithUUIDString(sampleText)->description()->utf8(), sampleText);
+  EXPECT_EQ(NSUUID::initWithUUIDString(sampleText)->bytes()[0], 0x68);
+  EXPECT_EQ(NSUUID::initWithUUIDString(sampleText)->bytes()[15], 0x67);
 }
 
 TEST(NSUUID, OtherTextGivesNull) {

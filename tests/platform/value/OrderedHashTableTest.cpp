@@ -18,11 +18,11 @@ using testing::raisedBy;
 using testing::Randomness;
 using testing::Reentrant;
 
-struct Entry {
+struct TableEntry {
   Value key;
   std::uint64_t hash;
 };
-using Table = OrderedHashTable<Entry>;
+using TestTable = OrderedHashTable<TableEntry>;
 
 /// Every hash of a few, so that many keys share one.
 std::uint64_t crowdedHash(NSInteger number) { return static_cast<std::uint64_t>(number % 3); }
@@ -32,9 +32,9 @@ std::uint64_t ownHash(NSInteger number) { return Value(number).hash(); }
 
 using Hash = std::uint64_t (*)(NSInteger);
 
-Entry entryOf(NSInteger number, Hash hash = ownHash) { return {number, hash(number)}; }
+TableEntry entryOf(NSInteger number, Hash hash = ownHash) { return {number, hash(number)}; }
 
-std::vector<NSInteger> numbersOf(const Table& table) {
+std::vector<NSInteger> numbersOf(const TestTable& table) {
   std::vector<NSInteger> numbers;
   for (std::size_t i = table.begin(); i < table.end(); ++i) {
     if (!table.isHole(i)) numbers.push_back(table.at(i).key.integerValue());
@@ -42,19 +42,19 @@ std::vector<NSInteger> numbersOf(const Table& table) {
   return numbers;
 }
 
-std::size_t positionOf(const Table& table, NSInteger number, Hash hash = ownHash) {
+std::size_t positionOf(const TestTable& table, NSInteger number, Hash hash = ownHash) {
   return table.find(number, hash(number));
 }
 
 TEST(OrderedHashTable, IsEmptyAtFirst) {
-  Table table;
+  TestTable table;
   EXPECT_EQ(table.count(), 0u);
   EXPECT_EQ(table.begin(), table.end());
-  EXPECT_EQ(positionOf(table, 1), Table::npos);
+  EXPECT_EQ(positionOf(table, 1), TestTable::npos);
 }
 
 TEST(OrderedHashTable, KeepsTheOrderOfInsertion) {
-  Table table;
+  TestTable table;
   std::vector<NSInteger> expected;
   for (NSInteger i = 0; i < 100; ++i) {
     table.append(entryOf(i * 7919 % 101));
@@ -64,16 +64,17 @@ TEST(OrderedHashTable, KeepsTheOrderOfInsertion) {
 }
 
 TEST(OrderedHashTable, ARemovedEntryIsNotFoundAndTheOthersAre) {
-  Table table;
+  TestTable table;
   for (NSInteger i = 0; i < 50; ++i) table.append(entryOf(i));
   EXPECT_EQ(table.take(positionOf(table, 20)).key, Value(20));
-  EXPECT_EQ(positionOf(table, 20), Table::npos);
-  for (NSInteger i = 0; i < 50; ++i) EXPECT_EQ(positionOf(table, i) != Table::npos, i != 20) << i;
+  EXPECT_EQ(positionOf(table, 20), TestTable::npos);
+  for (NSInteger i = 0; i < 50; ++i)
+    EXPECT_EQ(positionOf(table, i) != TestTable::npos, i != 20) << i;
   EXPECT_EQ(table.count(), 49u);
 }
 
 TEST(OrderedHashTable, TheFirstPositionIsNeverAHole) {
-  Table table;
+  TestTable table;
   for (NSInteger i = 0; i < 40; ++i) table.append(entryOf(i));
   for (NSInteger i = 1; i < 30; ++i) table.take(positionOf(table, i));
   table.take(positionOf(table, 0));
@@ -82,7 +83,7 @@ TEST(OrderedHashTable, TheFirstPositionIsNeverAHole) {
 }
 
 TEST(OrderedHashTable, PositionsStayWhileTheFrontIsTaken) {
-  Table table;
+  TestTable table;
   for (NSInteger i = 0; i < 1000; ++i) table.append(entryOf(i));
   const std::size_t last = positionOf(table, 999);
   for (NSInteger i = 0; i < 999; ++i) {
@@ -93,7 +94,7 @@ TEST(OrderedHashTable, PositionsStayWhileTheFrontIsTaken) {
 }
 
 TEST(OrderedHashTable, AQueueThatNeverRunsEmptyDoesNotGrow) {
-  Table table;
+  TestTable table;
   for (NSInteger i = 0; i < 10; ++i) table.append(entryOf(i));
   for (NSInteger i = 10; i < 100'000; ++i) {
     table.append(entryOf(i));
@@ -103,7 +104,7 @@ TEST(OrderedHashTable, AQueueThatNeverRunsEmptyDoesNotGrow) {
 }
 
 TEST(OrderedHashTable, ASmallTableWithHolesDoesNotGrowEither) {
-  Table table;
+  TestTable table;
   table.append(entryOf(-1));
   for (NSInteger i = 0; i < 10'000; ++i) {
     table.append(entryOf(i));
@@ -115,24 +116,24 @@ TEST(OrderedHashTable, ASmallTableWithHolesDoesNotGrowEither) {
 
 TEST(OrderedHashTable, ExchangingAndReplacingForeverStillEndsEverySearch) {
   for (const NSInteger size : {2, 8, 9, 16, 31, 32, 33}) {
-    Table table;
+    TestTable table;
     for (NSInteger i = 0; i < size; ++i) table.append(entryOf(i));
     for (NSInteger i = 0; i < 5000; ++i) {
       table.exchange(static_cast<std::size_t>(i % size), static_cast<std::size_t>(i * 5 % size));
       table.replace(static_cast<std::size_t>(i % size), entryOf(1000 + i));
-      ASSERT_EQ(positionOf(table, -1), Table::npos);
-      ASSERT_NE(positionOf(table, 1000 + i), Table::npos);
+      ASSERT_EQ(positionOf(table, -1), TestTable::npos);
+      ASSERT_NE(positionOf(table, 1000 + i), TestTable::npos);
     }
     EXPECT_EQ(table.count(), static_cast<std::size_t>(size));
   }
 }
 
 TEST(OrderedHashTable, InsertingAndTakingAtTheFrontForeverStillEndsEverySearch) {
-  Table table;
+  TestTable table;
   for (NSInteger i = 0; i < 100; ++i) table.append(entryOf(i));
   for (NSInteger i = 0; i < 5000; ++i) {
-    const Entry taken = table.take(table.begin());
-    ASSERT_EQ(positionOf(table, 0), Table::npos);
+    const TableEntry taken = table.take(table.begin());
+    ASSERT_EQ(positionOf(table, 0), TestTable::npos);
     table.insert(table.begin(), taken);
     ASSERT_EQ(positionOf(table, 0), table.begin());
   }
@@ -140,25 +141,25 @@ TEST(OrderedHashTable, InsertingAndTakingAtTheFrontForeverStillEndsEverySearch) 
 }
 
 TEST(OrderedHashTable, AMovedTableIsLeftEmpty) {
-  Table table;
+  TestTable table;
   for (NSInteger i = 0; i < 20; ++i) table.append(entryOf(i));
-  const Table other = std::move(table);
+  const TestTable other = std::move(table);
   EXPECT_EQ(table.count(), 0u);  // NOLINT(bugprone-use-after-move)
-  EXPECT_EQ(positionOf(table, 3), Table::npos);
+  EXPECT_EQ(positionOf(table, 3), TestTable::npos);
   EXPECT_EQ(other.count(), 20u);
 }
 
 TEST(OrderedHashTable, ACopyIsIndependent) {
-  Table table;
+  TestTable table;
   for (NSInteger i = 0; i < 20; ++i) table.append(entryOf(i));
-  Table other = table;
+  TestTable other = table;
   other.take(positionOf(other, 5));
-  EXPECT_NE(positionOf(table, 5), Table::npos);
-  EXPECT_EQ(positionOf(other, 5), Table::npos);
+  EXPECT_NE(positionOf(table, 5), TestTable::npos);
+  EXPECT_EQ(positionOf(other, 5), TestTable::npos);
 }
 
 TEST(OrderedHashTable, AWishForEndlessRoomIsCut) {
-  Table table;
+  TestTable table;
   table.reserve(std::size_t{1} << 60);
   table.append(entryOf(1));
   EXPECT_EQ(numbersOf(table), std::vector<NSInteger>{1});
@@ -166,13 +167,13 @@ TEST(OrderedHashTable, AWishForEndlessRoomIsCut) {
 
 TEST(OrderedHashTable, WhatIsTakenIsReleasedByTheCaller) {
   const LiveObjects alive;
-  Table table;
+  TestTable table;
   bool isGone = false;
   Ref<Reentrant> object = Reentrant::numbered(1);
   object->whenGone = [&isGone] { isGone = true; };
   table.append({std::move(object), 1});
   {
-    const Entry taken = table.take(0);
+    const TableEntry taken = table.take(0);
     EXPECT_EQ(table.count(), 0u);
     EXPECT_FALSE(isGone);
   }
@@ -182,7 +183,7 @@ TEST(OrderedHashTable, WhatIsTakenIsReleasedByTheCaller) {
 
 TEST(OrderedHashTable, ASearchThatIsChangedUnderWayIsGivenUp) {
   for (const NSInteger size : {3, 30}) {
-    Table table;
+    TestTable table;
     for (NSInteger i = 0; i < size; ++i) table.append({Reentrant::numbered(i), 0});
     Ref<Reentrant> wanted = Reentrant::numbered(size - 1);
     as<Reentrant>(table.at(0).key)->whenCompared = [&table] { table.takeAll(); };
@@ -194,33 +195,33 @@ TEST(OrderedHashTable, ASearchThatIsChangedUnderWayIsGivenUp) {
 }
 
 TEST(OrderedHashTable, ASearchNoticesThatItsTableWasReplaced) {
-  Table table;
+  TestTable table;
   for (NSInteger i = 0; i < 30; ++i) table.append({Reentrant::numbered(i), 0});
-  Table other;
+  TestTable other;
   other.append({Reentrant::numbered(100), 0});
   as<Reentrant>(table.at(0).key)->whenCompared = [&] { table.swap(other); };
   EXPECT_THROW(table.find(Reentrant::numbered(29), 0), Raised);
 }
 
 /// The table beside a plain vector, which does everything the slow way.
-class Model {
+class TableModel {
  public:
-  explicit Model(Hash hash) : _hash(hash) {}
+  explicit TableModel(Hash hash) : _hash(hash) {}
 
   void step(Randomness& random) {
     const auto number = static_cast<NSInteger>(random.below(60));
     const std::size_t position = _table.find(number, _hash(number));
     const auto known = std::find(_list.begin(), _list.end(), number);
-    ASSERT_EQ(position != Table::npos, known != _list.end());
+    ASSERT_EQ(position != TestTable::npos, known != _list.end());
     switch (random.below(10)) {
       case 0:
       case 1:
       case 2:
       case 3:
-        if (position == Table::npos) append(number);
+        if (position == TestTable::npos) append(number);
         break;
       case 4:
-        if (position != Table::npos) {
+        if (position != TestTable::npos) {
           ASSERT_EQ(_table.take(position).key, Value(number));
           _list.erase(known);
         }
@@ -232,7 +233,7 @@ class Model {
         }
         break;
       case 6:
-        if (position == Table::npos) insert(number, random.below(_list.size() + 1));
+        if (position == TestTable::npos) insert(number, random.below(_list.size() + 1));
         break;
       case 7:
         if (!_list.empty()) takeRun(random.below(_list.size() + 1), random);
@@ -241,7 +242,8 @@ class Model {
         if (!_list.empty()) exchange(random.below(_list.size()), random.below(_list.size()));
         break;
       case 9:
-        if (!_list.empty() && position == Table::npos) replace(number, random.below(_list.size()));
+        if (!_list.empty() && position == TestTable::npos)
+          replace(number, random.below(_list.size()));
         break;
     }
   }
@@ -252,7 +254,7 @@ class Model {
     for (NSInteger number = 0; number < 60; ++number) {
       const std::size_t position = _table.find(number, _hash(number));
       const bool isThere = std::find(_list.begin(), _list.end(), number) != _list.end();
-      ASSERT_EQ(position != Table::npos, isThere) << number;
+      ASSERT_EQ(position != TestTable::npos, isThere) << number;
       if (isThere) {
         ASSERT_EQ(_table.at(position).key, Value(number));
       }
@@ -272,7 +274,7 @@ class Model {
   void takeRun(std::size_t index, Randomness& random) {
     const std::size_t count = random.below(std::min<std::size_t>(_list.size() - index, 4) + 1);
     _table.closeHoles();
-    const std::vector<Entry> taken = _table.takeRun(_table.begin() + index, count);
+    const std::vector<TableEntry> taken = _table.takeRun(_table.begin() + index, count);
     const auto start = _list.begin() + static_cast<std::ptrdiff_t>(index);
     for (std::size_t i = 0; i < count; ++i) {
       ASSERT_EQ(taken[i].key, Value(start[static_cast<std::ptrdiff_t>(i)]));
@@ -292,7 +294,7 @@ class Model {
   }
 
   Hash _hash;
-  Table _table;
+  TestTable _table;
   std::vector<NSInteger> _list;
 };
 
@@ -301,7 +303,7 @@ TEST(OrderedHashTable, AgreesWithAPlainListWhateverIsDone) {
   JN_TRACE_SEED(random);
   for (const Hash hash : {ownHash, crowdedHash, highHash}) {
     for (int run = 0; run < 40; ++run) {
-      Model model(hash);
+      TableModel model(hash);
       for (int step = 0; step < 250; ++step) {
         ASSERT_NO_FATAL_FAILURE(model.step(random));
         if (step % 10 == 0) {
@@ -317,7 +319,7 @@ TEST(OrderedHashTable, AgreesWithAPlainListWhateverIsDone) {
 TEST(OrderedHashTable, AMillionEntriesComeAndGoWhateverBitsTheirHashesDifferIn) {
   for (const Hash hash :
        {ownHash, highHash, Hash([](NSInteger n) { return std::uint64_t(n) * 16; })}) {
-    Table table;
+    TestTable table;
     for (NSInteger i = 0; i < 1'000'000; ++i) table.append(entryOf(i, hash));
     for (NSInteger i = 0; i < 1'000'000; i += 2) table.take(positionOf(table, i, hash));
     EXPECT_EQ(table.count(), 500'000u);

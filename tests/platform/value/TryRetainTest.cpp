@@ -10,46 +10,46 @@
 namespace JNFoundation {
 namespace {
 
-class Entry;
+class PublishedEntry;
 
 /// A table of objects that it does not keep alive.
-struct Table {
-  Ref<Entry> add();
-  Ref<Entry> find();
+struct PublishedTable {
+  Ref<PublishedEntry> add();
+  Ref<PublishedEntry> find();
   std::mutex mutex;
-  Entry* entry = nullptr;
+  PublishedEntry* entry = nullptr;
 };
 
-class Entry : public Subclass<Entry, NSObject> {
+class PublishedEntry : public Subclass<PublishedEntry, NSObject> {
  public:
-  explicit Entry(Table& table) : _table(table) {}
-  ~Entry() override {
+  explicit PublishedEntry(PublishedTable& table) : _table(table) {}
+  ~PublishedEntry() override {
     EXPECT_FALSE(tryRetain(*this));
     std::lock_guard guard(_table.mutex);
     if (_table.entry == this) _table.entry = nullptr;
   }
 
  private:
-  Table& _table;
+  PublishedTable& _table;
 };
 
-Ref<Entry> Table::add() {
+Ref<PublishedEntry> PublishedTable::add() {
   // Not from the constructor: others must not meet an object that is not complete.
-  Ref<Entry> added = makeObject<Entry>(*this);
+  Ref<PublishedEntry> added = makeObject<PublishedEntry>(*this);
   std::lock_guard guard(mutex);
   entry = added.get();
   return added;
 }
 
-Ref<Entry> Table::find() {
+Ref<PublishedEntry> PublishedTable::find() {
   std::lock_guard guard(mutex);
-  return entry && tryRetain(*entry) ? Ref<Entry>::adopt(entry) : nullptr;
+  return entry && tryRetain(*entry) ? Ref<PublishedEntry>::adopt(entry) : nullptr;
 }
 
 TEST(TryRetain, TakesAReferenceWhileThereIsOne) {
   testing::LiveObjects live;
-  Table table;
-  Ref<Entry> entry = table.add();
+  PublishedTable table;
+  Ref<PublishedEntry> entry = table.add();
   EXPECT_EQ(table.find(), entry);
   EXPECT_EQ(entry->retainCount(), 1u);
   entry = nullptr;
@@ -60,11 +60,11 @@ TEST(TryRetain, TakesAReferenceWhileThereIsOne) {
 TEST(TryRetain, GivesNothingOrAnObjectWhileItDiesElsewhere) {
   testing::LiveObjects live;
   {
-    Table table;
+    PublishedTable table;
     std::thread reader([&] {
       for (int i = 0; i < 20'000; ++i) {
-        if (const Ref<Entry> entry = table.find()) {
-          EXPECT_EQ(&entry->class_(), &Entry::classObject);
+        if (const Ref<PublishedEntry> entry = table.find()) {
+          EXPECT_EQ(&entry->class_(), &PublishedEntry::classObject);
         }
       }
     });

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/text/Randomness.h"
+#include "platform/value/Limits.h"
 #include "platform/value/Raising.h"
 
 #include <JNFoundation/platform/value/ClassDeclaration.h>
@@ -18,13 +19,12 @@
 namespace JNFoundation {
 namespace {
 
+using testing::infinity;
+using testing::largest;
+using testing::largestUnsigned;
+using testing::notANumber;
 using testing::raisedBy;
-
-constexpr std::int64_t smallest = std::numeric_limits<std::int64_t>::min();
-constexpr std::int64_t largest = std::numeric_limits<std::int64_t>::max();
-constexpr std::uint64_t largestUnsigned = std::numeric_limits<std::uint64_t>::max();
-constexpr double infinity = std::numeric_limits<double>::infinity();
-constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
+using testing::smallest;
 
 Value date(double seconds) { return NSDate::dateWithTimeIntervalSince1970(seconds); }
 

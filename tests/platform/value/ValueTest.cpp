@@ -4,6 +4,7 @@
 #include <limits>
 #include <string>
 
+#include "platform/value/Limits.h"
 #include "platform/value/LiveObjects.h"
 #include "platform/value/Raising.h"
 
@@ -17,14 +18,13 @@
 namespace JNFoundation {
 namespace {
 
+using testing::infinity;
+using testing::largest;
+using testing::largestUnsigned;
+using testing::notANumber;
 using testing::raisedBy;
+using testing::smallest;
 using Kind = Value::Kind;
-
-constexpr std::int64_t smallest = std::numeric_limits<std::int64_t>::min();
-constexpr std::int64_t largest = std::numeric_limits<std::int64_t>::max();
-constexpr std::uint64_t largestUnsigned = std::numeric_limits<std::uint64_t>::max();
-constexpr double infinity = std::numeric_limits<double>::infinity();
-constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
 
 class Named : public NSObjectProtocol {
  public:
