@@ -42,6 +42,14 @@ install(TARGETS JNFoundation EXPORT JNFoundationTargets
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/JNFoundation DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   FILES_MATCHING PATTERN "*.h" PATTERN "impl" EXCLUDE)
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
+# gdb loads what is named after a shared library by itself.
+install(FILES ${PROJECT_SOURCE_DIR}/debugging/jnfoundation_gdb.py
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/JNFoundation)
+if(BUILD_SHARED_LIBS)
+  install(FILES ${PROJECT_SOURCE_DIR}/debugging/jnfoundation_gdb.py
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/gdb/auto-load${CMAKE_INSTALL_FULL_LIBDIR}
+    RENAME $<TARGET_FILE_NAME:JNFoundation>-gdb.py)
+endif()
 install(EXPORT JNFoundationTargets NAMESPACE JNFoundation:: DESTINATION ${package_directory})
 configure_package_config_file(
   ${PROJECT_SOURCE_DIR}/cmake/JNFoundationConfig.cmake.in

@@ -8,7 +8,7 @@ import tree
 
 # Folders of tests/ that mirror no folder of the library, and what runs them.
 OTHERS = ["adapters/", "refusals/", "regressions/", "package/", "scripts/", "support/",
-          "tools/", "browser/"]
+          "tools/", "browser/", "debugging/"]
 TYPED = re.compile(r"^INSTANTIATE_TYPED_TEST_SUITE_P\(", re.MULTILINE)
 TEST = re.compile(r"^\s*(TYPED_TEST|TYPED_TEST_P|TEST|TEST_F|TEST_P)\s*\(\s*(\w+)\s*,\s*(\w+)",
                   re.MULTILINE)

@@ -23,6 +23,7 @@ Value Step::processOtherwise(const Value& value, bool isRejected) const {
   return handler(value);
 }
 
+/// The printers for debuggers know the places of what is inside.
 struct StepList::Block {
   static constexpr std::uint32_t capacity = 4;
 

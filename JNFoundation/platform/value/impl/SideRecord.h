@@ -45,7 +45,8 @@ class SideRecord {
   void letGo() noexcept;
 
   std::uint32_t number = 0;
-  /// Guarded by the lock; null once the object has nothing left but its memory.
+  /// Guarded by the lock; null once the object has nothing left but its memory. The printers for
+  /// debuggers know its place.
   NSObject* object = nullptr;
   /// Guarded by the lock; set when the object has nothing left that could be attached to.
   bool retired = false;
