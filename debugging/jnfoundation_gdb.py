@@ -264,7 +264,7 @@ def summary_of_index_path(found, name, depth):
 
 def path_indexes(found):
     count = int(found["_length"])
-    inline = found["_inline"]
+    inline = found["_inside"]
     if count <= inline.type.range()[1] + 1:
         return [inline[i] for i in range(count)]
     return [found["_indexes"][i] for i in range(min(count, TEXT_LIMIT))]

@@ -40,6 +40,11 @@ OF_ADAPTERS = [
     (r"rxcpp/", r"include/JNFoundation/adapters/RxCpp\.h$"),
     (r"QtCore/", r"qt/|include/JNFoundation/adapters/(QtValue|FetchedResults\w+)\.h$"),
     (r"glib\.h$", r"glib/"),
+    # The systems that a header alone is the host for.
+    (r"windows\.h$", r"include/JNFoundation/adapters/WindowsHost\.h"),
+    (r"CoreFoundation/", r"include/JNFoundation/adapters/CFRunLoopHost\.h"),
+    (r"android/|sys/(event|timer)fd\.h$|unistd\.h$",
+     r"include/JNFoundation/adapters/AndroidHost\.h"),
 ]
 
 # The same of what is built around the library: who looks past it at what it made.

@@ -36,7 +36,8 @@ def is_missing(path):
 def lacks(name):
     """The headers of other libraries that an adapter's header includes and that are not here."""
     return [path for _, kind, path in tree.includes(name)
-            if not tree.resolve(name, kind, path) and "/" in path and is_missing(path)]
+            if not tree.resolve(name, kind, path) and path.endswith((".h", ".hpp"))
+            and is_missing(path)]
 
 
 names = [name for name in tree.files()

@@ -36,16 +36,7 @@ class PLVRejectedHandler {
     if constexpr (!std::is_empty_v<Stored> && std::is_constructible_v<bool, const Stored&>) {
       if (!static_cast<bool>(closure)) return;
     }
-    const auto rejectedOf = [](const Value& value) {
-      return Ref<PLVRejected>(static_cast<PLVRejected*>(value.object()));
-    };
-    if constexpr (std::is_invocable_v<const Stored&, const Ref<PLVRejected>&>) {
-      _block = [rejectedOf, stored = Stored(std::forward<Closure>(closure))](
-                   const Value& value) -> Value { return stored(rejectedOf(value)); };
-    } else {
-      _block = [rejectedOf, stored = Stored(std::forward<Closure>(closure))](
-                   const Value& value) mutable -> Value { return stored(rejectedOf(value)); };
-    }
+    _block = OfRejected<Stored>{Stored(std::forward<Closure>(closure))};
   }
 
   explicit operator bool() const noexcept { return static_cast<bool>(_block); }
@@ -54,6 +45,20 @@ class PLVRejectedHandler {
 
  private:
   friend class PLVDeferred;
+
+  /// Hands the rejection that a value is to the closure.
+  template <class Closure>
+  struct OfRejected {
+    Closure closure;
+
+    Value operator()(const Value& value) const requires std::is_invocable_v < const Closure&, const
+        Ref<PLVRejected>
+    & > { return closure(Ref<PLVRejected>(static_cast<PLVRejected*>(value.object()))); }
+    Value operator()(const Value& value) requires(
+        !std::is_invocable_v<const Closure&, const Ref<PLVRejected>&>) {
+      return closure(Ref<PLVRejected>(static_cast<PLVRejected*>(value.object())));
+    }
+  };
 
   PLVResolvedHandler _block;
 };

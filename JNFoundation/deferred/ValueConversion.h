@@ -55,7 +55,7 @@ struct ValueConversion<Ref<T>> {
   static Ref<T> fromValue(const Value& value) noexcept { return Ref<T>(as<T>(value)); }
   static Value toValue(Ref<T> object) noexcept { return Value(std::move(object)); }
   static std::string_view name() {
-    if constexpr (impl::Protocol<T>) {
+    if constexpr (impl::AdoptedProtocol<T>) {
       return impl::typeName<T>();
     } else {
       return T::classObject.name();

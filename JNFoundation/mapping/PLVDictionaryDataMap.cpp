@@ -56,7 +56,7 @@ class Rules {
       open.pop_back();
       const Ref<NSArray> nested = _nodes[order.back()].nested->allValues();
       for (NSUInteger i = nested->count(); i-- > 0;) {
-        open.push_back(nested->objectAtIndex(i).unsignedLongLongValue());
+        open.push_back(static_cast<std::size_t>(nested->objectAtIndex(i).unsignedLongLongValue()));
       }
     }
     return order;
@@ -81,7 +81,7 @@ class Rules {
 
   std::size_t nestedNode(std::size_t node, const Value& inputKey) {
     if (const Value* known = _nodes[node].nested->find(inputKey)) {
-      return known->unsignedLongLongValue();
+      return static_cast<std::size_t>(known->unsignedLongLongValue());
     }
     const std::size_t number = _nodes.size();
     _nodes[node].nested->setObjectForKey(number, inputKey);
@@ -204,7 +204,7 @@ void PLVDictionaryDataMap::buildIndex() {
       const Value* nested = _dictionaryMaps->find(*text);
       if (scalar && !isKindOf<PLVScalarDataMap>(*scalar)) continue;
       if (nested && !isKindOf<PLVDictionaryDataMap>(*nested)) continue;
-      std::size_t place = text->contentHash() & _mask;
+      std::size_t place = static_cast<std::size_t>(text->contentHash()) & _mask;
       while (_index[place].key) place = (place + 1) & _mask;
       _index[place] = {text,
                        {scalar ? as<PLVScalarDataMap>(*scalar) : nullptr,
@@ -215,7 +215,8 @@ void PLVDictionaryDataMap::buildIndex() {
 
 PLVDictionaryDataMap::KeyMaps PLVDictionaryDataMap::mapsFor(
     const NSDictionary::Entry& entry) const {
-  for (std::size_t place = entry.hash & _mask; _index[place].key; place = (place + 1) & _mask) {
+  for (std::size_t place = static_cast<std::size_t>(entry.hash) & _mask; _index[place].key;
+       place = (place + 1) & _mask) {
     if (_index[place].key == entry.key.object()) return _index[place].maps;
   }
   return mapsInDictionariesFor(entry);
@@ -260,7 +261,7 @@ PLVDictionaryDataMap::Parts PLVDictionaryDataMap::partsOf(const Ref<NSEntityDesc
   for (auto number = order.rbegin(); number != order.rend(); ++number) {
     Ref<NSMutableDictionary> dictionaryMaps = NSMutableDictionary::dictionary();
     for (const auto& [inputKey, nested] : *rules[*number].nested) {
-      const Parts& inner = parts[nested.unsignedLongLongValue()];
+      const Parts& inner = parts[static_cast<std::size_t>(nested.unsignedLongLongValue())];
       dictionaryMaps->setObjectForKey(
           initWithEntityNameScalarMapsDictionaryMaps(name, inner.scalarMaps, inner.dictionaryMaps),
           inputKey);

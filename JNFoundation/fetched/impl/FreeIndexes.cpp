@@ -71,7 +71,7 @@ FreeIndexes::Ways::Ways(NSUInteger expected) {
 FreeIndexes::Ways::Way& FreeIndexes::Ways::slotFor(NSUInteger from) noexcept {
   const std::size_t mask = _slots.size() - 1;
   // The high bits of the product depend on all bits of the position.
-  std::size_t slot = (from * 0x9E3779B97F4A7C15u) >> 32 & mask;
+  std::size_t slot = static_cast<std::size_t>((from * 0x9E3779B97F4A7C15u) >> 32) & mask;
   while (_slots[slot].from != none && _slots[slot].from != from) slot = (slot + 1) & mask;
   return _slots[slot];
 }

@@ -39,14 +39,14 @@ NSUInteger RandomPlaces::below(NSUInteger bound) const {
       number = bits() << 32;
       number |= bits();
     } while (number > ~std::uint64_t{0} - rest);
-    return number % bound;
+    return static_cast<NSUInteger>(number % bound);
   }
   const std::uint64_t usable = all - all % bound;
   std::uint64_t number;
   do {
     number = bits();
   } while (number >= usable);
-  return number % bound;
+  return static_cast<NSUInteger>(number % bound);
 }
 
 }  // namespace JNFoundation::impl

@@ -269,7 +269,8 @@ void ImportRun::openChunk() {
     }
     if (!identity.isNull()) {
       if (const Value* first = _seen->find(identity)) {
-        _report->_duplicates.push_back({_next, first->unsignedLongLongValue()});
+        _report->_duplicates.push_back(
+            {_next, static_cast<std::size_t>(first->unsignedLongLongValue())});
         if (_options.duplicate == ImportDuplicate::Skip) continue;
       } else {
         _seen->setObjectForKey(_next, identity);

@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include <JNFoundation/platform/text/ASCII.h>
+#include <JNFoundation/platform/text/RealNumber.h>
 #include <JNFoundation/platform/text/WhiteSpace.h>
 #include <JNFoundation/platform/text/impl/Words.h>
 
@@ -77,7 +78,7 @@ Number realFromText(std::string_view text) {
   // std::from_chars would take "inf" and "nan".
   if (firstDigit == rest.size() || !impl::isDigit(rest[firstDigit])) return 0;
   Number number = 0;
-  const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), number);
+  const auto [end, error] = impl::realFromChars(rest.data(), rest.data() + rest.size(), number);
   if (error == std::errc::result_out_of_range) {
     number = isTooLarge(rest) ? std::numeric_limits<Number>::infinity() : Number{0};
   }

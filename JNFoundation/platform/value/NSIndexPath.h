@@ -31,7 +31,7 @@ class NSIndexPath final : public NSObject {
   }
   /// All positions, borrowed from the path.
   const NSUInteger* indexes() const noexcept {
-    return _length <= inlineLength ? _inline : _indexes;
+    return _length <= inlineLength ? _inside : _indexes;
   }
 
   Ref<NSIndexPath> indexPathByAddingIndex(NSUInteger index) const;
@@ -51,11 +51,11 @@ class NSIndexPath final : public NSObject {
 
   explicit NSIndexPath(NSUInteger length);
   ~NSIndexPath() override;
-  NSUInteger* writable() noexcept { return _length <= inlineLength ? _inline : _indexes; }
+  NSUInteger* writable() noexcept { return _length <= inlineLength ? _inside : _indexes; }
 
   NSUInteger _length;
   union {
-    NSUInteger _inline[inlineLength];
+    NSUInteger _inside[inlineLength];
     NSUInteger* _indexes;
   };
 };

@@ -118,7 +118,8 @@ class NSString final : public NSObject {
   static void operator delete(void* memory) noexcept;
 
  private:
-  NSString(std::uint32_t size, std::uint32_t length) noexcept : _size(size), _length(length) {}
+  NSString(std::uint32_t size, std::uint32_t length) noexcept
+      : _size(size), _length(length & 0x7FFFFFFF) {}
   static void* operator new(std::size_t, void* memory) noexcept { return memory; }
 
   static Ref<NSString> make(std::string_view wellFormed, std::size_t length);

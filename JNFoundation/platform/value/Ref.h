@@ -32,7 +32,7 @@ void retainObject(const NSObject* object) noexcept;
 void releaseObject(const NSObject* object) noexcept;
 
 template <class T>
-concept Protocol = std::derived_from<T, NSObjectProtocol> && !std::derived_from<T, NSObject>;
+concept AdoptedProtocol = std::derived_from<T, NSObjectProtocol> && !std::derived_from<T, NSObject>;
 
 /// What a loop can walk: the collections.
 template <class T>
@@ -43,7 +43,7 @@ concept Walkable = requires(T& collection) {
 
 template <class T>
 inline NSObject* objectOf(T* pointer) noexcept {
-  if constexpr (Protocol<T>) {
+  if constexpr (AdoptedProtocol<T>) {
     return pointer ? pointer->protocolObject() : nullptr;
   } else {
     return const_cast<std::remove_const_t<T>*>(pointer);

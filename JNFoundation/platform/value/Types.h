@@ -1,13 +1,14 @@
 #pragma once
 
-#include <cstdint>
+#include <cstddef>
 #include <limits>
 
 /// The scalar types and constants that every floor shares.
 namespace JNFoundation {
 
-using NSInteger = std::int64_t;
-using NSUInteger = std::uint64_t;
+// As wide as the machine's word, so every index of a collection is one.
+using NSInteger = std::ptrdiff_t;
+using NSUInteger = std::size_t;
 
 /// Seconds, fractions included.
 using NSTimeInterval = double;

@@ -143,7 +143,10 @@ class Value {
   // zero, not-a-number reads as 0, and as true. Fails: anything else raises
   // NSInvalidArgumentException (unrecognized selector).
   std::int64_t longLongValue() const;
-  NSInteger integerValue() const { return longLongValue(); }
+  NSInteger integerValue() const {
+    return sizeof(NSInteger) == sizeof(std::int64_t) ? static_cast<NSInteger>(longLongValue())
+                                                     : static_cast<NSInteger>(intValue());
+  }
   std::uint64_t unsignedLongLongValue() const;
   std::int32_t intValue() const;
   double doubleValue() const;
@@ -239,11 +242,11 @@ Ref<T> as(Value&& value) noexcept {
 }
 
 /// The object held, as the protocol, borrowed. Returns: null if the object does not adopt it.
-template <impl::Protocol T>
+template <impl::AdoptedProtocol T>
 T* as(const Value& value) noexcept {
   return dynamic_cast<T*>(value.object());
 }
-template <impl::Protocol T>
+template <impl::AdoptedProtocol T>
 Ref<T> as(Value&& value) noexcept {
   return Ref<T>(dynamic_cast<T*>(value.object()));
 }

@@ -51,7 +51,7 @@ class KeyTable {
   std::uint32_t findOrAdd(std::string_view text) {
     if (_slots.size() < (_keys.size() + 1) * 2) grow();
     const std::uint64_t hash = hashBytes(text);
-    std::size_t slot = hash & (_slots.size() - 1);
+    std::size_t slot = static_cast<std::size_t>(hash) & (_slots.size() - 1);
     for (; _slots[slot] != none; slot = (slot + 1) & (_slots.size() - 1)) {
       const Key& key = _keys[_slots[slot]];
       if (key.hash == hash && key.string->utf8() == text) return _slots[slot];
@@ -66,7 +66,7 @@ class KeyTable {
   void grow() {
     _slots.assign(_slots.empty() ? 64 : _slots.size() * 2, none);
     for (std::size_t i = 0; i < _keys.size(); ++i) {
-      std::size_t slot = _keys[i].hash & (_slots.size() - 1);
+      std::size_t slot = static_cast<std::size_t>(_keys[i].hash) & (_slots.size() - 1);
       while (_slots[slot] != none) slot = (slot + 1) & (_slots.size() - 1);
       _slots[slot] = static_cast<std::uint32_t>(i);
     }

@@ -84,7 +84,7 @@ Ref<NSDictionary> variablesIn(const Bindings& bindings);
 
 /// Mixes hashes so that their order counts.
 inline std::size_t combinedHash(std::size_t seed, std::size_t next) noexcept {
-  return (seed ^ next) * 0x9E3779B97F4A7C15u + (seed >> 7);
+  return static_cast<std::size_t>((seed ^ next) * 0x9E3779B97F4A7C15u) + (seed >> 7);
 }
 
 }  // namespace JNFoundation::impl

@@ -133,7 +133,8 @@ EntityLayout::~EntityLayout() {
 
 std::size_t EntityLayout::find(const NSString& name) const noexcept {
   const std::uint64_t hash = name.contentHash();
-  for (std::size_t place = hash & _mask; _index[place].name; place = (place + 1) & _mask) {
+  for (std::size_t place = static_cast<std::size_t>(hash) & _mask; _index[place].name;
+       place = (place + 1) & _mask) {
     const NSString* candidate = _index[place].name;
     if (candidate == &name || candidate->hasContentOf(name)) return _index[place].number;
   }
@@ -185,7 +186,7 @@ void EntityLayout::buildIndex() {
     const NSString& name = *_slots[number].name;
     // A name that an ancestor has already stays the ancestor's; using the model reports it.
     if (indexOf(name) != none) continue;
-    std::size_t place = name.contentHash() & _mask;
+    std::size_t place = static_cast<std::size_t>(name.contentHash()) & _mask;
     while (_index[place].name) place = (place + 1) & _mask;
     _index[place] = {&name, number};
   }

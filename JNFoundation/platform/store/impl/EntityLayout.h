@@ -68,7 +68,7 @@ class EntityLayout {
   /// The number of the property of that name, or `none`.
   std::size_t indexOf(const NSString& name) const noexcept {
     // Most names are the very strings that the model has, and stand where they belong.
-    const IndexEntry& home = _index[name.contentHash() & _mask];
+    const IndexEntry& home = _index[static_cast<std::size_t>(name.contentHash()) & _mask];
     return home.name == &name ? home.number : find(name);
   }
   /// The numbers of the relationships to one object, and of those to many.

@@ -133,7 +133,7 @@ const NSObject& FetchedResults::objectAt(const Path& path) const {
 
 Ref<NSArray> FetchedResults::objects() const {
   if (!_objectArray) {
-    _objectArray = makeObject<FetchedArray>(_objects.version(), 0, _objects.count());
+    _objectArray = makeObject<FetchedArray>(_objects.version(), std::size_t{0}, _objects.count());
   }
   return _objectArray;
 }

@@ -320,7 +320,8 @@ void FetchedResultsTracker::tell(const FetchedResults::Changes& changes,
          "controller:didChangeSection:atIndex:forChangeType:", [&] {
            const Ref<FetchedSectionInfo> info =
                change.type == NSFetchedResultsChangeDelete
-                   ? makeObject<FetchedSectionInfo>(self, change.section, OrderedVersion(), 0, 0)
+                   ? makeObject<FetchedSectionInfo>(self, change.section, OrderedVersion(),
+                                                    std::size_t{0}, std::size_t{0})
                    : _results->infoOf(change.section);
            delegate->controllerDidChangeSectionAtIndexForChangeType(
                self, Ref<NSFetchedResultsSectionInfo>(info), change.index, change.type);

@@ -4,10 +4,12 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #include <JNFoundation/platform/store/NSAttributeDescription.h>
 #include <JNFoundation/platform/store/NSFetchIndexElementDescription.h>
 #include <JNFoundation/platform/store/NSRelationshipDescription.h>
+#include <JNFoundation/platform/text/RealNumber.h>
 
 namespace JNFoundation::impl {
 
@@ -43,7 +45,13 @@ std::optional<Number> numberFromModelText(std::string_view text) {
   if (!text.empty() && text.front() == '+') text.remove_prefix(1);
   Number number{};
   const char* end = text.data() + text.size();
-  const auto result = std::from_chars(text.data(), end, number);
+  const auto result = [&] {
+    if constexpr (std::is_floating_point_v<Number>) {
+      return realFromChars(text.data(), end, number);
+    } else {
+      return std::from_chars(text.data(), end, number);
+    }
+  }();
   if (text.empty() || result.ec != std::errc() || result.ptr != end) return std::nullopt;
   return number;
 }

@@ -1,5 +1,6 @@
 #include "JNFoundation/platform/store/impl/SectionCache.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <mutex>
@@ -61,7 +62,7 @@ void appendState(std::ostringstream& text, const std::string& path) {
     return;
   }
   const auto time = fs::last_write_time(path, failure);
-  text << ' ' << size << '@' << time.time_since_epoch().count();
+  text << ' ' << size << '@' << static_cast<std::int64_t>(time.time_since_epoch().count());
 }
 
 std::string descriptionOf(const Value& value) { return value.description()->toStdString(); }

@@ -1,5 +1,6 @@
 #include "JNFoundation/platform/store/impl/SharedMemory.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <new>
@@ -34,7 +35,7 @@ struct Header {
 };
 
 /// Pieces are aligned as what plain `new` gives, so headers stand half way between.
-constexpr std::size_t unit = __STDCPP_DEFAULT_NEW_ALIGNMENT__;
+constexpr std::size_t unit = std::max<std::size_t>(__STDCPP_DEFAULT_NEW_ALIGNMENT__, 16);
 static_assert(sizeof(Header) <= unit && sizeof(std::size_t) + sizeof(Header) <= unit);
 
 Header& headerOf(void* piece) noexcept { return static_cast<Header*>(piece)[-1]; }

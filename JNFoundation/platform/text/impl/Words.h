@@ -20,7 +20,9 @@ inline std::uint64_t loadWord(const char* bytes) {
 inline void storeWord(char* bytes, std::uint64_t word) { std::memcpy(bytes, &word, wordSize); }
 
 /// The number of bytes that are set to 1 in a word whose bytes are all 0 or 1.
-inline std::size_t sumOfFlags(std::uint64_t word) { return (word * everyByte) >> 56; }
+inline std::size_t sumOfFlags(std::uint64_t word) {
+  return static_cast<std::size_t>((word * everyByte) >> 56);
+}
 
 /// Flips the case of the letters from `first` to `first + 25` in a word that is all ASCII.
 constexpr std::uint64_t flipCaseFrom(std::uint64_t word, unsigned char first) {

@@ -17,7 +17,8 @@ class GrowingTable {
  public:
   /// Returns: null if there is none.
   Entry* find(std::string_view text, std::uint64_t hash) const noexcept {
-    Entry* entry = _lists[hash % _lists.size()].load(std::memory_order_acquire);
+    Entry* entry =
+        _lists[static_cast<std::size_t>(hash) % _lists.size()].load(std::memory_order_acquire);
     while (entry && (entry->hash() != hash || entry->text() != text)) entry = entry->next;
     return entry;
   }
@@ -28,7 +29,7 @@ class GrowingTable {
     if (Entry* known = find(text, hash)) return *known;
     std::lock_guard guard(_mutex);
     if (Entry* known = find(text, hash)) return *known;
-    std::atomic<Entry*>& list = _lists[hash % _lists.size()];
+    std::atomic<Entry*>& list = _lists[static_cast<std::size_t>(hash) % _lists.size()];
     Entry* entry = make();
     entry->next = list.load(std::memory_order_relaxed);
     list.store(entry, std::memory_order_release);
