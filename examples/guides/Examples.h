@@ -23,6 +23,7 @@ Ref<NSManagedObjectContext> openInMemory(const Ref<NSManagedObjectModel>& model)
 // What docs/filters.md and docs/testing.md have in common.
 Ref<NSManagedObjectModel> shopModel();
 
+void firstDeferred();
 void threads();
 void ownership();
 void promises();
@@ -34,6 +35,7 @@ void predicatesInStores();
 void badPredicates();
 void filters();
 void filterProblems();
+void migrating();
 void testing();
 void testingOldModels();
 void errorsOfSaves();

@@ -44,6 +44,7 @@ Ref<NSManagedObjectContext> openInMemory(const Ref<NSManagedObjectModel>& model)
 
 int main() {
   using namespace examples;
+  firstDeferred();
   threads();
   ownership();
   promises();
@@ -55,6 +56,7 @@ int main() {
   badPredicates();
   filters();
   filterProblems();
+  migrating();
   testing();
   testingOldModels();
   errorsOfSaves();
