@@ -38,7 +38,7 @@ Ref<NSManagedObjectContext> openShelf(const char* path) {
     std::fprintf(stderr, "%s\n", error->localizedDescription()->UTF8String());
     return nullptr;
   }
-  const auto shelf = NSManagedObjectContext::init();  // for the main thread
+  auto shelf = NSManagedObjectContext::init();  // for the main thread
   shelf->setPersistentStoreCoordinator(coordinator);
   return shelf;
 }

@@ -103,9 +103,8 @@ void migrating() {
     const auto context = NSManagedObjectContext::init();
     context->setPersistentStoreCoordinator(coordinator);
     const auto make = [&](const char* entity, const char* name) {
-      const auto object =
-          NSEntityDescription::insertNewObjectForEntityForNameInManagedObjectContext(entity,
-                                                                                     context);
+      auto object = NSEntityDescription::insertNewObjectForEntityForNameInManagedObjectContext(
+          entity, context);
       object->setValueForKey(name, "name");
       return object;
     };

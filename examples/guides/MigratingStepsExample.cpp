@@ -22,7 +22,7 @@ Ref<NSMigrationPlan> makePlan() {
         return true;
       },
       "Book");
-  const auto plan = NSMigrationPlan::init();
+  auto plan = NSMigrationPlan::init();
   plan->addStep(step);
   return plan;
 }
