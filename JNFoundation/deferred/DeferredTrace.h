@@ -33,6 +33,7 @@ class DeferredTrace {
     Idle,  ///< an enumeration between walks
   };
 
+  /// One deferred, promise or enumeration of the picture.
   struct Entry {
     /// In the order in which they were made, from 1. What was made before tracing was turned on
     /// comes in where others wait for it, and is numbered behind all others.

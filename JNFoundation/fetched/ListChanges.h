@@ -31,6 +31,7 @@ struct ListPlace {
   }
 };
 
+/// An item that a batch takes from one place to another.
 struct ListMove {
   /// Before the batch.
   ListPlace from;

@@ -36,11 +36,13 @@ enum class ImportDuplicate {
 /// What becomes of objects for which the feed has no record.
 enum class ImportAbsent { Keep, Delete };
 
+/// How far an import is; told after each chunk.
 struct ImportProgress {
   NSUInteger recordsDone;
   NSUInteger recordsTotal;
 };
 
+/// How an import tells objects apart, and what it does about what it meets.
 struct ImportOptions {
   /// The names of the attributes by which a record finds its object. Null: those of the entity's
   /// first uniqueness constraint that has attributes only. Empty, or null without such a

@@ -63,6 +63,7 @@ struct MapInspection {
     Ref<NSString> conversionText() const;
   };
 
+  /// A rule, or a part of one, that does not do what it says, and why.
   struct Problem {
     enum class Kind : std::uint8_t {
       // The rule is left out of the map, and the log says so in the words of `reason`.

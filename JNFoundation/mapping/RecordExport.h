@@ -30,6 +30,7 @@ class RecordExport {
     Inexact,          ///< a date between two milliseconds; the record has the one before
   };
 
+  /// A rule that has no way back, or a value that is not the same on it.
   struct Loss {
     /// The keys from the outermost dictionary on.
     Ref<NSArray> path;

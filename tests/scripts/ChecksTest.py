@@ -265,7 +265,10 @@ class ReadmeTest(Tree):
             self.assertEqual((self.root / "README.md").read_text(),
                              "# Hello\n" + block.format("greet();\n") + "The end.\n")
         self.write("README.md", "```cpp\nloose();\n```\n")
-        self.assert_names("readme", "compiled by nothing")
+        self.assert_names("readme", "README.md:1: this block is compiled by nothing")
+        self.write("README.md", "# Hello\n")
+        self.write("docs/guide.md", "```cpp\nloose();\n```\n")
+        self.assert_names("readme", "docs/guide.md:1: this block is compiled by nothing")
 
 
 class WordsTest(Tree):

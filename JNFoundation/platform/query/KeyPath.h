@@ -50,6 +50,7 @@ enum class CollectionOperator : std::uint8_t {
 /// Copies share what was parsed. Threads: any.
 class KeyPath {
  public:
+  /// One key of a path.
   struct Step {
     /// An operator's key keeps its "@".
     Ref<NSString> key;
