@@ -3,12 +3,11 @@
 #include <utility>
 #include <vector>
 
+#include <JNFoundation/platform/query/NSPredicate.h>
 #include <JNFoundation/platform/store/NSManagedObjectModel.h>
 #include <JNFoundation/platform/store/NSMigrationRecord.h>
 
 namespace JNFoundation {
-
-class NSPredicate;
 
 /// What an application does to one record: `source` is the record as it was, `destination` what was
 /// inferred of it. Returns: whether to go on; with false, the error says why not.

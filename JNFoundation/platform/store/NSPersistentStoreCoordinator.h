@@ -4,6 +4,7 @@
 #include <optional>
 #include <vector>
 
+#include <JNFoundation/platform/net/NSURL.h>
 #include <JNFoundation/platform/store/NSManagedObjectID.h>
 #include <JNFoundation/platform/store/NSPersistentStore.h>
 #include <JNFoundation/platform/value/NSArray.h>
@@ -13,7 +14,6 @@ namespace JNFoundation {
 
 class NSError;
 class NSManagedObjectModel;
-class NSURL;
 
 namespace impl {
 class MergingContexts;

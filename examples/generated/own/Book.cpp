@@ -1,0 +1,15 @@
+#include "Book.h"
+
+#include <JNFoundation/importing/RelatedRecords.h>
+#include <JNFoundation/platform/value/ClassDeclaration.h>
+
+namespace shelf {
+
+static const JNFoundation::ClassDeclaration<Book> declarationOfBook =
+    JNFoundation::ClassDeclaration<Book>().factory();
+
+void Book::takeAuthor(const JNFoundation::Value& record) {
+  JNFoundation::relateRecord(*this, "author", record);
+}
+
+}  // namespace shelf
