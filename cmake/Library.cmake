@@ -11,6 +11,12 @@ get_property(floors GLOBAL PROPERTY JN_FLOORS)
 if(NOT floors)
   return()
 endif()
+# Libraries of one package find each other beside themselves.
+if(APPLE)
+  set(JN_RPATH @loader_path)
+else()
+  set(JN_RPATH $ORIGIN)
+endif()
 set(package_directory ${CMAKE_INSTALL_LIBDIR}/cmake/JNFoundation)
 
 # jn_library(<target> <floor>...)
@@ -20,7 +26,7 @@ function(jn_library target)
   set_target_properties(${target} PROPERTIES
     VERSION ${PROJECT_VERSION}
     SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}
-    INSTALL_RPATH $ORIGIN
+    INSTALL_RPATH ${JN_RPATH}
     LINKER_LANGUAGE CXX)
   target_compile_features(${target} PUBLIC cxx_std_20)
   target_include_directories(${target} PUBLIC

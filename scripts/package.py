@@ -175,8 +175,11 @@ def way_debian(way):
     copy_of_tree(source)
     way.run("tar", "-czf", f"jnfoundation_{VERSION}.orig.tar.gz", source.name, cwd=directory)
     shutil.copytree(source / "packaging" / "debian", source / "debian")
-    way.run("dpkg-buildpackage", "--no-sign", cwd=source,
-            environment={"DEB_BUILD_OPTIONS": f"parallel={JOBS}"})
+    environment = {"DEB_BUILD_OPTIONS": f"parallel={JOBS}"}
+    if shutil.which("ccache"):
+        # The build has a home directory of its own.
+        environment["CCACHE_DIR"] = way.run("ccache", "--get-config", "cache_dir").strip()
+    way.run("dpkg-buildpackage", "--no-sign", cwd=source, environment=environment)
     for package in sorted(directory.glob("*.deb")):
         if "-dbgsym" not in package.name:
             way.run("dpkg", "-x", package, directory / "root")
