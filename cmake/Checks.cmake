@@ -3,7 +3,7 @@
 
 find_package(Python3 REQUIRED COMPONENTS Interpreter)
 
-foreach(rule floors readme registered)
+foreach(rule exports floors readme registered)
   add_test(NAME rule_${rule}
     COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/scripts/check_${rule}.py
     WORKING_DIRECTORY ${PROJECT_SOURCE_DIR})
@@ -31,9 +31,10 @@ endif()
 if(TARGET JNFoundation AND JN_INSTALL)
   get_property(adapters GLOBAL PROPERTY JN_ADAPTERS_BUILT)
   get_property(adapter_headers GLOBAL PROPERTY JN_ADAPTER_HEADERS)
-  list(JOIN adapters " " adapters)
+  set(components Testing ${adapters})
+  list(JOIN components " " components)
   list(JOIN adapter_headers " " adapter_headers)
-  foreach(way installed subdirectory)
+  foreach(way installed fetched)
     add_test(NAME package_${way}
       COMMAND ${CMAKE_COMMAND}
         -D WAY=${way}
@@ -46,7 +47,8 @@ if(TARGET JNFoundation AND JN_INSTALL)
         -D VERSION=${PROJECT_VERSION}
         -D COUNT_OBJECTS=${JN_COUNT_OBJECTS}
         -D WARNING_AS_ERROR=${CMAKE_COMPILE_WARNING_AS_ERROR}
-        -D ADAPTERS=${adapters}
+        "-D OPTIONS=-DJN_STRICT_WARNINGS=ON -DCMAKE_CXX_EXTENSIONS=OFF"
+        -D COMPONENTS=${components}
         -D ADAPTER_HEADERS=${adapter_headers}
         "-D FLAGS=${CMAKE_CXX_FLAGS}"
         "-D FLAGS_DEBUG=${CMAKE_CXX_FLAGS_DEBUG}"

@@ -2,7 +2,12 @@
 # hands them to whoever links it, in whichever directory of a larger build that is.
 
 find_package(PkgConfig REQUIRED)
-foreach(module sqlite3:sqlite3 utf8proc:libutf8proc pcre2:libpcre2-8)
+set(modules utf8proc:libutf8proc pcre2:libpcre2-8)
+include(${CMAKE_CURRENT_LIST_DIR}/SQLite.cmake)
+if(JN_SQLITE STREQUAL system)
+  list(APPEND modules sqlite3:sqlite3)
+endif()
+foreach(module ${modules})
   string(REPLACE ":" ";" module ${module})
   list(GET module 0 prefix)
   list(GET module 1 name)

@@ -3,11 +3,11 @@
 
 set_property(GLOBAL PROPERTY JN_FLOORS "")
 
-# jn_floor(<name> <folder> [UNTESTED] [BELOW <name>...] [LINK <library>...])
+# jn_floor(<name> <folder> [UNTESTED] [BELOW <name>...] [LINK <library>...] [OBJECTS <target>...])
 # Declares the object library jn_<name> from every source of JNFoundation/<folder>, and its test
-# program unless UNTESTED. A floor without sources passes on what lies below it.
+# program unless UNTESTED. OBJECTS are object libraries that go where its own objects go. A floor without sources passes on what lies below it.
 function(jn_floor name folder)
-  cmake_parse_arguments(FLOOR "UNTESTED" "" "BELOW;LINK" ${ARGN})
+  cmake_parse_arguments(FLOOR "UNTESTED" "" "BELOW;LINK;OBJECTS" ${ARGN})
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/JNFoundation/${folder}/*.cpp)
   set(closure "")
   set(external "")
@@ -18,7 +18,7 @@ function(jn_floor name folder)
     target_compile_options(jn_${name} PRIVATE ${JN_WARNINGS})
     set_target_properties(jn_${name} PROPERTIES POSITION_INDEPENDENT_CODE ON)
     target_link_libraries(jn_${name} PUBLIC Threads::Threads PRIVATE ${FLOOR_LINK})
-    set(closure jn_${name})
+    set(closure jn_${name} ${FLOOR_OBJECTS})
     set(external ${FLOOR_LINK})
   endif()
   foreach(below ${FLOOR_BELOW})
@@ -33,6 +33,7 @@ function(jn_floor name folder)
   set_property(GLOBAL PROPERTY JN_EXTERNAL_${name} ${external})
   if(sources)
     set_property(GLOBAL APPEND PROPERTY JN_FLOORS ${name})
+    set_property(GLOBAL APPEND PROPERTY JN_OBJECTS ${FLOOR_OBJECTS})
   endif()
   if(NOT FLOOR_UNTESTED)
     jn_floor_test(${name} ${folder} ${name})

@@ -271,6 +271,55 @@ class ReadmeTest(Tree):
         self.assert_names("readme", "docs/guide.md:1: this block is compiled by nothing")
 
 
+class ExportsTest(Tree):
+    HEADER = ("#pragma once\nnamespace JNFoundation {\nnamespace impl {\nclass Hidden;\n"
+              "template <class T>\nclass Shown {\n  void inside();\n};\n"
+              "[[nodiscard]] bool called(Hidden& one,\n            int two);\n"
+              "inline constexpr int number = 3;\nusing Alias = int;\n}  // namespace impl\n"
+              "bool offered();\n}  // namespace JNFoundation\n")
+
+    def test_the_list_is_what_headers_show_of_the_machinery(self):
+        self.write("JNFoundation/platform/value/Value.h", self.HEADER)
+        self.write("JNFoundation/platform/value/impl/Table.h", self.HEADER.replace("Shown", "Table"))
+        self.write("cmake/exports.txt", "# The list\n")
+        self.assert_names("exports", "lacks Shown", "lacks called", "lacks number")
+        self.check("exports", "--fix")
+        self.assert_passes("exports")
+        listed = (self.root / "cmake" / "exports.txt").read_text().splitlines()[1:]
+        self.assertEqual(listed, ["Shown", "called", "number"])
+
+    def test_a_name_that_went_is_an_offence(self):
+        self.write("JNFoundation/platform/value/Value.h", self.HEADER)
+        self.write("cmake/exports.txt", "")
+        self.check("exports", "--fix")
+        self.write("JNFoundation/platform/value/Value.h", self.HEADER.replace("Shown", "Other"))
+        self.assert_names("exports", "lacks Other", "Shown is in no public header")
+
+
+class AmalgamationTest(Tree):
+    def test_each_file_stands_once_behind_what_it_needs(self):
+        self.write("LICENSE", "Free\n")
+        self.write("JNFoundation/Version.h", "#pragma once\n#define JN_VERSION_MAJOR 1\n"
+                   "#define JN_VERSION_MINOR 2\n#define JN_VERSION_PATCH 3\n")
+        self.write("JNFoundation/platform/text/Word.h", "#pragma once\n#include <string>\nint word();\n")
+        self.write("JNFoundation/platform/text/Alone.h",
+                   "#pragma once\n#include <string>\n\n#include <JNFoundation/platform/text/Word.h>\nint alone();\n")
+        self.write("JNFoundation/platform/text/impl/Table.h", "#pragma once\nint table();\n")
+        self.write("JNFoundation/platform/text/Word.cpp",
+                   '#include "JNFoundation/platform/text/Word.h"\n#define WIDTH 8\n#include <string>\n'
+                   "#include <utf8proc.h>\n#if ODD\n#include <vector>\n#endif\n#include <vector>\n"
+                   "#include <JNFoundation/platform/text/impl/Table.h>\nint word() { return 1; }\n")
+        done = subprocess.run([sys.executable, str(SCRIPTS / "amalgamate.py"), str(self.root / "two")],
+                              env={**os.environ, "JN_CHECKED_TREE": str(self.root)}, capture_output=True, text=True)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        read = [[line for line in (self.root / "two" / name).read_text().splitlines()
+                 if line and not line.startswith("//")] for name in ("JNFoundation.h", "JNFoundation.cpp")]
+        self.assertEqual(read[0][4:], ["#include <string>", "int word();", "int alone();"])
+        self.assertEqual(read[1], ['#include "JNFoundation.h"', "#define WIDTH 8", "#include <utf8proc.h>",
+                                   "#if ODD", "#include <vector>", "#endif", "#include <vector>",
+                                   "int table();", "int word() { return 1; }"])
+
+
 class WordsTest(Tree):
     def test_what_readers_do_not_have_is_named(self):
         self.write("docs/guide.md", "Shared state is parted from the rest; special cases work.\n")

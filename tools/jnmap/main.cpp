@@ -11,6 +11,7 @@
 #include "Command.h"
 #include "Output.h"
 
+#include <JNFoundation/Version.h>
 #include <JNFoundation/platform/value/NSException.h>
 
 namespace {
@@ -48,7 +49,7 @@ int runCommand(int argc, char** argv) {
     return Clean;
   }
   if (std::strcmp(name, "--version") == 0) {
-    Output::standard().write("jnmap " JNMAP_VERSION "\n");
+    Output::standard().write("jnmap " JN_VERSION "\n");
     return Clean;
   }
   const Command* command = commandNamed(name);

@@ -21,7 +21,8 @@ class Usage(JnmapCase):
         self.assertEqual(output, self.runs("help"))
 
     def test_the_version_is_the_librarys(self):
-        version = re.search(r"project\(JNFoundation VERSION (\S+)", (ROOT / "CMakeLists.txt").read_text())[1]
+        header = (ROOT / "JNFoundation" / "Version.h").read_text()
+        version = ".".join(re.findall(r"(?m)^#define JN_VERSION_(?:MAJOR|MINOR|PATCH) (\d+)$", header))
         self.assertEqual(self.runs("--version"), f"jnmap {version}\n")
 
     def test_wrong_usage_is_refused(self):
