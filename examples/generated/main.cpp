@@ -3,8 +3,8 @@
 #include <fstream>
 #include <sstream>
 
-#include "model/Author.h"
-#include "model/Book.h"
+#include "own/Author.h"
+#include "own/Book.h"
 
 #include <JNFoundation/importing/RecordImport.h>
 #include <JNFoundation/platform/dispatch/NSRunLoop.h>

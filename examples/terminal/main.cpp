@@ -156,7 +156,7 @@ std::string askForText() {
 }
 
 Ref<NSPersistentStoreCoordinator> openStore(const char* file) {
-  const auto coordinator = NSPersistentStoreCoordinator::initWithManagedObjectModel(
+  auto coordinator = NSPersistentStoreCoordinator::initWithManagedObjectModel(
       NSManagedObjectModel::modelWithXMLError(modelText));
   Ref<NSError> error;
   const auto store = coordinator->addPersistentStoreWithTypeConfigurationURLOptionsError(
