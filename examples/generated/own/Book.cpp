@@ -8,8 +8,8 @@ namespace shelf {
 static const JNFoundation::ClassDeclaration<Book> declarationOfBook =
     JNFoundation::ClassDeclaration<Book>().factory();
 
-void Book::takeAuthor(const JNFoundation::Value& record) {
-  JNFoundation::relateRecord(*this, "author", record);
+void Book::takeAuthor(const JNFoundation::Value& value) {
+  JNFoundation::relateRecord(*this, "author", value);
 }
 
 }  // namespace shelf
