@@ -296,6 +296,18 @@ class ExportsTest(Tree):
         self.assert_names("exports", "lacks Other", "Shown is in no public header")
 
 
+class UnitsTest(Tree):
+    def test_names_that_two_sources_keep_to_themselves_differ(self):
+        self.write("CMakeLists.txt", "jn_floor(text platform/text)\njn_floor_test(more more text)\n")
+        hidden = "namespace {{\nint {} = 1;\n}}\nint {}() {{ return {}; }}\n"
+        self.write("JNFoundation/platform/text/One.cpp", hidden.format("only", "one", "only"))
+        self.write("JNFoundation/platform/text/Two.cpp", hidden.format("other", "two", "other"))
+        self.write("tests/more/OneTest.cpp", hidden.format("only", "one", "only"))
+        self.assert_passes("units")
+        self.write("tests/more/TwoTest.cpp", hidden.format("only", "two", "only"))
+        self.assert_names("units", "tests/more, compiled as one", "only")
+
+
 class AmalgamationTest(Tree):
     def test_each_file_stands_once_behind_what_it_needs(self):
         self.write("LICENSE", "Free\n")
