@@ -1,7 +1,8 @@
 # What a shared library shows of itself: the namespace JNFoundation, and of JNFoundation::impl only
 # what public headers define or call. Nothing of the libraries beneath or of the standard library's
 # templates, so that another copy of them in the same process is not mixed up with these. Symbols
-# carry the version in which they may change, so that two such versions do not meet either.
+# carry the version in which they may change, in their names and beside them, so that two such
+# versions do not meet either.
 
 # How the mangled names of what belongs to a class or namespace begin: functions by their qualifiers,
 # variables in functions, guards, references, thread-local access, virtual tables, type information.
@@ -16,19 +17,22 @@ function(jn_export_only_ours target)
   endif()
   set(script ${PROJECT_BINARY_DIR}/JNFoundation.map)
   file(STRINGS ${PROJECT_SOURCE_DIR}/cmake/exports.txt machinery REGEX "^[A-Za-z]")
+  string(REPLACE . _ space v${JN_ABI})
+  string(LENGTH ${space} length)
+  set(space 12JNFoundation${length}${space})
   set(shown "")
   foreach(prefix ${JN_EXPORT_PREFIXES})
     # Everything but "impl", letter by letter: what is shown cannot be hidden again.
     foreach(rest [^4] 4[^i] 4i[^m] 4im[^p] 4imp[^l])
-      string(APPEND shown "    ${prefix}12JNFoundation${rest}*;\n")
+      string(APPEND shown "    ${prefix}${space}${rest}*;\n")
     endforeach()
     foreach(name ${machinery})
       string(LENGTH ${name} length)
-      string(APPEND shown "    ${prefix}12JNFoundation4impl${length}${name}*;\n")
+      string(APPEND shown "    ${prefix}${space}4impl${length}${name}*;\n")
     endforeach()
   endforeach()
   file(CONFIGURE OUTPUT ${script} @ONLY CONTENT
-"JNFoundation_@PROJECT_VERSION_MAJOR@.@PROJECT_VERSION_MINOR@ {
+"JNFoundation_@JN_ABI@ {
   global:
 @shown@  local:
     *;

@@ -25,7 +25,7 @@ function(jn_library target)
   add_library(${target})
   set_target_properties(${target} PROPERTIES
     VERSION ${PROJECT_VERSION}
-    SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}
+    SOVERSION ${JN_ABI}
     INSTALL_RPATH ${JN_RPATH}
     LINKER_LANGUAGE CXX)
   target_compile_features(${target} PUBLIC cxx_std_20)

@@ -10,7 +10,7 @@ import re
 import gdb
 import gdb.printing
 
-NAMESPACE = "JNFoundation::"
+NAMESPACE = "JNFoundation::v0_1::"
 TEXT_LIMIT = 200
 
 # As in Value::Kind.

@@ -70,8 +70,7 @@ def sources():
 def main():
     directory = Path(sys.argv[1]) if len(sys.argv) > 1 else tree.ROOT / "build" / "amalgamation"
     directory.mkdir(parents=True, exist_ok=True)
-    version = ".".join(re.findall(r"(?m)^#define JN_VERSION_(?:MAJOR|MINOR|PATCH) (\d+)$",
-                                  tree.text(tree.LIBRARY + "Version.h")))
+    version = tree.version()
     licence = "".join(f"// {line}".rstrip() + "\n" for line in tree.text("LICENSE").splitlines())
     title = f"// JNFoundation {version} in two files, written by its scripts/amalgamate.py.\n//\n{licence}"
     header = Page()

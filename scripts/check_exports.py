@@ -14,6 +14,12 @@ TOKEN = re.compile(r'"(?:\\.|[^"\\\n])*"|\'(?:\\.|[^\'\\\n])*\'|[A-Za-z_]\w*|::|
 NAMESPACES = ["JNFoundation", "impl"]
 
 
+def named(tokens):
+    """The namespaces that these tokens open, without inline ones."""
+    return [token for before, token in zip([""] + tokens, tokens)
+            if token not in ("::", "inline") and before != "inline"]
+
+
 def declarations(name):
     """(namespace, tokens, has a body) of what stands in namespaces of a header."""
     source = re.sub(r"^[ \t]*#(?:[^\n]*\\\n)*[^\n]*|\[\[\w+\]\]", "", tree.without_comments(name),
@@ -26,7 +32,7 @@ def declarations(name):
                 yield spaces[-1], statement, True
                 statement = []
         elif token == "{" and statement[:1] == ["namespace"]:
-            spaces.append(spaces[-1] + [word for word in statement[1:] if word != "::"])
+            spaces.append(spaces[-1] + named(statement[1:]))
             statement = []
         elif token == "{":
             depth = 1

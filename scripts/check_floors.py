@@ -164,7 +164,7 @@ def problems_of_foreign_include(name, path):
 
 
 DEFINITION = re.compile(r"^(?:class|struct|union|enum class) (\w+)\b(?!::)[^;{()]*\{", re.MULTILINE)
-NAMESPACE = re.compile(r"^namespace ([\w:]+) \{", re.MULTILINE)
+NAMESPACE = re.compile(r"^namespace ([\w:]+(?:inline [\w:]+)?) \{", re.MULTILINE)
 
 
 def twins():
@@ -186,8 +186,19 @@ def twins():
     return found
 
 
+def namespaces():
+    """What opens the library's namespace without the inline one, which goes with its version."""
+    wanted = f"JNFoundation::inline {tree.inline_namespace()}"
+    return [f"{name}:{tree.text(name).count(chr(10), 0, space.start()) + 1}: namespace {space[1]}, not {wanted}"
+            for name in tree.cpp_files() if name.startswith((tree.LIBRARY, tree.ADAPTERS))
+            for space in NAMESPACE.finditer(tree.text(name))
+            if space[1].startswith("JNFoundation") and not space[1].startswith(wanted)]
+
+
 def problems():
     found = twins()
+    if (tree.ROOT / tree.LIBRARY / "Version.h").is_file():
+        found += namespaces()
     for name in tree.cpp_files():
         folder = folder_of(name)
         if name.startswith(tree.LIBRARY) and not folder and name.count("/") > 1:

@@ -17,8 +17,8 @@ import tree
 
 ROOT = tree.ROOT
 JOBS = str(tree.JOBS)
-VERSION = ".".join(re.findall(r"(?m)^#define JN_VERSION_(?:MAJOR|MINOR|PATCH) (\d+)$",
-                              tree.text("JNFoundation/Version.h")))
+VERSION = tree.version()
+ABI = tree.abi()
 # What is compiled at once makes a build of everything some minutes long at most.
 UNITY = ["-DCMAKE_UNITY_BUILD=ON", "-DCMAKE_UNITY_BUILD_BATCH_SIZE=40"]
 BARE = ["-DJN_BUILD_TESTS=OFF", "-DJN_BUILD_EXAMPLES=OFF", "-DJN_BUILD_TOOLS=OFF"]
@@ -87,21 +87,22 @@ def consume(way, how, directory, parts, *more):
 
 def check_exports(way, library):
     """A shared library shows the namespace, of its machinery what headers need, and nothing else."""
-    mine = "JNFoundation_" + VERSION.rsplit(".", 1)[0]
+    mine = f"JNFoundation_{ABI}"
+    space = "".join(f"{len(name)}{name}" for name in ("JNFoundation", tree.inline_namespace()))
     machinery = {line for line in tree.text("cmake/exports.txt").splitlines() if line[0] != "#"}
     shown = []
     for line in way.run("nm", "-D", "--defined-only", library).splitlines():
         symbol, _, version = line.split()[-1].partition("@@")
         if symbol == mine:
             continue
-        if "12JNFoundation" not in symbol or version != mine:
+        if space not in symbol or version != mine:
             raise Failure(f"{library.name} shows {line}")
-        hidden = re.match(r"_Z[A-Z]*[A-Za-z0-9_]*?N[KRO]*12JNFoundation4impl(\d+)(\w+)", symbol)
+        hidden = re.match(rf"_Z[A-Z]*[A-Za-z0-9_]*?N[KRO]*{space}4impl(\d+)(\w+)", symbol)
         if hidden and hidden[2][:int(hidden[1])] not in machinery:
             raise Failure(f"{library.name} shows machinery: {symbol}")
         shown.append(symbol)
     soname = re.search(r"SONAME.*\[(.*)\]", way.run("readelf", "-d", library))[1]
-    wanted = f"{library.name.split('.')[0]}.so.{VERSION.rsplit('.', 1)[0]}"
+    wanted = f"{library.name.split('.')[0]}.so.{ABI}"
     if soname != wanted or not shown:
         raise Failure(f"{library.name} is called {soname} and shows {len(shown)} symbols")
     return f"{soname} shows {len(shown)} symbols"

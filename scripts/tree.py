@@ -50,6 +50,22 @@ def text(name):
     return (ROOT / name).read_text(encoding="utf-8", errors="replace")
 
 
+def version():
+    """The release that the tree is of."""
+    return ".".join(re.findall(r"(?m)^#define JN_VERSION_(?:MAJOR|MINOR|PATCH) (\d+)$",
+                               text(LIBRARY + "Version.h")))
+
+
+def abi():
+    """The versions that break no program, as one: until 1.0 a minor one may break it, then a major one."""
+    major, minor, _ = version().split(".")
+    return f"{major}.{minor}" if major == "0" else major
+
+
+def inline_namespace():
+    return "v" + abi().replace(".", "_")
+
+
 @functools.cache
 def without_comments(name):
     """The file's text with comments blanked, line numbers kept."""

@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/value/Value.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class PLVDeferred;
 

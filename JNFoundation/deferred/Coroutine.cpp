@@ -4,7 +4,7 @@
 
 #include <JNFoundation/deferred/impl/Engine.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 constinit const Class Continuation::classObject = Class::of<Continuation>("Continuation");
 
@@ -197,4 +197,4 @@ Awaiter::~Awaiter() {
 
 void Awaiter::raise() const { Rejected::raise(as<PLVRejected>(_value)); }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

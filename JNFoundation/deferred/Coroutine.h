@@ -42,7 +42,7 @@
 /// It is thrown once: what awaits while it cleans up does wait. A coroutine that can no longer be
 /// resumed, because what it waits for died without an outcome, is destroyed where it stands, and
 /// its deferred is cancelled unless others resolved it before.
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace impl {
 
@@ -241,7 +241,7 @@ impl::PromiseAwaiter operator co_await(Ref<T>&& promise) {
   return impl::PromiseAwaiter(std::move(promise));
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1
 
 template <class... Arguments>
 struct std::coroutine_traits<JNFoundation::Ref<JNFoundation::PLVDeferred>, Arguments...> {

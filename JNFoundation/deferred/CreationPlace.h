@@ -1,6 +1,6 @@
 #pragma once
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// The line of source that made a deferred or a promise, for reports. It comes in by itself, as the
 /// last argument of the operations that make one; a function of yours that makes them for others
@@ -23,4 +23,4 @@ struct CreationPlace {
   explicit operator bool() const noexcept { return file != nullptr; }
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

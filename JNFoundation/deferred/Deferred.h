@@ -4,7 +4,7 @@
 #include <JNFoundation/deferred/PLVDeferred.h>
 #include <JNFoundation/deferred/TypedHandler.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace impl {
 template <class T>
@@ -235,4 +235,4 @@ impl::TypedAwaiter<T> operator co_await(Deferred<T>&& deferred) {
   return impl::TypedAwaiter<T>(std::move(deferred).untyped());
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/value/FatalError.h>
 #include <JNFoundation/platform/value/NSArray.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 using Work = Block<Value(const Value& element, NSUInteger index)>;
@@ -104,4 +104,4 @@ Ref<PLVDeferred> mapConcurrently(const Ref<NSArray>& elements, NSUInteger limit,
       ->begin(place);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

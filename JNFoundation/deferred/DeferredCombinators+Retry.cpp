@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/dispatch/Random.h>
 #include <JNFoundation/platform/value/FatalError.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 class Retry : public impl::Combination {
@@ -86,4 +86,4 @@ Ref<PLVDeferred> retry(Block<Value(NSUInteger attempt)> work, RetryOptions optio
   return makeObject<Retry>(std::move(work), std::move(options))->begin(place);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -6,7 +6,7 @@
 #include <JNFoundation/deferred/impl/Combination.h>
 #include <JNFoundation/platform/value/NSArray.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 /// Cancels the work when its time is up, or when the result is cancelled.
@@ -162,4 +162,4 @@ Ref<PLVDeferred> allSettled(const Ref<NSArray>& deferreds, CreationPlace place) 
   return gather(deferreds, Gathering::Goal::AllSettled, Unneeded::Continue, place);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -2,7 +2,7 @@
 
 #include <JNFoundation/deferred/PLVDeferred.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 // Deferreds made of others that stop the work as well as the wait, beside the class operations of
 // PLVDeferred:

@@ -5,7 +5,7 @@
 #include <JNFoundation/platform/value/NSDictionary.h>
 #include <JNFoundation/platform/value/NSNull.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 using TraceEntry = DeferredTrace::Entry;
@@ -107,4 +107,4 @@ Ref<NSString> DeferredTrace::json() const {
                                                                nullptr);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

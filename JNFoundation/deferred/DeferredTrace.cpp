@@ -13,7 +13,7 @@
 #include <JNFoundation/platform/dispatch/Clock.h>
 #include <JNFoundation/platform/value/NSArray.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 using impl::Step;
 using impl::Watch;
@@ -230,4 +230,4 @@ DeferredTrace DeferredTrace::unsettled() const {
   return trace;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/value/NSString.h>
 #include <JNFoundation/platform/value/Types.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// A picture of the deferreds, promises and enumerations that are alive at one instant, and of who
 /// waits for whom: for the question why something does not come to an end.

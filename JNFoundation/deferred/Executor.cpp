@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/dispatch/MainQueue.h>
 #include <JNFoundation/platform/value/NSDictionary.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 OffloadedWork::OffloadedWork(CreationPlace place)
     : _deferred(PLVDeferred::initWithResolutionSource(Value(static_cast<NSObject*>(this)), place)) {
@@ -53,4 +53,4 @@ void OffloadedWork::settle(const Value& outcome) noexcept {
   }
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

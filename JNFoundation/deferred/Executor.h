@@ -10,7 +10,7 @@
 #include <JNFoundation/platform/value/Block.h>
 #include <JNFoundation/platform/value/FatalError.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace impl {
 class OffloadedWork;

@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/value/Value.h>
 #include <JNFoundation/platform/value/Weak.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace impl {
 
@@ -109,4 +109,4 @@ auto guarded(Guard guard, Handler&& handler) {
   }
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

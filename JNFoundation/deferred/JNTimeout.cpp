@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class JNTimeout::classObject = Class::of<JNTimeout>("JNTimeout");
 
@@ -19,4 +19,4 @@ Ref<JNTimeout> JNTimeout::instance() {
   return Ref<JNTimeout>(timeout);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

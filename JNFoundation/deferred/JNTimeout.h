@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/value/NSObject.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// What a deferred is rejected with when its time is up: the value of the PLVRejected is the one
 /// instance of the process.

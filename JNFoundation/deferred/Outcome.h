@@ -6,7 +6,7 @@
 #include <JNFoundation/deferred/PLVRejected.h>
 #include <JNFoundation/deferred/ValueConversion.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// A value of type T, or a failure: what a handler of a typed deferred returns that may fail, and
 /// what one gets that takes both.
@@ -68,4 +68,4 @@ class Outcome<void> {
   Ref<PLVRejected> _rejected;
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

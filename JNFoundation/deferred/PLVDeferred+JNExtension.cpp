@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/value/NSNull.h>
 #include <JNFoundation/util/NSArray+PLVExtensions.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 const ClassDeclaration<PLVDeferred> declarationOfPLVDeferredJNExtension =
@@ -141,4 +141,4 @@ Ref<PLVDeferred> PLVDeferred::ignoreRejected(CreationPlace place) {
   });
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

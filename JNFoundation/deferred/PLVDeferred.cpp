@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/dispatch/MainQueue.h>
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 using impl::Engine;
 using impl::Entry;
@@ -247,4 +247,4 @@ Entry PLVDeferred::beginCancel(const Value& value) {
   }
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -16,7 +16,7 @@
 #include <JNFoundation/platform/value/Types.h>
 #include <JNFoundation/platform/value/Weak.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSArray;
 class NSMutableArray;

@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 using impl::Engine;
 using impl::Entry;
@@ -188,4 +188,4 @@ Ref<PLVDeferred> PLVDeferredEnumeration::beginCancel() {
   return _current;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -3,7 +3,7 @@
 #include <JNFoundation/deferred/PLVDeferred.h>
 #include <JNFoundation/platform/value/NSArray.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace impl {
 class WalkPause;

@@ -1,6 +1,6 @@
 #include "JNFoundation/deferred/PLVDeferredStep.h"
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class PLVDeferredStep::classObject = Class::of<PLVDeferredStep>("PLVDeferredStep");
 
@@ -18,4 +18,4 @@ Value PLVDeferredStep::processValue(const Value& value) const {
   return _deferredResolved ? _deferredResolved(value) : value;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

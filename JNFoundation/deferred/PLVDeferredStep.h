@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/value/Block.h>
 #include <JNFoundation/platform/value/Value.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// The handler of a success: gets the value, returns what the next step sees.
 using PLVResolvedHandler = Block<Value(const Value& value)>;

@@ -6,7 +6,7 @@
 #include <JNFoundation/deferred/PLVDeferred.h>
 #include <JNFoundation/platform/value/NSError.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace impl {
 

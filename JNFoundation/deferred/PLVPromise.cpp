@@ -5,7 +5,7 @@
 #include <JNFoundation/platform/dispatch/MainQueue.h>
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 using impl::Engine;
 using impl::Entry;
@@ -294,4 +294,4 @@ Entry PLVPromise::ready() {
   return {Entry::Kind::Listeners, this, Value()};
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -5,7 +5,7 @@
 #include <JNFoundation/deferred/PLVDeferred.h>
 #include <JNFoundation/platform/value/NSOrderedSet.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// The final callback of a promise: gets the value of a success, or null and the failure.
 using PLVPromiseFulfilledBlock = Block<void(const Value& value, const Ref<PLVRejected>& rejected)>;

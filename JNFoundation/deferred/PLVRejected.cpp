@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class PLVRejected::classObject = Class::of<PLVRejected>("PLVRejected");
 
@@ -54,4 +54,4 @@ Ref<NSString> PLVRejected::description() const {
       "%@ [%@]", _cancellation ? "PLVRejected (CANCELLED)" : "PLVRejected", _value);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/value/NSString.h>
 #include <JNFoundation/platform/value/Value.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace impl {
 /// The handler that was just given the value has passed it on without a look.

@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class PLVRejectedIgnored::classObject =
     Class::of<PLVRejectedIgnored>("PLVRejectedIgnored");
@@ -33,4 +33,4 @@ Ref<NSString> PLVRejectedIgnored::description() const {
   return NSString::stringWithFormat("%@%@", NSObject::description(), suffix);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -2,7 +2,7 @@
 
 #include <JNFoundation/deferred/PLVRejected.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// A failure that was deliberately ignored, as a success value: it is no PLVRejected, so resolved
 /// handlers receive it.

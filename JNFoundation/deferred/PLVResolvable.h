@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/value/Value.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// What accepts one outcome. Threads: both operations may be called on any thread.
 class PLVResolvable : public NSObjectProtocol {
@@ -27,4 +27,4 @@ class PLVResolutionSource : public NSObjectProtocol {
   ~PLVResolutionSource() override = default;
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -3,7 +3,7 @@
 #include <JNFoundation/deferred/Deferred.h>
 #include <JNFoundation/deferred/PLVPromise.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// A promise of a T, see ValueConversion and Deferred.
 ///
@@ -96,4 +96,4 @@ impl::TypedPromiseAwaiter<T> operator co_await(const Promise<T>& promise) {
   return impl::TypedPromiseAwaiter<T>(promise.untyped());
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -10,7 +10,7 @@
 #include <JNFoundation/platform/value/NSDictionary.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 #if __has_include(<cxxabi.h>)
@@ -82,4 +82,4 @@ Ref<PLVRejected> currentExceptionAsRejected() {
   }
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

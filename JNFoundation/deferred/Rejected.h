@@ -4,7 +4,7 @@
 
 #include <JNFoundation/deferred/PLVRejected.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// The domain of the errors that this folder makes itself, and their codes. Each has a
 /// localizedDescription.

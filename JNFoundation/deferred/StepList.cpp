@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 Value Step::processOtherwise(const Value& value, bool isRejected) const {
   switch (kind) {
@@ -80,4 +80,4 @@ Step StepList::takeFromBlocks() noexcept {
   return step;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

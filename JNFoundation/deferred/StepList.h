@@ -6,7 +6,7 @@
 
 #include <JNFoundation/deferred/PLVDeferredStep.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// What a deferred does next with its value: calls a handler, or goes on in another object, which
 /// the engine does itself.

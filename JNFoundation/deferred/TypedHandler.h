@@ -11,7 +11,7 @@
 #include <JNFoundation/deferred/PLVRejected.h>
 #include <JNFoundation/deferred/ValueConversion.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 template <class T>
 class Deferred;
@@ -266,4 +266,4 @@ class GuardedTypedHandler {
 };
 
 }  // namespace impl
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

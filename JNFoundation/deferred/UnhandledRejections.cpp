@@ -3,7 +3,7 @@
 #include <JNFoundation/deferred/impl/Watch.h>
 #include <JNFoundation/platform/dispatch/NSLog.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 Ref<NSString> UnhandledRejection::description() const {
   Ref<NSString> subject = NSString::stringWithUTF8String(kind);
@@ -23,4 +23,4 @@ void logUnhandledRejections() {
       [](const UnhandledRejection& unhandled) { NSLog("%@", unhandled.description()); });
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

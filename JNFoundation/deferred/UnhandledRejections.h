@@ -4,7 +4,7 @@
 #include <JNFoundation/deferred/PLVRejected.h>
 #include <JNFoundation/platform/value/Block.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// A failure that nobody could see: the deferred or the promise that ended with it has gone.
 struct UnhandledRejection {

@@ -3,7 +3,7 @@
 #include <JNFoundation/deferred/Rejected.h>
 #include <JNFoundation/platform/value/NSDictionary.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 Ref<PLVRejected> impl::rejectedForKind(std::string_view expected, const Value& found) {
   Ref<NSString> kind = "null";
@@ -19,4 +19,4 @@ Ref<PLVRejected> impl::rejectedForKind(std::string_view expected, const Value& f
       NSDictionary::dictionaryWithEntries({{NSLocalizedDescriptionKey, text}})));
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

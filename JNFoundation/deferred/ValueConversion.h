@@ -11,7 +11,7 @@
 #include <JNFoundation/platform/value/NSString.h>
 #include <JNFoundation/platform/value/Value.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class PLVDeferred;
 class PLVPromise;

@@ -2,7 +2,7 @@
 
 #include <JNFoundation/fetched/impl/ListMapping.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace {
 
@@ -229,4 +229,4 @@ std::vector<ListPlace> placesOfItemSteps(const std::vector<EditStep>& script) {
   return places;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -5,7 +5,7 @@
 
 #include <JNFoundation/fetched/ListChanges.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// One step of a script: where things are at the moment of the step, with all steps before it done
 /// and none after it.

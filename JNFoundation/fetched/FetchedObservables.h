@@ -4,7 +4,7 @@
 #include <JNFoundation/fetched/RefreshState.h>
 #include <JNFoundation/fetched/ResultsStream.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// Turns what can be observed of fetched results into observables of a reactive-extensions library,
 /// described as `PLVDeferredUtil` has it:
@@ -45,4 +45,4 @@ class FetchedObservables {
   }
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/value/NSDictionary.h>
 #include <JNFoundation/platform/value/NSError.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace {
 
@@ -141,4 +141,4 @@ bool ListChanges::readJSONData(const Ref<NSData>& data, ListChanges* changes, Re
   return readJSONObject(object, changes, error);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -7,7 +7,7 @@
 #include <JNFoundation/fetched/impl/ListMapping.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace {
 
@@ -358,4 +358,4 @@ std::vector<std::vector<ListRun>> ListChanges::layout(
   return layout;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

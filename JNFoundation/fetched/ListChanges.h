@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/value/Block.h>
 #include <JNFoundation/platform/value/NSIndexPath.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSData;
 class NSDictionary;

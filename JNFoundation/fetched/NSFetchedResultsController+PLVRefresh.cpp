@@ -5,7 +5,7 @@
 #include <JNFoundation/platform/value/NSDictionary.h>
 #include <JNFoundation/platform/value/Runtime.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 const ClassDeclaration<NSFetchedResultsController>
@@ -60,4 +60,4 @@ void plv_getRefreshPromiseWithOptions(const Ref<NSFetchedResultsController>& con
   if (promise) *promise = plv_refreshWithOptions(controller, options);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

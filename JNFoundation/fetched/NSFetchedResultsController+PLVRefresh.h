@@ -15,7 +15,7 @@
 ///
 /// A null controller answers what a message to null answers: null. Nothing is called.
 /// Threads: the controller's; blocks are called there, before the operation returns.
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// Puts the provider and its block in the place of earlier ones; a null provider removes them.
 /// Takes: the provider weakly; the block, until then or until the controller goes, so a block that

@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 const ClassDeclaration<NSIndexPath> declarationOfNSIndexPathPLVUnsignedItemSection =
@@ -29,4 +29,4 @@ NSUInteger plv_itemIndex(const Ref<NSIndexPath>& path) {
   return path ? path->indexAtPosition(1) : 0;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -7,7 +7,7 @@
 /// A path that is too short has no item, or no section either, and says so instead of failing. A
 /// null path answers what a message to null answers: 0.
 /// Threads: any.
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// The path [section, item]. The item comes first here, though second in the path.
 Ref<NSIndexPath> plv_indexPathForItemIndexSectionIndex(NSUInteger itemIndex,

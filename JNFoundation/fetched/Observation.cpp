@@ -1,7 +1,7 @@
 #include "JNFoundation/fetched/Observation.h"
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class Observation::classObject = Class::of<Observation>("Observation");
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/value/Block.h>
 #include <JNFoundation/platform/value/Weak.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// Somebody who observes something. It goes on for as long as this is kept, or until `stop`.
 ///

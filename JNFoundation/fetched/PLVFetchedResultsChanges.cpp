@@ -5,7 +5,7 @@
 #include <JNFoundation/platform/value/NSArray.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class PLVFetchedResultsChanges::classObject =
     Class::of<PLVFetchedResultsChanges>("PLVFetchedResultsChanges");
@@ -104,4 +104,4 @@ void PLVFetchedResultsChanges::setObjectForKeyedSubscript(const Value& object, c
   }
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -5,7 +5,7 @@
 #include <JNFoundation/platform/value/NSDictionary.h>
 #include <JNFoundation/platform/value/NSIndexSet.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// One batch of changes of a list, collected call by call and then applied as a whole.
 ///

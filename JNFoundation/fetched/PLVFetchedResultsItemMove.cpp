@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class PLVFetchedResultsItemMove::classObject =
     Class::of<PLVFetchedResultsItemMove>("PLVFetchedResultsItemMove");
@@ -21,4 +21,4 @@ Ref<PLVFetchedResultsItemMove> PLVFetchedResultsItemMove::initWithFromTo(
   return makeObject<PLVFetchedResultsItemMove>(from, to);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/value/NSIndexPath.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// An item that went from one place of a list to another.
 /// Threads: any; a move never changes.

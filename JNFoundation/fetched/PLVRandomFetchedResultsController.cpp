@@ -4,7 +4,7 @@
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/Runtime.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class PLVRandomFetchedResultsController::classObject =
     Class::of<PLVRandomFetchedResultsController>("PLVRandomFetchedResultsController");
@@ -190,4 +190,4 @@ void PLVRandomFetchedResultsController::tell(const PLVFetchedResultsChanges& cha
   if (answers(Callback::DidChangeContent)) delegate->controllerDidChangeContent(self);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

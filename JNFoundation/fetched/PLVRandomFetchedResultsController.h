@@ -2,7 +2,7 @@
 
 #include <JNFoundation/fetched/PLVRandomFetchedResultsSample.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// A random choice of what a fetch request finds, for whatever shows fetched results: one section,
 /// kept true, with a delegate that is told of changes as by any other controller.

@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class PLVRandomFetchedResultsSample::classObject =
     Class::of<PLVRandomFetchedResultsSample>("PLVRandomFetchedResultsSample");
@@ -179,4 +179,4 @@ Ref<NSMutableArray> PLVRandomFetchedResultsSample::updateObjectsWithChanges(
   return objects;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

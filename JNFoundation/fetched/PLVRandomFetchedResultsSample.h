@@ -3,7 +3,7 @@
 #include <JNFoundation/fetched/PLVFetchedResultsChanges.h>
 #include <JNFoundation/platform/store/NSFetchedResultsController.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// A random choice of the objects in the first section of fetched results, as a section of its
 /// own, that is kept valid from batch to batch: what was deleted drops out, free slots are filled

@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class PLVRefreshProviderBlock::classObject =
     Class::of<PLVRefreshProviderBlock>("PLVRefreshProviderBlock");
@@ -19,4 +19,4 @@ Ref<PLVRefreshProviderBlock> PLVRefreshProviderBlock::init() {
   return makeObject<PLVRefreshProviderBlock>();
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

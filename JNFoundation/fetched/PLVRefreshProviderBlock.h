@@ -4,7 +4,7 @@
 #include <JNFoundation/platform/store/NSFetchedResultsController.h>
 #include <JNFoundation/platform/value/Weak.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// Refreshes what a controller shows. The options are the caller's and the provider's affair.
 using PLVRefreshBlock = Block<Ref<PLVPromise>(NSInteger options, const Ref<NSObject>& provider,

@@ -5,7 +5,7 @@
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class RefreshState::classObject = Class::of<RefreshState>("RefreshState");
 
@@ -145,4 +145,4 @@ void RefreshState::watchAge() {
                              });
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

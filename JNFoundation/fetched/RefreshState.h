@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/dispatch/Clock.h>
 #include <JNFoundation/platform/store/NSFetchedResultsController.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// How it stands with fresh data.
 struct RefreshStatus {

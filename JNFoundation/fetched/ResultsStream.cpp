@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class ResultsEvent::classObject = Class::of<ResultsEvent>("ResultsEvent");
 constinit const Class ResultsStream::classObject = Class::of<ResultsStream>("ResultsStream");
@@ -132,4 +132,4 @@ Ref<NSString> ResultsStream::controllerSectionIndexTitleForSectionName(Controlle
   return other ? other->controllerSectionIndexTitleForSectionName(controller, name) : nullptr;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -7,7 +7,7 @@
 #include <JNFoundation/fetched/Observation.h>
 #include <JNFoundation/platform/store/NSFetchedResultsController.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// Fetched results as they were at one moment, and what led there.
 /// Threads: that of the results; an event never changes.

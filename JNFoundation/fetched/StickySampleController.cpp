@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class StickySampleController::classObject =
     Class::of<StickySampleController>("StickySampleController");
@@ -353,4 +353,4 @@ NSUInteger StickySampleController::sectionForSectionIndexTitleAtIndex(const Ref<
   return _results->sectionForSectionIndexTitleAtIndex(title, index);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/dispatch/Random.h>
 #include <JNFoundation/platform/store/NSFetchedResultsController.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 struct ListChanges;
 

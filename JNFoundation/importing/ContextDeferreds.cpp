@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/value/NSDictionary.h>
 #include <JNFoundation/platform/value/NSError.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 Ref<NSFetchRequest> copyOf(const Ref<NSFetchRequest>& request) {
@@ -120,4 +120,4 @@ Deferred<void> saveIn(const Ref<NSManagedObjectContext>& context, CreationPlace 
       place);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

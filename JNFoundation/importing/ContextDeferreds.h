@@ -8,7 +8,7 @@
 
 /// What a context does in its own queue, as deferreds. All may be called on any thread; outcomes
 /// arrive on the main thread. Cancelling a deferred whose work has not begun skips the work.
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// The queue of a context, as an Executor. Takes: the context, until its last task has run.
 class ContextExecutor {

@@ -2,7 +2,7 @@
 
 #include <string>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class ImportReport::classObject = Class::of<ImportReport>("ImportReport");
 
@@ -23,4 +23,4 @@ Ref<NSString> ImportReport::description() const {
   return NSString::fromText(text.empty() ? "nothing to import" : text);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -5,7 +5,7 @@
 #include <JNFoundation/platform/value/NSArray.h>
 #include <JNFoundation/platform/value/NSError.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace impl {
 class ImportRun;

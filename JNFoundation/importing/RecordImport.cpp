@@ -4,7 +4,7 @@
 
 #include <JNFoundation/importing/impl/ImportRun.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 Deferred<Ref<ImportReport>> importRecords(const Ref<NSArray>& records,
                                           const Ref<NSString>& entityName,
@@ -14,4 +14,4 @@ Deferred<Ref<ImportReport>> importRecords(const Ref<NSArray>& records,
       impl::ImportRun::start(records, entityName, context, std::move(options), place));
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/query/NSPredicate.h>
 #include <JNFoundation/platform/store/NSManagedObjectContext.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// When what was imported is written.
 enum class ImportCommit {

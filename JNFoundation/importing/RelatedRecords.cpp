@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/value/NSError.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 void relateRecord(NSManagedObject& object, const Ref<NSString>& relationship, const Value& record) {
   const auto description = as<NSRelationshipDescription>(
@@ -31,4 +31,4 @@ void relateRecord(NSManagedObject& object, const Ref<NSString>& relationship, co
   while (!related->isEmpty()) related->relate();
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/store/NSManagedObject.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// Relates an object to those that a value of its record stands for. A model class calls it from a
 /// message that a rule of its map names:

@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/text/Folding.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 constexpr std::array months{"January", "February", "March",     "April",   "May",      "June",
@@ -221,4 +221,4 @@ std::optional<double> DatePattern::secondsSince1970(std::string_view text) const
   return reading.isAtEnd() ? fields.secondsSince1970() : std::nullopt;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

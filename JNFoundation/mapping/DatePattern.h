@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// A form in which a feed writes dates, e.g. "dd.MM.yyyy HH:mm" or "EEE, dd MMM yyyy HH:mm:ss Z".
 ///
@@ -50,4 +50,4 @@ class DatePattern {
   std::vector<Piece> _pieces;
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -5,7 +5,7 @@
 #include <JNFoundation/mapping/MapInspection.h>
 #include <JNFoundation/platform/store/NSManagedObjectModel.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 using Problem = MapInspection::Problem;
@@ -96,4 +96,4 @@ std::vector<Problem> MapInspection::problemsOfModel(const Ref<NSManagedObjectMod
   return ModelProblems(model, options).toBeTold();
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

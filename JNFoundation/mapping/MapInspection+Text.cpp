@@ -2,7 +2,7 @@
 
 #include <JNFoundation/mapping/MapInspection.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 Ref<NSString> MapInspection::Origin::text() const {
   const Ref<NSString> name = entity ? entity->name() : nullptr;
@@ -124,4 +124,4 @@ std::string_view MapInspection::nameOf(NSAttributeType type) noexcept {
   return "Undefined";
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

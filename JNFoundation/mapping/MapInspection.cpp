@@ -12,7 +12,7 @@
 #include <JNFoundation/platform/store/NSRelationshipDescription.h>
 #include <JNFoundation/platform/text/ASCII.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 using Problem = MapInspection::Problem;
@@ -410,4 +410,4 @@ MapInspection MapInspection::ofDescriptor(const Ref<NSEntityDescription>& entity
   return Inspector(entity, options).inspect(entries, true);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/store/NSEntityDescription.h>
 #include <JNFoundation/platform/value/NSSet.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// What the mapping rules of an entity come to, read without building a map and without a line in
 /// the log: the rules that will work, where each comes from, and what is wrong with the others.

@@ -12,7 +12,7 @@
 #include <JNFoundation/platform/text/Folding.h>
 #include <JNFoundation/platform/text/NumberText.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 /// The sign and digits of a whole number without a plus sign and without zeros in front.
@@ -143,4 +143,4 @@ Ref<NSString> MappingEvent::text() const {
   return NSString::stringWithFormat("%@: %@", line, reasonText());
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -5,7 +5,7 @@
 #include <JNFoundation/platform/value/NSString.h>
 #include <JNFoundation/platform/value/Types.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace impl {
 class MappingPath;

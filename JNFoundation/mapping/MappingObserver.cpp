@@ -5,7 +5,7 @@
 #include <JNFoundation/mapping/impl/MappingReport.h>
 #include <JNFoundation/platform/value/Runtime.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 const char observerKey = 0;
@@ -44,4 +44,4 @@ MappingObserver impl::mappingObserverOf(const NSManagedObject& object) {
   return mappingObserver(object.managedObjectContext());
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -14,7 +14,7 @@
 /// One mapping alone is observed with `mapDictionaryToObjectFilterObserver` of its map. Without an
 /// observer, a mapping pays one look at a variable; with one, nothing is allocated for a value
 /// until its event is asked for texts or paths.
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// Calls: on the mapping's thread, after the value has found its end and before the next one is
 /// looked at. What it raises ends the mapping.
@@ -28,4 +28,4 @@ void setMappingObserver(const Ref<NSManagedObjectContext>& context,
 /// Returns: null where there is none, and for a null context. Threads: any.
 MappingObserver mappingObserver(const Ref<NSManagedObjectContext>& context);
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/value/NSNull.h>
 #include <JNFoundation/platform/value/NSNumber.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 constexpr const char* parseException = "Parse exception";
@@ -142,4 +142,4 @@ Value parseRFC3339DateTimeString(const Ref<NSString>& text) {
   return seconds ? NSDate::dateWithTimeIntervalSince1970(*seconds) : Value();
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -11,7 +11,7 @@
 /// A key is absent when it is missing or holds the null marker. A null dictionary has no keys. A
 /// key may be any value; it is looked up as it stands, without paths. Threads: any, for
 /// dictionaries that nobody changes meanwhile.
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 // ---- Scalars: never fail ----------------------------------------------------------------------
 

@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/value/Runtime.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 const char filterKey = 0;
@@ -18,4 +18,4 @@ Ref<PLVDataMapFilter> plv_dataMapFilter(const Ref<NSManagedObjectContext>& conte
   return as<PLVDataMapFilter>(objc_getAssociatedObject(context.get(), &filterKey));
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/text/PercentText.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 Ref<NSString> jn_stringWithUrlEncoding(const Ref<NSString>& text) {
   return text ? NSString::fromText(percentEncoded(text->utf8())) : nullptr;
@@ -14,4 +14,4 @@ Ref<NSString> jn_stringWithUrlDecoding(const Ref<NSString>& text) {
   return decoded ? NSString::fromText(*decoded) : nullptr;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

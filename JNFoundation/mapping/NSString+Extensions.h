@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/value/NSString.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// The text for use as one component of a URL query: every byte of its UTF-8 becomes "%" and two
 /// upper-case hexadecimal digits, except ASCII letters, digits, "-", ".", "_" and "~".

@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class PLVDataError::classObject = Class::of<PLVDataError>("PLVDataError");
 
@@ -18,4 +18,4 @@ Ref<PLVDataError> PLVDataError::errorWithDomainCodeUserInfo(const Ref<NSString>&
   return makeObject<PLVDataError>(domain, code, userInfo);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

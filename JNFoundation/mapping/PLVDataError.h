@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/value/NSError.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// The domain of the data layer's errors.
 inline constexpr const char* PLVDataErrorDomain = "PLVDataErrorDomain";

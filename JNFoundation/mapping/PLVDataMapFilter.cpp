@@ -4,7 +4,7 @@
 #include <JNFoundation/platform/value/Runtime.h>
 #include <JNFoundation/util/PLVTargetAction.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class PLVDataMapFilter::classObject =
     Class::of<PLVDataMapFilter>("PLVDataMapFilter");
@@ -44,4 +44,4 @@ Value PLVDataMapFilter::valueFilteredBy(const Value& value, const Ref<NSString>&
   return action->performWithObject(value);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

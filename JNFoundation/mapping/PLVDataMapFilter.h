@@ -4,7 +4,7 @@
 #include <JNFoundation/platform/value/SEL.h>
 #include <JNFoundation/platform/value/Subclass.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// Named transformations that record mapping applies to values before it stores them: the rule
 /// "trim|name" passes its value through the action named "trim".

@@ -11,7 +11,7 @@
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/Runtime.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class PLVDictionaryDataMap::classObject =
     Class::of<PLVDictionaryDataMap>("PLVDictionaryDataMap");
@@ -341,4 +341,4 @@ Ref<NSMutableSet> PLVDictionaryDataMap::filterNames() const {
   return names;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/value/NSDictionary.h>
 #include <JNFoundation/platform/value/NSSet.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class PLVDataMapFilter;
 

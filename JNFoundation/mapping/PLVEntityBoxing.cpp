@@ -4,7 +4,7 @@
 
 #include <JNFoundation/platform/value/Runtime.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 /// An array or a set on its way through a conversion.
@@ -105,4 +105,4 @@ Ref<NSManagedObjectID> plv_permanentObjectID(const Ref<NSManagedObject>& object)
   return object->objectID();
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

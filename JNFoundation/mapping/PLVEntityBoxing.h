@@ -19,7 +19,7 @@
 /// stays as it is. An element of an application's class that declares the operation of the same
 /// selector has the form that this gives. The results are new, and mutable.
 /// Threads: those of the objects' contexts; IDs may cross. A null receiver gives null.
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 Ref<NSMutableArray> plv_objectWithEntitiesAsObjectID(const Ref<NSArray>& array);
 Ref<NSMutableSet> plv_objectWithEntitiesAsObjectID(const Ref<NSSet>& set);

@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/util/NSArray+PLVExtensions.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class PLVManagedObject::classObject =
     Class::of<PLVManagedObject>("PLVManagedObject");
@@ -92,4 +92,4 @@ Value PLVManagedObject::aggregate(
   return row ? row->objectForKey(aggregateName) : Value();
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/value/NSError.h>
 #include <JNFoundation/platform/value/Subclass.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// The base of an application's model classes: they merge decoded records into themselves, and find
 /// objects of their own entity.

@@ -11,7 +11,7 @@
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/Runtime.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class PLVScalarDataMap::classObject =
     Class::of<PLVScalarDataMap>("PLVScalarDataMap");
@@ -261,4 +261,4 @@ Value PLVScalarDataMap::parseRFC3339DateTimeString(const Ref<NSString>& text) {
   return JNFoundation::parseRFC3339DateTimeString(text);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/store/NSEntityDescription.h>
 #include <JNFoundation/platform/store/NSManagedObject.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class PLVDataMapFilter;
 

@@ -15,7 +15,7 @@
 #include <JNFoundation/platform/value/NSDate.h>
 #include <JNFoundation/util/PLVTargetAction.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// What answers the message of a block's action.
 class FilterBlockTarget : public NSObject {
@@ -148,4 +148,4 @@ FilterBlock dateFilter(std::string_view pattern) {
   };
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -14,7 +14,7 @@
 ///     setBlockForFilter(filter, [](const Value& value) {            // one made of others
 ///       return nullIfEmpty(trimmedText(value));
 ///     }, "text");
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 using FilterBlock = Block<Value(const Value& value)>;
 

@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/value/NSNull.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 RecordEntry entryForKey(const Ref<NSDictionary>& dictionary, const Value& key) {
   Value value = dictionary ? dictionary->objectForKey(key) : Value();
@@ -22,4 +22,4 @@ RecordEntry entryForPath(const Ref<NSDictionary>& dictionary, const Ref<NSArray>
   return entry;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

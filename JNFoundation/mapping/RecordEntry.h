@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/value/NSArray.h>
 #include <JNFoundation/platform/value/NSDictionary.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// What a record says under a key: nothing, null, or something. The typed readers in
 /// NSDictionary+Extensions.h treat the first two alike; where "leave it" and "clear it" differ,

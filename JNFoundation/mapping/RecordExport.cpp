@@ -10,7 +10,7 @@
 #include <JNFoundation/platform/text/DateText.h>
 #include <JNFoundation/platform/value/NSNull.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 using Obstacle = RecordExport::Obstacle;
@@ -195,4 +195,4 @@ Ref<NSMutableDictionary> RecordExport::recordOfObject(const Ref<NSManagedObject>
   return record;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -5,7 +5,7 @@
 #include <JNFoundation/mapping/PLVDictionaryDataMap.h>
 #include <JNFoundation/platform/store/NSManagedObject.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// Objects back to records, by the rules that records were mapped with: what an export gives, maps
 /// onto a new object as it was.

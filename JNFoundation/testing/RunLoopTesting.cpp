@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/value/FatalError.h>
 #include <JNFoundation/platform/value/NSDate.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 /// One turn in the mode that the loop runs in, since that is the one whose timers count.
@@ -48,4 +48,4 @@ bool pollUntil(const Block<bool()>& condition, NSTimeInterval seconds) {
   return true;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/value/Block.h>
 #include <JNFoundation/platform/value/Types.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 // Running the main thread's loop from a test. Requires: the main thread; the process stops with a
 // message on another. All of it works from inside a handler, too.

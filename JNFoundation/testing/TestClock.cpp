@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/dispatch/MainQueue.h>
 #include <JNFoundation/testing/RunLoopTesting.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 TestClock::TestClock(NSTimeInterval secondsSince1970) : _clock(secondsSince1970) {}
 
@@ -25,4 +25,4 @@ bool TestClock::advanceUntilIdle(NSTimeInterval limit) {
   return runUntil(_clock.momentAfter(limit)) && MainQueue::current().nextDeadline() == never;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

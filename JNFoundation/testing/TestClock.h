@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/dispatch/ManualClock.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// Virtual time for a test: while it exists, dates, delays, time-outs and timers of the calling
 /// thread's queue and loop go by a clock that stands still until the test moves it.
@@ -51,4 +51,4 @@ class TestClock {
   ClockScope _scope{_clock};
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

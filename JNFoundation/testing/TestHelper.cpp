@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/dispatch/NSRunLoop.h>
 #include <JNFoundation/platform/value/NSDate.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 /// What the observer on the main thread saw, for the thread that waits.
@@ -83,4 +83,4 @@ void test_untilExpiresWaitForResolution(const Ref<PLVPromise>& promise, NSTimeIn
   waitAndReport(*observation, interval, callback);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

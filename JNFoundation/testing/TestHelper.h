@@ -3,7 +3,7 @@
 #include <JNFoundation/deferred/PLVDeferred.h>
 #include <JNFoundation/deferred/PLVPromise.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// Gets whether the outcome came in time and, if it did, the value of a success or the failure.
 using TestResolutionBlock =
@@ -31,4 +31,4 @@ void test_untilExpiresWaitForResolution(const Ref<PLVDeferred>& deferred, NSTime
 void test_untilExpiresWaitForResolution(const Ref<PLVPromise>& promise, NSTimeInterval interval,
                                         const TestResolutionBlock& callback);
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

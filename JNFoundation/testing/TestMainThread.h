@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/dispatch/MainQueue.h>
 #include <JNFoundation/testing/TestClock.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// A main thread of a test's own: while it exists the calling thread is the main one, with a queue
 /// and a loop that start empty and with virtual time. What is left at the end is released without
@@ -35,4 +35,4 @@ class TestMainThread {
   MainQueueScope _scope;
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

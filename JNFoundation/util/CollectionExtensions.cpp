@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/value/FatalError.h>
 #include <JNFoundation/platform/value/NSSet.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace {
 
@@ -51,4 +51,4 @@ void requireShufflable(std::size_t count) {
 
 }  // namespace impl
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

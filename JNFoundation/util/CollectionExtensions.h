@@ -23,7 +23,7 @@
 /// Random choices come from `arc4random_uniform`, each as likely as any other; tests replace its
 /// source with a RandomSourceScope.
 /// Threads: any that may read the collection.
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace impl {
 

@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/util/impl/Walking.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace {
 
@@ -140,4 +140,4 @@ void plv_enumerateSubarraysOfLengthUsingBlock(
   }
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -21,7 +21,7 @@
 /// Threads: any that may read the array; blocks are called there, before the operation returns.
 /// Fail: raise NSGenericException when a block changes the array, and NSInvalidArgumentException
 /// for a bad format; reading keys raises what the element raises.
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSMutableDictionary;
 

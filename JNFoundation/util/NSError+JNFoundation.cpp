@@ -4,7 +4,7 @@
 #include <JNFoundation/platform/value/NSDictionary.h>
 #include <JNFoundation/platform/value/Runtime.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace {
 
@@ -30,4 +30,4 @@ bool jn_isNetworkConnectivityError(const Ref<NSError>& error) {
   return !cause.isNull() && performSelector(cause, selector).boolValue();
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

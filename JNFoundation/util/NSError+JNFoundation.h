@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/value/NSError.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// Whether the error says that the device is offline: it, or what caused it, or what caused that
 /// and so on, is of NSURLErrorDomain with the code -1009 (NSURLErrorNotConnectedToInternet).
@@ -11,4 +11,4 @@ namespace JNFoundation {
 /// what stands under NSUnderlyingErrorKey is no error and has no such operation.
 bool jn_isNetworkConnectivityError(const Ref<NSError>& error);
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

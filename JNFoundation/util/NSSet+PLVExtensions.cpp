@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/util/impl/Walking.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace {
 
@@ -52,4 +52,4 @@ Ref<NSMutableDictionary> plv_indexByKeyPath(const Ref<NSSet>& set, const Ref<NSS
   return set ? impl::indexed(set, keyPath) : nullptr;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -5,7 +5,7 @@
 
 /// The operations of arrays that make sense without an order. Members are visited in the set's own
 /// order of enumeration; all else is as NSArray+PLVExtensions.h says.
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace impl {
 

@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/FatalError.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class PLVTimerFiredBlockWrapper::classObject =
     Class::of<PLVTimerFiredBlockWrapper>("PLVTimerFiredBlockWrapper");
@@ -104,4 +104,4 @@ void plv_executeTimerFiredUserInfoBlockForTimer(const Ref<NSTimer>& timer) {
   }
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

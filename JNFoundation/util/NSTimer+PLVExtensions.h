@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/dispatch/NSTimer.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 using PLVTimerFiredBlock = Block<void(const Ref<NSTimer>& timer)>;
 using PLVTimerFiredUserInfoBlock = Block<void(const Ref<NSTimer>& timer, const Value& userInfo)>;

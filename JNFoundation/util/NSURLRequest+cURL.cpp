@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/FatalError.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace {
 
@@ -182,4 +182,4 @@ Ref<NSArray> secretHTTPHeaderFields() {
                                    "X-Api-Key", "X-Auth-Token", "X-CSRF-Token");
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -13,7 +13,7 @@
 ///
 /// Neither is the other's replacement: tools that compare logs know the first one's text.
 /// Threads: any that may read the request.
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// The text with a backslash before each double quote. Nothing else is escaped: backslashes,
 /// dollars, backquotes and line breaks stay. Returns: null for null.

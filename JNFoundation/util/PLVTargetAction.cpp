@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/Runtime.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class PLVTargetAction::classObject = Class::of<PLVTargetAction>("PLVTargetAction");
 
@@ -38,4 +38,4 @@ Value PLVTargetAction::performWithObject(const Value& object) const {
   return performSelector(target(), _action, object);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

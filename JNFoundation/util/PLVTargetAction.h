@@ -4,7 +4,7 @@
 #include <JNFoundation/platform/value/Value.h>
 #include <JNFoundation/platform/value/Weak.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// A target and a one-argument action, to be performed later.
 ///

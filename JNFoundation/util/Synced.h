@@ -5,7 +5,7 @@
 
 #include <JNFoundation/platform/value/Runtime.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// Calls the closure with the object's own lock held, and gives back what it returns.
 ///

@@ -1,6 +1,6 @@
 #include "JNFoundation/util/TimeUnits.h"
 
-namespace JNFoundation::Integer {
+namespace JNFoundation::inline v0_1::Integer {
 
 Ref<NSString> formattedDigitalHoursMinutesSecondsString(NSInteger totalSeconds) {
   const char* sign = totalSeconds < 0 ? "-" : "";
@@ -15,4 +15,4 @@ Ref<NSString> formattedDigitalHoursMinutesSecondsString(NSInteger totalSeconds) 
   return NSString::stringWithFormat("%s%llu", sign, seconds);
 }
 
-}  // namespace JNFoundation::Integer
+}  // namespace JNFoundation::inline v0_1::Integer

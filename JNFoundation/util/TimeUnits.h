@@ -11,7 +11,7 @@
 ///
 /// An hour is 3600 seconds and a day 86400, whatever a calendar says.
 /// Threads: any.
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace impl {
 

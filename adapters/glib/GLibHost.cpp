@@ -6,7 +6,7 @@
 #include <limits>
 #include <new>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 constexpr gint64 noTime = std::numeric_limits<gint64>::max();
@@ -129,4 +129,4 @@ void GLibHost::releaseLoop() noexcept {
   _source = nullptr;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -3,7 +3,7 @@
 #include "FetchedResultsFeed.h"
 #include "QtModelAccess.h"
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 using Rows = FetchedRows::Rows;
@@ -265,4 +265,4 @@ bool FetchedResultsModel::Feed::tellSectionNumbers(const ToldBatch& batch) {
   return goesOn();
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

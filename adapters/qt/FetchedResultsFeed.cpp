@@ -11,7 +11,7 @@
 #include <JNFoundation/platform/store/NSEntityDescription.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 FetchedResultsModel::Feed::~Feed() { detach(); }
 
@@ -228,4 +228,4 @@ std::vector<FetchedResultsModel::Feed::Place> FetchedResultsModel::Feed::placesO
   return places;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

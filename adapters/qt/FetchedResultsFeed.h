@@ -12,7 +12,7 @@
 #include <JNFoundation/adapters/FetchedResultsModel.h>
 #include <JNFoundation/platform/value/NSObject.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// Keeps the rows of a model, and takes them from one list of the controller to the next in steps
 /// that Qt understands.

@@ -5,7 +5,7 @@
 #include <JNFoundation/adapters/QtValue.h>
 #include <JNFoundation/platform/query/KeyValueCoding.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 FetchedResultsModel::FetchedResultsModel(Sections sections)
     : _feed(std::make_shared<Feed>(*this, sections)) {}
@@ -114,4 +114,4 @@ quintptr FetchedResultsModel::identifierOf(const QModelIndex& parent) const {
   return section ? section->identifier : 0;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

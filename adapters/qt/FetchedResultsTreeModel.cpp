@@ -1,6 +1,6 @@
 #include "JNFoundation/adapters/FetchedResultsTreeModel.h"
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 FetchedResultsTreeModel::FetchedResultsTreeModel(const Ref<NSFetchedResultsController>& controller,
                                                  QObject* parent)
@@ -38,4 +38,4 @@ QModelIndex FetchedResultsTreeModel::indexOfSection(int row, quintptr identifier
   return createIndex(row, 0, identifier);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -4,7 +4,7 @@
 
 #include <JNFoundation/platform/value/FatalError.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 void FetchedRows::load(const NSFetchedResultsController& controller) {
   clear();
@@ -90,4 +90,4 @@ std::unique_ptr<FetchedRow> FetchedRows::take(FetchedRow& row) {
   return taken;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

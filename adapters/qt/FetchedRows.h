@@ -9,7 +9,7 @@
 
 #include <JNFoundation/platform/store/NSFetchedResultsController.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 struct FetchedRowSection;
 

@@ -13,7 +13,7 @@
 
 #include <JNFoundation/platform/value/FatalError.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 constexpr int noTimer = 0;
@@ -147,4 +147,4 @@ void QtHost::releaseLoop() noexcept {
   }
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -2,7 +2,7 @@
 
 #include <QtCore/QAbstractItemModel>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// What QAbstractItemModel lets its descendants do, for the part of a model that is none.
 class QtModelAccess : public QAbstractItemModel {
@@ -38,4 +38,4 @@ class QtModelAccess : public QAbstractItemModel {
   }
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -14,7 +14,7 @@
 #include <JNFoundation/platform/value/NSString.h>
 #include <JNFoundation/platform/value/NSUUID.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 QString stringOf(const NSString& text) {
@@ -79,4 +79,4 @@ QVariant variantOf(const Value& value) {
   return variantOfObject(value);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

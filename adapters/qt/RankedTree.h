@@ -5,7 +5,7 @@
 #include <memory>
 #include <utility>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// What an element of a RankedTree derives from.
 template <class T>
@@ -195,4 +195,4 @@ class RankedTree {
   std::uint32_t _state = 0x9e3779b9;
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

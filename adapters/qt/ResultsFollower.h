@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/value/Subclass.h>
 #include <JNFoundation/platform/value/Weak.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// Hears what the controller tells, and passes it on to the delegate that was there before.
 class ResultsFollower final

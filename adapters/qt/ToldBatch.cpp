@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 ToldBatch::Position positionOf(const Ref<NSIndexPath>& path) {
@@ -119,4 +119,4 @@ std::size_t ToldBatch::numberAmongAll(std::size_t section) const {
   return (staying == 0 ? 0 : oldNumber(staying - 1) + 1) + insertedBefore;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

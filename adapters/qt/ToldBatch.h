@@ -4,7 +4,7 @@
 
 #include "FetchedRows.h"
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// What a controller told of one batch: old positions are those before all of it, new ones those
 /// after it.

@@ -107,6 +107,24 @@ class FloorsTest(Tree):
         self.write("JNFoundation/mapping/impl/Slots.h", text)
         self.assert_names("floors", "JNFoundation::impl::Slots is defined in")
 
+    def test_the_library_is_in_the_namespace_of_its_version(self):
+        def release(major, minor):
+            self.write("JNFoundation/Version.h", f"#pragma once\n#define JN_VERSION_MAJOR {major}\n"
+                       f"#define JN_VERSION_MINOR {minor}\n#define JN_VERSION_PATCH 7\n")
+
+        release(0, 3)
+        self.write("JNFoundation/util/Timer.h",
+                   "#pragma once\nnamespace JNFoundation::inline v0_3 {\nclass Timer {};\n}\n")
+        self.assert_passes("floors")
+        release(0, 4)
+        self.assert_names("floors", "Timer.h:2: namespace JNFoundation::inline v0_3, not JNFoundation::inline v0_4")
+        self.write("JNFoundation/util/Timer.h",
+                   "#pragma once\nnamespace JNFoundation::inline v2::impl {\nclass Timer {};\n}\n")
+        release(2, 4)
+        self.assert_passes("floors")
+        self.write("JNFoundation/util/Clock.h", "#pragma once\nnamespace JNFoundation {\nclass Clock {};\n}\n")
+        self.assert_names("floors", "Clock.h:2: namespace JNFoundation, not JNFoundation::inline v2")
+
     def test_the_two_kinds_of_store_do_not_know_each_other(self):
         self.header("platform/store/memory/Memory.h")
         self.header("platform/store/sqlite/Disk.h", "<JNFoundation/platform/store/memory/Memory.h>")

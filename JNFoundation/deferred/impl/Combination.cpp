@@ -1,6 +1,6 @@
 #include "JNFoundation/deferred/impl/Combination.h"
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 constinit const Class Combination::classObject = Class::of<Combination>("Combination");
 constinit const Class CombinationObserver::classObject =
@@ -30,4 +30,4 @@ void Combination::settle(const Value& outcome) {
   if (const Ref<PLVDeferred> result = std::exchange(_result, nullptr)) result->resolve(outcome);
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

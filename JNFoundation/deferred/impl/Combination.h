@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/NSNull.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// Work on one result, which it settles once. What it observes keeps it alive; the result does not.
 class Combination : public NSObject, public PLVResolutionSource {

@@ -4,7 +4,7 @@
 
 #include <JNFoundation/deferred/PLVDeferred.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 #if defined(__SANITIZE_ADDRESS__)
@@ -63,4 +63,4 @@ void DeferredMemory::giveBack(void* memory, std::size_t size) noexcept {
   ++kept.count;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

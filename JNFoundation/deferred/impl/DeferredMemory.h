@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// Memory for deferreds. They come and go in bursts, so each thread keeps a few pieces that are
 /// free for the next ones. Builds that watch addresses get every piece from the heap.
@@ -12,4 +12,4 @@ class DeferredMemory {
   static void giveBack(void* memory, std::size_t size) noexcept;
 };
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -11,7 +11,7 @@
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/Runtime.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 // The first state of frames of steps and of listeners.
@@ -448,4 +448,4 @@ void Engine::abandon(std::size_t base) noexcept {
   }
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -7,7 +7,7 @@
 #include <JNFoundation/deferred/PLVPromise.h>
 #include <JNFoundation/platform/value/Value.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class PLVDeferredEnumeration;
 class Raised;

@@ -3,7 +3,7 @@
 #include <JNFoundation/deferred/PLVDeferredEnumeration.h>
 #include <JNFoundation/deferred/impl/Engine.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// What the chain of a deferred that a walk waits for leads back to.
 class WalkPause : public NSObject {

@@ -10,7 +10,7 @@
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/TryRetain.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 struct WatchTable {
@@ -132,4 +132,4 @@ std::string Watch::lineOf(CreationPlace place) {
   return std::string(file) + ":" + std::to_string(place.line);
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

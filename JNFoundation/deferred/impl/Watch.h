@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/dispatch/Clock.h>
 #include <JNFoundation/platform/value/NSObject.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// What is known of the deferreds, promises and enumerations that are alive, while somebody asked
 /// for it. Where nobody did, each birth and each end costs one look at a variable.

@@ -4,7 +4,7 @@
 #include <bit>
 #include <utility>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 NSUInteger FreeIndexes::take(NSUInteger index) {
   NSUInteger taken = firstFrom(index);
@@ -92,4 +92,4 @@ void FreeIndexes::Ways::add(NSUInteger from, NSUInteger onward) {
   slotFor(from) = {from, onward};
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -5,7 +5,7 @@
 
 #include <JNFoundation/platform/value/NSIndexSet.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// The positions 0 to count-1 that are not taken, drawn from one by one.
 ///

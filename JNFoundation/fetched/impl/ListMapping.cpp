@@ -4,7 +4,7 @@
 
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 namespace {
 
@@ -228,4 +228,4 @@ ListChanges ListMapping::changes() const {
   return changes;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -3,7 +3,7 @@
 #include <JNFoundation/fetched/ListChanges.h>
 #include <JNFoundation/platform/value/NSString.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// Where the items of a list are before and after a batch of changes.
 ///

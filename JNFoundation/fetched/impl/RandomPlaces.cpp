@@ -1,6 +1,6 @@
 #include "JNFoundation/fetched/impl/RandomPlaces.h"
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 NSUInteger RandomPlaces::draw() {
   const NSUInteger index = below(_free);
@@ -49,4 +49,4 @@ NSUInteger RandomPlaces::below(NSUInteger bound) const {
   return static_cast<NSUInteger>(number % bound);
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

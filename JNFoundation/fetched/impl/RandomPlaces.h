@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/dispatch/Random.h>
 #include <JNFoundation/platform/value/Types.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// The positions 0 to count-1 but those taken, drawn one by one, each free one as likely as any
 /// other.

@@ -4,7 +4,7 @@
 
 #include <JNFoundation/platform/value/NSIndexSet.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// Positions in a list that is changed one place at a time, kept true.
 ///

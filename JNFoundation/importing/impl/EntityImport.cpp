@@ -12,7 +12,7 @@
 #include <JNFoundation/platform/value/NSError.h>
 #include <JNFoundation/platform/value/NSSet.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 /// The attributes of these names. Fails: throws a Rejected for another name.
@@ -241,4 +241,4 @@ void EntityImport::map(const Ref<NSDictionary>& record, const Ref<NSManagedObjec
                                             MappingWrites::Changes);
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/store/NSManagedObjectContext.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// How records become objects of one entity: what tells them apart, how they are found, and the map
 /// that fills them. Threads: the context's.

@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/value/NSSet.h>
 #include <JNFoundation/platform/value/Runtime.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 const char takingKey = 0;
@@ -193,4 +193,4 @@ void ImportLinks::refuse(const Link& link, NSInteger code, const char* sentence)
                                 link.relationship->name())));
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -9,7 +9,7 @@
 #include <JNFoundation/importing/impl/EntityImport.h>
 #include <JNFoundation/platform/store/NSRelationshipDescription.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// The relationships that records ask for while they are mapped, and what makes them: all that came
 /// together at once, with one fetch for each entity. Records that are related may ask for more;

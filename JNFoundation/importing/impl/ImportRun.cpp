@@ -13,7 +13,7 @@
 #include <JNFoundation/platform/value/FatalError.h>
 #include <JNFoundation/platform/value/Runtime.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 /// Attached to a context in which an import runs.
@@ -453,4 +453,4 @@ void ImportRun::deleteAbsentObjects() {
   }
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -10,7 +10,7 @@
 #include <JNFoundation/importing/impl/EntityImport.h>
 #include <JNFoundation/importing/impl/ImportLinks.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// An import under way. The main thread sends it into the context's queue for one step after the
 /// other, and looks in between at what it has done and whether it is wanted still; so the two never

@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 void takeSign(std::string_view& text) {
@@ -35,4 +35,4 @@ bool isDecimalText(std::string_view text) noexcept {
   return text.empty();
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

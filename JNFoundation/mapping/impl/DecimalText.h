@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// Whether the text is a decimal number from its first character to its last: an optional sign,
 /// digits with or without a point among or around them, an optional exponent.
@@ -13,4 +13,4 @@ inline bool isWholeNumberText(std::string_view decimal) noexcept {
   return decimal.find_first_of(".eE") == std::string_view::npos;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/value/NSSet.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 std::optional<RuleStep> RuleStep::firstOf(std::string_view key) noexcept {
   if (key.size() < 2 || (key.front() != '$' && key.front() != '%')) return std::nullopt;
@@ -32,4 +32,4 @@ std::vector<DescriptorEntry> automaticDescriptorEntries(const Ref<NSEntityDescri
   return entries;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -6,7 +6,7 @@
 
 #include <JNFoundation/platform/store/NSEntityDescription.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// One step of a descriptor's key: "%meta.$born" is the step into the dictionary under "meta" and
 /// then the step to the value under "born". Borrows the key.
@@ -36,4 +36,4 @@ struct DescriptorEntry {
 /// those of the same key before it: ancestors first, of each its attributes, then its user info.
 std::vector<DescriptorEntry> automaticDescriptorEntries(const Ref<NSEntityDescription>& entity);
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -4,7 +4,7 @@
 
 #include <JNFoundation/platform/value/Runtime.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 using Verdict = MapDestination::Verdict;
@@ -87,4 +87,4 @@ MapDestination MapDestination::of(const Ref<NSString>& destination,
   return result;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -5,7 +5,7 @@
 #include <JNFoundation/platform/store/NSEntityDescription.h>
 #include <JNFoundation/platform/value/SEL.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// A rule's destination string, "filter|name" or "filter|message:", held against an entity: what
 /// maps are built of, and what is said about rules without building any.

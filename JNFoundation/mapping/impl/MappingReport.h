@@ -2,7 +2,7 @@
 
 #include <JNFoundation/mapping/MappingObserver.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// Where a mapping is in its record.
 class MappingPath {

@@ -4,7 +4,7 @@
 #include <array>
 #include <string_view>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 constexpr std::size_t longest = 64;
@@ -56,4 +56,4 @@ Ref<NSString> nearestName(const Ref<NSString>& name, const Ref<NSArray>& names) 
   return nearest;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/dispatch/impl/Sleeper.h>
 #include <JNFoundation/platform/value/NSDate.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 constexpr Nanoseconds longAgo = std::numeric_limits<Nanoseconds>::min();
@@ -86,4 +86,4 @@ ClockScope::ClockScope(Clock& clock) noexcept
 
 ClockScope::~ClockScope() { setReplacement(_previous); }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -5,7 +5,7 @@
 
 #include <JNFoundation/platform/value/Types.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace impl {
 class Sleeper;
@@ -79,4 +79,4 @@ class ClockScope {
   Clock* _previous;
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

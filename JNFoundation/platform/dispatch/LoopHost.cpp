@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/dispatch/impl/Sleeper.h>
 #include <JNFoundation/platform/value/FatalError.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 Nanoseconds spanUntil(Nanoseconds moment) noexcept {
@@ -105,4 +105,4 @@ void LoopHost::checkThread() {
   fatalError("the event loop that hosts the main queue runs on another thread than the main one");
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

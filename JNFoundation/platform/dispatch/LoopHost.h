@@ -6,7 +6,7 @@
 
 #include <JNFoundation/platform/dispatch/MainQueueHost.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace impl {
 class Sleeper;
@@ -86,4 +86,4 @@ class LoopHost : public MainQueueHost {
   Nanoseconds _armed = never;   ///< the deadline that the loop's alarm is set for
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

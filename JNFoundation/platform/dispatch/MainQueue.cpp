@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/dispatch/impl/ConditionHost.h>
 #include <JNFoundation/platform/value/FatalError.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 /// A vector with room for more tasks than this gives its memory back once it is hardly used: the
@@ -289,4 +289,4 @@ MainQueueScope::~MainQueueScope() {
   MainQueue::_threadNumber = _previousThreadNumber;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

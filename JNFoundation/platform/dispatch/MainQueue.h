@@ -10,7 +10,7 @@
 #include <JNFoundation/platform/dispatch/MainQueueHost.h>
 #include <JNFoundation/platform/value/Block.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSRunLoop;
 
@@ -162,4 +162,4 @@ inline void dispatch_after_main(NSTimeInterval seconds, Block<void()> task) {
   MainQueue::current().after(seconds, std::move(task));
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

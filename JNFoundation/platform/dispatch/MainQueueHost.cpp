@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/dispatch/MainQueue.h>
 #include <JNFoundation/platform/value/FatalError.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 void MainQueueHost::serve() {
   if (_queue) _queue->serve();
@@ -26,4 +26,4 @@ void MainQueueHost::serveOrStop() noexcept {
   }
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

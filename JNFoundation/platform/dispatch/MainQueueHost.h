@@ -4,7 +4,7 @@
 
 #include <JNFoundation/platform/dispatch/Clock.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class MainQueue;
 
@@ -58,4 +58,4 @@ class MainQueueHost : public std::enable_shared_from_this<MainQueueHost> {
   MainQueue* _queue = nullptr;
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

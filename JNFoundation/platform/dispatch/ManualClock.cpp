@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 void ManualClock::advance(NSTimeInterval seconds) noexcept {
   advanceTo(saturatingSum(monotonic(), nanosecondsFromSeconds(seconds)));
@@ -41,4 +41,4 @@ void ManualClock::sleepUntil(Nanoseconds moment, impl::Sleeper& sleeper) {
   }
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -4,7 +4,7 @@
 
 #include <JNFoundation/platform/dispatch/Clock.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// A clock that stands still until it is moved by hand, or until a run loop has nothing to do but
 /// wait: then it jumps to the deadline at once, so that no test ever sleeps.
@@ -45,4 +45,4 @@ class ManualClock final : public Clock {
   std::atomic<Nanoseconds> _elapsed{0};
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

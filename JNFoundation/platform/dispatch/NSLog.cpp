@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/dispatch/Clock.h>
 #include <JNFoundation/platform/dispatch/impl/Process.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 struct Log {
@@ -67,4 +67,4 @@ LogSinkScope::LogSinkScope(LogSink sink) : _previous(exchangeSink(std::move(sink
 
 LogSinkScope::~LogSinkScope() { setLogSink(std::move(_previous)); }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -5,7 +5,7 @@
 #include <JNFoundation/platform/value/Block.h>
 #include <JNFoundation/platform/value/NSString.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// Takes the lines of the log, without date and line end.
 using LogSink = Block<void(const Ref<NSString>& line)>;

@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSNotification::classObject = Class::of<NSNotification>("NSNotification");
 
@@ -33,4 +33,4 @@ Ref<NSString> NSNotification::description() const {
                                     Value(_userInfo));
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

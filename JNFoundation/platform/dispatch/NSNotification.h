@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/value/NSDictionary.h>
 #include <JNFoundation/platform/value/NSString.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// What a notification centre hands to those who wait for a name: that something happened, to whom,
 /// and what belongs to it.

@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/Weak.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSNotificationCenter::classObject =
     Class::of<NSNotificationCenter>("NSNotificationCenter");
@@ -173,4 +173,4 @@ void NSNotificationCenter::postNotificationNameObjectUserInfo(const Ref<NSString
   postNotification(NSNotification::notificationWithNameObjectUserInfo(name, object, userInfo));
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

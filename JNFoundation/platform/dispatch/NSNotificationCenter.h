@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/value/Block.h>
 #include <JNFoundation/platform/value/Runtime.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// Tells whoever asked for it that something happened.
 ///

@@ -13,7 +13,7 @@
 #include <JNFoundation/platform/value/NSDate.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 const ClassDeclaration<NSRunLoop> declarationOfNSRunLoop =
@@ -200,4 +200,4 @@ void NSRunLoop::close() noexcept {
   if (_queue) _queue = nullptr;  // not written where another thread may be about to stop the loop
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/dispatch/Clock.h>
 #include <JNFoundation/platform/value/NSString.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class MainQueue;
 class NSTimer;

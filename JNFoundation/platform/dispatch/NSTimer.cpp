@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/value/NSDate.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 constexpr NSTimeInterval shortestInterval = 0.0001;
@@ -217,4 +217,4 @@ void NSTimer::checkThread() const {
   if (_runLoop) _runLoop->checkThread();
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/value/NSString.h>
 #include <JNFoundation/platform/value/Runtime.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSRunLoop;
 

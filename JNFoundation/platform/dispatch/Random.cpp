@@ -9,7 +9,7 @@
 
 #include <JNFoundation/platform/value/FatalError.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 std::mt19937 seededGenerator() {
@@ -76,4 +76,4 @@ RandomSourceScope::RandomSourceScope(RandomSource source) {
 
 RandomSourceScope::~RandomSourceScope() { Replacement::shared().exchange(std::move(_previous)); }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

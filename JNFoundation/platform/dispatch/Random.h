@@ -4,7 +4,7 @@
 
 #include <JNFoundation/platform/value/Block.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// 32 random bits. Seeded by the system; not for secrets.
 /// Threads: any.
@@ -40,4 +40,4 @@ class RandomSourceScope {
   RandomSource _previous;
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

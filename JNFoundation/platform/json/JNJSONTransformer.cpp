@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/value/NSError.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class JNJSONTransformer::classObject =
     Class::of<JNJSONTransformer>(JNJSONTransformerName);
@@ -48,4 +48,4 @@ Value JNJSONTransformer::reverseTransformedValue(const Value& value) const {
 
 const Class& JNJSONTransformer::transformedValueClass() const { return NSData::classObject; }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/value/NSValueTransformer.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// The name under which transformable attributes of a model find the transformer below.
 inline constexpr const char* JNJSONTransformerName = "JNJSONTransformer";
@@ -36,4 +36,4 @@ class JNJSONTransformer : public NSValueTransformer {
   ~JNJSONTransformer() override;
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -10,7 +10,7 @@
 #include <JNFoundation/platform/value/NSDictionary.h>
 #include <JNFoundation/platform/value/NSError.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace {
 
@@ -294,4 +294,4 @@ bool NSJSONSerialization::isValidJSONObject(const Value& object) {
   return Writer(NSJSONWritingCompact).write(object);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -13,7 +13,7 @@
 #include <JNFoundation/platform/value/NSError.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace {
 
@@ -195,4 +195,4 @@ bool NSJSONSerialization::enumerateElementsOfTextOptionsErrorUsingBlock(
   return false;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/text/PercentText.h>
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSURL::classObject = Class::of<NSURL>("NSURL");
 
@@ -131,4 +131,4 @@ std::size_t NSURL::hash() const { return _text->hash(); }
 
 Ref<NSString> NSURL::description() const { return _text; }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/value/NSString.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// The address of a resource: an absolute or relative reference as RFC 3986 writes it, or a file.
 ///

@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/value/Types.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// The domain of errors about loading an address; its codes are below. What caused such an error
 /// stands in its details under NSUnderlyingErrorKey, see NSError.

@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSURLRequest::classObject = Class::of<NSURLRequest>("NSURLRequest");
 constinit const Class NSMutableURLRequest::classObject =
@@ -185,4 +185,4 @@ void NSMutableURLRequest::addValueForHTTPHeaderField(const Ref<NSString>& value,
 
 Value NSMutableURLRequest::copy() const { return makeObject<NSURLRequest>(copyOfContents()); }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -4,7 +4,7 @@
 #include <JNFoundation/platform/value/NSData.h>
 #include <JNFoundation/platform/value/NSDictionary.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 enum NSURLRequestCachePolicy : NSUInteger {
   NSURLRequestUseProtocolCachePolicy = 0,

@@ -11,7 +11,7 @@
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/NSNull.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 struct KeyPath::Parsed {
   Ref<NSString> text;
@@ -249,4 +249,4 @@ bool operator==(const KeyPath& left, const KeyPath& right) {
          (left._parsed && right._parsed && left._parsed->text->hasContentOf(*right._parsed->text));
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

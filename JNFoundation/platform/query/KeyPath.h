@@ -6,7 +6,7 @@
 
 #include <JNFoundation/platform/value/NSString.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// What a key that starts with "@" does with the collection before it.
 enum class CollectionOperator : std::uint8_t {

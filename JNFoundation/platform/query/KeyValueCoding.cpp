@@ -11,7 +11,7 @@
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/NSNull.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 void requireKey(const Ref<NSString>& key) {
@@ -132,4 +132,4 @@ void setValuesForKeysWithDictionary(const Value& object, const Ref<NSDictionary>
   }
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

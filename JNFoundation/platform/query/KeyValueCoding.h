@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/query/KeyPath.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSArray;
 class NSDictionary;

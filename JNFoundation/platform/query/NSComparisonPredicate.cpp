@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSComparisonPredicate::classObject =
     Class::of<NSComparisonPredicate>("NSComparisonPredicate");
@@ -203,4 +203,4 @@ Ref<NSPredicate> NSComparisonPredicate::substituted(const impl::Bindings& bindin
                                            _options, _customSelector);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -4,7 +4,7 @@
 
 #include <JNFoundation/platform/query/NSPredicate.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace impl {
 class Comparison;

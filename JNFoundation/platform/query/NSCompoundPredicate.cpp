@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSCompoundPredicate::classObject =
     Class::of<NSCompoundPredicate>("NSCompoundPredicate");
@@ -134,4 +134,4 @@ Ref<NSPredicate> NSCompoundPredicate::substituted(const impl::Bindings& bindings
   return initWithTypeSubpredicates(_type, NSArray::arrayWithValues(std::move(predicates)));
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

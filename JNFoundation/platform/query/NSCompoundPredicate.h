@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/query/NSPredicate.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 enum NSCompoundPredicateType : NSUInteger {
   NSNotPredicateType = 0,

@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/value/FatalError.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSExpression::classObject = Class::of<NSExpression>("NSExpression");
 const Class& NSExpression::class_() const noexcept { return classObject; }
@@ -188,4 +188,4 @@ std::size_t NSExpression::hash() const {
   return impl::combinedHash(_expressionType, contentHash());
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -5,7 +5,7 @@
 #include <JNFoundation/platform/value/FormatArgument.h>
 #include <JNFoundation/platform/value/NSArray.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSMutableDictionary;
 class NSDictionary;

@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/value/NSOrderedSet.h>
 #include <JNFoundation/platform/value/NSSet.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSPredicate::classObject = Class::of<NSPredicate>("NSPredicate");
 const Class& NSPredicate::class_() const noexcept { return classObject; }
@@ -211,4 +211,4 @@ void filterUsingPredicate(const Ref<NSMutableSet>& set, const Ref<NSPredicate>& 
   }
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -4,7 +4,7 @@
 
 #include <JNFoundation/platform/query/NSExpression.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSDictionary;
 class NSMutableArray;

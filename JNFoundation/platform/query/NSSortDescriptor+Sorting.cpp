@@ -4,7 +4,7 @@
 #include <JNFoundation/platform/query/impl/Members.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 /// The keys of all elements for one descriptor, read once.
@@ -110,4 +110,4 @@ void sortUsingDescriptors(const Ref<NSMutableArray>& array, const Ref<NSArray>& 
   if (array) array->setArray(sortedMembers(array, descriptors));
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

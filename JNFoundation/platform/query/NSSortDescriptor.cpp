@@ -12,7 +12,7 @@
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/Runtime.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSSortDescriptor::classObject =
     Class::of<NSSortDescriptor>("NSSortDescriptor");
@@ -148,4 +148,4 @@ Ref<NSString> NSSortDescriptor::description() const {
                                     _comparator ? "comparator" : _selector.name());
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

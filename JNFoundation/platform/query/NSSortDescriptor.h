@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/query/KeyPath.h>
 #include <JNFoundation/platform/value/Block.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSArray;
 class NSMutableArray;

@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/value/FatalError.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 Fold impl::foldOf(NSComparisonPredicateOptions options) noexcept {
   if (options & NSNormalizedPredicateOption) return Fold::None;
@@ -106,4 +106,4 @@ bool TextComparison::matches(std::string_view left) const {
   return prepared.compares(folded(left, prepared.fold), Fold::None);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -6,7 +6,7 @@
 
 #include <JNFoundation/platform/query/NSComparisonPredicate.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// One text operator of predicates with its right side, made ready once for many left sides. What
 /// predicates use in memory; a store's own functions call it for the same answers.
@@ -28,4 +28,4 @@ class TextComparison {
   std::shared_ptr<const Prepared> _prepared;
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/NSUUID.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSAttributeDescription::classObject =
     Class::of<NSAttributeDescription>("NSAttributeDescription");
@@ -158,4 +158,4 @@ std::string NSAttributeDescription::versionHashInput() const {
          std::to_string(static_cast<NSUInteger>(_attributeType));
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -4,7 +4,7 @@
 
 #include <JNFoundation/platform/store/NSPropertyDescription.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace impl {
 struct CompiledPattern;

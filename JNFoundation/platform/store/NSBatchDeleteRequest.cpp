@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSBatchDeleteRequest::classObject =
     Class::of<NSBatchDeleteRequest>("NSBatchDeleteRequest");
@@ -25,4 +25,4 @@ Ref<NSBatchDeleteRequest> NSBatchDeleteRequest::initWithObjectIDs(const Ref<NSAr
   return request;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/store/NSFetchRequest.h>
 #include <JNFoundation/platform/store/NSPersistentStoreRequest.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 enum NSBatchDeleteRequestResultType : NSUInteger {
   NSBatchDeleteResultTypeStatusOnly = 0,

@@ -1,6 +1,6 @@
 #include "JNFoundation/platform/store/NSBatchDeleteResult.h"
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSBatchDeleteResult::classObject =
     Class::of<NSBatchDeleteResult>("NSBatchDeleteResult");
@@ -9,4 +9,4 @@ NSBatchDeleteResult::NSBatchDeleteResult(NSBatchDeleteRequestResultType type, Va
     : NSPersistentStoreResult(std::move(result)), _resultType(type) {}
 NSBatchDeleteResult::~NSBatchDeleteResult() = default;
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

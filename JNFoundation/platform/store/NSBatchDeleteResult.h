@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/store/NSBatchDeleteRequest.h>
 #include <JNFoundation/platform/store/NSPersistentStoreResult.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// What an NSBatchDeleteRequest has come to: of every record that has gone, those included that
 /// delete rules took along.
@@ -23,4 +23,4 @@ class NSBatchDeleteResult : public NSPersistentStoreResult {
   NSBatchDeleteRequestResultType _resultType;
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

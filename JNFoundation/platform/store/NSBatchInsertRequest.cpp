@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/value/FatalError.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSBatchInsertRequest::classObject =
     Class::of<NSBatchInsertRequest>("NSBatchInsertRequest");
@@ -53,4 +53,4 @@ void NSBatchInsertRequest::setDictionaryHandler(NSBatchInsertDictionaryHandler h
   _objectsToInsert = nullptr;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -4,7 +4,7 @@
 #include <JNFoundation/platform/store/NSPersistentStoreRequest.h>
 #include <JNFoundation/platform/value/Block.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSMutableDictionary;
 

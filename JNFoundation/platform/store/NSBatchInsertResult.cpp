@@ -1,6 +1,6 @@
 #include "JNFoundation/platform/store/NSBatchInsertResult.h"
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSBatchInsertResult::classObject =
     Class::of<NSBatchInsertResult>("NSBatchInsertResult");
@@ -9,4 +9,4 @@ NSBatchInsertResult::NSBatchInsertResult(NSBatchInsertRequestResultType type, Va
     : NSPersistentStoreResult(std::move(result)), _resultType(type) {}
 NSBatchInsertResult::~NSBatchInsertResult() = default;
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/store/NSBatchInsertRequest.h>
 #include <JNFoundation/platform/store/NSPersistentStoreResult.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// What an NSBatchInsertRequest has come to.
 class NSBatchInsertResult : public NSPersistentStoreResult {
@@ -22,4 +22,4 @@ class NSBatchInsertResult : public NSPersistentStoreResult {
   NSBatchInsertRequestResultType _resultType;
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/query/NSPredicate.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSBatchUpdateRequest::classObject =
     Class::of<NSBatchUpdateRequest>("NSBatchUpdateRequest");
@@ -32,4 +32,4 @@ void NSBatchUpdateRequest::setPropertiesToUpdate(const Ref<NSDictionary>& proper
   _propertiesToUpdate = properties ? NSDictionary::dictionaryWithDictionary(properties) : nullptr;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -4,7 +4,7 @@
 #include <JNFoundation/platform/store/NSPersistentStoreRequest.h>
 #include <JNFoundation/platform/value/NSDictionary.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSPredicate;
 

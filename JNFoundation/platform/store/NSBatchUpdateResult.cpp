@@ -1,6 +1,6 @@
 #include "JNFoundation/platform/store/NSBatchUpdateResult.h"
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSBatchUpdateResult::classObject =
     Class::of<NSBatchUpdateResult>("NSBatchUpdateResult");
@@ -9,4 +9,4 @@ NSBatchUpdateResult::NSBatchUpdateResult(NSBatchUpdateRequestResultType type, Va
     : NSPersistentStoreResult(std::move(result)), _resultType(type) {}
 NSBatchUpdateResult::~NSBatchUpdateResult() = default;
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/store/NSBatchUpdateRequest.h>
 #include <JNFoundation/platform/store/NSPersistentStoreResult.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// What an NSBatchUpdateRequest has come to.
 class NSBatchUpdateResult : public NSPersistentStoreResult {
@@ -22,4 +22,4 @@ class NSBatchUpdateResult : public NSPersistentStoreResult {
   NSBatchUpdateRequestResultType _resultType;
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

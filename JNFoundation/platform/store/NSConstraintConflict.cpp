@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/store/impl/RecordValues.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 using impl::ObjectAccess;
 
@@ -64,4 +64,4 @@ Ref<NSString> NSConstraintConflict::description() const {
       Value(NSArray::arrayWithValues(std::move(identifiers))));
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -4,7 +4,7 @@
 #include <JNFoundation/platform/value/NSArray.h>
 #include <JNFoundation/platform/value/NSDictionary.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace impl {
 class ConflictResolution;

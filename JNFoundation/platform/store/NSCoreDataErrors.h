@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/value/Types.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// Codes of errors in NSCocoaErrorDomain that models, contexts and stores give.
 enum NSCoreDataErrorCode : NSInteger {

@@ -1,6 +1,6 @@
 #include "JNFoundation/platform/store/NSDerivedAttributeDescription.h"
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSDerivedAttributeDescription::classObject =
     Class::of<NSDerivedAttributeDescription>("NSDerivedAttributeDescription");
@@ -24,4 +24,4 @@ bool NSDerivedAttributeDescription::isEqual(const Value& other) const {
   return attribute && Value(_derivationExpression) == Value(attribute->_derivationExpression);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

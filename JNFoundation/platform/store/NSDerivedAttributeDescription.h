@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/store/NSAttributeDescription.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// An attribute whose value follows from other values of the object, such as the lower-case form of
 /// a name or the count of related objects.

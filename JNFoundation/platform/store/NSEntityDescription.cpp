@@ -15,7 +15,7 @@
 #include <JNFoundation/platform/store/impl/EntityLayout.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSEntityDescription::classObject =
     Class::of<NSEntityDescription>("NSEntityDescription");
@@ -367,4 +367,4 @@ const impl::EntityLayout& NSEntityDescription::makeLayout() const {
   return *_layout;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

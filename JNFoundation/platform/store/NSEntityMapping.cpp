@@ -1,6 +1,6 @@
 #include "JNFoundation/platform/store/NSEntityMapping.h"
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSEntityMapping::classObject = Class::of<NSEntityMapping>("NSEntityMapping");
 
@@ -51,4 +51,4 @@ Ref<NSString> NSEntityMapping::description() const {
   return NSString::fromText(text);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

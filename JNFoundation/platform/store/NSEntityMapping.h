@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/store/NSPropertyMapping.h>
 #include <JNFoundation/platform/value/NSArray.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// What becomes of an entity's records. The numbers are the platform's.
 enum NSEntityMappingType : NSUInteger {

@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/query/NSExpression.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSExpressionDescription::classObject =
     Class::of<NSExpressionDescription>("NSExpressionDescription");
@@ -26,4 +26,4 @@ bool NSExpressionDescription::isEqual(const Value& other) const {
          Value(_expression) == Value(description->_expression);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

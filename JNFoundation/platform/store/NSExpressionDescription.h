@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/store/NSAttributeDescription.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSExpression;
 
@@ -41,4 +41,4 @@ class NSExpressionDescription : public NSPropertyDescription {
   NSAttributeType _expressionResultType = NSUndefinedAttributeType;
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/store/NSEntityDescription.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSFetchIndexDescription::classObject =
     Class::of<NSFetchIndexDescription>("NSFetchIndexDescription");
@@ -76,4 +76,4 @@ Ref<NSString> NSFetchIndexDescription::description() const {
                                     static_cast<const void*>(this), _name, Value(_elements));
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

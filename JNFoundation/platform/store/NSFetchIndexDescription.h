@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/store/NSFetchIndexElementDescription.h>
 #include <JNFoundation/platform/value/NSArray.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// An index that stores keep over properties of an entity's objects, so that fetches by these
 /// properties need not read every record.

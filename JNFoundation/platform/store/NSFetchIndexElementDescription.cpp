@@ -4,7 +4,7 @@
 #include <JNFoundation/platform/store/NSFetchIndexDescription.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSFetchIndexElementDescription::classObject =
     Class::of<NSFetchIndexElementDescription>("NSFetchIndexElementDescription");
@@ -77,4 +77,4 @@ Ref<NSString> NSFetchIndexElementDescription::description() const {
       _collationType == NSFetchIndexElementTypeRTree ? " R-tree" : "");
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

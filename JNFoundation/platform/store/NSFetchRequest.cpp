@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/query/NSPredicate.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSFetchRequest::classObject = Class::of<NSFetchRequest>("NSFetchRequest");
 
@@ -87,4 +87,4 @@ Ref<NSString> NSFetchRequest::description() const {
       Value(_sortDescriptors), _fetchLimit, _fetchOffset, _resultType);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/store/NSEntityDescription.h>
 #include <JNFoundation/platform/store/NSPersistentStoreRequest.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSPredicate;
 

@@ -4,7 +4,7 @@
 #include <JNFoundation/platform/store/NSFetchRequest.h>
 #include <JNFoundation/platform/store/NSManagedObjectModel.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSFetchedPropertyDescription::classObject =
     Class::of<NSFetchedPropertyDescription>("NSFetchedPropertyDescription");
@@ -52,4 +52,4 @@ std::string NSFetchedPropertyDescription::versionHashInput() const {
   return 'F' + NSPropertyDescription::versionHashInput();
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/store/NSPropertyDescription.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSFetchRequest;
 
@@ -40,4 +40,4 @@ class NSFetchedPropertyDescription : public NSPropertyDescription {
   Weak<NSEntityDescription> _requestEntity;
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -4,7 +4,7 @@
 #include <JNFoundation/platform/store/impl/SectionCache.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSFetchedResultsController::classObject =
     Class::of<NSFetchedResultsController>("NSFetchedResultsController");
@@ -145,4 +145,4 @@ void NSFetchedResultsController::deleteCacheWithName(const Ref<NSString>& name) 
   impl::SectionCache::remove(name);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

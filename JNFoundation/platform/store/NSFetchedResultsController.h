@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/store/NSManagedObjectContext.h>
 #include <JNFoundation/platform/value/Weak.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace impl {
 class FetchedResultsTracker;

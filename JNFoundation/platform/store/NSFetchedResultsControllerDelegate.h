@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/store/NSManagedObject.h>
 #include <JNFoundation/platform/value/NSIndexPath.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSFetchedResultsController;
 

@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/value/NSArray.h>
 #include <JNFoundation/platform/value/NSString.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// A section of fetched results: objects that stand together under one name.
 class NSFetchedResultsSectionInfo : public NSObjectProtocol {

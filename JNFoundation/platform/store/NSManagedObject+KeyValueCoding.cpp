@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/NSNull.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 using impl::EntityLayout;
 
@@ -265,4 +265,4 @@ Ref<NSDictionary> NSManagedObject::committedValuesForKeys(const Ref<NSArray>& ke
   return values.finish();
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/value/NSOrderedSet.h>
 #include <JNFoundation/platform/value/NSSet.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 using impl::BrokenRule;
 using impl::EntityLayout;
@@ -199,4 +199,4 @@ bool NSManagedObject::validateForDelete(Ref<NSError>* error) {
   return impl::fail(error, impl::joinedErrors(errors));
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

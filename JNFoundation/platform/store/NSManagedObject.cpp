@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/NSNull.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSManagedObject::classObject = Class::of<NSManagedObject>("NSManagedObject");
 
@@ -163,4 +163,4 @@ Ref<NSString> NSManagedObject::description() const {
                                     Value(objectID()), values);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/store/NSManagedObjectID.h>
 #include <JNFoundation/platform/store/ValueArray.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSError;
 class NSMutableOrderedSet;

@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/store/impl/ContextChanges.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 using impl::ObjectAccess;
 
@@ -23,4 +23,4 @@ void NSManagedObjectContext::detectConflictsForObject(const Ref<NSManagedObject>
   _changes->watched.push_back(object);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/NSSet.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 using impl::ContextEvent;
 using impl::ContextObserver;
@@ -153,4 +153,4 @@ void NSManagedObjectContext::tellChanges() {
   }
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

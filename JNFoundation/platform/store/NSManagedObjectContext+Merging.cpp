@@ -5,7 +5,7 @@
 #include <JNFoundation/platform/store/impl/ContextMerge.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 using impl::ContextMerge;
 using impl::ObjectAccess;
@@ -132,4 +132,4 @@ void NSManagedObjectContext::listForMerging() {
   if (_family->mergesAutomatically()) _coordinator->mergingContexts().add(*this);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

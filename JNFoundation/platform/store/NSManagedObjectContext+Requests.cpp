@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 Value NSManagedObjectContext::executeRequestError(const Ref<NSPersistentStoreRequest>& request,
                                                   Ref<NSError>* error) {
@@ -32,4 +32,4 @@ Value NSManagedObjectContext::executeRequestError(const Ref<NSPersistentStoreReq
   return impl::orError(execute, Value(), error);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -18,7 +18,7 @@
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/NSSet.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace impl {
 
 /// One save of a context: asks the objects, writes the rows, and settles what became of them.
@@ -759,4 +759,4 @@ bool NSManagedObjectContext::obtainPermanentIDsForObjectsError(const Ref<NSArray
   return obtained;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -14,7 +14,7 @@
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/NSSet.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 using impl::ContextChanges;
 using impl::ObjectAccess;
@@ -522,4 +522,4 @@ void NSManagedObjectContext::reset() {
   tellChanges();
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

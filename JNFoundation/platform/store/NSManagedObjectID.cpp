@@ -10,7 +10,7 @@
 #include <JNFoundation/platform/text/PercentText.h>
 #include <JNFoundation/platform/value/NSUUID.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSManagedObjectID::classObject =
     Class::of<NSManagedObjectID>("NSManagedObjectID");
@@ -64,4 +64,4 @@ Ref<NSString> NSManagedObjectID::description() const {
   return URIRepresentation()->absoluteString();
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -14,7 +14,7 @@
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSManagedObjectModel::classObject =
     Class::of<NSManagedObjectModel>("NSManagedObjectModel");
@@ -249,4 +249,4 @@ bool NSManagedObjectModel::makeImmutable(Ref<NSError>* error) {
   return true;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

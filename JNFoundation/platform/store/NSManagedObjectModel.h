@@ -4,7 +4,7 @@
 
 #include <JNFoundation/platform/store/NSEntityDescription.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSError;
 class NSFetchRequest;

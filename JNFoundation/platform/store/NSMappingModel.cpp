@@ -4,7 +4,7 @@
 #include <JNFoundation/platform/store/impl/MappingInference.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSMappingModel::classObject = Class::of<NSMappingModel>("NSMappingModel");
 
@@ -93,4 +93,4 @@ Ref<NSString> NSMappingModel::description() const {
   return NSString::fromText(text);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

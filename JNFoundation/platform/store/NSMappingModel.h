@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/store/NSEntityMapping.h>
 #include <JNFoundation/platform/value/NSDictionary.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSError;
 class NSManagedObjectModel;

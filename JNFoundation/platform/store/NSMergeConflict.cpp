@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/store/impl/RecordValues.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 using impl::ObjectAccess;
 
@@ -44,4 +44,4 @@ Ref<NSString> NSMergeConflict::description() const {
                                     Value(objectSnapshot()), Value(persistedSnapshot()));
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

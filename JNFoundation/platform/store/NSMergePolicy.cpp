@@ -5,7 +5,7 @@
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 using impl::ConflictResolution;
 
@@ -107,4 +107,4 @@ Ref<NSString> NSMergePolicy::description() const {
                                     static_cast<const void*>(this), mergeTypeNames[_type]);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSMigrationPlan::classObject = Class::of<NSMigrationPlan>("NSMigrationPlan");
 
@@ -16,4 +16,4 @@ void NSMigrationPlan::addStep(const Ref<NSMigrationStep>& step) {
   _steps.push_back(step);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -5,7 +5,7 @@
 
 #include <JNFoundation/platform/store/NSMigrationStep.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// Told how much of a migration is done, counted in records, and what is going on at the moment:
 /// "Copying Person". The total may grow from step to step. Returns: whether to go on.

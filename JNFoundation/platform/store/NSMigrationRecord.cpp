@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/value/NSData.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSMigrationRecord::classObject =
     Class::of<NSMigrationRecord>("NSMigrationRecord");
@@ -87,4 +87,4 @@ Ref<NSString> NSMigrationRecord::description() const {
                                     static_cast<long long>(_number));
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -5,7 +5,7 @@
 
 #include <JNFoundation/platform/store/NSEntityDescription.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace impl {
 class MigratedRecords;

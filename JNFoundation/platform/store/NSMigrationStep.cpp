@@ -5,7 +5,7 @@
 #include <JNFoundation/platform/value/NSError.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSMigrationStep::classObject = Class::of<NSMigrationStep>("NSMigrationStep");
 
@@ -89,4 +89,4 @@ std::vector<Ref<NSString>> NSMigrationStep::entityNames() const {
   return names;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/store/NSManagedObjectModel.h>
 #include <JNFoundation/platform/store/NSMigrationRecord.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// What an application does to one record: `source` is the record as it was, `destination` what was
 /// inferred of it. Returns: whether to go on; with false, the error says why not.

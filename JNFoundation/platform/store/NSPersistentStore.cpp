@@ -10,7 +10,7 @@
 #include <JNFoundation/platform/store/impl/LongWork.h>
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSPersistentStore::classObject =
     Class::of<NSPersistentStore>("NSPersistentStore");
@@ -153,4 +153,4 @@ bool NSPersistentStore::suspend(Ref<NSError>*) { return true; }
 
 bool NSPersistentStore::resume(Ref<NSError>*) { return true; }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 #include <JNFoundation/platform/store/sqlite/SQLiteStore.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 bool isSQLite(const Ref<NSString>& type) { return type && type->utf8() == NSSQLiteStoreType; }
@@ -188,4 +188,4 @@ bool NSPersistentStoreCoordinator::destroyPersistentStoreAtURLWithTypeOptionsErr
   return SQLiteStore::destroyFile(url, options, error);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -14,7 +14,7 @@
 #include <JNFoundation/platform/text/PercentText.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSPersistentStoreCoordinator::classObject =
     Class::of<NSPersistentStoreCoordinator>("NSPersistentStoreCoordinator");
@@ -152,4 +152,4 @@ Ref<NSManagedObjectID> NSPersistentStoreCoordinator::managedObjectIDForURIRepres
   return nullptr;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

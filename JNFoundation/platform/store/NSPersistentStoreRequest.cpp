@@ -1,6 +1,6 @@
 #include "JNFoundation/platform/store/NSPersistentStoreRequest.h"
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSPersistentStoreRequest::classObject =
     Class::of<NSPersistentStoreRequest>("NSPersistentStoreRequest");
@@ -12,4 +12,4 @@ void NSPersistentStoreRequest::setAffectedStores(const Ref<NSArray>& stores) {
   _affectedStores = stores ? NSArray::arrayWithArray(stores) : nullptr;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -1,6 +1,6 @@
 #include "JNFoundation/platform/store/NSPersistentStoreResult.h"
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSPersistentStoreResult::classObject =
     Class::of<NSPersistentStoreResult>("NSPersistentStoreResult");
@@ -9,4 +9,4 @@ NSPersistentStoreResult::NSPersistentStoreResult() = default;
 NSPersistentStoreResult::NSPersistentStoreResult(Value result) : _result(std::move(result)) {}
 NSPersistentStoreResult::~NSPersistentStoreResult() = default;
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

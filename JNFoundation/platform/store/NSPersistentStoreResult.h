@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/value/NSArray.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// What a batch request has come to, in the form that the request asked for.
 /// Threads: any; a result never changes.

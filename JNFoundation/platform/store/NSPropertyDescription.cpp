@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/store/NSEntityDescription.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSPropertyDescription::classObject =
     Class::of<NSPropertyDescription>("NSPropertyDescription");
@@ -82,4 +82,4 @@ std::string NSPropertyDescription::versionHashInput() const {
   return input;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -1,6 +1,6 @@
 #include "JNFoundation/platform/store/NSPropertyMapping.h"
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSPropertyMapping::classObject =
     Class::of<NSPropertyMapping>("NSPropertyMapping");
@@ -16,4 +16,4 @@ Ref<NSString> NSPropertyMapping::description() const {
   return NSString::stringWithFormat("%@ <- %@", _name, _sourceName);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

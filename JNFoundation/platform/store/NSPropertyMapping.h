@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/value/NSString.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// Where one property of a migrated entity comes from; part of an NSEntityMapping.
 /// Threads: any.

@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/store/NSEntityDescription.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSRelationshipDescription::classObject =
     Class::of<NSRelationshipDescription>("NSRelationshipDescription");
@@ -78,4 +78,4 @@ std::string NSRelationshipDescription::versionHashInput() const {
   return input;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/store/NSPropertyDescription.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// What happens to the objects at the other end when an object is deleted.
 enum NSDeleteRule : NSUInteger {

@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/dispatch/NSLog.h>
 #include <JNFoundation/platform/store/impl/StatementObservation.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 struct SharedObserver {
@@ -103,4 +103,4 @@ StatementObserver statementLogObserver(NSTimeInterval atLeast) {
   };
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

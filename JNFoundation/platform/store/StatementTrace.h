@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/value/Block.h>
 #include <JNFoundation/platform/value/Types.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// One statement that a store ran, told when it had ended. Texts are borrowed for the call.
 struct StatementTrace {
@@ -61,4 +61,4 @@ class StatementObserverScope {
 ///     SQL 12.480 ms, 3 parameters, 100 rows (catalog.sqlite): SELECT _pk, ...
 StatementObserver statementLogObserver(NSTimeInterval atLeast = 0);
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

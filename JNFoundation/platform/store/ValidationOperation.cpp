@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/value/NSError.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 constinit const Class ValueBox::classObject = Class::of<ValueBox>("ValueBox");
 
@@ -13,4 +13,4 @@ void putError(const Ref<ValueBox>& box, const Ref<NSError>& error) {
   if (box && error) box->value = error;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/store/impl/SharedMemory.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 ValueArray::ValueArray(std::size_t count)
     : _values(static_cast<Value*>(impl::takeSharedMemory(count * sizeof(Value)))) {
@@ -16,4 +16,4 @@ void ValueArray::release(Value* values) noexcept {
   impl::giveBackSharedMemory(values);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -5,7 +5,7 @@
 
 #include <JNFoundation/platform/value/Value.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// A fixed number of values side by side, or nothing: what an object or a record holds.
 ///
@@ -38,4 +38,4 @@ class ValueArray {
   Value* _values = nullptr;
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -2,7 +2,7 @@
 
 /// What the grammars of formats, numbers and addresses call digits, letters and blanks: characters
 /// of ASCII alone, whatever the user's language. All functions are pure and may run on any thread.
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 constexpr bool isDigit(char c) noexcept { return c >= '0' && c <= '9'; }
 
@@ -21,4 +21,4 @@ constexpr int hexadecimalValue(char c) noexcept {
   return -1;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

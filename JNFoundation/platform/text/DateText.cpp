@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/text/NumberText.h>
 #include <JNFoundation/platform/text/impl/Words.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace {
 
@@ -226,4 +226,4 @@ std::string dateDescription(double secondsSince1970) {
   return line.text();
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// Instants as text, always in UTC and in the proleptic Gregorian calendar, independent of the
 /// machine's locale and time zone. An instant is a number of seconds since 1970-01-01 00:00:00 UTC,
@@ -45,4 +45,4 @@ std::string rfc3339FromSecondsSince1970(double seconds);
 /// The form for people and logs, whole seconds rounded down: "2016-03-01 12:30:00 +0000".
 std::string dateDescription(double secondsSince1970);
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

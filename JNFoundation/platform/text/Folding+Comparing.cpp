@@ -5,7 +5,7 @@
 #include <JNFoundation/platform/text/UTF8.h>
 #include <JNFoundation/platform/text/impl/Words.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace {
 
@@ -166,4 +166,4 @@ bool hasSuffixFolded(std::string_view text, std::string_view part, Fold fold) {
          std::string_view(foldedText).substr(foldedText.size() - foldedPart.size()) == foldedPart;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

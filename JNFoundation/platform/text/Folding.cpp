@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/text/impl/CodePoints.h>
 #include <JNFoundation/platform/text/impl/Words.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace {
 
@@ -179,4 +179,4 @@ std::string normalizedNFC(std::string_view text) {
   return result;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// Case, diacritics and order of Unicode text, the same in every locale.
 ///
@@ -70,4 +70,4 @@ bool hasPrefixFolded(std::string_view text, std::string_view part, Fold fold);
 
 bool hasSuffixFolded(std::string_view text, std::string_view part, Fold fold);
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -1,6 +1,6 @@
 #include "JNFoundation/platform/text/Hash.h"
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 extern const unsigned char hashSeedAnchor = 0;
 
@@ -35,4 +35,4 @@ std::uint64_t hashLongBytes(std::string_view bytes) {
   return multiplyAndFold(mixed ^ hashMultiplier3, bytes.size() ^ hashMultiplier1);
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -2,7 +2,7 @@
 #include <JNFoundation/platform/text/UTF8.h>
 #include <JNFoundation/platform/text/impl/LikeSubject.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 LikePattern::LikePattern(std::string_view pattern, Fold fold) : _fold(fold), _segments(1) {
   Step step;
@@ -96,4 +96,4 @@ std::optional<std::size_t> LikePattern::endOfFirstMatch(const Segment& segment,
   }
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -11,7 +11,7 @@
 #include <JNFoundation/platform/text/WhiteSpace.h>
 #include <JNFoundation/platform/text/impl/Words.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace {
 
@@ -195,4 +195,4 @@ std::string textFromDouble(double number) {
 
 std::string textFromFloat(float number) { return textFromReal(number, 7); }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

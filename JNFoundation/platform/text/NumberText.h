@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// Numbers to text and back, the same in every locale. All functions are pure and may run on any
 /// thread.
@@ -51,4 +51,4 @@ std::string textFromDouble(double number);
 /// on.
 std::string textFromFloat(float number);
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

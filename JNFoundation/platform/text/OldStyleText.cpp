@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/text/UTF8.h>
 #include <JNFoundation/platform/text/impl/Words.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace {
 
@@ -66,4 +66,4 @@ std::string quotedForPropertyList(std::string_view text) {
   return quoted += '"';
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// The text as it stands inside of a printed array or dictionary (an old-style property list).
 ///
@@ -13,4 +13,4 @@ namespace JNFoundation {
 /// ASCII. Ill-formed sequences count as U+FFFD. Pure; may run on any thread.
 std::string quotedForPropertyList(std::string_view text);
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// Percent-encoding of URL text. All functions are pure and may run on any thread.
 
@@ -25,4 +25,4 @@ std::string percentEncodedExcept(std::string_view text, std::string_view leave,
 /// refused here. Callers rely on that.
 std::optional<std::string> percentDecodedASCII(std::string_view text);
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -13,7 +13,7 @@
 #include <string>
 #endif
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// As std::from_chars does, also where the standard library reads integers only.
 template <std::floating_point Number>
@@ -46,4 +46,4 @@ std::from_chars_result realFromChars(const char* first, const char* last, Number
 #endif
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

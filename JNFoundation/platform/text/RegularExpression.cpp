@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/text/TextMatch.h>
 #include <JNFoundation/platform/text/UTF8.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace impl {
 
@@ -191,4 +191,4 @@ std::optional<bool> RegularExpression::match(std::string_view text) const {
   return std::nullopt;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -9,7 +9,7 @@
 
 #include <JNFoundation/platform/text/Folding.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace impl {
 class LikeSubject;
@@ -92,4 +92,4 @@ class RegularExpression {
   std::unique_ptr<impl::CompiledExpression> _compiled;
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -4,7 +4,7 @@
 
 #include <JNFoundation/platform/text/impl/Words.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace {
 
@@ -174,4 +174,4 @@ std::size_t offsetOfCodePoint(std::string_view text, std::size_t index) {
   return text.size();
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -5,7 +5,7 @@
 
 #include <JNFoundation/platform/text/UTF8.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// White space is what Unicode's White_Space property says: blanks of every width, tabulators and
 /// ends of lines. All functions are pure and may run on any thread.
@@ -36,4 +36,4 @@ inline std::string_view withoutWhiteSpaceAround(std::string_view text) {
   return text.substr(0, end);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

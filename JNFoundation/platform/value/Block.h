@@ -8,7 +8,7 @@
 
 #include <JNFoundation/platform/value/NSObject.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 template <class Signature>
 class Block;

@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/Method.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace impl {
 
@@ -156,4 +156,4 @@ const Class* NSClassFromString(std::string_view name) noexcept {
 
 std::string_view NSStringFromClass(const Class& cls) noexcept { return cls.name(); }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

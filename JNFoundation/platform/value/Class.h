@@ -6,7 +6,7 @@
 
 #include <JNFoundation/platform/value/SEL.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class Class;
 class Method;

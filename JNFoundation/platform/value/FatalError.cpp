@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 void fatalError(std::string_view message) noexcept {
   std::fprintf(stderr, "Fatal error: %.*s\n", static_cast<int>(message.size()), message.data());
@@ -11,4 +11,4 @@ void fatalError(std::string_view message) noexcept {
   std::abort();
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

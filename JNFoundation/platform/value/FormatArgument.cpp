@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/text/UTF8.h>
 #include <JNFoundation/platform/value/NSString.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 /// Widths and precisions beyond this are held to it, so that no format makes a text of gigabytes.
@@ -227,4 +227,4 @@ std::string formatText(std::string_view format, std::span<const FormatArgument> 
   return Formatter(format, arguments).text();
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

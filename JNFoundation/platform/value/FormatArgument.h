@@ -7,7 +7,7 @@
 
 #include <JNFoundation/platform/value/Value.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// One argument of a format: a value for %@, text for %s, an address for %p, or a number.
 /// Borrows text for the length of the call it is made for.

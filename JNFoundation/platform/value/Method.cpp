@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/value/NSString.h>
 #include <JNFoundation/platform/value/Runtime.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 Value Method::invoke(const Value& receiver, std::span<const Value> arguments) const {
   const std::size_t wanted = _argumentTypes.size();
@@ -53,4 +53,4 @@ const char* RuntimeType<const char*>::fromValue(const Value& value) {
 }
 
 }  // namespace impl
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

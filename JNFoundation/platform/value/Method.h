@@ -11,7 +11,7 @@
 #include <JNFoundation/platform/value/SEL.h>
 #include <JNFoundation/platform/value/Value.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// One declared operation: its selector, the types of its arguments and result, and how to run it.
 ///
@@ -206,4 +206,4 @@ Method makeMethod(SEL selector, Function function) {
 }
 
 }  // namespace impl
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

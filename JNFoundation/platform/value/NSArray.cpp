@@ -11,7 +11,7 @@
 #include <JNFoundation/platform/value/impl/ContainerEquality.h>
 #include <JNFoundation/platform/value/impl/DescriptionWriter.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSArray::classObject = Class::of<NSArray>("NSArray");
 constinit const Class ConcreteArray::classObject = Class::of<ConcreteArray>("__NSArrayI");
@@ -208,4 +208,4 @@ void NSArray::setValueForKey(const Value& value, const Ref<NSString>& key) {
   for (const Value& element : *this) impl::setMemberValueForKey(element, value, key);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/value/Block.h>
 #include <JNFoundation/platform/value/Value.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSIndexSet;
 class NSMutableArray;

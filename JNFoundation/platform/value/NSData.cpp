@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/NSString.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSData::classObject = Class::of<NSData>("NSData");
 constinit const Class NSMutableData::classObject = Class::of<NSMutableData>("NSMutableData");
@@ -211,4 +211,4 @@ void NSMutableData::setLength(NSUInteger length) { _bytes.resize(length); }
 
 Value NSMutableData::copy() const { return makeObject<NSData>(_bytes); }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

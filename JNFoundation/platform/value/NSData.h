@@ -7,7 +7,7 @@
 
 #include <JNFoundation/platform/value/Value.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 enum NSDataBase64DecodingOptions : NSUInteger {
   NSDataBase64DecodingStrict = 0,

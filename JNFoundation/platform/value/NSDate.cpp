@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/NSString.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSDate::classObject = Class::of<NSDate>("NSDate");
 
@@ -52,4 +52,4 @@ NSDate::TimeSource NSDate::setTimeSource(TimeSource source) noexcept {
   return timeSource.exchange(source ? source : &systemTime, std::memory_order_acq_rel);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

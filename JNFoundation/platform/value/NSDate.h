@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/value/Value.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// The class of dates: instants, in seconds with fractions. They live inside Value, so there are no
 /// objects of this class.

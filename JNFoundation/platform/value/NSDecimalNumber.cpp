@@ -10,7 +10,7 @@
 #include <JNFoundation/platform/value/impl/Decimal.h>
 #include <JNFoundation/platform/value/impl/NumberHash.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSDecimalNumber::classObject = Class::of<NSDecimalNumber>("NSDecimalNumber");
 
@@ -235,4 +235,4 @@ std::size_t NSDecimalNumber::hash() const {
   return impl::hashOfDouble(doubleValue());
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -4,7 +4,7 @@
 
 #include <JNFoundation/platform/value/NSNumber.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 inline constexpr const char* NSDecimalNumberOverflowException = "NSDecimalNumberOverflowException";
 inline constexpr const char* NSDecimalNumberUnderflowException =

@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/value/impl/ContainerEquality.h>
 #include <JNFoundation/platform/value/impl/DescriptionWriter.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSDictionary::classObject = Class::of<NSDictionary>("NSDictionary");
 constinit const Class ConcreteDictionary::classObject =
@@ -213,4 +213,4 @@ Ref<NSDictionary> NSDictionary::Builder::finish() {
   return makeObject<NSDictionary>(std::exchange(_table, {}));
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

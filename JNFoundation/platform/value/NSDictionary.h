@@ -4,7 +4,7 @@
 #include <JNFoundation/platform/value/NSString.h>
 #include <JNFoundation/platform/value/OrderedHashTable.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSArray;
 

@@ -10,7 +10,7 @@
 #include <JNFoundation/platform/value/NSDictionary.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSError::classObject = Class::of<NSError>("NSError");
 
@@ -179,4 +179,4 @@ Ref<NSString> NSError::description() const {
   return text + "}";
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

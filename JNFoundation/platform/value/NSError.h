@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/value/Block.h>
 #include <JNFoundation/platform/value/NSString.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSDictionary;
 

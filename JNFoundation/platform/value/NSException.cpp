@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/NSDictionary.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSException::classObject = Class::of<NSException>("NSException");
 
@@ -44,4 +44,4 @@ const char* Raised::what() const noexcept {
   return _exception->name() ? _exception->name()->UTF8String() : "NSException";
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSIndexPath::classObject = Class::of<NSIndexPath>("NSIndexPath");
 
@@ -97,4 +97,4 @@ Ref<NSString> NSIndexPath::description() const {
   return text + "}";
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -4,7 +4,7 @@
 
 #include <JNFoundation/platform/value/Value.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// The way to a node of nested lists: one position for each level, the outermost first.
 ///

@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSIndexSet::classObject = Class::of<NSIndexSet>("NSIndexSet");
 
@@ -196,4 +196,4 @@ Value NSIndexSet::copy() const { return Value(const_cast<NSIndexSet*>(this)); }
 
 Value NSIndexSet::mutableCopy() const { return makeObject<NSMutableIndexSet>(_ranges); }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -5,7 +5,7 @@
 #include <JNFoundation/platform/value/Block.h>
 #include <JNFoundation/platform/value/Value.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// A set of positions, ascending and each at most once. Positions run from 0 to NSNotFound-1.
 ///

@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/value/impl/CollectionSupport.h>
 #include <JNFoundation/platform/value/impl/ConcreteCollections.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSMutableArray::classObject = Class::of<NSMutableArray>("NSMutableArray");
 constinit const Class ConcreteMutableArray::classObject =
@@ -198,4 +198,4 @@ void NSMutableArray::sortUsingComparator(
 
 Value NSMutableArray::copy() const { return makeObject<NSArray>(_elements); }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/value/impl/CollectionSupport.h>
 #include <JNFoundation/platform/value/impl/ConcreteCollections.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSMutableDictionary::classObject =
     Class::of<NSMutableDictionary>("NSMutableDictionary");
@@ -88,4 +88,4 @@ void NSMutableDictionary::setValueForKey(const Value& value, const Ref<NSString>
 
 Value NSMutableDictionary::copy() const { return makeObject<NSDictionary>(compactedTable()); }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -4,7 +4,7 @@
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/NSIndexSet.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSMutableIndexSet::classObject =
     Class::of<NSMutableIndexSet>("NSMutableIndexSet");
@@ -211,4 +211,4 @@ void NSMutableIndexSet::shiftIndexesStartingAtIndexBy(NSUInteger index, NSIntege
 
 Value NSMutableIndexSet::copy() const { return makeObject<NSIndexSet>(_ranges); }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/value/impl/CollectionSupport.h>
 #include <JNFoundation/platform/value/impl/ConcreteCollections.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSMutableOrderedSet::classObject =
     Class::of<NSMutableOrderedSet>("NSMutableOrderedSet");
@@ -360,4 +360,4 @@ void NSMutableOrderedSet::reorder(const std::vector<std::size_t>& order) {
   ++_mutations;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -5,7 +5,7 @@
 #include <JNFoundation/platform/value/impl/CollectionSupport.h>
 #include <JNFoundation/platform/value/impl/ConcreteCollections.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSMutableSet::classObject = Class::of<NSMutableSet>("NSMutableSet");
 constinit const Class ConcreteMutableSet::classObject = Class::of<ConcreteMutableSet>("__NSSetM");
@@ -133,4 +133,4 @@ void NSMutableSet::removeObjects(const std::vector<Value>& objects) {
   for (const Value& object : objects) removeObject(object);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/NSString.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSNull::classObject = Class::of<NSNull>("NSNull");
 
@@ -26,4 +26,4 @@ Ref<NSString> NSNull::description() const { return "<null>"_s; }
 
 Value NSNull::valueForKey(const Ref<NSString>&) const { return Value(NSNull::null()); }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

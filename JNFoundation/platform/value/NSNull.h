@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/value/Value.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// The marker that stands for null where null cannot: in collections and decoded records.
 /// There is one; it describes itself as "<null>" and answers every key with itself.

@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/NSString.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSNumber::classObject = Class::of<NSNumber>("NSNumber");
 
@@ -34,4 +34,4 @@ bool NSNumber::isEqual(const Value& other) const {
   return other.isNumber() && compareNumber(other) == NSOrderedSame;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/value/Value.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// The class of numbers and booleans. They live inside Value, so there are no objects of this class
 /// itself; the decimal number derives from it.

@@ -4,7 +4,7 @@
 #include <JNFoundation/platform/value/NSString.h>
 #include <JNFoundation/platform/value/impl/IndexedAccessors.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 [[noreturn]] void raiseNotCompliant(const NSObject& object, const char* operation,
@@ -47,4 +47,4 @@ void NSObject::setNilValueForKey(const Ref<NSString>& key) {
         class_().name(), static_cast<const void*>(this), key);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

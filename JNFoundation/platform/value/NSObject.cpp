@@ -11,7 +11,7 @@
 #include <JNFoundation/platform/value/Runtime.h>
 #include <JNFoundation/platform/value/impl/SideRecord.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSObject::classObject = Class::of<NSObject>("NSObject");
 
@@ -120,4 +120,4 @@ bool NSObject::respondsToSelector(SEL selector) const {
   return class_().instancesRespondToSelector(selector);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -13,7 +13,7 @@
 #include <JNFoundation/platform/value/SEL.h>
 #include <JNFoundation/platform/value/Types.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSString;
 class Value;

@@ -11,7 +11,7 @@
 #include <JNFoundation/platform/value/impl/ContainerEquality.h>
 #include <JNFoundation/platform/value/impl/DescriptionWriter.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSOrderedSet::classObject = Class::of<NSOrderedSet>("NSOrderedSet");
 constinit const Class ConcreteOrderedSet::classObject =
@@ -249,4 +249,4 @@ void NSOrderedSet::raiseBeyondBounds(const char* operation, NSUInteger index) co
   impl::raiseIndexBeyondBounds(*this, operation, index, count(), "ordered set");
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

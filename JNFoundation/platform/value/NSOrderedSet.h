@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/value/OrderedHashTable.h>
 #include <JNFoundation/platform/value/Value.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSArray;
 class NSIndexSet;

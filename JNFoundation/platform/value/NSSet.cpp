@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/value/impl/ContainerEquality.h>
 #include <JNFoundation/platform/value/impl/DescriptionWriter.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSSet::classObject = Class::of<NSSet>("NSSet");
 constinit const Class ConcreteSet::classObject = Class::of<ConcreteSet>("__NSSetI");
@@ -197,4 +197,4 @@ void NSSet::setValueForKey(const Value& value, const Ref<NSString>& key) {
 
 void NSSet::raiseMutatedDuringWalk() const { impl::raiseMutated(*this); }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

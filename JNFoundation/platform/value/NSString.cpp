@@ -14,7 +14,7 @@
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/impl/GrowingTable.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSString::classObject = Class::of<NSString>("NSString");
 
@@ -258,4 +258,4 @@ Ref<NSArray> NSString::componentsSeparatedByString(std::string_view separator) c
 
 Ref<NSString> NSString::description() const { return const_cast<NSString*>(this); }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

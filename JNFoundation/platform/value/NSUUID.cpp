@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/value/FatalError.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSUUID::classObject = Class::of<NSUUID>("NSUUID");
 
@@ -104,4 +104,4 @@ std::size_t NSUUID::hash() const {
 
 Ref<NSString> NSUUID::description() const { return UUIDString(); }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

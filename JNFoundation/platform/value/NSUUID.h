@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/value/Block.h>
 #include <JNFoundation/platform/value/Value.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// An identifier of 128 bits that nobody else has.
 /// Threads: any; an identifier never changes.

@@ -10,7 +10,7 @@
 #include <JNFoundation/platform/value/NSArray.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class NSValueTransformer::classObject =
     Class::of<NSValueTransformer>("NSValueTransformer");
@@ -153,4 +153,4 @@ bool NSValueTransformer::allowsReverseTransformation() const { return false; }
 
 const Class& NSValueTransformer::transformedValueClass() const { return NSObject::classObject; }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

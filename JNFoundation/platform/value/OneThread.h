@@ -4,7 +4,7 @@
 #include <sys/single_threaded.h>
 #endif
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// Whether the process has had one thread only so far. While that is so, what keeps threads apart
 /// may be left out: nobody can start a second one in the few instructions that it would guard.
@@ -16,4 +16,4 @@ inline bool hasOneThread() noexcept {
 #endif
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

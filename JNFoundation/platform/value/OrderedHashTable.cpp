@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/impl/CollectionSupport.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 bool memberEquals(const Value& member, const Value& other, const std::uint64_t& generation) {
   const bool decidedHere =
@@ -24,4 +24,4 @@ void raiseTooManyEntries() {
   raise(NSInvalidArgumentException, "*** A collection cannot hold more than 1073741824 entries.");
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

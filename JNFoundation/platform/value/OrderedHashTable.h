@@ -9,7 +9,7 @@
 
 #include <JNFoundation/platform/value/Value.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace impl {
 
@@ -304,4 +304,4 @@ class OrderedHashTable {
   std::uint8_t _shift = 0;
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -7,7 +7,7 @@
 
 #include <JNFoundation/platform/value/NSString.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// Makes the strings of one column of many records. A text that came a short while ago gives the
 /// same string again, which costs neither memory nor the making of it: categories, countries,

@@ -6,7 +6,7 @@
 #include <type_traits>
 #include <utility>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSObject;
 class NSString;

@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/value/NSString.h>
 #include <JNFoundation/platform/value/impl/SideRecord.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 /// What the receiver runs for the selector. Returns: null if there is nothing.
@@ -112,4 +112,4 @@ void objc_sync_exit(const NSObject* object) {
   if (mutex) mutex->unlock();
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/value/Value.h>
 
 /// Look-up by name, sending messages by name, associated objects and the per-object lock.
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// Runs the operation declared for the selector, on a value or, for a class, on the class itself.
 /// Missing arguments are null.

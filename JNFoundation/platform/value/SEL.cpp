@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/text/Hash.h>
 #include <JNFoundation/platform/value/impl/GrowingTable.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 struct Name {
@@ -52,4 +52,4 @@ SEL NSSelectorFromString(std::string_view name) { return SEL(name); }
 
 std::string_view NSStringFromSelector(SEL selector) noexcept { return selector.name(); }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// The name of an operation, keywords and colons included, e.g. "mapValue:toObject:filter:".
 /// Equal names are one selector, so comparing and hashing cost nothing. A null selector names none.
@@ -40,7 +40,7 @@ class SEL {
 SEL NSSelectorFromString(std::string_view name);
 std::string_view NSStringFromSelector(SEL selector) noexcept;
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1
 
 template <>
 struct std::hash<JNFoundation::SEL> {

@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/value/NSObject.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// Takes a reference, to be adopted, unless the last one has gone already: for tables of objects
 /// that they do not keep alive and that take themselves out when they are destroyed. Returns:

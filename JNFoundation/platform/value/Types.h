@@ -4,7 +4,7 @@
 #include <limits>
 
 /// The scalar types and constants that every floor shares.
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 // As wide as the machine's word, so every index of a collection is one.
 using NSInteger = std::ptrdiff_t;

@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/value/Value.h>
 #include <JNFoundation/platform/value/impl/NumberHash.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// The numbers inside Value, by what they mean: a signed word, an unsigned one, or floating point.
 struct ValueEquality {
@@ -136,4 +136,4 @@ NSComparisonResult Value::compare(const Value& other) const {
   ValueEquality::raiseNoCommonOrder(*this, other);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -12,7 +12,7 @@
 #include <JNFoundation/platform/value/NSString.h>
 #include <JNFoundation/platform/value/Runtime.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 /// The concrete classes of what Value stores inline, as log texts name them.
@@ -222,4 +222,4 @@ bool Value::respondsToSelector(SEL selector) const {
   return _kind != Kind::Null && class_()->instancesRespondToSelector(selector);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -10,7 +10,7 @@
 #include <JNFoundation/platform/value/NSObject.h>
 #include <JNFoundation/platform/value/Types.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// Any object reference that may stand in a collection, a dictionary or an outcome: null, a number,
 /// a boolean, a date, a class, or a strong reference to an object.

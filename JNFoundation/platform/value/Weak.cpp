@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/value/TryRetain.h>
 #include <JNFoundation/platform/value/impl/SideRecord.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 WeakObject::WeakObject(const NSObject* object) {
   if (!object) return;
@@ -27,4 +27,4 @@ void WeakObject::letGo() noexcept { std::exchange(_record, nullptr)->letGo(); }
 
 bool tryRetain(const NSObject& object) noexcept { return SideRecordAccess::tryRetain(object); }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -4,7 +4,7 @@
 
 #include <JNFoundation/platform/value/NSObject.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class SideRecord;
 

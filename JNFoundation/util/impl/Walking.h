@@ -11,7 +11,7 @@
 
 /// What the operations of arrays and of sets have in common. A collection is given as a reference
 /// of the caller's own, since a block may release the one that it was handed in.
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 inline Ref<NSPredicate> predicateOf(const Ref<NSString>& format,
                                     std::initializer_list<FormatArgument> arguments) {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 void ConditionHost::wakeUp() noexcept { _sleeper.wake(); }
 
@@ -13,4 +13,4 @@ void ConditionHost::runTurn(Nanoseconds until) {
   serve();
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

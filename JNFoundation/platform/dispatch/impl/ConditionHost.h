@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/dispatch/MainQueueHost.h>
 #include <JNFoundation/platform/dispatch/impl/Sleeper.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// The host of a main thread that has no event loop: it sleeps on a condition while nothing is due.
 class ConditionHost final : public MainQueueHost {
@@ -17,4 +17,4 @@ class ConditionHost final : public MainQueueHost {
   Nanoseconds _moment = never;
 };
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

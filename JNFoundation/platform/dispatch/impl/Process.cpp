@@ -8,7 +8,7 @@
 #include <string_view>
 #include <unistd.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 std::string processName() {
 #if defined(__GLIBC__)
@@ -43,4 +43,4 @@ std::string localTimeText(double secondsSince1970) {
   return std::string(date, length) + fraction;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -4,7 +4,7 @@
 #include <chrono>
 #include <thread>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 /// To fall asleep and be woken costs both threads more than these turns given up: under a stream of
@@ -69,4 +69,4 @@ void Sleeper::block(Nanoseconds span) {
   _isAsleep.store(false);
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

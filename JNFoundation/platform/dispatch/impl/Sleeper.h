@@ -7,7 +7,7 @@
 
 #include <JNFoundation/platform/dispatch/Clock.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// Lets one thread sleep until another wakes it or until a moment of the current clock.
 class Sleeper {
@@ -36,4 +36,4 @@ class Sleeper {
   std::condition_variable _condition;
 };
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

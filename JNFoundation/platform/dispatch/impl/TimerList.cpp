@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/dispatch/NSRunLoop.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 void TimerList::add(NSTimer& timer) {
   timer._order = ++_lastOrder;
@@ -57,4 +57,4 @@ bool TimerList::mayFire(const NSTimer& timer, const Ref<NSString>& mode) noexcep
   return false;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -5,7 +5,7 @@
 
 #include <JNFoundation/platform/dispatch/NSTimer.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// The timers of a run loop in the order in which they are due.
 class TimerList {

@@ -10,7 +10,7 @@
 #include <JNFoundation/platform/value/NSNull.h>
 #include <JNFoundation/platform/value/RecurringTexts.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 namespace {
 
@@ -283,4 +283,4 @@ std::string_view JSONReader::refusal() const noexcept {
   return simdjson::error_message(_state->error);
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

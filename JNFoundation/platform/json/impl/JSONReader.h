@@ -5,7 +5,7 @@
 
 #include <JNFoundation/platform/json/NSJSONSerialization.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// The fast reading of JSON text. It knows whether a text is JSON, not where it goes wrong.
 ///
@@ -31,4 +31,4 @@ class JSONReader {
   std::unique_ptr<State> _state;
 };
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

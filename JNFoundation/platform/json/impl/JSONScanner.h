@@ -8,7 +8,7 @@
 
 /// A slow, careful reading of JSON text, for what the fast one cannot say: where the text goes
 /// wrong and why. Neither of the functions recurses.
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 struct JSONProblem {
   /// In bytes.
@@ -31,4 +31,4 @@ std::size_t skipJSONWhiteSpace(std::string_view text, std::size_t offset) noexce
 /// off.
 std::size_t endOfJSONValue(std::string_view text, std::size_t start) noexcept;
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

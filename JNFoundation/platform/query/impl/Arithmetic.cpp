@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/value/NSDecimalNumber.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 using Limits = std::numeric_limits<std::int64_t>;
@@ -195,4 +195,4 @@ Value shiftedRight(const Value& number, const Value& count) {
   });
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -6,7 +6,7 @@
 /// result; with a decimal number the result is decimal while it is exact; otherwise it is a double.
 /// Null on a side, a division by zero, and what no real number answers give null.
 /// Fail: raise NSInvalidArgumentException for what is neither a number nor null.
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// Whether it is a signed integer or a boolean.
 inline bool isInteger(const Value& value) noexcept {
@@ -47,4 +47,4 @@ Value shiftedLeft(const Value& number, const Value& count);
 /// Keeps the sign.
 Value shiftedRight(const Value& number, const Value& count);
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/query/NSPredicate.h>
 #include <JNFoundation/platform/value/NSDictionary.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// What the variables of a tree stand for while it is evaluated or substituted: those of the
 /// caller, and in front of them those that the subqueries around have bound, innermost first.

@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/value/NSString.h>
 #include <JNFoundation/platform/value/Runtime.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 /// The kinds of values that never equal each other and have no order between them.
@@ -189,4 +189,4 @@ bool Comparison::isPart(const Value& element, const Value& text) const {
   return containsFolded(textOf(text), textOf(element), _fold);
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

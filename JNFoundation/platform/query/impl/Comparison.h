@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/text/Folding.h>
 #include <JNFoundation/platform/value/NSSet.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 Fold foldOf(NSComparisonPredicateOptions options) noexcept;
 

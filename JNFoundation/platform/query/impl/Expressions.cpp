@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/NSNull.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 constinit const Class ConstantExpression::classObject =
     Class::of<ConstantExpression>("NSConstantValueExpression");
@@ -390,4 +390,4 @@ std::size_t AnyKeyExpression::contentHash() const { return 0; }
 void AnyKeyExpression::appendFormat(std::string& text) const { text += "ANYKEY"; }
 Ref<NSExpression> AnyKeyExpression::substituted(const Bindings&) const { return nullptr; }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/value/Runtime.h>
 
 /// The expressions by their type. They are made by NSExpression's factories.
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 using ExpressionList = std::vector<Ref<NSExpression>>;
 

@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/value/NSDecimalNumber.h>
 #include <JNFoundation/platform/value/NSNumber.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 /// Constants that hold constants may nest as deep as anyone likes; their text stops here.
@@ -104,4 +104,4 @@ void appendKeyPath(std::string& text, const KeyPath& path) {
 
 void appendConstant(std::string& text, const Value& value) { appendAtDepth(text, value, 0); }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -5,12 +5,12 @@
 
 #include <JNFoundation/platform/query/KeyPath.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 class NSDecimalNumber;
 }
 
 /// How predicates and expressions are written as formats.
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// In double quotes, escaped.
 void appendQuoted(std::string& text, std::string_view content);

@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/value/NSDecimalNumber.h>
 
 /// The expressions that call: functions of the language, and operations of objects.
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 constinit const Class FunctionExpression::classObject =
     Class::of<FunctionExpression>("NSFunctionExpression");
@@ -172,4 +172,4 @@ Ref<NSExpression> SelectorExpression::substituted(const Bindings& bindings) cons
       std::move(operand), _selector, ExpressionArray(arguments ? arguments : _arguments.array()));
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

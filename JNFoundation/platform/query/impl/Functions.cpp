@@ -14,7 +14,7 @@
 #include <JNFoundation/platform/value/NSDictionary.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 using Arguments = std::span<const Value>;
@@ -254,4 +254,4 @@ const Value& valueOfIndexWord(IndexWord word) {
   return words[static_cast<std::size_t>(word)];
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -5,7 +5,7 @@
 
 #include <JNFoundation/platform/value/Value.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// A function of the predicate language.
 struct Function {
@@ -45,4 +45,4 @@ bool isNameOfFunction(std::string_view name) noexcept;
 enum class IndexWord { First, Last, Size };
 const Value& valueOfIndexWord(IndexWord word);
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

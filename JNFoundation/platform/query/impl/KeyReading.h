@@ -5,7 +5,7 @@
 #include <JNFoundation/platform/query/impl/Members.h>
 #include <JNFoundation/platform/value/NSNull.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// The value of one key of something that is no collection, or of a collection itself where the key
 /// starts with "@". Null for null.

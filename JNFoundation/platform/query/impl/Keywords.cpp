@@ -3,7 +3,7 @@
 #include <array>
 #include <utility>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 constexpr char upper(char c) noexcept {
@@ -71,4 +71,4 @@ Keyword keywordFromWord(std::string_view word) noexcept {
   return Keyword::None;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

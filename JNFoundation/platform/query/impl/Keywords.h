@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// The words of predicate formats. Those up to `lastReserved` cannot stand for a key without "#";
 /// the others mean something only where the grammar expects them.
@@ -63,4 +63,4 @@ inline bool isReservedWord(std::string_view word) noexcept {
 /// ASCII letters compare in any case.
 bool isSameWord(std::string_view left, std::string_view right) noexcept;
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

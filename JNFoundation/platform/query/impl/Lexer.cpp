@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/value/NSDictionary.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 using TokenKind = Token::Kind;
@@ -335,4 +335,4 @@ void Lexer::readSign(Token& token) {
   fail(_position, "a character that means nothing outside of quotes");
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

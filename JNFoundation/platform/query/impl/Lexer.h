@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/query/impl/Keywords.h>
 #include <JNFoundation/platform/value/NSString.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// One word, sign or literal of a predicate format.
 struct Token {

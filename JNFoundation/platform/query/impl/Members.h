@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/value/NSOrderedSet.h>
 #include <JNFoundation/platform/value/NSSet.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// The collections that key paths and predicates look into. A dictionary is none: it is an object
 /// with keys.

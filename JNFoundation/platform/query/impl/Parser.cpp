@@ -12,7 +12,7 @@
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/NSNumber.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 using TokenKind = Token::Kind;
@@ -738,4 +738,4 @@ Ref<NSExpression> parseExpression(const Ref<NSString>& format,
   return parsed(format, arguments, [](Parser& parser) { return parser.parseExpression(); });
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

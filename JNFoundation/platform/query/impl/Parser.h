@@ -4,7 +4,7 @@
 
 #include <JNFoundation/platform/query/NSPredicate.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 // Fail: raise NSInvalidArgumentException, see NSPredicate::predicateWithFormat.
 

@@ -5,7 +5,7 @@
 #include <JNFoundation/platform/value/NSDecimalNumber.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 /// A decimal number only mixes exactly with integers and other decimal numbers.
@@ -57,4 +57,4 @@ double averageOf(std::span<const Value> values) {
 Value maximumOf(std::span<const Value> values) { return extreme(values, NSOrderedDescending); }
 Value minimumOf(std::span<const Value> values) { return extreme(values, NSOrderedAscending); }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

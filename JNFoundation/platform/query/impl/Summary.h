@@ -5,7 +5,7 @@
 #include <JNFoundation/platform/value/Value.h>
 
 /// What collection operators and aggregate functions have in common.
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// The sum of the values so far: exact for integers until 64 bits overflow, exact for decimal
 /// numbers, a double otherwise.
@@ -32,4 +32,4 @@ double averageOf(std::span<const Value> values);
 Value maximumOf(std::span<const Value> values);
 Value minimumOf(std::span<const Value> values);
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

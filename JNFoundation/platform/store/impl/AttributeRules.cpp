@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/value/NSDate.h>
 #include <JNFoundation/platform/value/NSDecimalNumber.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 using Broken = std::optional<BrokenRule>;
@@ -211,4 +211,4 @@ std::optional<BrokenRule> ruleBrokenBy(const Value& value,
   return std::nullopt;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/store/impl/EntityLayout.h>
 #include <JNFoundation/platform/text/TextMatch.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// An attribute's regular expression, or what is wrong with it.
 struct CompiledPattern {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 Ref<NSManagedObjectID> FoundRecord::objectID() const {
   if (unsaved) return unsaved->objectID();
@@ -45,4 +45,4 @@ AccompaniedArray::AccompaniedArray(std::vector<Value> elements,
 
 AccompaniedArray::~AccompaniedArray() = default;
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/store/impl/ObjectAccess.h>
 #include <JNFoundation/platform/value/NSArray.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// A record that a fetch has found, not read.
 struct FoundRecord {

@@ -13,7 +13,7 @@
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 using Numbers = std::vector<std::int64_t>;
@@ -361,4 +361,4 @@ Value executeBatch(NSManagedObjectContext& context, const NSBatchDeleteRequest& 
   return deletion.run(error) ? deletion.result() : Value();
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/store/impl/TransformedValue.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 class BatchInsertion {
@@ -148,4 +148,4 @@ Value executeBatch(NSManagedObjectContext& context, const NSBatchInsertRequest& 
   return insertion.run(error) ? insertion.result() : Value();
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

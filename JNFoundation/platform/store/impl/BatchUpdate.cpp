@@ -12,7 +12,7 @@
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 /// Whether a uniqueness constraint of the entity, an ancestor or a descendant names the attribute.
@@ -160,4 +160,4 @@ Value executeBatch(NSManagedObjectContext& context, const NSBatchUpdateRequest& 
   return update.run(error) ? update.result() : Value();
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

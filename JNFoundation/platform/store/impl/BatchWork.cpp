@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/store/impl/TransformedValue.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 Ref<NSEntityDescription> entityOfRequest(const NSPersistentStoreCoordinator& coordinator,
                                          const Ref<NSEntityDescription>& entity,
@@ -127,4 +127,4 @@ bool PlainValues::checkMissing(const NSEntityDescription& entity, std::size_t nu
                   number, nullptr, error);
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/store/ValueArray.h>
 #include <JNFoundation/platform/store/impl/EntityLayout.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSBatchDeleteRequest;
 class NSBatchInsertRequest;

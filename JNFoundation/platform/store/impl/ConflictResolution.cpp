@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 #include <JNFoundation/platform/store/impl/TransformedValue.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 bool keepsOurs(NSMergePolicyType type) {
@@ -632,4 +632,4 @@ void ConflictResolution::deleteReplaced() {
   }
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/store/NSMergePolicy.h>
 #include <JNFoundation/platform/store/impl/RecordValues.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// A reference of a save to a record that is gone.
 struct MissingReference {

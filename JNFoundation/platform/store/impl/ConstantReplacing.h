@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/value/NSOrderedSet.h>
 #include <JNFoundation/platform/value/NSSet.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// A constant of a predicate with other values in the place of some: of itself, or of the members
 /// of the collections in it. Takes: a function that gives what stands for a value, or nothing for

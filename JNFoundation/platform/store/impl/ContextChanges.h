@@ -5,7 +5,7 @@
 
 #include <JNFoundation/platform/store/impl/ObjectAccess.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// Objects with changes of one sort, in the order in which they got them. An object is in one list
 /// at most and knows its place there.
@@ -92,4 +92,4 @@ class ContextChanges {
   }
 };
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -4,7 +4,7 @@
 
 #include <JNFoundation/platform/store/impl/ObjectAccess.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 void ContextEvents::note(NSManagedObject& object, std::uint32_t flag) {
   std::uint32_t& flags = ObjectAccess::flags(object);
@@ -96,4 +96,4 @@ void ContextEvents::removeObserver(ContextObserver& observer) noexcept {
   }
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -4,7 +4,7 @@
 
 #include <JNFoundation/platform/store/NSManagedObject.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// What happened to a context's objects since it last told. An object is in one list at most, and
 /// in none if it came and went in between.
@@ -98,4 +98,4 @@ void ContextEvents::forEachObserver(Function&& function) {
   }
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

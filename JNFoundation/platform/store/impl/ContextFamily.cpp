@@ -4,7 +4,7 @@
 #include <JNFoundation/platform/store/impl/ContextMerge.h>
 #include <JNFoundation/platform/store/impl/ContextQueue.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 /// Takes the living out of the list, and those that are gone off it.
@@ -73,4 +73,4 @@ std::vector<Ref<NSManagedObjectContext>> MergingContexts::othersThan(
   return found;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/value/NSSet.h>
 #include <JNFoundation/platform/value/Weak.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSManagedObjectContext;
 class NSPersistentStoreCoordinator;
@@ -68,4 +68,4 @@ class MergingContexts {
 };
 
 }  // namespace impl
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 using Objects = std::vector<Ref<NSManagedObject>>;
@@ -269,4 +269,4 @@ Ref<NSArray> ContextFetch::batches(Ref<NSError>* error) {
   return makeObject<BatchArray>(std::move(found), _request.fetchBatchSize(), std::move(reader));
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

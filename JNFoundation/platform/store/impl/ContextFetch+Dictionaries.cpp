@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/store/impl/ContextFetch.h>
 #include <JNFoundation/platform/store/impl/DictionaryPlan.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 using Values = DictionaryPlan::Values;
@@ -188,4 +188,4 @@ Ref<NSArray> ContextFetch::dictionariesOfGroups(Ref<NSError>* error) {
   return NSArray::arrayWithValues(std::move(chosen));
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

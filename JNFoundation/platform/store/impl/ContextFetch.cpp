@@ -18,7 +18,7 @@
 #include <JNFoundation/platform/store/impl/StoredRow.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 /// The order of two values by the descriptors.
@@ -476,4 +476,4 @@ Ref<NSArray> ContextFetch::execute(NSFetchRequestResultType type, Ref<NSError>* 
   return makeObject<AccompaniedArray>(std::move(values), std::move(companions));
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

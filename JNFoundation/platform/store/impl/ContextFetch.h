@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/store/impl/ObjectReceiver.h>
 #include <JNFoundation/platform/store/impl/StoredRow.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSPersistentStoreCoordinator;
 class NSPredicate;

@@ -5,7 +5,7 @@
 #include <JNFoundation/platform/store/impl/ContextEvents.h>
 #include <JNFoundation/platform/store/impl/Relations.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 // ---- One object ---------------------------------------------------------------------------------
 
@@ -212,4 +212,4 @@ void ContextMerge::adoptPermanentIDs(const PermanentIDs& permanentIDs) {
   _context._family->tellPermanentIDs(permanentIDs);
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

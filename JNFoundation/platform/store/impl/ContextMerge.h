@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/store/impl/ContextFamily.h>
 #include <JNFoundation/platform/store/impl/ObjectAccess.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// Brings a context's objects up to date with what others have saved.
 /// Threads: the context's, unless something else is said.
@@ -45,4 +45,4 @@ class ContextMerge {
   NSManagedObjectContext& _context;
 };
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/dispatch/MainQueue.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// What is known of a thread that has or wants queues.
 struct ContextQueue::Thread {
@@ -372,4 +372,4 @@ void ContextQueue::syncOnMain(const Block<void()>& work) {
   }
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

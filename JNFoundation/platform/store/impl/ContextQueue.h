@@ -7,7 +7,7 @@
 
 #include <JNFoundation/platform/value/Block.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// The line in which work on one context stands: one piece of work at a time, first in, first out.
 ///

@@ -20,7 +20,7 @@
 #include <JNFoundation/platform/value/NSOrderedSet.h>
 #include <JNFoundation/platform/value/NSSet.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 using Values = DictionaryPlan::Values;
@@ -525,4 +525,4 @@ std::vector<Values> RecordGroups::finish() {
   return groups;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/store/NSFetchRequest.h>
 #include <JNFoundation/platform/value/NSDictionary.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSExpression;
 class NSExpressionDescription;

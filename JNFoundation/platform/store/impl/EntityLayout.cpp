@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/store/NSRelationshipDescription.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 std::string capitalized(std::string_view key) {
@@ -240,4 +240,4 @@ const EntityLayout::ClassBinding& EntityLayout::findObjectClass() const {
   return binding;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -11,7 +11,7 @@
 #include <JNFoundation/platform/value/Class.h>
 #include <JNFoundation/platform/value/Method.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSEntityDescription;
 class NSManagedObject;

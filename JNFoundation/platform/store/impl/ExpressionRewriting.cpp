@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/query/NSComparisonPredicate.h>
 #include <JNFoundation/platform/query/NSCompoundPredicate.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 Ref<NSArray> rewrittenAll(const Ref<NSArray>& expressions,
@@ -85,4 +85,4 @@ Ref<NSPredicate> rewritten(const Ref<NSPredicate>& predicate,
       comparison.options());
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -4,7 +4,7 @@
 #include <JNFoundation/platform/query/NSPredicate.h>
 #include <JNFoundation/platform/value/Block.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// Says what stands in the place of an expression; null leaves it and has its parts looked at.
 using ExpressionReplacement = Block<Ref<NSExpression>(const NSExpression& expression)>;
@@ -17,4 +17,4 @@ Ref<NSExpression> rewritten(const Ref<NSExpression>& expression,
 Ref<NSPredicate> rewritten(const Ref<NSPredicate>& predicate,
                            const ExpressionReplacement& replacement);
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

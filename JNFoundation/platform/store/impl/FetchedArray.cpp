@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 constinit const Class FetchedSectionInfo::classObject =
     Class::of<FetchedSectionInfo>("NSFetchedResultsSectionInfo");
@@ -93,4 +93,4 @@ Value FetchedSectionArray::foreignObjectAtIndex(NSUInteger index) const {
       _controller, std::move(section), _objects, place.before, place.weight));
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

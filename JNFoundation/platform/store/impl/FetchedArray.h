@@ -5,7 +5,7 @@
 #include <JNFoundation/platform/store/impl/OrderedObjects.h>
 #include <JNFoundation/platform/value/Weak.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// Part of a list as it was at one moment, as an array. Making one copies nothing.
 class FetchedArray final : public NSArray {

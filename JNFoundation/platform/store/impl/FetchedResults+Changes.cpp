@@ -4,7 +4,7 @@
 #include <JNFoundation/platform/dispatch/NSLog.h>
 #include <JNFoundation/platform/store/impl/FetchedResults.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// A candidate that is in the list, or is to be.
 struct FetchedResults::Entry {
@@ -583,4 +583,4 @@ FetchedResults::Changes FetchedResults::difference(const Batch& batch,
   return changes;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -2,7 +2,7 @@
 
 #include <unordered_set>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 FetchedResults::FetchedResults(ResultOrder order, Weak<NSFetchedResultsController> controller)
     : _order(std::move(order)), _controller(std::move(controller)) {
@@ -186,4 +186,4 @@ void FetchedResults::forgetTitles() const {
   for (const auto& [name, section] : _sectionsByName) section->forgetTitle();
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -10,7 +10,7 @@
 #include <JNFoundation/platform/store/impl/FetchedArray.h>
 #include <JNFoundation/platform/store/impl/ResultOrder.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// The list of a fetched-results controller: objects in the order of a request, in sections, and
 /// what becomes of it when objects change.

@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 #include <JNFoundation/platform/value/NSSet.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 /// Sets a flag for the length of a scope.
@@ -355,4 +355,4 @@ void FetchedResultsTracker::call(const Ref<Delegate>& delegate, Delegate::Callba
   }
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/store/impl/ContextEvents.h>
 #include <JNFoundation/platform/store/impl/FetchedResults.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// Keeps a controller's results true, and tells its delegate.
 ///
@@ -75,4 +75,4 @@ class FetchedResultsTracker final : public ContextObserver {
   bool _isAbandoned = false;
 };
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 void LongWork::begin() {
   const std::lock_guard guard(_mutex);
@@ -33,4 +33,4 @@ bool LongWork::endAll() {
   return true;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -6,7 +6,7 @@
 #include <thread>
 #include <vector>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// The work on a store that goes on beside its use, without the coordinator's lock: backups and
 /// checks. It looks now and then whether it has to end, because the store is to be closed.
@@ -45,4 +45,4 @@ class LongWork {
   std::atomic<bool> _isToEnd = false;
 };
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/store/impl/ModelText.h>
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 constexpr std::size_t none = EntityLayout::none;
@@ -285,4 +285,4 @@ void MappingInference::checkRelationship(const Match& match, std::size_t number,
   }
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/store/impl/EntityLayout.h>
 #include <JNFoundation/platform/value/NSError.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// Finds for each entity and each property of a model where its records and values come from in an
 /// earlier model, and what stands against that. See NSMappingModel for the rules.

@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/value/NSDecimalNumber.h>
 #include <JNFoundation/platform/value/NSNull.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 constexpr int deepest = 100;
@@ -126,4 +126,4 @@ Ref<NSDictionary> ownMetadata(const Ref<NSDictionary>& metadata, std::string& pr
   return NSDictionary::dictionaryWithEntries(std::move(entries));
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -5,7 +5,7 @@
 
 #include <JNFoundation/platform/value/NSDictionary.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// The text that keeps an entry of a store's metadata: JSON, in which a date, data or a decimal
 /// stands as an object of one key, "$date", "$data" or "$decimal".

@@ -5,7 +5,7 @@
 
 #include <JNFoundation/platform/value/Value.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSEntityDescription;
 class NSMigrationRecord;
@@ -33,4 +33,4 @@ class MigratedRecords {
 };
 
 }  // namespace impl
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

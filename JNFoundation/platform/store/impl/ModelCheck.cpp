@@ -13,7 +13,7 @@
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 #include <JNFoundation/platform/value/NSDate.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 /// How many levels of superentities there may be.
@@ -399,4 +399,4 @@ class ModelCheck {
 
 Ref<NSError> problemOfModel(const NSManagedObjectModel& model) { return ModelCheck(model).run(); }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/store/impl/ModelReader.h>
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 namespace fs = std::filesystem;
@@ -105,4 +105,4 @@ Ref<NSManagedObjectModel> readModelFile(const std::string& path, Ref<NSError>* e
   return readModelText(*text, name, error);
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

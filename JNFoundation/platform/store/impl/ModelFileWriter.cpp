@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/store/impl/ModelWriter.h>
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 namespace fs = std::filesystem;
@@ -61,4 +61,4 @@ bool writeModelFile(const NSManagedObjectModel& model, const std::string& path,
   return true;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

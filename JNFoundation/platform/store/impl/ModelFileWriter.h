@@ -4,7 +4,7 @@
 
 #include <JNFoundation/platform/store/NSManagedObjectModel.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// Writes the model's text into a file, or into a `.xcdatamodel` directory, which is made where
 /// there is none. What was there is replaced whole or not at all.
@@ -12,4 +12,4 @@ namespace JNFoundation::impl {
 bool writeModelFile(const NSManagedObjectModel& model, const std::string& path,
                     Ref<NSError>* error);
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

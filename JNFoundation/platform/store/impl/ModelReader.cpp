@@ -17,7 +17,7 @@
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 Ref<NSString> textOf(const pugi::xml_attribute& attribute) {
@@ -572,4 +572,4 @@ Ref<NSManagedObjectModel> readModelText(std::string_view xml, const std::string&
   return ModelDocumentReader(path, error).read(xml);
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -5,7 +5,7 @@
 
 #include <JNFoundation/platform/store/NSManagedObjectModel.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// Reads a model from the text of a `contents` file.
 /// Takes: the file's path for errors to name; empty for a text that is of no file.
@@ -13,4 +13,4 @@ namespace JNFoundation::impl {
 Ref<NSManagedObjectModel> readModelText(std::string_view xml, const std::string& path,
                                         Ref<NSError>* error);
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

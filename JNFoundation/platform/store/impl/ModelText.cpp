@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/value/NSDecimalNumber.h>
 #include <JNFoundation/platform/value/NSUUID.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 struct TypeName {
@@ -191,4 +191,4 @@ std::optional<std::string> modelTextFromValue(const Value& value, NSAttributeTyp
   return text;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

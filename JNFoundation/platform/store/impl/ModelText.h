@@ -11,7 +11,7 @@
 #include <JNFoundation/platform/store/NSRelationshipDescription.h>
 #include <JNFoundation/platform/text/RealNumber.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// The texts that stand for types, rules, flags and values in data-model files.
 
@@ -56,4 +56,4 @@ std::optional<Number> numberFromModelText(std::string_view text) {
   return number;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

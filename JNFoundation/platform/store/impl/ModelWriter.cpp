@@ -11,7 +11,7 @@
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 /// Whether XML has all the characters of the well-formed text.
@@ -314,4 +314,4 @@ Ref<NSString> modelText(const NSManagedObjectModel& model, Ref<NSError>* error) 
   return ModelDocumentWriter().write(model, error);
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/store/NSManagedObjectModel.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// The text of a `contents` file that is read back to an equal model.
 /// Fails: returns null and sets the error, which may be null.

@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/store/impl/ContextEvents.h>
 #include <JNFoundation/platform/store/impl/TransformedValue.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 Ref<NSManagedObject> ObjectAccess::make(const NSEntityDescription& entity) {
   const EntityLayout& layout = entity.layout();
@@ -141,4 +141,4 @@ bool storesAlike(const Value& left, const Value& right, NSAttributeType type) {
   return left == right || canonicalValue(left, type) == canonicalValue(right, type);
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

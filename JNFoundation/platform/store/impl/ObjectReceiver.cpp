@@ -4,7 +4,7 @@
 
 #include <JNFoundation/platform/store/impl/UnreadPlace.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 Value* ObjectReceiver::placesToRefresh(NSManagedObject& object, std::uint32_t version) {
   constexpr std::uint32_t changed =
@@ -48,4 +48,4 @@ void ObjectReceiver::markUnread() {
   _part = nullptr;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -10,7 +10,7 @@
 #include <JNFoundation/platform/value/OneThread.h>
 #include <JNFoundation/platform/value/TryRetain.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 ObjectRegistry::ObjectRegistry(NSManagedObjectContext& context, Ref<ContextQueue> queue)
     : _queue(std::move(queue)), _context(&context) {}
@@ -242,4 +242,4 @@ void ObjectRegistry::invalidate() noexcept {
   _invalid = true;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -10,7 +10,7 @@
 #include <JNFoundation/platform/text/Hash.h>
 #include <JNFoundation/platform/value/Weak.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// Whether use of a context or an object on a thread that does not have its queue is noticed: in
 /// builds for debugging.

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 // A list that is built at once leaves room for what comes, so that the first changes do not split
@@ -571,4 +571,4 @@ bool OrderedObjects::isConsistent() const {
   return objects == _list._count && weight == _list._weight;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -7,7 +7,7 @@
 
 #include <JNFoundation/platform/value/NSObject.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 // A list in which everything takes logarithmic time: what stands at a position, at which position
 // an object stands, putting in and taking out, and a version that stays as it is. It is a tree of

@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/store/impl/TransformedValue.h>
 #include <JNFoundation/platform/value/NSError.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 /// What of a place may leave the context. A transformed value could be changed where it stands, so
@@ -127,4 +127,4 @@ void ParentContext::readMembers(const ObjectKey& key, const NSEntityDescription&
   for (ObjectSnapshot& snapshot : snapshots) adopt(snapshot, members);
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/store/impl/ObjectAccess.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// What one context hands to another of an object, across their queues.
 struct ObjectSnapshot {

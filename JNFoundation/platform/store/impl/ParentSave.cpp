@@ -5,7 +5,7 @@
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 #include <JNFoundation/platform/store/impl/TransformedValue.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// Requires: the values of an inserted or updated object have their data where they are
 /// transformed.
@@ -168,4 +168,4 @@ void ParentSave::relateMany(const Change& change, const Members& members) {
   Relations::setValue(object, members.number, Value(ordered));
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/store/impl/ContextChanges.h>
 #include <JNFoundation/platform/value/NSOrderedSet.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// A child's save: its changes, property by property, made in the parent.
 ///

@@ -11,7 +11,7 @@
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 using Objects = std::vector<Ref<NSManagedObject>>;
@@ -279,4 +279,4 @@ bool Prefetching::read(const Objects& objects, const Ref<ObjectRegistry>& regist
   return true;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -4,7 +4,7 @@
 
 #include <JNFoundation/platform/store/impl/ObjectAccess.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// Reads the objects that others are related to, in a few statements for all of them: for each step
 /// of a key path one for those that are not read yet, and one for their values where the records

@@ -13,7 +13,7 @@
 #include <JNFoundation/platform/value/NSOrderedSet.h>
 #include <JNFoundation/platform/value/NSSet.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 /// Walks a predicate tree; its depth is bounded where predicates are made.
@@ -323,4 +323,4 @@ bool hasAggregate(const Ref<NSExpression>& expression) {
   return anyPart(expression, isAggregateCall);
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/store/NSPersistentStore.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class KeyPath;
 class NSExpression;

@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/store/impl/TransformedValue.h>
 #include <JNFoundation/platform/value/NSNull.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 ValueArray copyOfValues(const ValueArray& values, const EntityLayout& layout) {
   ValueArray copy(layout.count());
@@ -45,4 +45,4 @@ Value uniqueKeyOf(const Value* values, std::span<const std::size_t> properties,
   return NSArray::arrayWithValues(std::move(key));
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

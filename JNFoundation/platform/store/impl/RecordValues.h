@@ -5,7 +5,7 @@
 #include <JNFoundation/platform/store/impl/ObjectAccess.h>
 #include <JNFoundation/platform/value/NSDictionary.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 ValueArray copyOfValues(const ValueArray& values, const EntityLayout& layout);
 

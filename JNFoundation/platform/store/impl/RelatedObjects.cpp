@@ -2,7 +2,7 @@
 
 #include <utility>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 bool contains(const Ref<NSMutableOrderedSet>& identifiers, const Value& identifier) {
@@ -205,4 +205,4 @@ void RelatedObjects::markAllAdded() {
   _isReordered = false;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

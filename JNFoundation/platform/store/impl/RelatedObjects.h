@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/store/NSManagedObjectID.h>
 #include <JNFoundation/platform/value/NSOrderedSet.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// What identifiers of objects that were never saved become at a save, by their numbers.
 using PermanentIDs = std::unordered_map<std::int64_t, Ref<NSManagedObjectID>>;

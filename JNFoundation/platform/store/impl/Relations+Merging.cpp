@@ -1,6 +1,6 @@
 #include <JNFoundation/platform/store/impl/Relations.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 bool Relations::hasPairs(const NSRelationshipDescription& relationship) {
   const Ref<NSRelationshipDescription> inverse = relationship.inverseRelationship();
@@ -106,4 +106,4 @@ void Relations::takeBackMembers(NSManagedObject& object,
   }
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

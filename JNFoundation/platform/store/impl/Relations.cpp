@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/NSSet.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 const EntityLayout::Slot& slotAt(const NSManagedObject& object, std::size_t number) {
@@ -574,4 +574,4 @@ void Relations::revertMembers(NSManagedObject& object) {
   }
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

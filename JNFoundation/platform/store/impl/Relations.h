@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/store/impl/ObjectAccess.h>
 #include <JNFoundation/platform/store/impl/RelatedObjects.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSSet;
 

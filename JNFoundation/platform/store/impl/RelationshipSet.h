@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/store/impl/Relations.h>
 #include <JNFoundation/platform/value/NSSet.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// The members of a relationship to many as a live set last saw them. What goes through the set is
 /// done to them as well, so that adding one by one does not collect all of them each time.

@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/store/impl/QueryCheck.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 Value valueOf(const NSManagedObject& object) {
@@ -114,4 +114,4 @@ Ref<NSString> ResultOrder::sectionName(const NSManagedObject& object) const {
   return value.isNumber() ? value.stringValue() : value.description();
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/store/NSFetchRequest.h>
 #include <JNFoundation/platform/store/impl/ObjectAccess.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// What a fetch request says of one object and of two: whether it is a result, which comes first,
 /// in which section. What an object raises when it is asked is written to the log, and counts as no

@@ -4,7 +4,7 @@
 
 #include <JNFoundation/platform/store/impl/ObjectAccess.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// What a save writes to one store.
 struct SaveBatch {
@@ -35,4 +35,4 @@ enum class SaveObstacle {
   Reference,
 };
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

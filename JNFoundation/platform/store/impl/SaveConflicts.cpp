@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/store/impl/Relations.h>
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 using RowChangeKind = StoreRowChange::Kind;
 
@@ -279,4 +279,4 @@ bool SaveConflicts::resolve(Ref<NSError>* error) {
   return fail(error, reason);
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/store/impl/ConflictResolution.h>
 #include <JNFoundation/platform/store/impl/SaveBatch.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// What a save has learnt from conflicts about deleted records.
 struct SaveDecisions {

@@ -13,7 +13,7 @@
 #include <JNFoundation/platform/value/NSError.h>
 #include <JNFoundation/platform/value/NSUUID.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 namespace fs = std::filesystem;
@@ -183,4 +183,4 @@ void SectionCache::remove(const Ref<NSString>& name) {
   }
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

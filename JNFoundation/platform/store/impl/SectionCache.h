@@ -5,7 +5,7 @@
 
 #include <JNFoundation/platform/store/impl/FetchedResults.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// What the sections of a fetch were, in a file of the cache directory, for as long as the fetch
 /// is the same and its stores are unchanged. A file that cannot be read is none.

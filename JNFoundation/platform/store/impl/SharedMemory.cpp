@@ -7,7 +7,7 @@
 
 #include <JNFoundation/platform/value/NSObject.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 /// A piece of memory that smaller ones are cut from.
@@ -118,4 +118,4 @@ std::size_t sizeOfSharedMemory(const void* memory) noexcept {
   return header.blockDistance != 0 ? header.size : ownSizeOf(piece);
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

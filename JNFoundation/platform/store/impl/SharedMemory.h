@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// Memory for the many small pieces of one fetch or import, which mostly go together as well. They
 /// are cut from larger blocks, one behind the other; a block is given back when the last piece of
@@ -18,4 +18,4 @@ void giveBackSharedMemory(void* memory) noexcept;
 /// How much was asked for.
 std::size_t sizeOfSharedMemory(const void* memory) noexcept;
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -4,7 +4,7 @@
 
 #include <JNFoundation/platform/store/StatementTrace.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// Whether anybody wants to know of statements; all that it costs when nobody does.
 extern constinit std::atomic<bool> hasStatementObserver;
@@ -19,4 +19,4 @@ bool observesPlans() noexcept;
 /// Tells the observer, unless this thread is inside it.
 void tellStatementObserver(const StatementTrace& trace) noexcept;
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -2,7 +2,7 @@
 
 #include <JNFoundation/platform/value/NSArray.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 Ref<NSError> cocoaError(NSInteger code, const Ref<NSString>& sentence,
                         std::vector<NSDictionary::Pair> details) {
@@ -41,4 +41,4 @@ Ref<NSError> errorFromInaccessibleObject(const Raised& raised) {
   return cocoaError(NSManagedObjectReferentialIntegrityError, exception->reason());
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/value/NSError.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// An error of NSCocoaErrorDomain with a sentence for people and further details.
 Ref<NSError> cocoaError(NSInteger code, const Ref<NSString>& sentence,

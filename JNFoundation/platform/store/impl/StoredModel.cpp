@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/store/NSRelationshipDescription.h>
 #include <JNFoundation/platform/value/NSError.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 /// Makes a model that has of another one what decides about its stores.
@@ -140,4 +140,4 @@ Ref<NSManagedObjectModel> modelOfStoredText(std::string_view text, std::string_v
   return model && model->makeImmutable() ? model : nullptr;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

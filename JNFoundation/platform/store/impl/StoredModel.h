@@ -4,7 +4,7 @@
 
 #include <JNFoundation/platform/store/NSManagedObjectModel.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// The text by which a store remembers the model that it was made with: the model's own XML text,
 /// of what decides about the file only. Entities, their descent, properties with types and flags,
@@ -20,4 +20,4 @@ std::string storedModelHash(std::string_view text);
 /// Returns: null for text that is not whole, or is not the one of the hash.
 Ref<NSManagedObjectModel> modelOfStoredText(std::string_view text, std::string_view hash);
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/value/NSOrderedSet.h>
 #include <JNFoundation/platform/value/NSSet.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 constinit const Class RecordIdentity::classObject = Class::of<RecordIdentity>("JNRecordIdentity");
 constinit const Class StoredRow::classObject = Class::of<StoredRow>("JNStoredRow");
@@ -141,4 +141,4 @@ Value* RowVisitor::beginRow(const NSEntityDescription& entity, std::int64_t prim
 
 void RowVisitor::endRow() { _visit(*_row); }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

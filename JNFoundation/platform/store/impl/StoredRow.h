@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 #include <JNFoundation/platform/value/Block.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// What stands for one record in a predicate: equal to everything else that stands for it, be it a
 /// row of a store, an object with unsaved changes, or what a predicate names.

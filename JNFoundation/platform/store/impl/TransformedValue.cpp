@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/store/impl/Transforming.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 constinit const Class TransformedValue::classObject =
     Class::of<TransformedValue>("TransformedValue");
@@ -59,4 +59,4 @@ bool placesAlike(const Value& left, const Value& right) {
   return valueOfPlace(left, attribute) == valueOfPlace(right, attribute);
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/store/impl/EntityLayout.h>
 #include <JNFoundation/platform/value/NSData.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSError;
 

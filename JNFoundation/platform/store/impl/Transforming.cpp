@@ -5,7 +5,7 @@
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 /// One attribute with its transformer, or with what is wrong about that.
@@ -109,4 +109,4 @@ std::optional<Value> valueFromData(const Ref<NSData>& data, const NSAttributeDes
   return value;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/value/NSData.h>
 #include <JNFoundation/platform/value/NSError.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 // Values of transformable attributes, which stores keep as the data that the attribute's
 // transformer makes of them. What goes wrong is an error whose sentence names the entity, the

@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/value/NSObject.h>
 #include <JNFoundation/platform/value/Ref.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 const Value& unreadPlace() {
   class Mark final : public NSObject {};
@@ -11,4 +11,4 @@ const Value& unreadPlace() {
   return mark;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -15,7 +15,7 @@
 #include <JNFoundation/platform/store/memory/impl/RecordRules.h>
 #include <JNFoundation/platform/value/NSUUID.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 constinit const Class MemoryStore::classObject = Class::of<MemoryStore>("MemoryStore");
 
@@ -385,4 +385,4 @@ NSUInteger MemoryStore::countRows(const StoreQuery& query, Ref<NSError>*) {
   return count;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

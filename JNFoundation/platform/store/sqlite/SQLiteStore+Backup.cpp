@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/store/sqlite/impl/SQLiteConnection.h>
 #include <JNFoundation/platform/value/NSUUID.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 using impl::Database;
 
@@ -190,4 +190,4 @@ bool SQLiteStore::copyPages(Database& source, const std::string& path,
   return copy.close() || failed();
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -4,7 +4,7 @@
 #include <JNFoundation/platform/store/sqlite/impl/PredicateTranslator.h>
 #include <JNFoundation/platform/store/sqlite/impl/SQLiteConnection.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 using impl::PredicateTranslator;
 using impl::Schema;
@@ -137,4 +137,4 @@ StoreAnswer SQLiteStore::fetchColumns(const StoreColumnQuery& query,
   return step == Statement::Step::Done ? StoreAnswer::Done : failed(failedToRead(error));
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

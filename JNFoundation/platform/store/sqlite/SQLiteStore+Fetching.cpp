@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/store/sqlite/impl/SQLiteConnection.h>
 #include <JNFoundation/platform/store/sqlite/impl/ValueBinding.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 using impl::PredicateTranslator;
 using impl::Schema;
@@ -178,4 +178,4 @@ NSUInteger SQLiteStore::countRows(const StoreQuery& query, Ref<NSError>* error) 
   return failure;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

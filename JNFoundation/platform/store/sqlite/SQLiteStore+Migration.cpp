@@ -11,7 +11,7 @@
 #include <JNFoundation/platform/store/sqlite/impl/SQLiteConnection.h>
 #include <JNFoundation/platform/store/sqlite/impl/StoreMigrator.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 using impl::Database;
 using impl::Schema;
@@ -235,4 +235,4 @@ bool SQLiteStore::migrateInTransaction(const Ref<NSManagedObjectModel>& source,
              : refuse(NSMigrationError, "its new tables are not those of the model", error);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

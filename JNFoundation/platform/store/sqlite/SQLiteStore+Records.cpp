@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/store/sqlite/SQLiteStore.h>
 #include <JNFoundation/platform/store/sqlite/impl/SQLiteConnection.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 using impl::Schema;
 using impl::Statement;
@@ -92,4 +92,4 @@ bool SQLiteStore::fetchRelatedOfAll(const NSRelationshipDescription& relationshi
   return readRows(statement, shape, includesValues, reader, error);
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

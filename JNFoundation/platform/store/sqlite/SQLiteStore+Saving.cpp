@@ -12,7 +12,7 @@
 #include <JNFoundation/platform/store/sqlite/impl/SQLiteConnection.h>
 #include <JNFoundation/platform/store/sqlite/impl/ValueBinding.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 using impl::Database;
 using impl::Schema;
@@ -382,4 +382,4 @@ void SQLiteStore::abandonSave() noexcept {
   }
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

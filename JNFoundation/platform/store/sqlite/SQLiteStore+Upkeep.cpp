@@ -13,7 +13,7 @@
 #include <JNFoundation/platform/store/sqlite/impl/IntegrityCheck.h>
 #include <JNFoundation/platform/store/sqlite/impl/SQLiteConnection.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 using impl::Database;
 using impl::Schema;
@@ -366,4 +366,4 @@ bool SQLiteStore::destroyFile(const Ref<NSURL>& url, const Ref<NSDictionary>& op
   return true;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/store/sqlite/impl/SQLiteConnection.h>
 #include <JNFoundation/platform/value/NSUUID.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 using impl::Schema;
 using impl::Statement;
@@ -265,4 +265,4 @@ void SQLiteStore::close() {
   _connection.reset();
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

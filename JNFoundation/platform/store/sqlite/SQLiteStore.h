@@ -5,7 +5,7 @@
 
 #include <JNFoundation/platform/store/NSPersistentStore.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 namespace impl {
 class Database;

@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/text/UTF8.h>
 #include <JNFoundation/platform/text/impl/Words.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 namespace {
 
@@ -181,4 +181,4 @@ void appendFoldedLetters(std::string& result, std::vector<std::size_t>& continue
   appendPiece(text.substr(pieceStart));
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

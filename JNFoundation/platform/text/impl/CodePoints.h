@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/text/Folding.h>
 
 /// Unicode text as numbers, and what the Unicode tables say of them.
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 using CodePoints = std::vector<std::int32_t>;
 
@@ -30,4 +30,4 @@ void appendComposed(std::string& text, CodePoints& codePoints);
 void appendFoldedLetters(std::string& result, std::vector<std::size_t>& continued,
                          std::string_view text, Fold fold);
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

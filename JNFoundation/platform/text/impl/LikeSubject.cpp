@@ -5,7 +5,7 @@
 #include <JNFoundation/platform/text/UTF8.h>
 #include <JNFoundation/platform/text/impl/CodePoints.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 LikeSubject::LikeSubject(std::string_view text, Fold fold) : _text(text) {
   if (isASCII(text)) {
@@ -46,4 +46,4 @@ bool LikeSubject::startsLetter(std::size_t position) const {
                              !std::binary_search(_continued.begin(), _continued.end(), position));
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -7,7 +7,7 @@
 
 #include <JNFoundation/platform/text/Folding.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// A text as a LikePattern reads it: folded, well-formed, and walked by letters of the unfolded
 /// text.
@@ -36,4 +36,4 @@ class LikeSubject {
   std::vector<std::size_t> _continued;
 };
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

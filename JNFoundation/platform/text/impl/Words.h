@@ -5,7 +5,7 @@
 #include <cstring>
 
 /// Text eight bytes at a time. None of this depends on the order of the bytes in a word.
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 inline constexpr std::size_t wordSize = sizeof(std::uint64_t);
 inline constexpr std::uint64_t everyByte = 0x0101010101010101;
@@ -41,4 +41,4 @@ constexpr char upperASCII(char byte) {
   return byte >= 'a' && byte <= 'z' ? static_cast<char>(byte - 0x20) : byte;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/value/Method.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 std::vector<Value> elementsOf(const Ref<NSArray>& array) {
   if (!array) return {};
@@ -152,4 +152,4 @@ std::vector<Value> stablySorted(
   return sorted;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/value/Value.h>
 
 /// What the collections share.
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// The elements, whatever the array's representation; none for null.
 std::vector<Value> elementsOf(const Ref<NSArray>& array);

@@ -7,7 +7,7 @@
 
 /// The classes that plain collections are instances of, as log texts name them. Each is defined
 /// beside its public class.
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 struct ConcreteArray {
   using Superclass = NSArray;

@@ -10,7 +10,7 @@
 #include <JNFoundation/platform/value/impl/CollectionSupport.h>
 #include <JNFoundation/platform/value/impl/ConcreteCollections.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 thread_local int nesting = 0;
@@ -257,4 +257,4 @@ bool ContainerEquality::setsAreEqual(const NSSet& left, const NSSet& right) {
   return true;
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/text/ASCII.h>
 #include <JNFoundation/platform/text/NumberText.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 namespace {
 
@@ -282,4 +282,4 @@ double doubleFromDecimal(const NSDecimal& decimal) {
                         textFromInteger(decimal.exponent));
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

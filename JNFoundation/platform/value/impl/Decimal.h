@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/value/impl/WideInteger.h>
 
 /// Arithmetic of decimals, without objects and exceptions.
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// A decimal before it is rounded to what NSDecimal holds: ± magnitude × 10^exponent, and, where
 /// `more` is set, a little further from zero.

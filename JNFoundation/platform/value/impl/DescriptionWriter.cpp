@@ -10,7 +10,7 @@
 #include <JNFoundation/platform/value/NSSet.h>
 #include <JNFoundation/platform/value/NSString.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 /// What runs on the thread: the containers being written, outermost first, and how much text the
@@ -140,4 +140,4 @@ void DescriptionWriter::writePairs(const std::vector<std::pair<Value, Value>>& p
   }
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

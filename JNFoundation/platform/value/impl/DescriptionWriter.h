@@ -7,7 +7,7 @@
 
 #include <JNFoundation/platform/value/Value.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// Writes containers as old-style property lists: one element a line, four spaces a level, strings
 /// quoted where they hold more than letters, digits and a few signs.

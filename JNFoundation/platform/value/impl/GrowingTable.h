@@ -6,7 +6,7 @@
 #include <mutex>
 #include <string_view>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// The names of the process: entries by text that are added and never removed, so that looking one
 /// up takes no lock. An Entry has `text()`, `hash()` and a member `Entry* next`, and lives as long
@@ -42,4 +42,4 @@ class GrowingTable {
   std::mutex _mutex;
 };
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

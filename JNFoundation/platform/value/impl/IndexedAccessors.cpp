@@ -11,7 +11,7 @@
 #include <JNFoundation/platform/value/NSNull.h>
 #include <JNFoundation/platform/value/NSSet.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 class AccessorArray final : public NSArray {
@@ -119,4 +119,4 @@ Value collectionOfAccessors(const NSObject& object, std::string_view key) {
   return Value(makeObject<AccessorSet>(object, *members));
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

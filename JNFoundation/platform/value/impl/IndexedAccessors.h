@@ -4,7 +4,7 @@
 
 #include <JNFoundation/platform/value/NSArray.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// The array that an object keeps behind `countOfKey` and `objectInKeyAtIndex:` or
 /// `keyAtIndexes:`, or the set that it keeps behind `countOfKey`, `enumeratorOfKey`, which gives an

@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/text/Hash.h>
 
 /// One hash for one numeric value, whatever represents it.
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 inline std::size_t hashOfInteger(std::int64_t number) {
   return static_cast<std::size_t>(mixHash(static_cast<std::uint64_t>(number)));
@@ -30,4 +30,4 @@ inline std::size_t hashOfDouble(double number) {
   return static_cast<std::size_t>(mixHash(bits));
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

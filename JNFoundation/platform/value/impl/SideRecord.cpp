@@ -6,7 +6,7 @@
 
 #include <JNFoundation/platform/value/FatalError.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 /// Hands out records by number. Chunks are never moved or freed, so both a number and an address
@@ -118,4 +118,4 @@ void SideRecordAccess::retire(SideRecord& record) noexcept {
   record.letGo();
 }
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

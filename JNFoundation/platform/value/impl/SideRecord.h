@@ -10,7 +10,7 @@
 #include <JNFoundation/platform/value/OneThread.h>
 #include <JNFoundation/platform/value/Value.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// What an object seldom has, kept beside it: who refers to it weakly, what is associated with it,
 /// and its lock. Records live in a pool whose addresses never change, so that a weak reference may

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <bit>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 namespace {
 
@@ -122,4 +122,4 @@ WideInteger WideInteger::quotient(WideInteger& dividend, const WideInteger& divi
   return result;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// A natural number of up to 448 bits: room for what the arithmetic of 38-digit decimals comes to
 /// before it is rounded. Lower limbs first; nothing checks for an overflow of those bits.
@@ -65,4 +65,4 @@ class WideInteger {
   std::size_t _size = 0;
 };
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -11,7 +11,7 @@
 
 #include <JNFoundation/platform/dispatch/LoopHost.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// The main queue inside the looper of an Android thread, that of the user interface.
 ///
@@ -101,4 +101,4 @@ class AndroidHost final : public LoopHost {
   bool _ranOwn = false;
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

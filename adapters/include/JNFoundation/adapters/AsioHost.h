@@ -10,7 +10,7 @@
 
 #include <JNFoundation/adapters/BasicAsioHost.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// The types of standalone asio.
 struct StandaloneAsio {
@@ -35,4 +35,4 @@ struct StandaloneAsio {
 /// The main queue inside an `asio::io_context`.
 using AsioHost = BasicAsioHost<StandaloneAsio>;
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -11,7 +11,7 @@
 
 #include <JNFoundation/platform/dispatch/LoopHost.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// The main queue inside the application's own io_context. AsioHost is the one for standalone asio,
 /// BoostAsioHost the one for Boost.Asio; `Library` names the types of either.
@@ -159,4 +159,4 @@ class BasicAsioHost final : public LoopHost {
   bool _ranOwn = false;  ///< the last handler to end was the host's
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -10,7 +10,7 @@
 
 #include <JNFoundation/adapters/BasicAsioHost.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// The types of Boost.Asio.
 struct BoostAsio {
@@ -35,4 +35,4 @@ struct BoostAsio {
 /// The main queue inside a `boost::asio::io_context`.
 using BoostAsioHost = BasicAsioHost<BoostAsio>;
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -4,7 +4,7 @@
 
 #include <JNFoundation/platform/dispatch/LoopHost.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// The main queue inside the run loop of Core Foundation's main thread, and so of an application's
 /// user interface there.
@@ -82,4 +82,4 @@ class CFRunLoopHost final : public LoopHost {
   bool _ranOwn = false;
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

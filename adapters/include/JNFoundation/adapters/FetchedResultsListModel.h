@@ -4,7 +4,7 @@
 
 #include <JNFoundation/adapters/FetchedResultsModel.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// Fetched results as a list of rows, in which a section is what "section" and "sectionName" of its
 /// rows say. For list views, and for `section.property` of those of Qt Quick.
@@ -25,4 +25,4 @@ class FetchedResultsListModel : public QAbstractListModel, public FetchedResults
   QModelIndex indexOfSection(int row, quintptr identifier) const override;
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

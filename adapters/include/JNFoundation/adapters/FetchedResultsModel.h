@@ -6,7 +6,7 @@
 
 #include <JNFoundation/platform/store/NSFetchedResultsController.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// What the models of fetched results for Qt have in common: FetchedResultsListModel, with the
 /// sections as values of its rows, and FetchedResultsTreeModel, with the sections as parents.

@@ -2,7 +2,7 @@
 
 #include <JNFoundation/adapters/FetchedResultsModel.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// Fetched results as a tree of two levels: the sections, which display their names, and below each
 /// its objects. Results without sections are one nameless section.
@@ -28,4 +28,4 @@ class FetchedResultsTreeModel : public QAbstractItemModel, public FetchedResults
   QModelIndex indexOfSection(int row, quintptr identifier) const override;
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

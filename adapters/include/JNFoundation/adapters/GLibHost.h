@@ -5,7 +5,7 @@
 // As <glib.h> has it, which this header spares its users.
 typedef struct _GMainContext GMainContext;
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// The main queue inside a main context of GLib, and so of GTK.
 ///
@@ -41,4 +41,4 @@ class GLibHost final : public LoopHost {
   Source* _source;
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -4,7 +4,7 @@
 
 #include <JNFoundation/platform/dispatch/LoopHost.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// The main queue inside the event loop of Qt 6.
 ///
@@ -41,4 +41,4 @@ class QtHost final : public LoopHost {
   std::unique_ptr<Receiver> _receiver;
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

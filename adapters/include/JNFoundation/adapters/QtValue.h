@@ -4,7 +4,7 @@
 
 #include <JNFoundation/platform/value/Value.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// The value as Qt knows it, for views, bindings and whatever else takes a QVariant.
 ///
@@ -25,4 +25,4 @@ namespace JNFoundation {
 /// Threads: any.
 QVariant variantOf(const Value& value);
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

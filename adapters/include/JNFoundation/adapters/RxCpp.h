@@ -5,7 +5,7 @@
 
 #include <JNFoundation/deferred/PLVDeferredUtil.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// An NSError on its way through an observable of RxCpp, whose errors are exceptions.
 ///
@@ -71,4 +71,4 @@ struct RxCpp {
   }
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

@@ -6,7 +6,7 @@
 
 #include <JNFoundation/platform/dispatch/LoopHost.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 /// The main queue inside the message loop of a Windows application.
 ///
@@ -91,4 +91,4 @@ class WindowsHost final : public LoopHost {
   HWND _window = nullptr;
 };
 
-}  // namespace JNFoundation
+}  // namespace JNFoundation::inline v0_1

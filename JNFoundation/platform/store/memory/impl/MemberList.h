@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// The records at the other end of one record's relationship, in their order or, without one,
 /// ascending. As in a file, each has a place of its own, so that one comes or goes without the
@@ -86,4 +86,4 @@ class MemberList {
   std::unordered_map<std::int64_t, Place> _places;
 };
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

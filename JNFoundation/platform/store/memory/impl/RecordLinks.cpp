@@ -4,7 +4,7 @@
 #include <JNFoundation/platform/store/NSRelationshipDescription.h>
 #include <JNFoundation/platform/store/impl/EntityLayout.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 template <class Lists>
@@ -151,4 +151,4 @@ void RecordLinks::remove(const NSEntityDescription& entity, std::int64_t record)
   }
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/store/NSPersistentStore.h>
 #include <JNFoundation/platform/store/memory/impl/MemberList.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// Who leads to whom among the records of a store in memory: the members of relationships to many
 /// in their order, and who names a record in a relationship to one.
@@ -47,4 +47,4 @@ class RecordLinks {
   std::unordered_map<const NSRelationshipDescription*, Lists> _owners;
 };
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

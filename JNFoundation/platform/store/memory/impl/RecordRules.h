@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/store/memory/impl/RecordLinks.h>
 #include <JNFoundation/platform/store/memory/impl/UniqueValues.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// What a store in memory has to watch over beyond its records.
 struct RecordRules {
@@ -31,4 +31,4 @@ struct RecordRules {
   std::size_t checkedCount = 0;
 };
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

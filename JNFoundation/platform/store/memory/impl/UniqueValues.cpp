@@ -5,7 +5,7 @@
 #include <JNFoundation/platform/store/impl/EntityLayout.h>
 #include <JNFoundation/platform/text/Hash.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 bool UniqueValues::concerns(const NSEntityDescription& entity) const {
   const auto family = _entity->layout().family();
@@ -42,4 +42,4 @@ void UniqueValues::remove(const Value& key, std::int64_t record) {
   if (found != _holders.end() && found->second == record) _holders.erase(found);
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

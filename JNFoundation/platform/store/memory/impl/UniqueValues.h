@@ -6,7 +6,7 @@
 
 #include <JNFoundation/platform/store/NSPersistentStore.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// The values that one uniqueness constraint watches over. Records of which one of the values is
 /// null do not count.
@@ -43,4 +43,4 @@ class UniqueValues {
   std::unordered_map<Value, std::int64_t, Hash> _holders;
 };
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

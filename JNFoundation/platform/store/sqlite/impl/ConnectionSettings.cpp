@@ -5,7 +5,7 @@
 
 #include <JNFoundation/platform/store/NSPersistentStoreCoordinator.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 std::string uppered(std::string_view text) {
@@ -110,4 +110,4 @@ bool ConnectionSettings::readPragma(const std::string& name, const Value& value,
   return false;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -4,7 +4,7 @@
 
 #include <JNFoundation/platform/value/NSDictionary.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// What an application may choose of a connection, read from a store's options and checked: what is
 /// not understood is refused, never passed on to SQLite and never passed over.

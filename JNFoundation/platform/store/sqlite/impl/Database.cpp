@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/store/impl/StatementObservation.h>
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 using StatementClock = std::chrono::steady_clock;
@@ -264,4 +264,4 @@ Ref<NSError> Database::error(NSInteger code, const Ref<NSString>& sentence) cons
                     {{NSFilePathErrorKey, _path}, {NSUnderlyingErrorKey, cause}});
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -2,7 +2,7 @@
 #include <JNFoundation/platform/store/sqlite/impl/Database.h>
 #include <JNFoundation/platform/text/Folding.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 std::string_view textOfArgument(sqlite3_value* value) {
@@ -73,4 +73,4 @@ bool registerFunctions(Database& database) {
          collate("jn_localizedStandard", collation<compareLocalizedStandard>);
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

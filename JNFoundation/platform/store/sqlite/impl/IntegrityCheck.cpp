@@ -5,7 +5,7 @@
 #include <JNFoundation/platform/store/impl/LongWork.h>
 #include <JNFoundation/platform/store/sqlite/impl/Database.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 constexpr std::size_t mostFindings = 100;
@@ -292,4 +292,4 @@ bool IntegrityCheck::checkPairs(const NSEntityDescription& entity,
          collect(sql(*link.destination, link.far), sentence);
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

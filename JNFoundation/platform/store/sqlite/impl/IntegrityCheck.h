@@ -5,7 +5,7 @@
 
 #include <JNFoundation/platform/store/sqlite/impl/Schema.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 class Database;
 class LongWork;
@@ -54,4 +54,4 @@ class IntegrityCheck {
   std::vector<Value> _findings;
 };
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

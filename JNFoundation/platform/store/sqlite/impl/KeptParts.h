@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/store/NSEntityDescription.h>
 #include <JNFoundation/platform/store/NSRelationshipDescription.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// What a store goes on having when its tables are made for another model: numbers of entities,
 /// names, whole tables. Nothing for a new store. Names are as they are, not quoted.
@@ -41,4 +41,4 @@ struct KeptParts {
   std::unordered_map<const NSRelationshipDescription*, Pairs> pairs;
 };
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

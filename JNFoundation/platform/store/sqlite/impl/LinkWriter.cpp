@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <unordered_map>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 bool LinkWriter::write(std::span<const StoreLinkChange> changes) {
   // Both ends of a pair tell of it, so that all that goes has to go before anything comes.
@@ -106,4 +106,4 @@ bool LinkWriter::setPosition(const Schema::Link& link, std::int64_t near, std::i
   return statement.run();
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

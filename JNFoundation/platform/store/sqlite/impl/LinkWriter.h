@@ -4,7 +4,7 @@
 #include <JNFoundation/platform/store/sqlite/impl/Database.h>
 #include <JNFoundation/platform/store/sqlite/impl/Schema.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// Writes what relationships to many lead to, and in which order.
 /// Every operation fails by returning false; the database knows why.
@@ -25,4 +25,4 @@ class LinkWriter {
   const Schema& _schema;
 };
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/value/NSArray.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 /// Takes a statement's rows no further.
@@ -321,4 +321,4 @@ void MigrationRecords::setPairs(std::int64_t number, const NSRelationshipDescrip
   }
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -11,7 +11,7 @@
 #include <JNFoundation/platform/store/sqlite/impl/RowShape.h>
 #include <JNFoundation/platform/store/sqlite/impl/Schema.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// One side of a migration as an application sees it, record by record.
 /// Requires: held by a shared pointer.
@@ -80,4 +80,4 @@ class MigrationRecords final : public MigratedRecords,
   bool _hasFailed = false;
 };
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 MigrationWork::MigrationWork(Database& database, Ref<NSMigrationPlan> plan)
     : _database(database), _plan(std::move(plan)), _phase(NSString::fromText("")) {
@@ -40,4 +40,4 @@ bool MigrationWork::tell() {
   return !_isCancelled;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/store/NSMigrationPlan.h>
 #include <JNFoundation/platform/store/sqlite/impl/Database.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// How far a migration is, for whoever wants to know and may want it to end.
 class MigrationWork {

@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/store/NSEntityDescription.h>
 #include <JNFoundation/platform/store/impl/EntityLayout.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 /// Whether the file itself sees to it that the record is there that the relationship leads to.
@@ -211,4 +211,4 @@ bool PathTranslator::operatorOf(TranslatedPath& path, SQLOperand& operand) {
   return true;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

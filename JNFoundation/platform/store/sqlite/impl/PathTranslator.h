@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/store/sqlite/impl/SQLComparison.h>
 #include <JNFoundation/platform/store/sqlite/impl/SelectSource.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// Where a key path leads in a statement.
 struct TranslatedPath {

@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/query/NSSortDescriptor.h>
 #include <JNFoundation/platform/value/NSNull.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 /// SQLite takes 32,766 parameters, expressions of 1,000 levels, and statements whose parser has no
@@ -413,4 +413,4 @@ std::optional<PredicateTranslator::Column> PredicateTranslator::column(const Sto
   return column;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -7,7 +7,7 @@
 #include <JNFoundation/platform/store/NSPersistentStore.h>
 #include <JNFoundation/platform/store/sqlite/impl/PathTranslator.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// Turns predicates and sort descriptors into SQL with parameters, where SQL gives exactly the
 /// answers that evaluating them in memory gives; the rest is left to memory.

@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/value/NSUUID.h>
 #include <JNFoundation/platform/value/RecurringTexts.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 constexpr int firstColumn = 3;
@@ -186,4 +186,4 @@ bool RowShape::read(Statement& statement, NSPersistentStore& store, bool withVal
   return !failed;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -10,7 +10,7 @@
 #include <JNFoundation/platform/store/sqlite/impl/Database.h>
 #include <JNFoundation/platform/store/sqlite/impl/Schema.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// Reads a column that may hold a value of the attribute type; the place is null so far.
 void readColumn(Statement& statement, int column, NSAttributeType type, Value& place);

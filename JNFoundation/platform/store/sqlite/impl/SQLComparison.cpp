@@ -14,7 +14,7 @@
 #include <JNFoundation/platform/value/NSSet.h>
 #include <JNFoundation/platform/value/NSUUID.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 /// More members than this are compared in memory.
@@ -447,4 +447,4 @@ void bindParameter(Statement& statement, int number, const Value& value) {
   }
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

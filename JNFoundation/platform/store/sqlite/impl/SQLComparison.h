@@ -6,7 +6,7 @@
 #include <JNFoundation/platform/query/NSComparisonPredicate.h>
 #include <JNFoundation/platform/store/sqlite/impl/Schema.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// Kinds of values that have a common order, in memory and in SQL alike.
 enum class ValueKind { Number, Text, Date, UUID, Data, Other };
@@ -103,4 +103,4 @@ bool appendListMembers(const Value& collection, std::vector<Value>& members);
 class Statement;
 void bindParameter(Statement& statement, int number, const Value& value);
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

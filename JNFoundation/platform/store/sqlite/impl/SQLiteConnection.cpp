@@ -1,6 +1,6 @@
 #include "JNFoundation/platform/store/sqlite/impl/SQLiteConnection.h"
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 SQLiteConnection::Lookup& SQLiteConnection::lookupOf(const NSEntityDescription& root) {
   const auto known = _lookupOfRoot.find(&root);
@@ -30,4 +30,4 @@ SQLiteConnection::Lookup& SQLiteConnection::lookupOf(
       .first->second;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/store/sqlite/impl/ConnectionSettings.h>
 #include <JNFoundation/platform/store/sqlite/impl/RowShape.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// What a store has while it is open.
 struct SQLiteConnection {
@@ -36,4 +36,4 @@ struct SQLiteConnection {
   std::unordered_map<const NSEntityDescription*, Lookup> _lookupOfRoot;
 };
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/store/impl/StoredModel.h>
 #include <JNFoundation/platform/store/sqlite/impl/SchemaMaker.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 /// The columns of an index, by commas. Returns: nothing where one of them is not stored.
@@ -419,4 +419,4 @@ Schema::Match Schema::readLinks(Database& database, const NSManagedObjectModel& 
   return Match::Same;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

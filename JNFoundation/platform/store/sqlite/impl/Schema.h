@@ -9,7 +9,7 @@
 
 #include <JNFoundation/platform/store/impl/EntityLayout.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSManagedObjectModel;
 

@@ -3,7 +3,7 @@
 #include <JNFoundation/platform/store/NSManagedObjectModel.h>
 #include <JNFoundation/platform/store/impl/EntityLayout.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 const char* columnType(NSAttributeType type) {
@@ -281,4 +281,4 @@ bool SchemaMaker::noteLink(const Schema::EntityMap& map,
   return _addLink.run();
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -9,7 +9,7 @@
 #include <JNFoundation/platform/store/sqlite/impl/KeptParts.h>
 #include <JNFoundation/platform/store/sqlite/impl/Schema.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// Names of tables and columns, which SQLite compares without regard to the case of ASCII letters.
 class NameTaker {
@@ -65,4 +65,4 @@ class SchemaMaker {
   std::int64_t _lastNumber;
 };
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -1,6 +1,6 @@
 #include "JNFoundation/platform/store/sqlite/impl/SelectSource.h"
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 /// SQLite joins 64 tables and no more.
@@ -45,4 +45,4 @@ void SelectSource::takeBack(const Mark& mark) {
   _tables = mark.tables;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -8,7 +8,7 @@
 
 #include <JNFoundation/platform/store/sqlite/impl/Schema.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// What one SELECT reads from: a table, and what key paths join to it. The table of what is looked
 /// for keeps its name; every other one has a name of its own in the whole statement, t1, t2 and so
@@ -92,4 +92,4 @@ struct RecordCollection {
   }
 };
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

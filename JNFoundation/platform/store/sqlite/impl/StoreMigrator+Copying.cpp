@@ -5,7 +5,7 @@
 #include <JNFoundation/platform/store/sqlite/impl/StoreMigrator.h>
 #include <JNFoundation/platform/store/sqlite/impl/ValueBinding.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 /// How many records one statement copies, so that somebody can be told, and can end it.
@@ -331,4 +331,4 @@ bool StoreMigrator::copyPairs(const NSRelationshipDescription& relationship, boo
   return true;
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

@@ -8,7 +8,7 @@
 #include <JNFoundation/platform/store/sqlite/impl/MigrationWork.h>
 #include <JNFoundation/platform/value/NSException.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 namespace {
 
 MappingInference::Custom customEntities(const NSMigrationStep* step) {
@@ -473,4 +473,4 @@ bool StoreMigrator::repeatedValues(Ref<NSError>* error) {
   return fail(error, cause);
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

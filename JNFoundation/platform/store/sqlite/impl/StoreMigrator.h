@@ -10,7 +10,7 @@
 #include <JNFoundation/platform/store/sqlite/impl/KeptParts.h>
 #include <JNFoundation/platform/store/sqlite/impl/Schema.h>
 
-namespace JNFoundation {
+namespace JNFoundation::inline v0_1 {
 
 class NSMigrationStep;
 class NSPersistentStore;

@@ -5,7 +5,7 @@
 #include <JNFoundation/platform/value/NSData.h>
 #include <JNFoundation/platform/value/NSUUID.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 void bindValue(Statement& statement, int parameter, NSAttributeType type, const Value& value,
                std::vector<Ref<NSString>>& made) {
@@ -67,4 +67,4 @@ void bindValue(Statement& statement, int parameter, NSAttributeType type, const 
   }
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation::inline v0_1::impl

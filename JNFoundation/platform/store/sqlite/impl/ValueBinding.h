@@ -5,7 +5,7 @@
 #include <JNFoundation/platform/store/NSAttributeDescription.h>
 #include <JNFoundation/platform/store/sqlite/impl/Database.h>
 
-namespace JNFoundation::impl {
+namespace JNFoundation::inline v0_1::impl {
 
 /// Binds a value in the form in which its attribute's type stands in the file. Text that had to be
 /// made for it is kept in `made` until the statement has run.
