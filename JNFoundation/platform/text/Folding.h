@@ -70,4 +70,4 @@ bool hasPrefixFolded(std::string_view text, std::string_view part, Fold fold);
 
 bool hasSuffixFolded(std::string_view text, std::string_view part, Fold fold);
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

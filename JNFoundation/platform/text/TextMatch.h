@@ -92,4 +92,4 @@ class RegularExpression {
   std::unique_ptr<impl::CompiledExpression> _compiled;
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -40,7 +40,7 @@ class SEL {
 SEL NSSelectorFromString(std::string_view name);
 std::string_view NSStringFromSelector(SEL selector) noexcept;
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation
 
 template <>
 struct std::hash<JNFoundation::SEL> {
