@@ -6,6 +6,7 @@
 #include <JNFoundation/mapping/PLVDictionaryDataMap.h>
 #include <JNFoundation/platform/query/NSPredicate.h>
 #include <JNFoundation/platform/store/NSManagedObjectContext.h>
+#include <JNFoundation/platform/value/NSData.h>
 
 namespace JNFoundation::inline v0_1 {
 
@@ -39,7 +40,10 @@ enum class ImportAbsent { Keep, Delete };
 /// How far an import is; told after each chunk.
 struct ImportProgress {
   NSUInteger recordsDone;
+  /// NSNotFound while nobody knows: the end of a text that is read as it is imported is not seen.
   NSUInteger recordsTotal;
+  /// How much of the feed is done, from 0 to 1.
+  double fraction;
 };
 
 /// How an import tells objects apart, and what it does about what it meets.
@@ -79,15 +83,17 @@ struct ImportOptions {
 
 /// Imports a list of decoded records: finds or makes the object of each, by its identity, and maps
 /// the record onto it. A value that an attribute holds already is not set, so an object that a
-/// record does not change has no changes, no observer hears of it, and nothing is written.
+/// record does not change has no changes, no observer hears of it, and nothing is written. What an
+/// attribute holds is what is stored, past accessors of the application's own; where the rules that
+/// a record meets are plain (no filter, no message), that is seen before the object is made.
 ///
 ///     importRecords(records, "Country", context, {.absent = ImportAbsent::Delete})
 ///         .thenResolved([](const Ref<ImportReport>& report) { NSLog("%@", report); });
 ///
-/// Objects are looked up with one fetch a chunk. The work is done in the context's queue: in a
-/// private one a chunk at a time, in that of the main thread in slices. The context should be the
-/// import's own: what is unsaved in it while the import runs is saved with a chunk, or rolled back.
-/// Other contexts learn of it by merging.
+/// Objects are looked up with one fetch a chunk, or two where some change and others do not. The
+/// work is done in the context's queue: in a private one a chunk at a time, in that of the main
+/// thread in slices. The context should be the import's own: what is unsaved in it while the import
+/// runs is saved with a chunk, or rolled back. Other contexts learn of it by merging.
 ///
 /// Cancelling ends the import before its next record: what has been written stays, the rest is
 /// rolled back. So does any failure: an import that fails leaves nothing unsaved.
@@ -100,5 +106,15 @@ Deferred<Ref<ImportReport>> importRecords(const Ref<NSArray>& records,
                                           const Ref<NSManagedObjectContext>& context,
                                           ImportOptions options = {},
                                           CreationPlace place = CreationPlace::here());
+
+/// The same of a feed as it comes: a JSON text that is one array of records. They are read as they
+/// are imported, so that beside the text there is never more than a chunk of them in memory.
+/// Takes: the text, retained. Fails: as above; text that is no JSON ends the import where it goes
+/// wrong, with NSPropertyListReadCorruptError. Raises NSInvalidArgumentException for null.
+Deferred<Ref<ImportReport>> importRecordsFromJSON(const Ref<NSData>& json,
+                                                  const Ref<NSString>& entityName,
+                                                  const Ref<NSManagedObjectContext>& context,
+                                                  ImportOptions options = {},
+                                                  CreationPlace place = CreationPlace::here());
 
 }  // namespace JNFoundation

@@ -21,8 +21,12 @@ namespace {
 const ClassDeclaration<PLVScalarDataMap> declarationOfPLVScalarDataMap =
     ClassDeclaration<PLVScalarDataMap>().property("filterName", &PLVScalarDataMap::filterName);
 
-/// Whether an attribute of the type takes the value as it is.
-bool isOfType(const Value& value, NSUInteger attributeType) noexcept {
+using Conversion = MappingEvent::Conversion;
+
+/// What values attributes take that are mapped.
+enum class Taken { Numbers, Texts, Dates, Nothing };
+
+Taken takenBy(NSUInteger attributeType) noexcept {
   switch (attributeType) {
     case NSInteger16AttributeType:
     case NSInteger32AttributeType:
@@ -30,14 +34,60 @@ bool isOfType(const Value& value, NSUInteger attributeType) noexcept {
     case NSDoubleAttributeType:
     case NSFloatAttributeType:
     case NSBooleanAttributeType:
-      return value.isNumber();
+      return Taken::Numbers;
     case NSStringAttributeType:
-      return value.isString();
+      return Taken::Texts;
     case NSDateAttributeType:
-      return value.isDate();
+      return Taken::Dates;
     default:
-      return false;
+      return Taken::Nothing;
   }
+}
+
+/// Whether an attribute of the type takes the value as it is.
+bool isOfType(const Value& value, NSUInteger attributeType) noexcept {
+  switch (takenBy(attributeType)) {
+    case Taken::Numbers:
+      return value.isNumber();
+    case Taken::Texts:
+      return value.isString();
+    case Taken::Dates:
+      return value.isDate();
+    case Taken::Nothing:
+      break;
+  }
+  return false;
+}
+
+/// How a value of another kind becomes one that an attribute of the type takes.
+Conversion conversionOf(const Value& value, NSUInteger attributeType) noexcept {
+  switch (takenBy(attributeType)) {
+    case Taken::Numbers:
+      return value.isString() ? Conversion::NumberFromText : Conversion::None;
+    case Taken::Texts:
+      return value.isNumber() ? Conversion::TextFromNumber : Conversion::None;
+    case Taken::Dates:
+      if (value.isString()) return Conversion::DateFromText;
+      return value.isNumber() ? Conversion::DateFromNumber : Conversion::None;
+    case Taken::Nothing:
+      break;
+  }
+  return Conversion::None;
+}
+
+/// What a refusal says that the attribute wants; null for one that is not mapped.
+const char* wordFor(NSUInteger attributeType) noexcept {
+  switch (takenBy(attributeType)) {
+    case Taken::Numbers:
+      return "number";
+    case Taken::Texts:
+      return "string";
+    case Taken::Dates:
+      return "date";
+    case Taken::Nothing:
+      break;
+  }
+  return nullptr;
 }
 
 /// A double without its fraction, as the nearest integer number there is.
@@ -181,52 +231,51 @@ void PLVScalarDataMap::apply(const Value& input, NSManagedObject& object, Mappin
 template <class Report>
 void PLVScalarDataMap::setConverted(const Value& value, NSManagedObject& object,
                                     MappingWrites writes, Report& report) const {
-  using Conversion = typename Report::Conversion;
-  using Reason = typename Report::Reason;
-  const auto store = [&](const Value& converted, Conversion conversion) {
-    set(converted, object, writes);
-    report.stored(converted, conversion);
-  };
-  const bool isText = value.isString();
-  switch (_attributeType) {
-    case NSInteger16AttributeType:
-    case NSInteger32AttributeType:
-    case NSInteger64AttributeType:
-    case NSDoubleAttributeType:
-    case NSFloatAttributeType:
-    case NSBooleanAttributeType:
-      if (isText) {
-        return store(numberForInputString(as<NSString>(value)), Conversion::NumberFromText);
-      }
-      return report.refused(Reason::WrongKind, refuse(value, "number"));
-    case NSStringAttributeType:
-      if (value.isNumber()) return store(value.stringValue(), Conversion::TextFromNumber);
-      return report.refused(Reason::WrongKind, refuse(value, "string"));
-    case NSDateAttributeType:
-      if (isText) {
-        return store(parseRFC3339DateTimeString(as<NSString>(value)), Conversion::DateFromText);
-      }
-      if (value.isNumber()) {
-        return store(NSDate::dateWithTimeIntervalSince1970(value.doubleValue() / 1000.0),
-                     Conversion::DateFromNumber);
-      }
-      return report.refused(Reason::WrongKind, refuse(value, "date"));
-    default: {
-      const Ref<NSString> message =
-          NSString::stringWithFormat("Unexpected type to map to %@.%@", _entityName, _destination);
-      NSLog("%s(%p) %@", "-[PLVScalarDataMap mapValue:toObject:filter:]", this, message);
-      return report.refused(Reason::UnsupportedType, message);
-    }
+  using Reason = MappingEvent::Reason;
+  const Conversion conversion = conversionOf(value, _attributeType);
+  if (conversion != Conversion::None) {
+    const Value made = converted(value);
+    set(made, object, writes);
+    report.stored(made, conversion);
+  } else if (const char* wanted = wordFor(_attributeType)) {
+    report.refused(Reason::WrongKind, refuse(value, wanted));
+  } else {
+    const Ref<NSString> message =
+        NSString::stringWithFormat("Unexpected type to map to %@.%@", _entityName, _destination);
+    NSLog("%s(%p) %@", "-[PLVScalarDataMap mapValue:toObject:filter:]", this, message);
+    report.refused(Reason::UnsupportedType, message);
   }
 }
 
-bool PLVScalarDataMap::isPresent(const Value& value, const NSManagedObject& object) const {
-  const Value present = object.valueForKey(_destination);
+Value PLVScalarDataMap::converted(const Value& value) const {
+  switch (conversionOf(value, _attributeType)) {
+    case Conversion::NumberFromText:
+      return numberForInputString(as<NSString>(value));
+    case Conversion::TextFromNumber:
+      return value.stringValue();
+    case Conversion::DateFromText:
+      return parseRFC3339DateTimeString(as<NSString>(value));
+    case Conversion::DateFromNumber:
+      return NSDate::dateWithTimeIntervalSince1970(value.doubleValue() / 1000.0);
+    default:
+      return value;
+  }
+}
+
+bool PLVScalarDataMap::isSame(const Value& value, const Value& present) const {
   // A float attribute keeps what is left of a number.
   const bool isFloat = _attributeType == NSFloatAttributeType;
   return isFloat && present.isNumber() && value.isNumber()
              ? present.floatValue() == value.floatValue()
              : present == value;
+}
+
+bool PLVScalarDataMap::isSettled(const Value& value, const Value& present) const {
+  if (_mapType == MapType::Selector || _filterName) return false;
+  if (value.isNull() || value.isNSNull()) return present.isNull();
+  if (isOfType(value, _attributeType)) return isSame(value, present);
+  return conversionOf(value, _attributeType) != Conversion::None &&
+         isSame(converted(value), present);
 }
 
 Ref<NSString> PLVScalarDataMap::refuse(const Value& value, const char* wanted) const {

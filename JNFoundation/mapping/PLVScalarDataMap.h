@@ -75,6 +75,11 @@ class PLVScalarDataMap : public NSObject {
   /// See the operation of the same name in NSDictionary+Extensions.h.
   static Value parseRFC3339DateTimeString(const Ref<NSString>& text);
 
+  /// Whether an attribute that holds `present` needs nothing to be done for the value: mapping
+  /// would set what is there already. False also where only mapping can tell: with a filter or a
+  /// message, and for what it refuses. Calls nobody.
+  bool isSettled(const Value& value, const Value& present) const;
+
   /// Null where the map has no filter.
   const Ref<NSString>& filterName() const noexcept { return _filterName; }
 
@@ -107,12 +112,17 @@ class PLVScalarDataMap : public NSObject {
   template <class Report>
   void setConverted(const Value& value, NSManagedObject& object, MappingWrites writes,
                     Report& report) const;
+  /// What the attribute takes for a value of another kind, one that can be converted.
+  Value converted(const Value& value) const;
   void set(const Value& value, NSManagedObject& object, MappingWrites writes) const {
     if (writes == MappingWrites::Changes && isPresent(value, object)) return;
     object.setValueForKey(value, _destination);
   }
   /// Whether the object has the value already.
-  bool isPresent(const Value& value, const NSManagedObject& object) const;
+  bool isPresent(const Value& value, const NSManagedObject& object) const {
+    return isSame(value, object.storedValueForKey(_destination));
+  }
+  bool isSame(const Value& value, const Value& present) const;
   Ref<NSString> refuse(const Value& value, const char* wanted) const;
 
   MapType _mapType;

@@ -164,13 +164,10 @@ BENCHMARK(mapByHand)->Name("map/limit")->UseRealTime();
 
 // ---- reimport -----------------------------------------------------------------------------------
 
-Ref<ImportReport> importAll(const std::string& json, const Ref<NSManagedObjectContext>& context) {
-  const auto records =
-      NSJSONSerialization::JSONObjectWithTextOptionsError(json, NSJSONReadingPlain, nullptr);
+Ref<ImportReport> importAll(const Ref<NSData>& json, const Ref<NSManagedObjectContext>& context) {
   Ref<ImportReport> report;
   bool hasSettled = false;
-  const auto imported =
-      importRecords(as<NSArray>(Value(records)), "FeedRecord", context, {.slice = 1e9});
+  const auto imported = importRecordsFromJSON(json, "FeedRecord", context, {.slice = 1e9});
   imported.untyped()->thenEither([&](const Value& value) {
     report = Ref<ImportReport>(as<ImportReport>(value));
     hasSettled = true;
@@ -183,7 +180,7 @@ Ref<ImportReport> importAll(const std::string& json, const Ref<NSManagedObjectCo
 }
 
 void reimport(benchmark::State& state) {
-  const std::string json = recordFeed();
+  const Ref<NSData> json = NSData::dataWithText(recordFeed());
   const Ref<NSManagedObjectModel> model = makeFeedModel(true);
   const std::string path = freshFile("ours-reimport");
   require(state, importAll(json, openFeedStore(model, path)) != nullptr, "nothing was imported");

@@ -132,6 +132,11 @@ class NaiveImport {
 
 class ImportAgainstModel : public ImportTest {
  protected:
+  explicit ImportAgainstModel(const char* storeType = NSInMemoryStoreType)
+      : ImportTest(storeType) {}
+
+  void importRandomFeeds();
+
   static std::vector<NaiveImport::Record> randomFeed(Randomness& randomness, bool isClean) {
     std::vector<NaiveImport::Record> feed(randomness.below(25));
     for (auto& record : feed) {
@@ -167,7 +172,15 @@ class ImportAgainstModel : public ImportTest {
   }
 };
 
-TEST_F(ImportAgainstModel, RandomFeedsComeToWhatIsPlain) {
+class ImportAgainstModelInSQLite : public ImportAgainstModel {
+ protected:
+  ImportAgainstModelInSQLite() : ImportAgainstModel(NSSQLiteStoreType) {}
+};
+
+TEST_F(ImportAgainstModel, RandomFeedsComeToWhatIsPlain) { importRandomFeeds(); }
+TEST_F(ImportAgainstModelInSQLite, RandomFeedsComeToWhatIsPlain) { importRandomFeeds(); }
+
+void ImportAgainstModel::importRandomFeeds() {
   Randomness randomness;
   JN_TRACE_SEED(randomness);
   NaiveImport::Lands before;
@@ -189,7 +202,14 @@ TEST_F(ImportAgainstModel, RandomFeedsComeToWhatIsPlain) {
     }
     const NaiveImport expected(before, feed, options);
     const auto target = randomness.below(2) == 0 ? context : background;
-    const auto report = importInto(target, listOf(feed), options);
+    const Ref<NSArray> list = listOf(feed);
+    const auto report = randomness.below(2) == 0
+                            ? importInto(target, list, options)
+                            : importJSON(target,
+                                         NSJSONSerialization::stringWithJSONObjectOptionsError(
+                                             Value(list), NSJSONWritingCompact, nullptr)
+                                             ->toStdString(),
+                                         options);
     ASSERT_EQ(static_cast<bool>(report), !expected.fails) << "round " << round;
     std::vector<std::string> lines;
     for (const auto& [code, land] : expected.lands) {
@@ -199,7 +219,7 @@ TEST_F(ImportAgainstModel, RandomFeedsComeToWhatIsPlain) {
     for (std::string& line : found) {
       if (line.ends_with(":-")) line.replace(line.size() - 1, 1, "0");
     }
-    ASSERT_EQ(found, lines) << "round " << round << " " << text(listOf(feed));
+    ASSERT_EQ(found, lines) << "round " << round << " " << text(list);
     if (report) {
       std::vector<NSUInteger> refused;
       for (const auto& refusal : report->refusals()) refused.push_back(refusal.index);

@@ -134,7 +134,18 @@ Ref<ImportReport> ImportTest::importText(const std::string& text, ImportOptions 
 Ref<ImportReport> ImportTest::importInto(const Ref<NSManagedObjectContext>& target,
                                          const Ref<NSArray>& list, ImportOptions options,
                                          const char* entity) {
-  const Value outcome = outcomeOf(importRecords(list, entity, target, std::move(options)));
+  return endOf(importRecords(list, entity, target, std::move(options)));
+}
+
+Ref<ImportReport> ImportTest::importJSON(const Ref<NSManagedObjectContext>& target,
+                                         std::string json, ImportOptions options,
+                                         const char* entity) {
+  return endOf(importRecordsFromJSON(NSData::dataWithText(std::move(json)), entity, target,
+                                     std::move(options)));
+}
+
+Ref<ImportReport> ImportTest::endOf(const Ref<PLVDeferred>& imported) {
+  const Value outcome = outcomeOf(imported);
   failure = Ref<PLVRejected>(as<PLVRejected>(outcome));
   return Ref<ImportReport>(as<ImportReport>(outcome));
 }

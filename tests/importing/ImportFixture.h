@@ -61,6 +61,9 @@ class ImportTest : public ::testing::Test {
                                const char* entity = "Land");
   Ref<ImportReport> importInto(const Ref<NSManagedObjectContext>& target, const Ref<NSArray>& list,
                                ImportOptions options = {}, const char* entity = "Land");
+  /// Imports the JSON text as it is and waits.
+  Ref<ImportReport> importJSON(const Ref<NSManagedObjectContext>& target, std::string json,
+                               ImportOptions options = {}, const char* entity = "Land");
   /// Waits for a deferred. Returns: what it gives, which may be a PLVRejected.
   static Value outcomeOf(const Ref<PLVDeferred>& deferred);
 
@@ -83,6 +86,8 @@ class ImportTest : public ::testing::Test {
   std::optional<testing::WorkerPool> pool;
 
  private:
+  Ref<ImportReport> endOf(const Ref<PLVDeferred>& imported);
+
   LogSinkScope _sink;
 };
 

@@ -1,5 +1,7 @@
 #include "JNFoundation/importing/impl/EntityImport.h"
 
+#include <algorithm>
+#include <limits>
 #include <utility>
 
 #include <JNFoundation/deferred/Rejected.h>
@@ -115,6 +117,23 @@ bool isOrdered(NSAttributeType type) {
   }
 }
 
+/// The bounds of whole numbers that are so close together that all that is between them may be read
+/// along.
+std::optional<std::pair<std::int64_t, std::int64_t>> denseRange(
+    const std::vector<Value>& identities) {
+  std::int64_t least = std::numeric_limits<std::int64_t>::max();
+  std::int64_t greatest = std::numeric_limits<std::int64_t>::min();
+  for (const Value& identity : identities) {
+    if (identity.kind() != Value::Kind::Integer) return std::nullopt;
+    least = std::min(least, identity.longLongValue());
+    greatest = std::max(greatest, identity.longLongValue());
+  }
+  const std::uint64_t width =
+      static_cast<std::uint64_t>(greatest) - static_cast<std::uint64_t>(least);
+  if (identities.size() < 16 || width / 2 > identities.size()) return std::nullopt;
+  return std::pair(least, greatest);
+}
+
 }  // namespace
 
 Ref<NSError> importError(NSInteger code, const Ref<NSString>& sentence,
@@ -154,9 +173,43 @@ EntityImport::EntityImport(Ref<NSManagedObjectContext> context, Ref<NSEntityDesc
         _entity, PLVDictionaryDataMap::automaticMapDescriptorForEntity(_entity));
   }
   _identityMap = restrictedMap(*_map, _identity);
+  findPlainIdentity();
+}
+
+void EntityImport::findPlainIdentity() {
+  if (_identity.size() != 1 || _identityMap->dictionaryMaps()->count() > 0 ||
+      _identityMap->scalarMaps()->count() != 1 ||
+      _scratch->declaresAccessorForKey(_identity.front()->name())) {
+    return;
+  }
+  const Value key = _identityMap->scalarMaps()->allKeys()->firstObject();
+  const Value rule = _identityMap->scalarMaps()->objectForKey(key);
+  const auto* map = as<PLVScalarDataMap>(rule);
+  if (map && !map->filterName()) _plainIdentityKey = Ref<NSString>(as<NSString>(key));
+}
+
+template <class ValueAt>
+Value EntityImport::identityOf(const ValueAt& valueAt) const {
+  std::vector<Value> values;
+  for (std::size_t i = 0; i < _identity.size(); ++i) {
+    Value value = asKept(valueAt(i), _identity[i]->attributeType());
+    if (value.isNull() || _identity.size() == 1) return value;
+    values.push_back(std::move(value));
+  }
+  return values.empty() ? Value() : Value(NSArray::arrayWithValues(std::move(values)));
 }
 
 Value EntityImport::identityOfRecord(const Ref<NSDictionary>& record) {
+  if (_plainIdentityKey) {
+    // Whatever the attribute keeps as it comes need not be put into an object first.
+    const Value* value = record->find(*_plainIdentityKey);
+    if (!value) return nullptr;
+    const NSAttributeType type = _identity.front()->attributeType();
+    if ((type == NSInteger64AttributeType && value->kind() == Value::Kind::Integer) ||
+        (type == NSStringAttributeType && value->isString())) {
+      return *value;
+    }
+  }
   clearScratch();
   _identityMap->mapDictionaryToObjectFilter(record, _scratch, _filter);
   return identityOfScratch();
@@ -173,15 +226,7 @@ Value EntityImport::identityOfValue(const Value& value) {
 }
 
 Value EntityImport::identityOfObject(const NSManagedObject& object) const {
-  std::vector<Value> values;
-  values.reserve(_identity.size());
-  for (const auto& attribute : _identity) {
-    Value value = object.valueForKey(attribute->name());
-    if (value.isNull()) return nullptr;
-    values.push_back(asKept(value, attribute->attributeType()));
-  }
-  if (values.size() == 1) return std::move(values.front());
-  return values.empty() ? Value() : Value(NSArray::arrayWithValues(std::move(values)));
+  return identityOf([&](std::size_t i) { return object.valueForKey(_identity[i]->name()); });
 }
 
 Value EntityImport::identityOfScratch() const { return identityOfObject(*_scratch); }
@@ -190,25 +235,25 @@ void EntityImport::clearScratch() {
   for (const auto& attribute : _identity) _scratch->setValueForKey(nullptr, attribute->name());
 }
 
-void EntityImport::addObjectsOfIdentities(const std::vector<Value>& identities,
-                                          const Ref<NSMutableDictionary>& objects) const {
-  if (identities.empty()) return;
-  // Of several attributes each is held against all its values, which finds more than is wanted.
-  const bool findsMore = _identity.size() > 1;
+Ref<NSFetchRequest> EntityImport::requestFor(const std::vector<Value>& identities) const {
   std::vector<Value> conditions;
   for (std::size_t i = 0; i < _identity.size(); ++i) {
-    Value values;
-    if (findsMore) {
+    const Ref<NSString>& name = _identity[i]->name();
+    if (_identity.size() > 1) {
+      // Of several attributes each is held against all its values, which finds more than is wanted.
       const Ref<NSMutableSet> parts = NSMutableSet::set();
       for (const Value& identity : identities) {
         parts->addObject(as<NSArray>(identity)->objectAtIndex(i));
       }
-      values = Value(parts);
+      conditions.emplace_back(NSPredicate::predicateWithFormat("%K IN %@", name, Value(parts)));
+    } else if (const auto range = denseRange(identities)) {
+      conditions.emplace_back(NSPredicate::predicateWithFormat(
+          "%K BETWEEN %@", name,
+          Value(NSArray::arrayWithValues({Value(range->first), Value(range->second)}))));
     } else {
-      values = Value(NSArray::arrayWithValues(identities));
+      conditions.emplace_back(NSPredicate::predicateWithFormat(
+          "%K IN %@", name, Value(NSArray::arrayWithValues(identities))));
     }
-    conditions.emplace_back(
-        NSPredicate::predicateWithFormat("%K IN %@", _identity[i]->name(), values));
   }
   const Ref<NSFetchRequest> request = NSFetchRequest::init();
   request->setEntity(_entity);
@@ -219,8 +264,79 @@ void EntityImport::addObjectsOfIdentities(const std::vector<Value>& identities,
     request->setSortDescriptors(NSArray::arrayWithObject(
         NSSortDescriptor::sortDescriptorWithKeyAscending(_identity.front()->name(), true)));
   }
+  return request;
+}
+
+bool EntityImport::canCompare() const {
+  return hasIdentity() && !_context->hasChanges() && !_context->parentContext() &&
+         !mappingObserver(_context);
+}
+
+void EntityImport::prepareComparison() {
+  _comparison.emplace(_map, *_entity);
+  _compared = NSMutableArray::arrayWithArray(_comparison->attributes());
+  for (const auto& attribute : _identity) {
+    const Value name(attribute->name());
+    if (!_compared->containsObject(name)) _compared->addObject(name);
+    _comparedIdentity.push_back(static_cast<std::size_t>(_compared->indexOfObject(name)));
+  }
+}
+
+void EntityImport::compare(std::vector<ImportItem>& items) {
+  if (!_comparison) prepareComparison();
+  std::vector<Value> identities;
+  identities.reserve(items.size());
+  for (ImportItem& item : items) {
+    item.isComparable = !item.isRepeated && _comparison->isPlain(item.record);
+    if (item.isComparable) identities.push_back(item.identity);
+  }
+  if (identities.empty()) return;
+  const Ref<NSFetchRequest> request = requestFor(identities);
+  request->setResultType(NSDictionaryResultType);
+  request->setPropertiesToFetch(_compared);
+
+  // The rows mostly come in the order of the records; the table is for those that do not.
+  std::size_t next = 0;
+  Ref<NSMutableDictionary> places;
+  const auto itemOf = [&](const Value& identity) -> ImportItem* {
+    while (next < items.size() && !items[next].isComparable) ++next;
+    if (next < items.size() && items[next].identity == identity) return &items[next++];
+    if (!places) {
+      places = NSMutableDictionary::dictionary();
+      for (std::size_t i = 0; i < items.size(); ++i) {
+        if (items[i].isComparable) places->setObjectForKey(i, items[i].identity);
+      }
+    }
+    const Value* place = places->find(identity);
+    if (!place) return nullptr;
+    const auto found = static_cast<std::size_t>(place->unsignedLongLongValue());
+    next = found + 1;
+    return &items[found];
+  };
   Ref<NSError> error;
-  const Ref<NSArray> found = _context->executeFetchRequestError(request, &error);
+  const bool succeeded = _context->enumerateValuesOfFetchRequestErrorUsingBlock(
+      request, &error, [&](std::span<const Value> values, bool&) {
+        const Value identity =
+            identityOf([&](std::size_t i) { return values[_comparedIdentity[i]]; });
+        ImportItem* item = identity.isNull() ? nullptr : itemOf(identity);
+        // Of several objects the first is the record's.
+        if (!item || item->finding != ImportItem::Finding::None) return;
+        item->finding = _comparison->isSettled(item->record, values) ? ImportItem::Finding::Settled
+                                                                     : ImportItem::Finding::Differs;
+      });
+  if (!succeeded) throw Rejected(Value(error));
+  for (ImportItem& item : items) {
+    if (item.isComparable && item.finding == ImportItem::Finding::None) {
+      item.finding = ImportItem::Finding::Absent;
+    }
+  }
+}
+
+void EntityImport::addObjectsOfIdentities(const std::vector<Value>& identities,
+                                          const Ref<NSMutableDictionary>& objects) const {
+  if (identities.empty()) return;
+  Ref<NSError> error;
+  const Ref<NSArray> found = _context->executeFetchRequestError(requestFor(identities), &error);
   if (!found) throw Rejected(Value(error));
   // An object that the context has already may hold other values than its record.
   const Ref<NSSet> wanted = NSSet::setWithArray(NSArray::arrayWithValues(identities));

@@ -1,13 +1,34 @@
 #pragma once
 
+#include <optional>
 #include <vector>
 
+#include <JNFoundation/importing/impl/RecordComparison.h>
 #include <JNFoundation/mapping/PLVDataMapFilter.h>
 #include <JNFoundation/mapping/PLVDictionaryDataMap.h>
 #include <JNFoundation/platform/store/NSManagedObjectContext.h>
 #include <JNFoundation/platform/value/NSException.h>
 
 namespace JNFoundation::inline v0_1::impl {
+
+/// A record on its way to its object.
+struct ImportItem {
+  /// What a look at the store has found out about the object, without making it.
+  enum class Finding {
+    None,     ///< nobody has looked
+    Absent,   ///< there is none
+    Differs,  ///< there is one, which the record may change
+    Settled,  ///< there is one, which the record does not change
+  };
+
+  NSUInteger index;
+  Ref<NSDictionary> record = nullptr;
+  Value identity = nullptr;
+  Finding finding = Finding::None;
+  /// Whether another record of the chunk has the same object.
+  bool isRepeated = false;
+  bool isComparable = false;
+};
 
 /// How records become objects of one entity: what tells them apart, how they are found, and the map
 /// that fills them. Threads: the context's.
@@ -30,6 +51,14 @@ class EntityImport {
   Value identityOfValue(const Value& value);
   Value identityOfObject(const NSManagedObject& object) const;
 
+  /// Whether a look at the store tells what records change: the context has nothing to add to it,
+  /// and nobody watches the mapping.
+  bool canCompare() const;
+  /// Finds out in one fetch of values what becomes of the records, but for those that share an
+  /// object with another, and those of which only mapping can tell. Fails: throws a Rejected with
+  /// the error of the fetch.
+  void compare(std::vector<ImportItem>& items);
+
   /// Puts the objects of these identities under them, found in one fetch; the first in the store's
   /// order where several have the same. Fails: throws a Rejected with the error of the fetch.
   void addObjectsOfIdentities(const std::vector<Value>& identities,
@@ -42,6 +71,13 @@ class EntityImport {
  private:
   Value identityOfScratch() const;
   void clearScratch();
+  /// Finds those records whose identities are wanted, and perhaps more.
+  Ref<NSFetchRequest> requestFor(const std::vector<Value>& identities) const;
+  /// The identity of the values of its attributes.
+  template <class ValueAt>
+  Value identityOf(const ValueAt& valueAt) const;
+  void findPlainIdentity();
+  void prepareComparison();
 
   const Ref<NSManagedObjectContext> _context;
   const Ref<NSEntityDescription> _entity;
@@ -51,6 +87,12 @@ class EntityImport {
   /// The rules of the map that lead to attributes of the identity, and what they are tried on.
   Ref<PLVDictionaryDataMap> _identityMap;
   Ref<NSManagedObject> _scratch;
+  /// The key under which a record has its identity as it is, if that is so; else null.
+  Ref<NSString> _plainIdentityKey;
+  std::optional<RecordComparison> _comparison;
+  /// Of a comparison: the attributes that are read, and the place of each of the identity's.
+  Ref<NSMutableArray> _compared;
+  std::vector<std::size_t> _comparedIdentity;
 };
 
 /// An error of JNImportErrorDomain.

@@ -35,9 +35,9 @@ Ref<NSError> endingError(const NSError& error, NSUInteger index, const Ref<Impor
 
 }  // namespace
 
-ImportRun::ImportRun(const Ref<NSArray>& records, const Ref<NSString>& entityName,
+ImportRun::ImportRun(std::unique_ptr<RecordSource> records, const Ref<NSString>& entityName,
                      const Ref<NSManagedObjectContext>& context, ImportOptions options)
-    : _records(records ? Ref<NSArray>(as<NSArray>(records->copy())) : NSArray::array()),
+    : _records(std::move(records)),
       _entityName(entityName),
       _context(context),
       _options(std::move(options)),
@@ -46,11 +46,13 @@ ImportRun::ImportRun(const Ref<NSArray>& records, const Ref<NSString>& entityNam
 
 ImportRun::~ImportRun() { leaveContext(); }
 
-Ref<PLVDeferred> ImportRun::start(const Ref<NSArray>& records, const Ref<NSString>& entityName,
+Ref<PLVDeferred> ImportRun::start(std::unique_ptr<RecordSource> records,
+                                  const Ref<NSString>& entityName,
                                   const Ref<NSManagedObjectContext>& context, ImportOptions options,
                                   CreationPlace place) {
   if (!context) fatalError("importRecords: the context must not be null");
-  const auto run = makeObject<ImportRun>(records, entityName, context, std::move(options));
+  const auto run =
+      makeObject<ImportRun>(std::move(records), entityName, context, std::move(options));
   run->_result = PLVDeferred::initWithResolutionSource(Value(run), place);
   Ref<PLVDeferred> result = run->_result;
   run->goOn();
@@ -78,7 +80,7 @@ void ImportRun::stepHasEnded(Step step) {
   _step = nullptr;
   if (_result->isCancelled()) return;
   if (step == Step::ChunkDone && _options.progress) {
-    _options.progress({_next, _records->count()});
+    _options.progress({_next, _records->total(), _records->fraction()});
     if (_result->isCancelled()) return;
   }
   if (step == Step::Done) {
@@ -126,12 +128,7 @@ ImportRun::Step ImportRun::advance() {
       noteKnownRecords();
       return Step::Going;
     case Stage::Open:
-      if (_next < _records->count()) {
-        openChunk();
-        _stage = Stage::Map;
-      } else {
-        _stage = Stage::Absent;
-      }
+      _stage = openChunk() ? Stage::Map : Stage::Absent;
       return Step::Going;
     case Stage::Map:
       if (_nextItem < _items.size()) {
@@ -220,8 +217,7 @@ NSUInteger ImportRun::endOfChunk(NSUInteger begin, NSUInteger end) const noexcep
   return end - begin > size ? begin + size : end;
 }
 
-Value ImportRun::identityOf(NSUInteger index, Ref<NSDictionary>& record, Ref<NSError>& error) {
-  const Value entry = _records->objectAtIndex(index);
+Value ImportRun::identityOf(const Value& entry, Ref<NSDictionary>& record, Ref<NSError>& error) {
   record = Ref<NSDictionary>(as<NSDictionary>(entry));
   if (!record) {
     error = importError(JNImportErrorNotARecord, "An entry of the list is no dictionary.");
@@ -242,48 +238,80 @@ Value ImportRun::identityOf(NSUInteger index, Ref<NSDictionary>& record, Ref<NSE
 }
 
 void ImportRun::noteKnownRecords() {
-  const NSUInteger first = std::min(_options.firstRecord, _records->count());
-  const NSUInteger end = endOfChunk(_next, first);
-  for (; _next < end; ++_next) {
+  const NSUInteger end = endOfChunk(_next, std::max(_next, _options.firstRecord));
+  Value entry;
+  while (_next < end) {
+    if (!_records->next(entry)) {
+      _stage = Stage::Open;
+      return;
+    }
     Ref<NSDictionary> record;
     Ref<NSError> error;
-    const Value identity = identityOf(_next, record, error);
+    const Value identity = identityOf(entry, record, error);
     if (error) _isSure = false;
     if (!identity.isNull() && !_seen->find(identity)) _seen->setObjectForKey(_next, identity);
+    ++_next;
   }
-  if (_next >= first) _stage = Stage::Open;
+  if (_next >= _options.firstRecord) _stage = Stage::Open;
 }
 
-void ImportRun::openChunk() {
+bool ImportRun::openChunk() {
   _items.clear();
   _nextItem = 0;
-  std::vector<Value> wanted;
-  for (const NSUInteger end = endOfChunk(_next, _records->count()); _next < end; ++_next) {
-    Ref<NSDictionary> record;
+  const NSUInteger begin = _next;
+  const NSUInteger size = std::max<NSUInteger>(_options.chunkSize, 1);
+  for (Value entry; _next - begin < size && _records->next(entry); ++_next) {
+    ImportItem item{.index = _next};
     Ref<NSError> error;
-    const Value identity = identityOf(_next, record, error);
+    item.identity = identityOf(entry, item.record, error);
     if (error) {
       _isSure = false;
       refuse(_next, error);
       continue;
     }
-    if (!identity.isNull()) {
-      if (const Value* first = _seen->find(identity)) {
-        _report->_duplicates.push_back(
-            {_next, static_cast<std::size_t>(first->unsignedLongLongValue())});
-        if (_options.duplicate == ImportDuplicate::Skip) continue;
+    if (!item.identity.isNull()) {
+      if (const Value* first = _seen->find(item.identity)) {
+        if (!addDuplicate(item, static_cast<NSUInteger>(first->unsignedLongLongValue()))) continue;
       } else {
-        _seen->setObjectForKey(_next, identity);
+        _seen->setObjectForKey(_next, item.identity);
       }
-      if (!_objects->find(identity)) wanted.push_back(identity);
     }
-    _items.push_back({_next, record, identity});
+    _items.push_back(std::move(item));
+  }
+  if (_next == begin) return false;
+  if (_import->canCompare()) {
+    _import->compare(_items);
+    dropSettledItems();
+  }
+  std::vector<Value> wanted;
+  for (const ImportItem& item : _items) {
+    if (item.finding == ImportItem::Finding::Absent || item.identity.isNull()) continue;
+    if (!_objects->find(item.identity)) wanted.push_back(item.identity);
   }
   _import->addObjectsOfIdentities(wanted, _objects);
+  return true;
+}
+
+bool ImportRun::addDuplicate(ImportItem& item, NSUInteger firstIndex) {
+  _report->_duplicates.push_back({item.index, static_cast<std::size_t>(firstIndex)});
+  if (_options.duplicate == ImportDuplicate::Skip) return false;
+  const auto first = std::lower_bound(
+      _items.begin(), _items.end(), firstIndex,
+      [](const ImportItem& earlier, NSUInteger index) { return earlier.index < index; });
+  if (first != _items.end() && first->index == firstIndex) {
+    first->isRepeated = true;
+    item.isRepeated = true;
+  }
+  return true;
+}
+
+void ImportRun::dropSettledItems() {
+  _settled += std::erase_if(
+      _items, [](const ImportItem& item) { return item.finding == ImportItem::Finding::Settled; });
 }
 
 void ImportRun::mapNextRecord() {
-  const Item item = _items[_nextItem++];
+  const ImportItem item = _items[_nextItem++];
   Ref<NSManagedObject> object;
   if (!item.identity.isNull()) {
     object = as<NSManagedObject>(_objects->objectForKey(item.identity));
@@ -345,6 +373,7 @@ void ImportRun::save() {
 
 ImportReport::Counts ImportRun::countTouchedObjects() const {
   ImportReport::Counts counts;
+  counts.unchanged = _settled;
   for (std::size_t i = _counted; i < _touched.size(); ++i) {
     const NSManagedObject& object = *_touched[i];
     if (object.isDeleted()) {
@@ -368,6 +397,7 @@ void ImportRun::count(const ImportReport::Counts& counts) noexcept {
   _report->_counts.unchanged += counts.unchanged;
   _report->_counts.deleted += counts.deleted;
   _counted = _touched.size();
+  _settled = 0;
 }
 
 bool ImportRun::refuseInvalidObjects(const Ref<NSError>& error) {

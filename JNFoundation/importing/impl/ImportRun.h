@@ -9,6 +9,7 @@
 #include <JNFoundation/importing/RecordImport.h>
 #include <JNFoundation/importing/impl/EntityImport.h>
 #include <JNFoundation/importing/impl/ImportLinks.h>
+#include <JNFoundation/importing/impl/RecordSource.h>
 
 namespace JNFoundation::inline v0_1::impl {
 
@@ -19,7 +20,8 @@ class ImportRun : public NSObject, public PLVResolutionSource {
  public:
   NSObject* protocolObject() noexcept override { return this; }
 
-  static Ref<PLVDeferred> start(const Ref<NSArray>& records, const Ref<NSString>& entityName,
+  static Ref<PLVDeferred> start(std::unique_ptr<RecordSource> records,
+                                const Ref<NSString>& entityName,
                                 const Ref<NSManagedObjectContext>& context, ImportOptions options,
                                 CreationPlace place);
 
@@ -27,19 +29,13 @@ class ImportRun : public NSObject, public PLVResolutionSource {
                                     const Value& value) override;
 
  protected:
-  ImportRun(const Ref<NSArray>& records, const Ref<NSString>& entityName,
+  ImportRun(std::unique_ptr<RecordSource> records, const Ref<NSString>& entityName,
             const Ref<NSManagedObjectContext>& context, ImportOptions options);
   ~ImportRun() override;
 
  private:
   enum class Stage { Begin, Known, Open, Map, Relate, Commit, Absent, Delete, Finish };
   enum class Step : int { Going, ChunkDone, Done };
-  struct Item {
-    NSUInteger index;
-    Ref<NSDictionary> record;
-    Value identity;
-  };
-
   // On the main thread.
   void goOn();
   void stepHasEnded(Step step);
@@ -49,10 +45,14 @@ class ImportRun : public NSObject, public PLVResolutionSource {
   Step advance();
   void begin();
   void noteKnownRecords();
-  void openChunk();
+  /// Returns: false if there are no more records.
+  bool openChunk();
   /// Returns: null for an entry that is no record, and for one that cannot be told apart; the
   /// reason is in the error.
-  Value identityOf(NSUInteger index, Ref<NSDictionary>& record, Ref<NSError>& error);
+  Value identityOf(const Value& entry, Ref<NSDictionary>& record, Ref<NSError>& error);
+  /// Whether the item is to be mapped, though another record has its object.
+  bool addDuplicate(ImportItem& item, NSUInteger firstIndex);
+  void dropSettledItems();
   void mapNextRecord();
   void relate();
   void commitChunk();
@@ -70,7 +70,7 @@ class ImportRun : public NSObject, public PLVResolutionSource {
   bool isAtomic() const noexcept { return _options.commit == ImportCommit::AllOrNothing; }
   NSUInteger endOfChunk(NSUInteger begin, NSUInteger end) const noexcept;
 
-  const Ref<NSArray> _records;
+  const std::unique_ptr<RecordSource> _records;
   const Ref<NSString> _entityName;
   const Ref<NSManagedObjectContext> _context;
   const ImportOptions _options;
@@ -90,11 +90,13 @@ class ImportRun : public NSObject, public PLVResolutionSource {
   bool _isSure = true;
 
   // The chunk in hand; of an import that is written at its end, everything so far.
-  std::vector<Item> _items;
+  std::vector<ImportItem> _items;
   std::size_t _nextItem = 0;
   Ref<NSMutableDictionary> _objects;  ///< by identity
   std::vector<Ref<NSManagedObject>> _touched;
   std::size_t _counted = 0;  ///< how many of these are in the report
+  /// How many records of the chunk were found to change nothing before their objects were made.
+  NSUInteger _settled = 0;
   std::unordered_map<const NSObject*, NSUInteger> _recordOfObject;
 
   /// All objects of the entity, some of which may be absent from the feed.

@@ -79,6 +79,13 @@ Value NSManagedObject::storedValueForKey(const Ref<NSString>& key) const {
   return index == EntityLayout::none ? valueForUndefinedKey(key) : valueAtIndex(index);
 }
 
+bool NSManagedObject::declaresAccessorForKey(const Ref<NSString>& key) const {
+  const std::size_t index = indexOf(_entity, key);
+  if (index == EntityLayout::none) return false;
+  const EntityLayout::ClassBinding& binding = _entity->layout().bindingOf(class_());
+  return binding.getters[index] || binding.setters[index];
+}
+
 Value NSManagedObject::valueAtIndex(std::size_t index) const {
   requireThread();
   if (_entity->layout()[index].relationship) return impl::Relations::value(*this, index);

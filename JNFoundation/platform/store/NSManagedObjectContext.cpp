@@ -104,6 +104,32 @@ NSUInteger NSManagedObjectContext::countForFetchRequestError(const Ref<NSFetchRe
   return impl::orError(count, static_cast<NSUInteger>(NSNotFound), error);
 }
 
+bool NSManagedObjectContext::enumerateValuesOfFetchRequestErrorUsingBlock(
+    const Ref<NSFetchRequest>& request, Ref<NSError>* error,
+    const Block<void(std::span<const Value> values, bool& stop)>& block) {
+  constexpr const char* operation = "enumerateValuesOfFetchRequest:error:usingBlock:";
+  if (!request || !block) {
+    raise(NSInvalidArgumentException, "%s: a nil %s", operation, request ? "block" : "request");
+  }
+  if (request->resultType() != NSDictionaryResultType || !request->propertiesToFetch()) {
+    raise(NSInvalidArgumentException,
+          "%s: the request must be one of NSDictionaryResultType that names its propertiesToFetch",
+          operation);
+  }
+  const auto fetch = [&] {
+    processPendingChanges();
+    bool stop = false;
+    return impl::ContextFetch(*this, *request)
+        .visitValues(
+            [&](std::span<const Value> values) {
+              block(values, stop);
+              return !stop;
+            },
+            error);
+  };
+  return impl::orError(fetch, false, error);
+}
+
 // ---- Objects by identity ------------------------------------------------------------------------
 
 namespace {

@@ -5,6 +5,8 @@
 
 #include "platform/json/JSONTexts.h"
 
+#include <JNFoundation/platform/json/JSONElements.h>
+
 namespace JNFoundation {
 namespace {
 
@@ -126,6 +128,41 @@ TEST(JSONElementsDeathTest, ANullBlockIsFatal) {
   EXPECT_DEATH(NSJSONSerialization::enumerateElementsOfTextOptionsErrorUsingBlock(
                    "[]", NSJSONReadingPlain, nullptr, nullptr),
                "the block is null");
+}
+
+TEST(JSONElements, ComeAtThePaceOfWhoeverAsks) {
+  const std::string text = " [1, null, [2], \"three\"] ";
+  class JSONElements elements(text, NSJSONReadingPlain);
+  EXPECT_EQ(elements.offset(), 0u);
+  EXPECT_EQ(elements.next(), Value(1));
+  const std::size_t offset = elements.offset();
+  EXPECT_EQ(offset, text.find(','));
+  EXPECT_FALSE(elements.failed(nullptr));
+  EXPECT_TRUE(elements.next().isNSNull());
+  EXPECT_GT(elements.offset(), offset);
+  EXPECT_TRUE(isKindOf<NSArray>(elements.next()));
+  EXPECT_EQ(elements.next(), Value("three"));
+  Ref<NSError> error;
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_TRUE(elements.next().isNull());
+    EXPECT_FALSE(elements.failed(&error));
+  }
+  EXPECT_FALSE(error);
+  EXPECT_EQ(elements.offset(), text.size());
+}
+
+TEST(JSONElements, EndForGoodWhereTheTextGoesWrong) {
+  const std::string text = "[1, 2, x, 4]";
+  class JSONElements elements(text, NSJSONReadingPlain);
+  EXPECT_EQ(elements.next(), Value(1));
+  EXPECT_EQ(elements.next(), Value(2));
+  Ref<NSError> error;
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_TRUE(elements.next().isNull());
+    EXPECT_TRUE(elements.failed(&error));
+    EXPECT_TRUE(elements.failed(nullptr));
+  }
+  EXPECT_EQ(error->userInfo()->objectForKey(NSJSONSerializationErrorIndex), Value(7));
 }
 
 }  // namespace

@@ -124,6 +124,7 @@ class GroupingRandom : public ::testing::Test {
     auto found =
         contexts[static_cast<std::size_t>(store)]->executeFetchRequestError(request, &error);
     EXPECT_TRUE(found) << error->description()->utf8();
+    if (found) expectSameValues(contexts[static_cast<std::size_t>(store)], request, found);
     return found ? found : NSArray::array();
   }
 

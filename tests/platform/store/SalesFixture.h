@@ -69,6 +69,28 @@ std::vector<std::string> statementsOf(Work&& work) {
   return statements;
 }
 
+/// Enumerating the values of the request gives what the dictionaries hold.
+inline void expectSameValues(const Ref<NSManagedObjectContext>& context,
+                             const Ref<NSFetchRequest>& request, const Ref<NSArray>& dictionaries) {
+  if (!request->propertiesToFetch()) return;
+  std::vector<Value> names;
+  for (const Value& property : request->propertiesToFetch()) {
+    const auto* description = as<NSPropertyDescription>(property);
+    names.push_back(description ? Value(description->name()) : property);
+  }
+  std::vector<Value> enumerated;
+  Ref<NSError> error;
+  EXPECT_TRUE(context->enumerateValuesOfFetchRequestErrorUsingBlock(
+      request, &error, [&](std::span<const Value> values, bool&) {
+        NSDictionary::Builder builder;
+        for (std::size_t i = 0; i < names.size(); ++i) {
+          if (!values[i].isNull()) builder.set(names[i], values[i]);
+        }
+        enumerated.emplace_back(builder.finish());
+      }));
+  EXPECT_EQ(Value(NSArray::arrayWithValues(std::move(enumerated))), Value(dictionaries));
+}
+
 /// The sales in either kind of store.
 class SalesTest : public StoreTest, public ::testing::WithParamInterface<const char*> {
  protected:
@@ -88,7 +110,9 @@ class SalesTest : public StoreTest, public ::testing::WithParamInterface<const c
   /// Dictionaries as text: "{key = value; ...} ...", keys in order.
   std::string told(const Ref<NSFetchRequest>& wanted) const {
     std::string all;
-    for (const Value& row : fetch(wanted)) {
+    const Ref<NSArray> found = fetch(wanted);
+    expectSameValues(context, wanted, found);
+    for (const Value& row : found) {
       const auto* dictionary = as<NSDictionary>(row);
       std::vector<std::string> parts;
       for (const auto& pair : *dictionary) {

@@ -71,39 +71,68 @@ Ref<NSArray> ContextFetch::dictionaries(Ref<NSError>* error) {
 }
 
 Ref<NSArray> ContextFetch::dictionariesOfRecords(Ref<NSError>* error) {
+  std::vector<Value> results;
+  const auto take = [&](std::span<const Value> fields) {
+    results.emplace_back(_dictionaries->dictionaryOfRecord(fields));
+    return true;
+  };
+  if (!visitFields(take, error)) return nullptr;
+  return NSArray::arrayWithValues(std::move(results));
+}
+
+bool ContextFetch::visitValues(const Block<bool(std::span<const Value> values)>& visit,
+                               Ref<NSError>* error) {
+  if (!_dictionaries->isGrouped()) {
+    Values places;
+    return visitFields(
+        [&](std::span<const Value> fields) {
+          return visit(_dictionaries->valuesOfRecord(fields, places));
+        },
+        error);
+  }
+  std::vector<Value> groups;
+  if (!chosenGroups(groups, error)) return false;
+  for (const Value& group : groups) {
+    if (!visit(_dictionaries->valuesOfGroup(group))) break;
+  }
+  return true;
+}
+
+bool ContextFetch::visitFields(const Block<bool(std::span<const Value> fields)>& visit,
+                               Ref<NSError>* error) {
   const DictionaryPlan& plan = *_dictionaries;
   const bool distinct = _request.returnsDistinctResults();
+  const NSUInteger offset = _request.fetchOffset();
+  const NSUInteger limit = _request.fetchLimit();
   StoreQuery everything = query();
   if (distinct || stores().size() > 1) everything.limit = everything.offset = 0;
-  std::vector<Value> results;
+  const bool isLimited = everything.limit > 0 || everything.offset > 0;
+  bool isCut = false;
   ValueLists seen;
+  NSUInteger skipped = 0;
+  NSUInteger given = 0;
+  bool isDone = false;
   const auto add = [&](std::span<const Value> fields) {
+    if (isDone) return false;
     const std::size_t before = seen.count();
-    if (distinct && seen.numberOf(fields) < before) return;
-    results.emplace_back(plan.dictionaryOfRecord(fields));
+    if (distinct && seen.numberOf(fields) < before) return true;
+    if (skipped < offset && !(isCut && isLimited)) {
+      ++skipped;
+      return true;
+    }
+    ++given;
+    isDone = !visit(fields) || given == limit;
+    return !isDone;
   };
   std::vector<StoreColumn> columns;
   StoreAnswer answer = StoreAnswer::Unable;
   if (stores().size() == 1 && columnsOf(plan, columns)) {
-    const auto enough = [&] {
-      return distinct && _request.fetchLimit() > 0 &&
-             results.size() >= _request.fetchOffset() + _request.fetchLimit();
-    };
-    answer = stores().front()->fetchColumns(
-        {everything, std::move(columns), false},
-        [&](std::span<Value> fields) {
-          add(fields);
-          return !enough();
-        },
-        error);
+    isCut = true;
+    answer = stores().front()->fetchColumns({everything, std::move(columns), false}, add, error);
   }
-  if (answer == StoreAnswer::Failed) return nullptr;
-  if (answer == StoreAnswer::Done) {
-    if (distinct) cut(results);
-    return NSArray::arrayWithValues(std::move(results));
-  }
+  if (answer != StoreAnswer::Unable) return answer == StoreAnswer::Done;
+  isCut = false;
   Values fields(plan.fields().size());
-  bool isCut = false;
   const auto take = [&](StoredRow& row) {
     plan.read(row, fields);
     add(fields);
@@ -111,19 +140,18 @@ Ref<NSArray> ContextFetch::dictionariesOfRecords(Ref<NSError>* error) {
   if (stores().size() > 1 && _sortDescriptors) {
     std::vector<Value> rows;
     for (const Ref<NSPersistentStore>& store : stores()) {
-      if (!fetchRows(*store, everything, rows, isCut, error)) return nullptr;
+      if (!fetchRows(*store, everything, rows, isCut, error)) return false;
     }
+    isCut = false;
     const Ref<NSArray> sorted =
         sortedArrayUsingDescriptors(NSArray::arrayWithValues(std::move(rows)), _sortDescriptors);
     for (const Value& row : sorted) take(*as<StoredRow>(row));
-  } else {
-    for (const Ref<NSPersistentStore>& store : stores()) {
-      if (!visitRows(*store, everything, take, isCut, error)) return nullptr;
-    }
+    return true;
   }
-  const bool cutByStore = isCut && (everything.limit > 0 || everything.offset > 0);
-  if (!cutByStore) cut(results);
-  return NSArray::arrayWithValues(std::move(results));
+  for (const Ref<NSPersistentStore>& store : stores()) {
+    if (!visitRows(*store, everything, take, isCut, error)) return false;
+  }
+  return true;
 }
 
 bool ContextFetch::collectGroups(std::vector<Values>& groups, Ref<NSError>* error) {
@@ -171,11 +199,11 @@ bool ContextFetch::collectGroups(std::vector<Values>& groups, Ref<NSError>* erro
   return true;
 }
 
-Ref<NSArray> ContextFetch::dictionariesOfGroups(Ref<NSError>* error) {
+bool ContextFetch::chosenGroups(std::vector<Value>& chosen, Ref<NSError>* error) {
   const DictionaryPlan& plan = *_dictionaries;
   std::vector<Values> groups;
-  if (!collectGroups(groups, error)) return nullptr;
-  std::vector<Value> chosen = plan.chosenGroups(std::move(groups));
+  if (!collectGroups(groups, error)) return false;
+  chosen = plan.chosenGroups(std::move(groups));
   if (_request.returnsDistinctResults()) {
     ValueLists seen;
     std::erase_if(chosen, [&](const Value& group) {
@@ -184,7 +212,13 @@ Ref<NSArray> ContextFetch::dictionariesOfGroups(Ref<NSError>* error) {
     });
   }
   cut(chosen);
-  for (Value& group : chosen) group = plan.dictionaryOfGroup(group);
+  return true;
+}
+
+Ref<NSArray> ContextFetch::dictionariesOfGroups(Ref<NSError>* error) {
+  std::vector<Value> chosen;
+  if (!chosenGroups(chosen, error)) return nullptr;
+  for (Value& group : chosen) group = _dictionaries->dictionaryOfGroup(group);
   return NSArray::arrayWithValues(std::move(chosen));
 }
 

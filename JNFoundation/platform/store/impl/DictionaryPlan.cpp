@@ -222,8 +222,20 @@ void DictionaryPlan::planRecords(const NSFetchRequest& request) {
     if (const auto* computed = as<NSExpressionDescription>(property)) {
       column.type = computed->expressionResultType();
     }
+    _converts = _converts || column.type != NSUndefinedAttributeType || _fields[i].expression ||
+                _fields[i].type == NSObjectIDAttributeType;
     _columns.push_back(std::move(column));
   }
+}
+
+std::span<const Value> DictionaryPlan::valuesOfRecord(std::span<const Value> fields,
+                                                      Values& places) const {
+  if (!_converts) return fields;
+  places.resize(_columns.size());
+  for (std::size_t i = 0; i < _columns.size(); ++i) {
+    places[i] = converted(fields[i], _columns[i].type);
+  }
+  return places;
 }
 
 Ref<NSDictionary> DictionaryPlan::dictionaryOfRecord(std::span<const Value> fields) const {

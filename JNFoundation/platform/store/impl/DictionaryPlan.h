@@ -59,6 +59,8 @@ class DictionaryPlan {
 
   /// Reads the fields of a record. Takes: places for them.
   void read(StoredRow& row, Values& values) const;
+  /// What the dictionary of one record holds. Takes: its fields, and places for what is converted.
+  std::span<const Value> valuesOfRecord(std::span<const Value> fields, Values& places) const;
   /// The dictionary of one record. Takes: its fields.
   Ref<NSDictionary> dictionaryOfRecord(std::span<const Value> fields) const;
 
@@ -96,6 +98,8 @@ class DictionaryPlan {
   bool _isGrouped = false;
   std::vector<RecordField> _fields;
   std::size_t _groupCount = 0;
+  /// Whether the dictionary of a record does not hold the fields as they are.
+  bool _converts = false;
   std::vector<Aggregate> _aggregates;
   std::vector<Column> _columns;
   Ref<NSPredicate> _having;
