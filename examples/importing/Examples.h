@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include <JNFoundation/deferred/PLVDeferred.h>
 #include <JNFoundation/mapping/PLVManagedObject.h>
 #include <JNFoundation/platform/store/NSManagedObjectContext.h>
@@ -18,6 +20,7 @@ Ref<NSArray> decoded(const char* text);
 
 Ref<PLVDeferred> importFeed(const Ref<NSManagedObjectContext>& context,
                             const Ref<NSArray>& records);
+Ref<PLVDeferred> importFeedText(const Ref<NSManagedObjectContext>& context, std::string json);
 Ref<PLVDeferred> importRegions(const Ref<NSManagedObjectContext>& context,
                                const Ref<NSArray>& records);
 Ref<PLVDeferred> listNames(const Ref<NSManagedObjectContext>& context);

@@ -75,5 +75,7 @@ int main() {
   runUntilSettled(importRegions(context, decoded(R"([
       {"code": "FR", "name": "France", "region": {"code": "EU", "name": "Europe"}},
       {"code": "DE"}])")));
+  runUntilSettled(importFeedText(
+      context, R"([{"code": "DE", "name": "Germany"}, {"code": "IT", "name": "Italy"}])"));
   runUntilSettled(listNames(context));
 }

@@ -48,14 +48,11 @@ class ProgressBar {
   void show(const ImportProgress& progress) {
     if (!_isTerminal) return;
     constexpr int width = 30;
-    const double done = progress.recordsTotal == 0 ? 1
-                                                   : static_cast<double>(progress.recordsDone) /
-                                                         static_cast<double>(progress.recordsTotal);
-    const int filled = static_cast<int>(done * width);
+    const int filled = static_cast<int>(progress.fraction * width);
     std::string bar(static_cast<std::size_t>(filled), '#');
     bar.resize(width, '.');
     std::fprintf(stderr, "\r[%s] %3d %%  %lu of %lu records", bar.c_str(),
-                 static_cast<int>(done * 100), static_cast<unsigned long>(progress.recordsDone),
+                 static_cast<int>(progress.fraction * 100), static_cast<unsigned long>(progress.recordsDone),
                  static_cast<unsigned long>(progress.recordsTotal));
     std::fflush(stderr);
     _isShown = true;
