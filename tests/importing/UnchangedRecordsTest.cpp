@@ -88,6 +88,20 @@ TEST_F(UnchangedRecords, AreThoseWhoseConvertedValuesAreThere) {
   EXPECT_EQ(counts(importTraced("[{'code': '7', 'founded': null, 'population': null}]")), "0 0 1");
 }
 
+TEST_F(UnchangedRecords, HaveEmptyTextsWhereTheStoreHasEmptyTexts) {
+  // "name" of a Language is null where no record had it.
+  importText("[{'code': 'A'}, {'code': 'B', 'name': ''}, {'code': 'C', 'name': 'c'}]", {},
+             "Language");
+  context->reset();
+  EXPECT_EQ(counts(importText("[{'code': 'A', 'name': ''}, {'code': 'B', 'name': ''},"
+                              " {'code': 'C', 'name': 'c'}]",
+                              {}, "Language")),
+            "0 1 2");
+  EXPECT_EQ(counts(importText("[{'code': 'B', 'name': null}, {'code': 'A', 'name': ''}]", {},
+                              "Language")),
+            "0 1 1");
+}
+
 TEST_F(UnchangedRecords, RefusedValuesAreLeftToTheMapping) {
   importText("[{'code': 'A', 'name': 'a', 'population': 1}]");
   context->reset();

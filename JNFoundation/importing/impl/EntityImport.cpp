@@ -284,10 +284,16 @@ void EntityImport::prepareComparison() {
 
 void EntityImport::compare(std::vector<ImportItem>& items) {
   if (!_comparison) prepareComparison();
+  // Records of a feed are alike: where neither the first nor the last can be compared, hardly any
+  // of those between them can.
+  if (items.empty() ||
+      (!_comparison->isPlain(items.front().record) && !_comparison->isPlain(items.back().record))) {
+    return;
+  }
   std::vector<Value> identities;
   identities.reserve(items.size());
   for (ImportItem& item : items) {
-    item.isComparable = !item.isRepeated && _comparison->isPlain(item.record);
+    item.isComparable = !item.isRepeated;
     if (item.isComparable) identities.push_back(item.identity);
   }
   if (identities.empty()) return;
@@ -315,7 +321,7 @@ void EntityImport::compare(std::vector<ImportItem>& items) {
   };
   Ref<NSError> error;
   const bool succeeded = _context->enumerateValuesOfFetchRequestErrorUsingBlock(
-      request, &error, [&](std::span<const Value> values, bool&) {
+      request, &error, [&](std::span<Value> values, bool&) {
         const Value identity =
             identityOf([&](std::size_t i) { return values[_comparedIdentity[i]]; });
         ImportItem* item = identity.isNull() ? nullptr : itemOf(identity);
@@ -323,6 +329,9 @@ void EntityImport::compare(std::vector<ImportItem>& items) {
         if (!item || item->finding != ImportItem::Finding::None) return;
         item->finding = _comparison->isSettled(item->record, values) ? ImportItem::Finding::Settled
                                                                      : ImportItem::Finding::Differs;
+        if (next < items.size() && items[next].isComparable) {
+          _comparison->expect(items[next].record, values);
+        }
       });
   if (!succeeded) throw Rejected(Value(error));
   for (ImportItem& item : items) {

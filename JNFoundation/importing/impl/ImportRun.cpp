@@ -249,7 +249,7 @@ void ImportRun::noteKnownRecords() {
     Ref<NSError> error;
     const Value identity = identityOf(entry, record, error);
     if (error) _isSure = false;
-    if (!identity.isNull() && !_seen->find(identity)) _seen->setObjectForKey(_next, identity);
+    if (!identity.isNull()) _seen.firstIndex(identity, _next);
     ++_next;
   }
   if (_next >= _options.firstRecord) _stage = Stage::Open;
@@ -270,11 +270,8 @@ bool ImportRun::openChunk() {
       continue;
     }
     if (!item.identity.isNull()) {
-      if (const Value* first = _seen->find(item.identity)) {
-        if (!addDuplicate(item, static_cast<NSUInteger>(first->unsignedLongLongValue()))) continue;
-      } else {
-        _seen->setObjectForKey(_next, item.identity);
-      }
+      const NSUInteger first = _seen.firstIndex(item.identity, _next);
+      if (first != _next && !addDuplicate(item, first)) continue;
     }
     _items.push_back(std::move(item));
   }
@@ -472,7 +469,7 @@ void ImportRun::deleteAbsentObjects() {
     const Ref<NSManagedObject> object(as<NSManagedObject>(value));
     if (!object || object->isDeleted() || !object->managedObjectContext()) continue;
     const Value identity = _import->identityOfObject(*object);
-    if (!identity.isNull() && _seen->find(identity)) continue;
+    if (!identity.isNull() && _seen.has(identity)) continue;
     touch(object, NSNotFound);
     _context->deleteObject(object);
   }

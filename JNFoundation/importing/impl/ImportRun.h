@@ -10,6 +10,7 @@
 #include <JNFoundation/importing/impl/EntityImport.h>
 #include <JNFoundation/importing/impl/ImportLinks.h>
 #include <JNFoundation/importing/impl/RecordSource.h>
+#include <JNFoundation/importing/impl/SeenIdentities.h>
 
 namespace JNFoundation::inline v0_1::impl {
 
@@ -84,8 +85,7 @@ class ImportRun : public NSObject, public PLVResolutionSource {
   Ref<ImportLinks> _links;
   /// Of the next chunk.
   NSUInteger _next = 0;
-  /// Identity to the number of the first record that has it.
-  const Ref<NSMutableDictionary> _seen = NSMutableDictionary::dictionary();
+  SeenIdentities _seen;
   /// Whether every record so far could be told apart.
   bool _isSure = true;
 

@@ -52,6 +52,15 @@ bool RecordComparison::isSettled(const Ref<NSDictionary>& record, std::span<cons
   return true;
 }
 
+void RecordComparison::expect(const Ref<NSDictionary>& record, std::span<Value> values) {
+  std::size_t place = 0;
+  for (auto entries = record->begin(); entries != record->end(); ++entries) {
+    const Rule& rule = ruleFor(entries.entry().key, place++);
+    const Value& value = entries.entry().value;
+    if (rule.isPlain && rule.map && value.isString()) values[rule.attribute] = value;
+  }
+}
+
 const RecordComparison::Rule& RecordComparison::learnRule(const Value& key, std::size_t place) {
   if (place >= _rules.size()) _rules.resize(place + 1);
   return _rules[place] = makeRule(key);

@@ -22,6 +22,9 @@ class RecordComparison {
   bool isPlain(const Ref<NSDictionary>& record);
   /// The same, and whether the record changes none of the values of the attributes.
   bool isSettled(const Ref<NSDictionary>& record, std::span<const Value> values);
+  /// Puts the record's texts where its values are expected to come, so that those which are there
+  /// need not be made.
+  void expect(const Ref<NSDictionary>& record, std::span<Value> values);
 
  private:
   /// What the map has for a key.

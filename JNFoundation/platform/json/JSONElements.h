@@ -28,7 +28,7 @@ class JSONElements {
   /// Whether the end came because the text is no JSON array; sets the error then, which may be
   /// null. False as long as there may be more.
   bool failed(Ref<NSError>* error) const;
-  /// How many bytes of the text are read.
+  /// How many bytes of the text are read, to within an element.
   std::size_t offset() const noexcept;
 
  private:

@@ -106,7 +106,7 @@ NSUInteger NSManagedObjectContext::countForFetchRequestError(const Ref<NSFetchRe
 
 bool NSManagedObjectContext::enumerateValuesOfFetchRequestErrorUsingBlock(
     const Ref<NSFetchRequest>& request, Ref<NSError>* error,
-    const Block<void(std::span<const Value> values, bool& stop)>& block) {
+    const Block<void(std::span<Value> values, bool& stop)>& block) {
   constexpr const char* operation = "enumerateValuesOfFetchRequest:error:usingBlock:";
   if (!request || !block) {
     raise(NSInvalidArgumentException, "%s: a nil %s", operation, request ? "block" : "request");
@@ -121,7 +121,7 @@ bool NSManagedObjectContext::enumerateValuesOfFetchRequestErrorUsingBlock(
     bool stop = false;
     return impl::ContextFetch(*this, *request)
         .visitValues(
-            [&](std::span<const Value> values) {
+            [&](std::span<Value> values) {
               block(values, stop);
               return !stop;
             },

@@ -174,14 +174,16 @@ class NSManagedObjectContext : public NSObject {
   /// The values that a request of NSDictionaryResultType gives, without the dictionaries: those of
   /// one dictionary after the other, in the order of the request's `propertiesToFetch`, null for
   /// none. For reading many records once.
-  /// Calls: the block with each, until it sets stop. The values are the block's to keep, the span
-  /// is not. The stores wait meanwhile, so the block does not use them, nor any context.
-  /// Returns: false on failure, with the error set. Fails: raises NSInvalidArgumentException for a
-  /// request with another result type or without `propertiesToFetch`, and where
-  /// `executeFetchRequestError` does; what the block raises comes through.
+  /// Calls: the block with each, until it sets stop. The values are the block's to keep, to move
+  /// from and to replace, the span is not; a text that is in its place already when the next ones
+  /// are read need not be made again. The stores wait meanwhile, so the block does not use them,
+  /// nor any context. Returns: false on failure, with the error set. Fails: raises
+  /// NSInvalidArgumentException for a request with another result type or without
+  /// `propertiesToFetch`, and where `executeFetchRequestError` does; what the block raises comes
+  /// through.
   bool enumerateValuesOfFetchRequestErrorUsingBlock(
       const Ref<NSFetchRequest>& request, Ref<NSError>* error,
-      const Block<void(std::span<const Value> values, bool& stop)>& block);
+      const Block<void(std::span<Value> values, bool& stop)>& block);
 
   /// Executes a fetch request, as `executeFetchRequestError` does, or a batch request: an
   /// NSBatchInsertRequest, NSBatchUpdateRequest or NSBatchDeleteRequest. A batch request changes

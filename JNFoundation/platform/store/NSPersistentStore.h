@@ -165,7 +165,8 @@ struct StoreColumnQuery {
   bool groups = false;
 };
 
-/// Takes: a row's values, to be kept or moved from. Returns: whether to go on.
+/// Takes: a row's values, to be kept, moved from or replaced: a text that the next row has in the
+/// same place is not made again. Returns: whether to go on.
 using StoreColumnReceiver = Block<bool(std::span<Value> values)>;
 
 /// `Unable`: the store has nothing to gain over reading whole records, and has called nobody.

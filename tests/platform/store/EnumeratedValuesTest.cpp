@@ -29,7 +29,7 @@ class EnumeratedValues : public SalesTest {
     std::string all;
     std::size_t seen = 0;
     EXPECT_TRUE(context->enumerateValuesOfFetchRequestErrorUsingBlock(
-        wanted, nullptr, [&](std::span<const Value> values, bool& stop) {
+        wanted, nullptr, [&](std::span<Value> values, bool& stop) {
           EXPECT_LT(seen, count) << "it was to stop";
           all += (all.empty() ? "" : " ") + shown(values[0]);
           stop = ++seen == count;
@@ -57,7 +57,7 @@ TEST_P(EnumeratedValues, AreCutAfterRepeatedRowsAreGone) {
 }
 
 TEST_P(EnumeratedValues, NeedARequestForNamedValues) {
-  const auto none = [](std::span<const Value>, bool&) {};
+  const auto none = [](std::span<Value>, bool&) {};
   auto objects = request("Sale");
   EXPECT_EQ(raisedName([&] {
               context->enumerateValuesOfFetchRequestErrorUsingBlock(objects, nullptr, none);
@@ -78,9 +78,8 @@ TEST_P(EnumeratedValues, NeedARequestForNamedValues) {
 TEST_P(EnumeratedValues, WhatTheBlockRaisesComesThrough) {
   EXPECT_EQ(raisedName([&] {
               context->enumerateValuesOfFetchRequestErrorUsingBlock(
-                  amounts(), nullptr, [](std::span<const Value> values, bool&) {
-                    raise("Enough", "at %@", values[0]);
-                  });
+                  amounts(), nullptr,
+                  [](std::span<Value> values, bool&) { raise("Enough", "at %@", values[0]); });
             }),
             "Enough");
   // The stores are free again.

@@ -81,7 +81,7 @@ inline void expectSameValues(const Ref<NSManagedObjectContext>& context,
   std::vector<Value> enumerated;
   Ref<NSError> error;
   EXPECT_TRUE(context->enumerateValuesOfFetchRequestErrorUsingBlock(
-      request, &error, [&](std::span<const Value> values, bool&) {
+      request, &error, [&](std::span<Value> values, bool&) {
         NSDictionary::Builder builder;
         for (std::size_t i = 0; i < names.size(); ++i) {
           if (!values[i].isNull()) builder.set(names[i], values[i]);

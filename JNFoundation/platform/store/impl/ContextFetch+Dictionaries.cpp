@@ -72,7 +72,7 @@ Ref<NSArray> ContextFetch::dictionaries(Ref<NSError>* error) {
 
 Ref<NSArray> ContextFetch::dictionariesOfRecords(Ref<NSError>* error) {
   std::vector<Value> results;
-  const auto take = [&](std::span<const Value> fields) {
+  const auto take = [&](std::span<Value> fields) {
     results.emplace_back(_dictionaries->dictionaryOfRecord(fields));
     return true;
   };
@@ -80,25 +80,28 @@ Ref<NSArray> ContextFetch::dictionariesOfRecords(Ref<NSError>* error) {
   return NSArray::arrayWithValues(std::move(results));
 }
 
-bool ContextFetch::visitValues(const Block<bool(std::span<const Value> values)>& visit,
+bool ContextFetch::visitValues(const Block<bool(std::span<Value> values)>& visit,
                                Ref<NSError>* error) {
   if (!_dictionaries->isGrouped()) {
     Values places;
     return visitFields(
-        [&](std::span<const Value> fields) {
+        [&](std::span<Value> fields) {
           return visit(_dictionaries->valuesOfRecord(fields, places));
         },
         error);
   }
   std::vector<Value> groups;
   if (!chosenGroups(groups, error)) return false;
+  Values values;
   for (const Value& group : groups) {
-    if (!visit(_dictionaries->valuesOfGroup(group))) break;
+    const std::span<const Value> found = _dictionaries->valuesOfGroup(group);
+    values.assign(found.begin(), found.end());
+    if (!visit(values)) break;
   }
   return true;
 }
 
-bool ContextFetch::visitFields(const Block<bool(std::span<const Value> fields)>& visit,
+bool ContextFetch::visitFields(const Block<bool(std::span<Value> fields)>& visit,
                                Ref<NSError>* error) {
   const DictionaryPlan& plan = *_dictionaries;
   const bool distinct = _request.returnsDistinctResults();
@@ -112,7 +115,7 @@ bool ContextFetch::visitFields(const Block<bool(std::span<const Value> fields)>&
   NSUInteger skipped = 0;
   NSUInteger given = 0;
   bool isDone = false;
-  const auto add = [&](std::span<const Value> fields) {
+  const auto add = [&](std::span<Value> fields) {
     if (isDone) return false;
     const std::size_t before = seen.count();
     if (distinct && seen.numberOf(fields) < before) return true;

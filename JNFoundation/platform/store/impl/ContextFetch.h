@@ -36,7 +36,7 @@ class ContextFetch {
   NSUInteger count(Ref<NSError>* error);
   /// Shows what the dictionaries of the request would hold, each in the order of its properties,
   /// until the block says that it has enough.
-  bool visitValues(const Block<bool(std::span<const Value> values)>& visit, Ref<NSError>* error);
+  bool visitValues(const Block<bool(std::span<Value> values)>& visit, Ref<NSError>* error);
   /// Appends what the request finds, in its order, without reading it. Takes: whether unsaved
   /// changes are taken into account, where the request asks for that.
   bool records(bool includesPendingChanges, std::vector<FoundRecord>& found, Ref<NSError>* error);
@@ -81,7 +81,7 @@ class ContextFetch {
   Ref<NSArray> dictionariesOfRecords(Ref<NSError>* error);
   Ref<NSArray> dictionariesOfGroups(Ref<NSError>* error);
   /// The same of a request that does not group.
-  bool visitFields(const Block<bool(std::span<const Value> fields)>& visit, Ref<NSError>* error);
+  bool visitFields(const Block<bool(std::span<Value> fields)>& visit, Ref<NSError>* error);
   /// The groups that the request asks for, as the plan takes them.
   bool chosenGroups(std::vector<Value>& chosen, Ref<NSError>* error);
   /// Shows every record of the query in one store, in its order; offset and limit are left, unless

@@ -228,8 +228,7 @@ void DictionaryPlan::planRecords(const NSFetchRequest& request) {
   }
 }
 
-std::span<const Value> DictionaryPlan::valuesOfRecord(std::span<const Value> fields,
-                                                      Values& places) const {
+std::span<Value> DictionaryPlan::valuesOfRecord(std::span<Value> fields, Values& places) const {
   if (!_converts) return fields;
   places.resize(_columns.size());
   for (std::size_t i = 0; i < _columns.size(); ++i) {

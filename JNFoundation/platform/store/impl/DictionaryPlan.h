@@ -60,7 +60,7 @@ class DictionaryPlan {
   /// Reads the fields of a record. Takes: places for them.
   void read(StoredRow& row, Values& values) const;
   /// What the dictionary of one record holds. Takes: its fields, and places for what is converted.
-  std::span<const Value> valuesOfRecord(std::span<const Value> fields, Values& places) const;
+  std::span<Value> valuesOfRecord(std::span<Value> fields, Values& places) const;
   /// The dictionary of one record. Takes: its fields.
   Ref<NSDictionary> dictionaryOfRecord(std::span<const Value> fields) const;
 

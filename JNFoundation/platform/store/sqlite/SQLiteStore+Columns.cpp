@@ -69,6 +69,10 @@ class ColumnSelection {
     int position = 0;
     for (std::size_t i = 0; i < _columns.size(); ++i) {
       const PredicateTranslator::Column& column = _columns[i];
+      if (column.type == NSStringAttributeType) {
+        readText(statement, position++, values[i]);
+        continue;
+      }
       values[i] = nullptr;
       if (column.type != NSObjectIDAttributeType) {
         impl::readColumn(statement, position++, column.type, values[i]);
@@ -95,6 +99,15 @@ class ColumnSelection {
       if (!column.entitySQL.empty()) list += ", " + column.entitySQL;
     }
     return list.empty() ? "1" : list;
+  }
+
+  /// A text that is in its place already stays.
+  static void readText(Statement& statement, int column, Value& place) {
+    const auto* present = as<NSString>(place);
+    const bool isText = sqlite3_column_type(statement.handle(), column) == SQLITE_TEXT;
+    if (present && isText && present->utf8() == statement.text(column)) return;
+    place = nullptr;
+    impl::readColumn(statement, column, NSStringAttributeType, place);
   }
 
   std::string groups(const StoreColumnQuery& wanted, const std::string& own) const {
