@@ -52,7 +52,8 @@ class ProgressBar {
     std::string bar(static_cast<std::size_t>(filled), '#');
     bar.resize(width, '.');
     std::fprintf(stderr, "\r[%s] %3d %%  %lu of %lu records", bar.c_str(),
-                 static_cast<int>(progress.fraction * 100), static_cast<unsigned long>(progress.recordsDone),
+                 static_cast<int>(progress.fraction * 100),
+                 static_cast<unsigned long>(progress.recordsDone),
                  static_cast<unsigned long>(progress.recordsTotal));
     std::fflush(stderr);
     _isShown = true;

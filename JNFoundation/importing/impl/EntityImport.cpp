@@ -292,9 +292,8 @@ void EntityImport::compare(std::vector<ImportItem>& items) {
   }
   std::vector<Value> identities;
   identities.reserve(items.size());
-  for (ImportItem& item : items) {
-    item.isComparable = !item.isRepeated;
-    if (item.isComparable) identities.push_back(item.identity);
+  for (const ImportItem& item : items) {
+    if (!item.isRepeated) identities.push_back(item.identity);
   }
   if (identities.empty()) return;
   const Ref<NSFetchRequest> request = requestFor(identities);
@@ -305,12 +304,12 @@ void EntityImport::compare(std::vector<ImportItem>& items) {
   std::size_t next = 0;
   Ref<NSMutableDictionary> places;
   const auto itemOf = [&](const Value& identity) -> ImportItem* {
-    while (next < items.size() && !items[next].isComparable) ++next;
+    while (next < items.size() && items[next].isRepeated) ++next;
     if (next < items.size() && items[next].identity == identity) return &items[next++];
     if (!places) {
       places = NSMutableDictionary::dictionary();
       for (std::size_t i = 0; i < items.size(); ++i) {
-        if (items[i].isComparable) places->setObjectForKey(i, items[i].identity);
+        if (!items[i].isRepeated) places->setObjectForKey(i, items[i].identity);
       }
     }
     const Value* place = places->find(identity);
@@ -329,13 +328,13 @@ void EntityImport::compare(std::vector<ImportItem>& items) {
         if (!item || item->finding != ImportItem::Finding::None) return;
         item->finding = _comparison->isSettled(item->record, values) ? ImportItem::Finding::Settled
                                                                      : ImportItem::Finding::Differs;
-        if (next < items.size() && items[next].isComparable) {
+        if (next < items.size() && !items[next].isRepeated) {
           _comparison->expect(items[next].record, values);
         }
       });
   if (!succeeded) throw Rejected(Value(error));
   for (ImportItem& item : items) {
-    if (item.isComparable && item.finding == ImportItem::Finding::None) {
+    if (!item.isRepeated && item.finding == ImportItem::Finding::None) {
       item.finding = ImportItem::Finding::Absent;
     }
   }

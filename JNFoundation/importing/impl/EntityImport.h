@@ -27,7 +27,6 @@ struct ImportItem {
   Finding finding = Finding::None;
   /// Whether another record of the chunk has the same object.
   bool isRepeated = false;
-  bool isComparable = false;
 };
 
 /// How records become objects of one entity: what tells them apart, how they are found, and the map
@@ -55,8 +54,8 @@ class EntityImport {
   /// and nobody watches the mapping.
   bool canCompare() const;
   /// Finds out in one fetch of values what becomes of the records, but for those that share an
-  /// object with another, and those of which only mapping can tell. Fails: throws a Rejected with
-  /// the error of the fetch.
+  /// object with another. Does nothing where the records are such that only mapping can tell.
+  /// Fails: throws a Rejected with the error of the fetch.
   void compare(std::vector<ImportItem>& items);
 
   /// Puts the objects of these identities under them, found in one fetch; the first in the store's

@@ -1,9 +1,11 @@
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "platform/json/JSONTexts.h"
+#include "platform/text/Randomness.h"
 
 #include <JNFoundation/platform/json/JSONElements.h>
 
@@ -12,6 +14,7 @@ namespace {
 
 using testing::nested;
 using testing::problemOf;
+using testing::Randomness;
 
 struct Walked {
   std::vector<Value> elements;
@@ -163,6 +166,103 @@ TEST(JSONElements, EndForGoodWhereTheTextGoesWrong) {
     EXPECT_TRUE(elements.failed(nullptr));
   }
   EXPECT_EQ(error->userInfo()->objectForKey(NSJSONSerializationErrorIndex), Value(7));
+}
+
+/// Long arrays are read many elements at a time, which nobody is to notice.
+class LongArray : public ::testing::Test {
+ protected:
+  /// One that may look like several.
+  std::string element(int depth = 0) {
+    static const char* const texts[] = {R"("},{\"id\":")", R"(",{\"id\"")", R"("\\")",
+                                        R"("\\\"]},[")",   R"("ä€𝄞")",      R"("")",
+                                        R"("id")"};
+    switch (randomness.below(depth == 0 ? 12 : 7)) {
+      case 0:
+        return std::to_string(randomness.between(-1000, 1000));
+      case 1:
+        return "18446744073709551617";  // for no integer
+      case 2:
+        return texts[randomness.below(std::size(texts))];
+      case 3:
+        return depth < 3 ? "[" + element(depth + 1) + separator + element(depth + 1) + "]" : "[]";
+      default:
+        break;
+    }
+    std::string text = randomness.below(8) == 0 ? "{\"other\":1,\"id\":" : "{\"id\":";
+    text += depth < 3 && randomness.below(4) == 0 ? element(depth + 1)
+                                                  : std::to_string(randomness.below(100));
+    text += separator + "\"name\":";
+    text += texts[randomness.below(std::size(texts))];
+    if (depth < 2 && randomness.below(6) == 0)
+      text += separator + "\"inner\":" + element(depth + 1);
+    return text + "}";
+  }
+
+  Randomness randomness;
+  std::string separator = ",";
+};
+
+TEST_F(LongArray, HasTheElementsThatItsTextsAre) {
+  JN_TRACE_SEED(randomness);
+  for (int round = 0; round < testing::rounds(12, 500); ++round) {
+    separator = randomness.below(2) == 0 ? "," : " ,\n ";
+    const bool isPlain = randomness.below(3) == 0;
+    std::vector<std::string> texts;
+    std::string whole = "[";
+    const std::size_t size = randomness.below(200'000);
+    while (whole.size() < size) {
+      texts.push_back(isPlain ? "{\"id\":" + std::to_string(texts.size()) + "}" : element());
+      if (texts.size() > 1) whole += separator;
+      whole += texts.back();
+    }
+    whole += "]";
+    class JSONElements elements(whole, NSJSONReadingPlain);
+    for (const std::string& text : texts) {
+      const Value expected =
+          NSJSONSerialization::JSONObjectWithTextOptionsError(text, NSJSONReadingPlain, nullptr);
+      ASSERT_EQ(elements.next(), expected) << text;
+      ASSERT_LE(elements.offset(), whole.size());
+    }
+    Ref<NSError> error;
+    ASSERT_TRUE(elements.next().isNull());
+    ASSERT_FALSE(elements.failed(&error)) << error->localizedDescription()->utf8();
+  }
+}
+
+TEST_F(LongArray, IsRefusedWhereACarefulReaderRefusesIt) {
+  JN_TRACE_SEED(randomness);
+  for (int round = 0; round < testing::rounds(40, 2000); ++round) {
+    std::string whole = "[{\"id\":0}";
+    while (whole.size() < 100'000) whole += separator + element();
+    whole += "]";
+    static constexpr std::string_view spoils = "\"{}[],:x\\1 ";
+    whole[randomness.below(whole.size())] = spoils[randomness.below(spoils.size())];
+    // As the value of a member the array is read at once.
+    const std::string before = "{\"array\":";
+    Ref<NSError> expected;
+    const Value member = NSJSONSerialization::JSONObjectWithTextOptionsError(
+        before + whole + "}", NSJSONReadingPlain, &expected);
+    const Walked walked = walk(whole);
+    ASSERT_EQ(walked.succeeded, !member.isNull());
+    if (!walked.succeeded) continue;
+    ASSERT_EQ(Value(NSArray::arrayWithValues(walked.elements)),
+              as<NSDictionary>(member)->objectForKey("array"));
+  }
+}
+
+TEST_F(LongArray, OfNumbersAndOfTextsIsRead) {
+  for (const std::string text : {"7", "\"a,b\"", "null", "[1,2]", "{}", "{\"\":{\"\":1}}"}) {
+    std::string whole = "[" + text;
+    NSUInteger count = 1;
+    for (; whole.size() < 150'000; ++count) whole += "," + text;
+    const Walked walked = walk(whole + "]");
+    EXPECT_TRUE(walked.succeeded) << text;
+    EXPECT_EQ(walked.elements.size(), count);
+    const Value one =
+        NSJSONSerialization::JSONObjectWithTextOptionsError(text, NSJSONReadingPlain, nullptr);
+    EXPECT_EQ(std::count(walked.elements.begin(), walked.elements.end(), one),
+              static_cast<std::ptrdiff_t>(count));
+  }
 }
 
 }  // namespace
