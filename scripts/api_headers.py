@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
 """Writes the public headers for Doxygen into a directory, with what the house leaves unsaid.
 
-In our headers one comment speaks for the declarations that follow each other below it, up to an empty
-line: a property's setter stands below its reader, an overload below the operation. Each of these gets
-the comment here, with the name of the first in front. What every class has alike gets a sentence of
-its own. Lines keep their numbers."""
+In our headers a comment `///` speaks for the declaration below it, for the overloads and for the
+setter that follow it up to an empty line; each of these gets the comment here. A plain comment `//`
+speaks for every declaration up to the next comment or empty line. What many classes have alike, and
+what only calls another operation with the same arguments, gets a sentence of its own. Lines keep
+their numbers."""
 
 import re
 import sys
@@ -12,18 +13,42 @@ from pathlib import Path
 
 import tree
 
+# What is said of a declaration that has no comment.
 ALIKE = [
-    (re.compile(r"^ *using Superclass = .*;$"), "The class above."),
-    (re.compile(r"^ *static const Class classObject;$"), "What the class is known by: to `isKindOf`, `as` and the runtime."),
-    (re.compile(r"^ *const Class& class_\(\) const noexcept\b.*[;}]$"), "The class of the object."),
-    (re.compile(r"^ *NSObject\* protocolObject\(\) noexcept\b.*[;}]$"), "The object that adopts the protocol."),
+    (r"using Superclass = .*;$", "The class above."),
+    (r"static const Class classObject;$", "What the class is known by: to `isKindOf`, `as` and the runtime."),
+    (r"(virtual )?const Class& class_\(\) const noexcept\b", "The class of the object."),
+    (r"NSObject\* protocolObject\(\) noexcept\b", "The object that adopts the protocol."),
+    (r"using (\w+)::\1;$", "Made as the class above is."),
+    (r"(explicit |constexpr )*(\w+)\(std::nullptr_t\)", "Null."),
+    (r"(constexpr )?(\w+)\(const \2&( \w+)?\)", "A copy of the other one."),
+    (r"(constexpr )?(\w+)\(\2&&( \w+)?\)", "Takes over what the other one holds."),
+    (r"(\w+)& operator=\(const \1&( \w+)?\)", "Becomes a copy of the other one."),
+    (r"(\w+)& operator=\(\1(&&)?( \w+)?\)", "Takes over what the other one holds."),
+    (r"void swap\((\w+)& \w+\) noexcept\b", "Exchanges what the two hold."),
+    (r"friend (constexpr )?bool operator==\(.*\) (noexcept )?= default;$", "Whether all members are equal."),
+    (r"Iterator begin\(\) const\b", "Where a walk with `for` begins."),
+    (r"Iterator end\(\) const\b", "Where a walk with `for` ends."),
 ]
+# The same in a class Iterator, which is named by nobody: a `for` over the collection uses it.
+IN_ITERATOR = [
+    (r"(explicit )?Iterator\(", "A walk over the collection."),
+    (r".* operator\*\(\) const\b", "What the walk has come to."),
+    (r".* operator->\(\) const\b", "What the walk has come to."),
+    (r"Iterator& operator\+\+\(\)", "Goes on."),
+    (r"bool operator!=\(const Iterator&\)", "Whether anything is left, whatever the other one is."),
+]
+CONSTRUCTOR = "For factories, those of the class and of its descendants."
+# A body that is a call with the same arguments, in the same order.
+FORWARDS = re.compile(r".*?(?P<name>[\w\]\[]+)\((?P<parameters>[^()]*)\) (const )?(noexcept )?"
+                      r"\{ (return )?(?P<called>[a-z]\w*)\((?P<arguments>[\w, ]*)\); \}$")
 COMMENT = re.compile(r"^( *)///? ?(.*)$")
 RULER = re.compile(r"^ *// ----")
 NAME = re.compile(r"(operator *[^\s(]+|~?\w+) *(?:\(|=|\{|;|$)")
-TYPE = re.compile(r"^ *(template <.*> )?(class|struct)\b[^;]*$")
+TYPE = re.compile(r"^( *)(?:template <.*> )?(?:class|struct)\b(?: \[\[.*?\]\])? *(\w+)[^;]*$")
 # No declarations, or such as have no comment of their own.
-OTHER = re.compile(r"^ *(#|\}|public:|protected:|private:|friend |using Above::|using Subclass|namespace |extern |static_assert|case )")
+OTHER = re.compile(r"^ *(#|\}|public:|protected:|private:|friend (class|struct) |using Above::|using Subclass|namespace "
+                   r"|extern template |static_assert|case |[|&]{2})")
 
 
 def without_private(lines):
@@ -31,54 +56,102 @@ def without_private(lines):
     hidden = None
     for line in lines:
         found = re.match(r"^( *) (public|protected|private):$", line)
-        if found:
+        if found and hidden not in (None, found[1]):  # of a class among the private members
+            found = None
+        elif found:
             hidden = found[1] if found[2] == "private" else None
         elif hidden is not None and line.startswith(hidden + "}"):
             hidden = None
         yield "" if hidden is not None and not found else line
 
 
+class Scopes:
+    """The classes around a line, and whether it is among their protected members."""
+
+    def __init__(self):
+        self.open = []
+
+    def pass_line(self, line):
+        found = TYPE.match(line)
+        if found and line.endswith("{"):
+            self.open.append([found[1], found[2], False])
+        elif self.open and line.startswith(self.open[-1][0] + "}"):
+            self.open.pop()
+        elif self.open and re.match(r" *(public|protected|private):$", line):
+            self.open[-1][2] = "protected:" in line
+
+    def sentence(self, line):
+        """What there is to say of a declaration without a comment; none if it needs one."""
+        name, is_protected = (self.open[-1][1:] if self.open else ("", False))
+        declared = line.strip()
+        if declared.endswith("= delete;"):
+            return ""
+        for pattern, sentence in (IN_ITERATOR if name == "Iterator" else []) + ALIKE:
+            if re.match(pattern, declared):
+                return sentence
+        if is_protected and re.match(rf"(explicit |constexpr )?{name}\(", declared):
+            return CONSTRUCTOR
+        found = FORWARDS.match(declared)
+        if found and not found["called"].startswith("raise"):
+            names = [re.search(r"(\w*)(?: = .*)?$", one)[1] for one in found["parameters"].split(", ")]
+            if ", ".join(names) == found["arguments"]:
+                return f"The same as `{found['called']}`."
+        return ""
+
+
 def filtered(lines):
-    lines = list(without_private(lines))
-    comment, first, indent, isOpen = [], "", "", False
+    # A name is shown as a user writes it, without the namespace of the version.
+    lines = [line.replace(f"::inline {tree.inline_namespace()}", "") for line in without_private(lines)]
+    scopes, comment, of_all, first, indent, depth = Scopes(), [], False, "", "", None
     for number, line in enumerate(lines):
-        if isOpen:  # in the middle of a declaration
-            isOpen = not ends(line, indent)
+        is_type = TYPE.match(line)
+        if depth is not None and not (depth == 0 and is_type):  # in the middle of a declaration
+            depth = depth_behind(line, depth)
             yield line
             continue
-        for pattern, sentence in ALIKE:
-            if pattern.match(line):
-                line += f" ///< {sentence}"
-                break
-        else:
-            found = COMMENT.match(line)
-            if found and not RULER.match(line):
-                if first:
-                    comment, first = [], ""
-                comment.append(found[2])
-                indent = found[1]
-                # What is said of a group in a plain comment, directly above, is said of its members.
-                if not line.lstrip().startswith("///"):
-                    line = line.replace("//", "///", 1) if is_above_declaration(lines, number) else line
-            elif not line.strip() or RULER.match(line) or OTHER.match(line):
+        depth = None
+        scopes.pass_line(line)
+        found = COMMENT.match(line)
+        if found and not RULER.match(line):
+            if first:
                 comment, first = [], ""
-            elif TYPE.match(line):  # its members come next
-                comment, first = [], ""
-            elif comment and line.startswith(indent) and not line.startswith(indent + " "):
-                if not first:
-                    first = name_of(lines, number)
-                elif "///<" not in line:
-                    text = " ".join(comment).replace("*/", "* /")
-                    line = f"{indent}/** With `{first}`: {text} */ {line.lstrip()}"
-                isOpen = not ends(line, indent)
+            comment.append(found[2])
+            indent = found[1]
+            of_all = not line.lstrip().startswith("///")
+            if of_all and is_above_declaration(lines, number):
+                line = line.replace("//", "///", 1)
+        elif not line.strip() or RULER.match(line) or OTHER.match(line) or is_type:
+            comment, first = [], ""
+        elif not comment or (line.startswith(indent) and not line.startswith(indent + " ")):
+            depth = depth_behind(line, 0)
+            name = name_of(lines, number)
+            text = ""
+            if comment and not first:
+                first = name
+            elif comment and "///<" not in line and (of_all or is_with(name, first)):
+                text = " ".join(comment)
+                if not of_all:
+                    text = f"With `{first}`: {text}"
+            elif "///<" not in line:
+                text = scopes.sentence(line)
+            if text:
+                space = line[:len(line) - len(line.lstrip())]
+                line = f"{space}/** {text.replace('*/', '* /')} */ {line.lstrip()}"
         yield line
 
 
-def ends(line, indent):
-    """Whether a declaration ends with the line."""
-    code = re.sub(r" *///?<?.*$", "", line) if "/**" not in line else line
-    return code.endswith((";", "},")) or code == indent + "}" or (code.endswith("}") and "{" in code) \
-        or code.startswith(indent + "}")
+def is_with(name, first):
+    """Whether the comment of the first declaration is that of the other one as well."""
+    readers = (first, re.sub("^is(?=[A-Z])", "", first))
+    return name == first or name in ["set" + reader[:1].upper() + reader[1:] for reader in readers]
+
+
+def depth_behind(line, depth):
+    """How many brackets are open behind the line; None where a declaration ends with it."""
+    code = re.sub(r"/\*\*.*?\*/ ?| *///?<? .*$|'\\?.'|\"(\\.|[^\"])*\"", "", line)
+    for character in code:
+        depth += (character in "({[") - (character in ")}]")
+    return None if depth < 0 or (depth == 0 and code.endswith((";", "}"))) else depth
 
 
 def is_above_declaration(lines, number):
@@ -91,7 +164,14 @@ def is_above_declaration(lines, number):
 def name_of(lines, number):
     """The name that the declaration, which may go over several lines, declares."""
     text = " ".join(line.strip() for line in lines[number:number + 4])
-    text = re.sub(r"^template <.*?> |^requires\(.*?\) |\[\[.*?\]\] ", "", text)
+    text = re.sub(r"^template <.*?> (?=\w)|\[\[.*?\]\] ", "", text)
+    if text.startswith("requires("):
+        depth = 0
+        for at, character in enumerate(text):
+            depth += (character == "(") - (character == ")")
+            if character == ")" and depth == 0:
+                text = text[at + 1:].lstrip()
+                break
     kind = re.match(r"(?:enum class|enum|class|struct|using) (\w+)", text)
     found = kind or NAME.search(text)
     return found[1] if found else "it"

@@ -17,6 +17,7 @@ namespace JNFoundation::inline v0_1 {
 /// an allocation. All functions are pure and may run on any thread.
 enum class Fold : unsigned { None = 0, Case = 1, Diacritics = 2, CaseAndDiacritics = 3 };
 
+/// What both take away.
 constexpr Fold operator|(Fold left, Fold right) {
   return static_cast<Fold>(static_cast<unsigned>(left) | static_cast<unsigned>(right));
 }
@@ -66,8 +67,11 @@ int compareLocalizedStandard(std::string_view left, std::string_view right);
 /// Whether the folded text holds the folded part; every text holds the empty part.
 bool containsFolded(std::string_view text, std::string_view part, Fold fold);
 
+/// Whether the folded text begins with the folded part, however both are folded; every text does
+/// with the empty part.
 bool hasPrefixFolded(std::string_view text, std::string_view part, Fold fold);
 
+/// Whether the folded text ends with the folded part; every text does with the empty part.
 bool hasSuffixFolded(std::string_view text, std::string_view part, Fold fold);
 
 }  // namespace JNFoundation::inline v0_1

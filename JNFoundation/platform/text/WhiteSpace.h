@@ -17,6 +17,7 @@ constexpr bool isWhiteSpace(char32_t codePoint) {
          codePoint == 0x3000;
 }
 
+/// The text from its first code point on that is no white space, borrowed from it.
 inline std::string_view withoutLeadingWhiteSpace(std::string_view text) {
   std::size_t offset = 0;
   while (offset < text.size()) {
@@ -27,6 +28,7 @@ inline std::string_view withoutLeadingWhiteSpace(std::string_view text) {
   return text.substr(offset);
 }
 
+/// The text between its first and its last code point that is no white space, borrowed from it.
 inline std::string_view withoutWhiteSpaceAround(std::string_view text) {
   text = withoutLeadingWhiteSpace(text);
   std::size_t end = 0;
