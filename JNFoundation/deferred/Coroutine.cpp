@@ -197,4 +197,4 @@ Awaiter::~Awaiter() {
 
 void Awaiter::raise() const { Rejected::raise(as<PLVRejected>(_value)); }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

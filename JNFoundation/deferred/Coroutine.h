@@ -241,7 +241,7 @@ impl::PromiseAwaiter operator co_await(Ref<T>&& promise) {
   return impl::PromiseAwaiter(std::move(promise));
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation
 
 template <class... Arguments>
 struct std::coroutine_traits<JNFoundation::Ref<JNFoundation::PLVDeferred>, Arguments...> {

@@ -23,4 +23,4 @@ struct CreationPlace {
   explicit operator bool() const noexcept { return file != nullptr; }
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -235,4 +235,4 @@ impl::TypedAwaiter<T> operator co_await(Deferred<T>&& deferred) {
   return impl::TypedAwaiter<T>(std::move(deferred).untyped());
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

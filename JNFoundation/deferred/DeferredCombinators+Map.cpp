@@ -104,4 +104,4 @@ Ref<PLVDeferred> mapConcurrently(const Ref<NSArray>& elements, NSUInteger limit,
       ->begin(place);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

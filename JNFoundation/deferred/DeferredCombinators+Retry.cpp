@@ -86,4 +86,4 @@ Ref<PLVDeferred> retry(Block<Value(NSUInteger attempt)> work, RetryOptions optio
   return makeObject<Retry>(std::move(work), std::move(options))->begin(place);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -162,4 +162,4 @@ Ref<PLVDeferred> allSettled(const Ref<NSArray>& deferreds, CreationPlace place) 
   return gather(deferreds, Gathering::Goal::AllSettled, Unneeded::Continue, place);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

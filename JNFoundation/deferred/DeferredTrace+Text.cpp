@@ -107,4 +107,4 @@ Ref<NSString> DeferredTrace::json() const {
                                                                nullptr);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -230,4 +230,4 @@ DeferredTrace DeferredTrace::unsettled() const {
   return trace;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -53,4 +53,4 @@ void OffloadedWork::settle(const Value& outcome) noexcept {
   }
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -109,4 +109,4 @@ auto guarded(Guard guard, Handler&& handler) {
   }
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -19,4 +19,4 @@ Ref<JNTimeout> JNTimeout::instance() {
   return Ref<JNTimeout>(timeout);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -68,4 +68,4 @@ class Outcome<void> {
   Ref<PLVRejected> _rejected;
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -141,4 +141,4 @@ Ref<PLVDeferred> PLVDeferred::ignoreRejected(CreationPlace place) {
   });
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

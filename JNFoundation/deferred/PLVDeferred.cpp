@@ -247,4 +247,4 @@ Entry PLVDeferred::beginCancel(const Value& value) {
   }
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

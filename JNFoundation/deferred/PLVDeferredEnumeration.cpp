@@ -188,4 +188,4 @@ Ref<PLVDeferred> PLVDeferredEnumeration::beginCancel() {
   return _current;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

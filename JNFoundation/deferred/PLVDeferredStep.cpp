@@ -18,4 +18,4 @@ Value PLVDeferredStep::processValue(const Value& value) const {
   return _deferredResolved ? _deferredResolved(value) : value;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -294,4 +294,4 @@ Entry PLVPromise::ready() {
   return {Entry::Kind::Listeners, this, Value()};
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

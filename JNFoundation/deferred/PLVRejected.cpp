@@ -54,4 +54,4 @@ Ref<NSString> PLVRejected::description() const {
       "%@ [%@]", _cancellation ? "PLVRejected (CANCELLED)" : "PLVRejected", _value);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -33,4 +33,4 @@ Ref<NSString> PLVRejectedIgnored::description() const {
   return NSString::stringWithFormat("%@%@", NSObject::description(), suffix);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

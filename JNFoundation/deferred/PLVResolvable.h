@@ -27,4 +27,4 @@ class PLVResolutionSource : public NSObjectProtocol {
   ~PLVResolutionSource() override = default;
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -96,4 +96,4 @@ impl::TypedPromiseAwaiter<T> operator co_await(const Promise<T>& promise) {
   return impl::TypedPromiseAwaiter<T>(promise.untyped());
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -82,4 +82,4 @@ Ref<PLVRejected> currentExceptionAsRejected() {
   }
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

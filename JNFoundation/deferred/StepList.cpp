@@ -80,4 +80,4 @@ Step StepList::takeFromBlocks() noexcept {
   return step;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -266,4 +266,4 @@ class GuardedTypedHandler {
 };
 
 }  // namespace impl
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -23,4 +23,4 @@ void logUnhandledRejections() {
       [](const UnhandledRejection& unhandled) { NSLog("%@", unhandled.description()); });
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -19,4 +19,4 @@ Ref<PLVRejected> impl::rejectedForKind(std::string_view expected, const Value& f
       NSDictionary::dictionaryWithEntries({{NSLocalizedDescriptionKey, text}})));
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -229,4 +229,4 @@ std::vector<ListPlace> placesOfItemSteps(const std::vector<EditStep>& script) {
   return places;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

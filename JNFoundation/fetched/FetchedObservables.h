@@ -45,4 +45,4 @@ class FetchedObservables {
   }
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

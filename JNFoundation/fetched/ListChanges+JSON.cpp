@@ -141,4 +141,4 @@ bool ListChanges::readJSONData(const Ref<NSData>& data, ListChanges* changes, Re
   return readJSONObject(object, changes, error);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

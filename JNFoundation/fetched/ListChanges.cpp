@@ -358,4 +358,4 @@ std::vector<std::vector<ListRun>> ListChanges::layout(
   return layout;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -60,4 +60,4 @@ void plv_getRefreshPromiseWithOptions(const Ref<NSFetchedResultsController>& con
   if (promise) *promise = plv_refreshWithOptions(controller, options);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -29,4 +29,4 @@ NSUInteger plv_itemIndex(const Ref<NSIndexPath>& path) {
   return path ? path->indexAtPosition(1) : 0;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -4,4 +4,4 @@ namespace JNFoundation::inline v0_1 {
 
 constinit const Class Observation::classObject = Class::of<Observation>("Observation");
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

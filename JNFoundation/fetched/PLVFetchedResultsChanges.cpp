@@ -104,4 +104,4 @@ void PLVFetchedResultsChanges::setObjectForKeyedSubscript(const Value& object, c
   }
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -21,4 +21,4 @@ Ref<PLVFetchedResultsItemMove> PLVFetchedResultsItemMove::initWithFromTo(
   return makeObject<PLVFetchedResultsItemMove>(from, to);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

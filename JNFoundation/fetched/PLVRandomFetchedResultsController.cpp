@@ -190,4 +190,4 @@ void PLVRandomFetchedResultsController::tell(const PLVFetchedResultsChanges& cha
   if (answers(Callback::DidChangeContent)) delegate->controllerDidChangeContent(self);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -179,4 +179,4 @@ Ref<NSMutableArray> PLVRandomFetchedResultsSample::updateObjectsWithChanges(
   return objects;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -19,4 +19,4 @@ Ref<PLVRefreshProviderBlock> PLVRefreshProviderBlock::init() {
   return makeObject<PLVRefreshProviderBlock>();
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -145,4 +145,4 @@ void RefreshState::watchAge() {
                              });
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

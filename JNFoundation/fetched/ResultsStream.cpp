@@ -132,4 +132,4 @@ Ref<NSString> ResultsStream::controllerSectionIndexTitleForSectionName(Controlle
   return other ? other->controllerSectionIndexTitleForSectionName(controller, name) : nullptr;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

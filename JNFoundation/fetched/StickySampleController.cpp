@@ -353,4 +353,4 @@ NSUInteger StickySampleController::sectionForSectionIndexTitleAtIndex(const Ref<
   return _results->sectionForSectionIndexTitleAtIndex(title, index);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

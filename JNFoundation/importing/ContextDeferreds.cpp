@@ -120,4 +120,4 @@ Deferred<void> saveIn(const Ref<NSManagedObjectContext>& context, CreationPlace 
       place);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -23,4 +23,4 @@ Ref<NSString> ImportReport::description() const {
   return NSString::fromText(text.empty() ? "nothing to import" : text);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -14,4 +14,4 @@ Deferred<Ref<ImportReport>> importRecords(const Ref<NSArray>& records,
       impl::ImportRun::start(records, entityName, context, std::move(options), place));
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

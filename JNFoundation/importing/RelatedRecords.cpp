@@ -31,4 +31,4 @@ void relateRecord(NSManagedObject& object, const Ref<NSString>& relationship, co
   while (!related->isEmpty()) related->relate();
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -221,4 +221,4 @@ std::optional<double> DatePattern::secondsSince1970(std::string_view text) const
   return reading.isAtEnd() ? fields.secondsSince1970() : std::nullopt;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -50,4 +50,4 @@ class DatePattern {
   std::vector<Piece> _pieces;
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

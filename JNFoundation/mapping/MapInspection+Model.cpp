@@ -96,4 +96,4 @@ std::vector<Problem> MapInspection::problemsOfModel(const Ref<NSManagedObjectMod
   return ModelProblems(model, options).toBeTold();
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -124,4 +124,4 @@ std::string_view MapInspection::nameOf(NSAttributeType type) noexcept {
   return "Undefined";
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -410,4 +410,4 @@ MapInspection MapInspection::ofDescriptor(const Ref<NSEntityDescription>& entity
   return Inspector(entity, options).inspect(entries, true);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

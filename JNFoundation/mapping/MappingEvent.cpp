@@ -143,4 +143,4 @@ Ref<NSString> MappingEvent::text() const {
   return NSString::stringWithFormat("%@: %@", line, reasonText());
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -44,4 +44,4 @@ MappingObserver impl::mappingObserverOf(const NSManagedObject& object) {
   return mappingObserver(object.managedObjectContext());
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -28,4 +28,4 @@ void setMappingObserver(const Ref<NSManagedObjectContext>& context,
 /// Returns: null where there is none, and for a null context. Threads: any.
 MappingObserver mappingObserver(const Ref<NSManagedObjectContext>& context);
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -142,4 +142,4 @@ Value parseRFC3339DateTimeString(const Ref<NSString>& text) {
   return seconds ? NSDate::dateWithTimeIntervalSince1970(*seconds) : Value();
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -18,4 +18,4 @@ Ref<PLVDataMapFilter> plv_dataMapFilter(const Ref<NSManagedObjectContext>& conte
   return as<PLVDataMapFilter>(objc_getAssociatedObject(context.get(), &filterKey));
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

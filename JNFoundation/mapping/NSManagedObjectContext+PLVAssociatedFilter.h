@@ -13,4 +13,4 @@ void plv_setDataMapFilter(const Ref<NSManagedObjectContext>& context,
 /// The attached filter. Returns: null where there is none, and for a null context. Threads: any.
 Ref<PLVDataMapFilter> plv_dataMapFilter(const Ref<NSManagedObjectContext>& context);
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

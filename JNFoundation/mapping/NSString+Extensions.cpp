@@ -14,4 +14,4 @@ Ref<NSString> jn_stringWithUrlDecoding(const Ref<NSString>& text) {
   return decoded ? NSString::fromText(*decoded) : nullptr;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -18,4 +18,4 @@ Ref<PLVDataError> PLVDataError::errorWithDomainCodeUserInfo(const Ref<NSString>&
   return makeObject<PLVDataError>(domain, code, userInfo);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -44,4 +44,4 @@ Value PLVDataMapFilter::valueFilteredBy(const Value& value, const Ref<NSString>&
   return action->performWithObject(value);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

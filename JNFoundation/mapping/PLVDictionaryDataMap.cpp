@@ -341,4 +341,4 @@ Ref<NSMutableSet> PLVDictionaryDataMap::filterNames() const {
   return names;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -105,4 +105,4 @@ Ref<NSManagedObjectID> plv_permanentObjectID(const Ref<NSManagedObject>& object)
   return object->objectID();
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -92,4 +92,4 @@ Value PLVManagedObject::aggregate(
   return row ? row->objectForKey(aggregateName) : Value();
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

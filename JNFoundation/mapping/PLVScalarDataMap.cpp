@@ -261,4 +261,4 @@ Value PLVScalarDataMap::parseRFC3339DateTimeString(const Ref<NSString>& text) {
   return JNFoundation::parseRFC3339DateTimeString(text);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -148,4 +148,4 @@ FilterBlock dateFilter(std::string_view pattern) {
   };
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -22,4 +22,4 @@ RecordEntry entryForPath(const Ref<NSDictionary>& dictionary, const Ref<NSArray>
   return entry;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -195,4 +195,4 @@ Ref<NSMutableDictionary> RecordExport::recordOfObject(const Ref<NSManagedObject>
   return record;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

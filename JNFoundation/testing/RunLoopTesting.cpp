@@ -48,4 +48,4 @@ bool pollUntil(const Block<bool()>& condition, NSTimeInterval seconds) {
   return true;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

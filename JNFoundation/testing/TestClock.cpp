@@ -25,4 +25,4 @@ bool TestClock::advanceUntilIdle(NSTimeInterval limit) {
   return runUntil(_clock.momentAfter(limit)) && MainQueue::current().nextDeadline() == never;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

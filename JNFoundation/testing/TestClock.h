@@ -51,4 +51,4 @@ class TestClock {
   ClockScope _scope{_clock};
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -83,4 +83,4 @@ void test_untilExpiresWaitForResolution(const Ref<PLVPromise>& promise, NSTimeIn
   waitAndReport(*observation, interval, callback);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -31,4 +31,4 @@ void test_untilExpiresWaitForResolution(const Ref<PLVDeferred>& deferred, NSTime
 void test_untilExpiresWaitForResolution(const Ref<PLVPromise>& promise, NSTimeInterval interval,
                                         const TestResolutionBlock& callback);
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -35,4 +35,4 @@ class TestMainThread {
   MainQueueScope _scope;
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

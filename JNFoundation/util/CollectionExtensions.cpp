@@ -51,4 +51,4 @@ void requireShufflable(std::size_t count) {
 
 }  // namespace impl
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -140,4 +140,4 @@ void plv_enumerateSubarraysOfLengthUsingBlock(
   }
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -30,4 +30,4 @@ bool jn_isNetworkConnectivityError(const Ref<NSError>& error) {
   return !cause.isNull() && performSelector(cause, selector).boolValue();
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -11,4 +11,4 @@ namespace JNFoundation::inline v0_1 {
 /// what stands under NSUnderlyingErrorKey is no error and has no such operation.
 bool jn_isNetworkConnectivityError(const Ref<NSError>& error);
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -52,4 +52,4 @@ Ref<NSMutableDictionary> plv_indexByKeyPath(const Ref<NSSet>& set, const Ref<NSS
   return set ? impl::indexed(set, keyPath) : nullptr;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -104,4 +104,4 @@ void plv_executeTimerFiredUserInfoBlockForTimer(const Ref<NSTimer>& timer) {
   }
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

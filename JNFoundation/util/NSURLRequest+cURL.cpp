@@ -182,4 +182,4 @@ Ref<NSArray> secretHTTPHeaderFields() {
                                    "X-Api-Key", "X-Auth-Token", "X-CSRF-Token");
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

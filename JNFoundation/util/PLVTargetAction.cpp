@@ -38,4 +38,4 @@ Value PLVTargetAction::performWithObject(const Value& object) const {
   return performSelector(target(), _action, object);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -15,4 +15,4 @@ Ref<NSString> formattedDigitalHoursMinutesSecondsString(NSInteger totalSeconds) 
   return NSString::stringWithFormat("%s%llu", sign, seconds);
 }
 
-}  // namespace JNFoundation::inline v0_1::Integer
+}  // namespace JNFoundation::Integer

@@ -129,4 +129,4 @@ void GLibHost::releaseLoop() noexcept {
   _source = nullptr;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -265,4 +265,4 @@ bool FetchedResultsModel::Feed::tellSectionNumbers(const ToldBatch& batch) {
   return goesOn();
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

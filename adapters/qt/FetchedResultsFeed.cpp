@@ -228,4 +228,4 @@ std::vector<FetchedResultsModel::Feed::Place> FetchedResultsModel::Feed::placesO
   return places;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -21,4 +21,4 @@ QHash<int, QByteArray> FetchedResultsListModel::roleNames() const { return names
 /// There are none: sections stand in no index of a list.
 QModelIndex FetchedResultsListModel::indexOfSection(int, quintptr) const { return {}; }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -114,4 +114,4 @@ quintptr FetchedResultsModel::identifierOf(const QModelIndex& parent) const {
   return section ? section->identifier : 0;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -38,4 +38,4 @@ QModelIndex FetchedResultsTreeModel::indexOfSection(int row, quintptr identifier
   return createIndex(row, 0, identifier);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

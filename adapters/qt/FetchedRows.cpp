@@ -90,4 +90,4 @@ std::unique_ptr<FetchedRow> FetchedRows::take(FetchedRow& row) {
   return taken;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -147,4 +147,4 @@ void QtHost::releaseLoop() noexcept {
   }
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

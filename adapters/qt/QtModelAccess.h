@@ -38,4 +38,4 @@ class QtModelAccess : public QAbstractItemModel {
   }
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -79,4 +79,4 @@ QVariant variantOf(const Value& value) {
   return variantOfObject(value);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

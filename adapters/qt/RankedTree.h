@@ -195,4 +195,4 @@ class RankedTree {
   std::uint32_t _state = 0x9e3779b9;
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -119,4 +119,4 @@ std::size_t ToldBatch::numberAmongAll(std::size_t section) const {
   return (staying == 0 ? 0 : oldNumber(staying - 1) + 1) + insertedBefore;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -30,4 +30,4 @@ void Combination::settle(const Value& outcome) {
   if (const Ref<PLVDeferred> result = std::exchange(_result, nullptr)) result->resolve(outcome);
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

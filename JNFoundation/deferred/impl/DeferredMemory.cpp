@@ -63,4 +63,4 @@ void DeferredMemory::giveBack(void* memory, std::size_t size) noexcept {
   ++kept.count;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

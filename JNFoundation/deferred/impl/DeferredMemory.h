@@ -12,4 +12,4 @@ class DeferredMemory {
   static void giveBack(void* memory, std::size_t size) noexcept;
 };
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -448,4 +448,4 @@ void Engine::abandon(std::size_t base) noexcept {
   }
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -132,4 +132,4 @@ std::string Watch::lineOf(CreationPlace place) {
   return std::string(file) + ":" + std::to_string(place.line);
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -92,4 +92,4 @@ void FreeIndexes::Ways::add(NSUInteger from, NSUInteger onward) {
   slotFor(from) = {from, onward};
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -228,4 +228,4 @@ ListChanges ListMapping::changes() const {
   return changes;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

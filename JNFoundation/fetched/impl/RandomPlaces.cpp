@@ -49,4 +49,4 @@ NSUInteger RandomPlaces::below(NSUInteger bound) const {
   return static_cast<NSUInteger>(number % bound);
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -241,4 +241,4 @@ void EntityImport::map(const Ref<NSDictionary>& record, const Ref<NSManagedObjec
                                             MappingWrites::Changes);
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -193,4 +193,4 @@ void ImportLinks::refuse(const Link& link, NSInteger code, const char* sentence)
                                 link.relationship->name())));
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -453,4 +453,4 @@ void ImportRun::deleteAbsentObjects() {
   }
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -35,4 +35,4 @@ bool isDecimalText(std::string_view text) noexcept {
   return text.empty();
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -13,4 +13,4 @@ inline bool isWholeNumberText(std::string_view decimal) noexcept {
   return decimal.find_first_of(".eE") == std::string_view::npos;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -32,4 +32,4 @@ std::vector<DescriptorEntry> automaticDescriptorEntries(const Ref<NSEntityDescri
   return entries;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

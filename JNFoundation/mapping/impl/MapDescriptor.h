@@ -36,4 +36,4 @@ struct DescriptorEntry {
 /// those of the same key before it: ancestors first, of each its attributes, then its user info.
 std::vector<DescriptorEntry> automaticDescriptorEntries(const Ref<NSEntityDescription>& entity);
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -87,4 +87,4 @@ MapDestination MapDestination::of(const Ref<NSString>& destination,
   return result;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -56,4 +56,4 @@ Ref<NSString> nearestName(const Ref<NSString>& name, const Ref<NSArray>& names) 
   return nearest;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

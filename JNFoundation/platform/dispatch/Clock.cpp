@@ -86,4 +86,4 @@ ClockScope::ClockScope(Clock& clock) noexcept
 
 ClockScope::~ClockScope() { setReplacement(_previous); }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

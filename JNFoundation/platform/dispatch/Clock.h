@@ -79,4 +79,4 @@ class ClockScope {
   Clock* _previous;
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

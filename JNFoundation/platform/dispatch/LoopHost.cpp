@@ -105,4 +105,4 @@ void LoopHost::checkThread() {
   fatalError("the event loop that hosts the main queue runs on another thread than the main one");
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

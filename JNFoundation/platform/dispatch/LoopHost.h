@@ -86,4 +86,4 @@ class LoopHost : public MainQueueHost {
   Nanoseconds _armed = never;   ///< the deadline that the loop's alarm is set for
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -289,4 +289,4 @@ MainQueueScope::~MainQueueScope() {
   MainQueue::_threadNumber = _previousThreadNumber;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

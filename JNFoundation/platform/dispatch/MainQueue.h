@@ -162,4 +162,4 @@ inline void dispatch_after_main(NSTimeInterval seconds, Block<void()> task) {
   MainQueue::current().after(seconds, std::move(task));
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -26,4 +26,4 @@ void MainQueueHost::serveOrStop() noexcept {
   }
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -58,4 +58,4 @@ class MainQueueHost : public std::enable_shared_from_this<MainQueueHost> {
   MainQueue* _queue = nullptr;
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

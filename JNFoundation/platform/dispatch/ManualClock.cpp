@@ -41,4 +41,4 @@ void ManualClock::sleepUntil(Nanoseconds moment, impl::Sleeper& sleeper) {
   }
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

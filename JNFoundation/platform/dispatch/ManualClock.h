@@ -45,4 +45,4 @@ class ManualClock final : public Clock {
   std::atomic<Nanoseconds> _elapsed{0};
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -67,4 +67,4 @@ LogSinkScope::LogSinkScope(LogSink sink) : _previous(exchangeSink(std::move(sink
 
 LogSinkScope::~LogSinkScope() { setLogSink(std::move(_previous)); }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -33,4 +33,4 @@ Ref<NSString> NSNotification::description() const {
                                     Value(_userInfo));
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

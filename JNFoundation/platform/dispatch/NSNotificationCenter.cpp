@@ -173,4 +173,4 @@ void NSNotificationCenter::postNotificationNameObjectUserInfo(const Ref<NSString
   postNotification(NSNotification::notificationWithNameObjectUserInfo(name, object, userInfo));
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -200,4 +200,4 @@ void NSRunLoop::close() noexcept {
   if (_queue) _queue = nullptr;  // not written where another thread may be about to stop the loop
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

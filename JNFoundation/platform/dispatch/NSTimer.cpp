@@ -217,4 +217,4 @@ void NSTimer::checkThread() const {
   if (_runLoop) _runLoop->checkThread();
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

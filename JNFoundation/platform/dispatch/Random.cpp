@@ -76,4 +76,4 @@ RandomSourceScope::RandomSourceScope(RandomSource source) {
 
 RandomSourceScope::~RandomSourceScope() { Replacement::shared().exchange(std::move(_previous)); }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

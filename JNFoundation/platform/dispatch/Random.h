@@ -40,4 +40,4 @@ class RandomSourceScope {
   RandomSource _previous;
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -48,4 +48,4 @@ Value JNJSONTransformer::reverseTransformedValue(const Value& value) const {
 
 const Class& JNJSONTransformer::transformedValueClass() const { return NSData::classObject; }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -36,4 +36,4 @@ class JNJSONTransformer : public NSValueTransformer {
   ~JNJSONTransformer() override;
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

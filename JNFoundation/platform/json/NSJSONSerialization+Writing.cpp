@@ -294,4 +294,4 @@ bool NSJSONSerialization::isValidJSONObject(const Value& object) {
   return Writer(NSJSONWritingCompact).write(object);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

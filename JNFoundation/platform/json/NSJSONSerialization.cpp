@@ -195,4 +195,4 @@ bool NSJSONSerialization::enumerateElementsOfTextOptionsErrorUsingBlock(
   return false;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

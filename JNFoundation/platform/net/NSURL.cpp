@@ -131,4 +131,4 @@ std::size_t NSURL::hash() const { return _text->hash(); }
 
 Ref<NSString> NSURL::description() const { return _text; }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

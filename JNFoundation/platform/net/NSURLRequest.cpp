@@ -185,4 +185,4 @@ void NSMutableURLRequest::addValueForHTTPHeaderField(const Ref<NSString>& value,
 
 Value NSMutableURLRequest::copy() const { return makeObject<NSURLRequest>(copyOfContents()); }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

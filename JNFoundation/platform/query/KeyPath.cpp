@@ -249,4 +249,4 @@ bool operator==(const KeyPath& left, const KeyPath& right) {
          (left._parsed && right._parsed && left._parsed->text->hasContentOf(*right._parsed->text));
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

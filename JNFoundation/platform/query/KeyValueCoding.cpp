@@ -132,4 +132,4 @@ void setValuesForKeysWithDictionary(const Value& object, const Ref<NSDictionary>
   }
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -203,4 +203,4 @@ Ref<NSPredicate> NSComparisonPredicate::substituted(const impl::Bindings& bindin
                                            _options, _customSelector);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -134,4 +134,4 @@ Ref<NSPredicate> NSCompoundPredicate::substituted(const impl::Bindings& bindings
   return initWithTypeSubpredicates(_type, NSArray::arrayWithValues(std::move(predicates)));
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -188,4 +188,4 @@ std::size_t NSExpression::hash() const {
   return impl::combinedHash(_expressionType, contentHash());
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -211,4 +211,4 @@ void filterUsingPredicate(const Ref<NSMutableSet>& set, const Ref<NSPredicate>& 
   }
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

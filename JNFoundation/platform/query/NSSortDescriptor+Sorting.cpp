@@ -110,4 +110,4 @@ void sortUsingDescriptors(const Ref<NSMutableArray>& array, const Ref<NSArray>& 
   if (array) array->setArray(sortedMembers(array, descriptors));
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

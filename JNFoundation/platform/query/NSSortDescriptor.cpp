@@ -148,4 +148,4 @@ Ref<NSString> NSSortDescriptor::description() const {
                                     _comparator ? "comparator" : _selector.name());
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -106,4 +106,4 @@ bool TextComparison::matches(std::string_view left) const {
   return prepared.compares(folded(left, prepared.fold), Fold::None);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -28,4 +28,4 @@ class TextComparison {
   std::shared_ptr<const Prepared> _prepared;
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

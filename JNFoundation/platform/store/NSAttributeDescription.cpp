@@ -158,4 +158,4 @@ std::string NSAttributeDescription::versionHashInput() const {
          std::to_string(static_cast<NSUInteger>(_attributeType));
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

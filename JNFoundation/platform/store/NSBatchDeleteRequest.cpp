@@ -25,4 +25,4 @@ Ref<NSBatchDeleteRequest> NSBatchDeleteRequest::initWithObjectIDs(const Ref<NSAr
   return request;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

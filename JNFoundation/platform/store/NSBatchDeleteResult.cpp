@@ -9,4 +9,4 @@ NSBatchDeleteResult::NSBatchDeleteResult(NSBatchDeleteRequestResultType type, Va
     : NSPersistentStoreResult(std::move(result)), _resultType(type) {}
 NSBatchDeleteResult::~NSBatchDeleteResult() = default;
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -23,4 +23,4 @@ class NSBatchDeleteResult : public NSPersistentStoreResult {
   NSBatchDeleteRequestResultType _resultType;
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -53,4 +53,4 @@ void NSBatchInsertRequest::setDictionaryHandler(NSBatchInsertDictionaryHandler h
   _objectsToInsert = nullptr;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

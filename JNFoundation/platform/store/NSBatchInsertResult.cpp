@@ -9,4 +9,4 @@ NSBatchInsertResult::NSBatchInsertResult(NSBatchInsertRequestResultType type, Va
     : NSPersistentStoreResult(std::move(result)), _resultType(type) {}
 NSBatchInsertResult::~NSBatchInsertResult() = default;
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

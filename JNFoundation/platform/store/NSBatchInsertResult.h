@@ -22,4 +22,4 @@ class NSBatchInsertResult : public NSPersistentStoreResult {
   NSBatchInsertRequestResultType _resultType;
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

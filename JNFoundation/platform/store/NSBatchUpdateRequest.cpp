@@ -32,4 +32,4 @@ void NSBatchUpdateRequest::setPropertiesToUpdate(const Ref<NSDictionary>& proper
   _propertiesToUpdate = properties ? NSDictionary::dictionaryWithDictionary(properties) : nullptr;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -9,4 +9,4 @@ NSBatchUpdateResult::NSBatchUpdateResult(NSBatchUpdateRequestResultType type, Va
     : NSPersistentStoreResult(std::move(result)), _resultType(type) {}
 NSBatchUpdateResult::~NSBatchUpdateResult() = default;
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

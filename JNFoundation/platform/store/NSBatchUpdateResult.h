@@ -22,4 +22,4 @@ class NSBatchUpdateResult : public NSPersistentStoreResult {
   NSBatchUpdateRequestResultType _resultType;
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

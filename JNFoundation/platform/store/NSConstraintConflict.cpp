@@ -64,4 +64,4 @@ Ref<NSString> NSConstraintConflict::description() const {
       Value(NSArray::arrayWithValues(std::move(identifiers))));
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -24,4 +24,4 @@ bool NSDerivedAttributeDescription::isEqual(const Value& other) const {
   return attribute && Value(_derivationExpression) == Value(attribute->_derivationExpression);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

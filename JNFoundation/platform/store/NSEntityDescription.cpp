@@ -367,4 +367,4 @@ const impl::EntityLayout& NSEntityDescription::makeLayout() const {
   return *_layout;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

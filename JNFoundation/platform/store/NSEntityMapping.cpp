@@ -51,4 +51,4 @@ Ref<NSString> NSEntityMapping::description() const {
   return NSString::fromText(text);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

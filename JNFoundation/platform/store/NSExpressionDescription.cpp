@@ -26,4 +26,4 @@ bool NSExpressionDescription::isEqual(const Value& other) const {
          Value(_expression) == Value(description->_expression);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

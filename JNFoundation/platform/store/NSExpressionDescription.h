@@ -41,4 +41,4 @@ class NSExpressionDescription : public NSPropertyDescription {
   NSAttributeType _expressionResultType = NSUndefinedAttributeType;
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

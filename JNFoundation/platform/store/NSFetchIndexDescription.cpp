@@ -76,4 +76,4 @@ Ref<NSString> NSFetchIndexDescription::description() const {
                                     static_cast<const void*>(this), _name, Value(_elements));
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -77,4 +77,4 @@ Ref<NSString> NSFetchIndexElementDescription::description() const {
       _collationType == NSFetchIndexElementTypeRTree ? " R-tree" : "");
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

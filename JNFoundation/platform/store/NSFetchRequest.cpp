@@ -87,4 +87,4 @@ Ref<NSString> NSFetchRequest::description() const {
       Value(_sortDescriptors), _fetchLimit, _fetchOffset, _resultType);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

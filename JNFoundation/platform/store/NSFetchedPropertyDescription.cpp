@@ -52,4 +52,4 @@ std::string NSFetchedPropertyDescription::versionHashInput() const {
   return 'F' + NSPropertyDescription::versionHashInput();
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -40,4 +40,4 @@ class NSFetchedPropertyDescription : public NSPropertyDescription {
   Weak<NSEntityDescription> _requestEntity;
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

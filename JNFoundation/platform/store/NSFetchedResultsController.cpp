@@ -145,4 +145,4 @@ void NSFetchedResultsController::deleteCacheWithName(const Ref<NSString>& name) 
   impl::SectionCache::remove(name);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

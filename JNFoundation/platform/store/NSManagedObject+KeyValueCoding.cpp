@@ -265,4 +265,4 @@ Ref<NSDictionary> NSManagedObject::committedValuesForKeys(const Ref<NSArray>& ke
   return values.finish();
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

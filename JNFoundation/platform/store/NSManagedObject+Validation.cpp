@@ -199,4 +199,4 @@ bool NSManagedObject::validateForDelete(Ref<NSError>* error) {
   return impl::fail(error, impl::joinedErrors(errors));
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -163,4 +163,4 @@ Ref<NSString> NSManagedObject::description() const {
                                     Value(objectID()), values);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -23,4 +23,4 @@ void NSManagedObjectContext::detectConflictsForObject(const Ref<NSManagedObject>
   _changes->watched.push_back(object);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

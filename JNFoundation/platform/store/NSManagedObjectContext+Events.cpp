@@ -153,4 +153,4 @@ void NSManagedObjectContext::tellChanges() {
   }
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

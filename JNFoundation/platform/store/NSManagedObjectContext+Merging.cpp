@@ -132,4 +132,4 @@ void NSManagedObjectContext::listForMerging() {
   if (_family->mergesAutomatically()) _coordinator->mergingContexts().add(*this);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -32,4 +32,4 @@ Value NSManagedObjectContext::executeRequestError(const Ref<NSPersistentStoreReq
   return impl::orError(execute, Value(), error);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -759,4 +759,4 @@ bool NSManagedObjectContext::obtainPermanentIDsForObjectsError(const Ref<NSArray
   return obtained;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

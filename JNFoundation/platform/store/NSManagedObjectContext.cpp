@@ -522,4 +522,4 @@ void NSManagedObjectContext::reset() {
   tellChanges();
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

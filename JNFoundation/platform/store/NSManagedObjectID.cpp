@@ -64,4 +64,4 @@ Ref<NSString> NSManagedObjectID::description() const {
   return URIRepresentation()->absoluteString();
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

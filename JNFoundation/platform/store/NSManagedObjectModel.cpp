@@ -249,4 +249,4 @@ bool NSManagedObjectModel::makeImmutable(Ref<NSError>* error) {
   return true;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -93,4 +93,4 @@ Ref<NSString> NSMappingModel::description() const {
   return NSString::fromText(text);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

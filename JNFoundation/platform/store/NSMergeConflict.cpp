@@ -44,4 +44,4 @@ Ref<NSString> NSMergeConflict::description() const {
                                     Value(objectSnapshot()), Value(persistedSnapshot()));
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -107,4 +107,4 @@ Ref<NSString> NSMergePolicy::description() const {
                                     static_cast<const void*>(this), mergeTypeNames[_type]);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

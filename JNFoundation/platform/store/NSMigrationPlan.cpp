@@ -16,4 +16,4 @@ void NSMigrationPlan::addStep(const Ref<NSMigrationStep>& step) {
   _steps.push_back(step);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

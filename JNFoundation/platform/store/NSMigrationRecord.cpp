@@ -87,4 +87,4 @@ Ref<NSString> NSMigrationRecord::description() const {
                                     static_cast<long long>(_number));
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -89,4 +89,4 @@ std::vector<Ref<NSString>> NSMigrationStep::entityNames() const {
   return names;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

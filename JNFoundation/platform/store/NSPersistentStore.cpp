@@ -153,4 +153,4 @@ bool NSPersistentStore::suspend(Ref<NSError>*) { return true; }
 
 bool NSPersistentStore::resume(Ref<NSError>*) { return true; }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

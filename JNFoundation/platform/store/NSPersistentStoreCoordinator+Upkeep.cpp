@@ -188,4 +188,4 @@ bool NSPersistentStoreCoordinator::destroyPersistentStoreAtURLWithTypeOptionsErr
   return SQLiteStore::destroyFile(url, options, error);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -152,4 +152,4 @@ Ref<NSManagedObjectID> NSPersistentStoreCoordinator::managedObjectIDForURIRepres
   return nullptr;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

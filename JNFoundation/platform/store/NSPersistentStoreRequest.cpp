@@ -12,4 +12,4 @@ void NSPersistentStoreRequest::setAffectedStores(const Ref<NSArray>& stores) {
   _affectedStores = stores ? NSArray::arrayWithArray(stores) : nullptr;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

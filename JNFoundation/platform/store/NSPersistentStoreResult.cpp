@@ -9,4 +9,4 @@ NSPersistentStoreResult::NSPersistentStoreResult() = default;
 NSPersistentStoreResult::NSPersistentStoreResult(Value result) : _result(std::move(result)) {}
 NSPersistentStoreResult::~NSPersistentStoreResult() = default;
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -82,4 +82,4 @@ std::string NSPropertyDescription::versionHashInput() const {
   return input;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -16,4 +16,4 @@ Ref<NSString> NSPropertyMapping::description() const {
   return NSString::stringWithFormat("%@ <- %@", _name, _sourceName);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

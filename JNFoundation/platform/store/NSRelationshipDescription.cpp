@@ -78,4 +78,4 @@ std::string NSRelationshipDescription::versionHashInput() const {
   return input;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

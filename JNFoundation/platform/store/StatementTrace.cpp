@@ -103,4 +103,4 @@ StatementObserver statementLogObserver(NSTimeInterval atLeast) {
   };
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

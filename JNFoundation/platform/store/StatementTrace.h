@@ -61,4 +61,4 @@ class StatementObserverScope {
 ///     SQL 12.480 ms, 3 parameters, 100 rows (catalog.sqlite): SELECT _pk, ...
 StatementObserver statementLogObserver(NSTimeInterval atLeast = 0);
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

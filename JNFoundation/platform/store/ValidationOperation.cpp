@@ -13,4 +13,4 @@ void putError(const Ref<ValueBox>& box, const Ref<NSError>& error) {
   if (box && error) box->value = error;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -16,4 +16,4 @@ void ValueArray::release(Value* values) noexcept {
   impl::giveBackSharedMemory(values);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -38,4 +38,4 @@ class ValueArray {
   Value* _values = nullptr;
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

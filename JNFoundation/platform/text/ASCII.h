@@ -21,4 +21,4 @@ constexpr int hexadecimalValue(char c) noexcept {
   return -1;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

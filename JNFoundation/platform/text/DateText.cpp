@@ -226,4 +226,4 @@ std::string dateDescription(double secondsSince1970) {
   return line.text();
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -51,4 +51,4 @@ std::string rfc3339FromSecondsSince1970(double seconds);
 /// The form for people and logs, whole seconds rounded down: "2016-03-01 12:30:00 +0000".
 std::string dateDescription(double secondsSince1970);
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -166,4 +166,4 @@ bool hasSuffixFolded(std::string_view text, std::string_view part, Fold fold) {
          std::string_view(foldedText).substr(foldedText.size() - foldedPart.size()) == foldedPart;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -179,4 +179,4 @@ std::string normalizedNFC(std::string_view text) {
   return result;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -74,4 +74,4 @@ bool hasPrefixFolded(std::string_view text, std::string_view part, Fold fold);
 /// Whether the folded text ends with the folded part; every text does with the empty part.
 bool hasSuffixFolded(std::string_view text, std::string_view part, Fold fold);
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -35,4 +35,4 @@ std::uint64_t hashLongBytes(std::string_view bytes) {
   return multiplyAndFold(mixed ^ hashMultiplier3, bytes.size() ^ hashMultiplier1);
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -88,4 +88,4 @@ constexpr std::uint64_t mixHash(std::uint64_t number) {
   return number ^ (number >> 32);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -96,4 +96,4 @@ std::optional<std::size_t> LikePattern::endOfFirstMatch(const Segment& segment,
   }
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

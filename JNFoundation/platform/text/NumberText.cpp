@@ -195,4 +195,4 @@ std::string textFromDouble(double number) {
 
 std::string textFromFloat(float number) { return textFromReal(number, 7); }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -52,4 +52,4 @@ std::string textFromDouble(double number);
 /// on.
 std::string textFromFloat(float number);
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

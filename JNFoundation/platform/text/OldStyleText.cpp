@@ -66,4 +66,4 @@ std::string quotedForPropertyList(std::string_view text) {
   return quoted += '"';
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

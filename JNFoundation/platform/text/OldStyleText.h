@@ -13,4 +13,4 @@ namespace JNFoundation::inline v0_1 {
 /// ASCII. Ill-formed sequences count as U+FFFD. Pure; may run on any thread.
 std::string quotedForPropertyList(std::string_view text);
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -81,4 +81,4 @@ std::optional<std::string> percentDecodedASCII(std::string_view text) {
   }
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

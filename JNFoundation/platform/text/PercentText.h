@@ -25,4 +25,4 @@ std::string percentEncodedExcept(std::string_view text, std::string_view leave,
 /// refused here. Callers rely on that.
 std::optional<std::string> percentDecodedASCII(std::string_view text);
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -46,4 +46,4 @@ std::from_chars_result realFromChars(const char* first, const char* last, Number
 #endif
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

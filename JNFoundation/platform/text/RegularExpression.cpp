@@ -191,4 +191,4 @@ std::optional<bool> RegularExpression::match(std::string_view text) const {
   return std::nullopt;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -93,4 +93,4 @@ class RegularExpression {
   std::unique_ptr<impl::CompiledExpression> _compiled;
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

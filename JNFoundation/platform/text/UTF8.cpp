@@ -174,4 +174,4 @@ std::size_t offsetOfCodePoint(std::string_view text, std::size_t index) {
   return text.size();
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -40,4 +40,4 @@ void appendUTF8(std::string& text, char32_t codePoint);
 /// Returns: text.size() for an index equal to or above the number of code points.
 std::size_t offsetOfCodePoint(std::string_view text, std::size_t index);
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -38,4 +38,4 @@ inline std::string_view withoutWhiteSpaceAround(std::string_view text) {
   return text.substr(0, end);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -156,4 +156,4 @@ const Class* NSClassFromString(std::string_view name) noexcept {
 
 std::string_view NSStringFromClass(const Class& cls) noexcept { return cls.name(); }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -11,4 +11,4 @@ void fatalError(std::string_view message) noexcept {
   std::abort();
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

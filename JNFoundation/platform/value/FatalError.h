@@ -9,4 +9,4 @@ namespace JNFoundation::inline v0_1 {
 /// Threads: any.
 [[noreturn]] void fatalError(std::string_view message) noexcept;
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -227,4 +227,4 @@ std::string formatText(std::string_view format, std::span<const FormatArgument> 
   return Formatter(format, arguments).text();
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

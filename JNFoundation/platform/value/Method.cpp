@@ -53,4 +53,4 @@ const char* RuntimeType<const char*>::fromValue(const Value& value) {
 }
 
 }  // namespace impl
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

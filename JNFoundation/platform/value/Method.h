@@ -210,4 +210,4 @@ Method makeMethod(SEL selector, Function function) {
 }
 
 }  // namespace impl
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -208,4 +208,4 @@ void NSArray::setValueForKey(const Value& value, const Ref<NSString>& key) {
   for (const Value& element : *this) impl::setMemberValueForKey(element, value, key);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

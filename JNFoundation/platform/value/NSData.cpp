@@ -211,4 +211,4 @@ void NSMutableData::setLength(NSUInteger length) { _bytes.resize(length); }
 
 Value NSMutableData::copy() const { return makeObject<NSData>(_bytes); }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

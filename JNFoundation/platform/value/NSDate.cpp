@@ -52,4 +52,4 @@ NSDate::TimeSource NSDate::setTimeSource(TimeSource source) noexcept {
   return timeSource.exchange(source ? source : &systemTime, std::memory_order_acq_rel);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -235,4 +235,4 @@ std::size_t NSDecimalNumber::hash() const {
   return impl::hashOfDouble(doubleValue());
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

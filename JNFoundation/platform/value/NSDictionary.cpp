@@ -213,4 +213,4 @@ Ref<NSDictionary> NSDictionary::Builder::finish() {
   return makeObject<NSDictionary>(std::exchange(_table, {}));
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -179,4 +179,4 @@ Ref<NSString> NSError::description() const {
   return text + "}";
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

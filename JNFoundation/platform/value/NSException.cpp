@@ -44,4 +44,4 @@ const char* Raised::what() const noexcept {
   return _exception->name() ? _exception->name()->UTF8String() : "NSException";
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -97,4 +97,4 @@ Ref<NSString> NSIndexPath::description() const {
   return text + "}";
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -196,4 +196,4 @@ Value NSIndexSet::copy() const { return Value(const_cast<NSIndexSet*>(this)); }
 
 Value NSIndexSet::mutableCopy() const { return makeObject<NSMutableIndexSet>(_ranges); }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -198,4 +198,4 @@ void NSMutableArray::sortUsingComparator(
 
 Value NSMutableArray::copy() const { return makeObject<NSArray>(_elements); }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -88,4 +88,4 @@ void NSMutableDictionary::setValueForKey(const Value& value, const Ref<NSString>
 
 Value NSMutableDictionary::copy() const { return makeObject<NSDictionary>(compactedTable()); }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

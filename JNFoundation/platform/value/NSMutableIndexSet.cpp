@@ -211,4 +211,4 @@ void NSMutableIndexSet::shiftIndexesStartingAtIndexBy(NSUInteger index, NSIntege
 
 Value NSMutableIndexSet::copy() const { return makeObject<NSIndexSet>(_ranges); }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -360,4 +360,4 @@ void NSMutableOrderedSet::reorder(const std::vector<std::size_t>& order) {
   ++_mutations;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -133,4 +133,4 @@ void NSMutableSet::removeObjects(const std::vector<Value>& objects) {
   for (const Value& object : objects) removeObject(object);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -26,4 +26,4 @@ Ref<NSString> NSNull::description() const { return "<null>"_s; }
 
 Value NSNull::valueForKey(const Ref<NSString>&) const { return Value(NSNull::null()); }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -34,4 +34,4 @@ bool NSNumber::isEqual(const Value& other) const {
   return other.isNumber() && compareNumber(other) == NSOrderedSame;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -47,4 +47,4 @@ void NSObject::setNilValueForKey(const Ref<NSString>& key) {
         class_().name(), static_cast<const void*>(this), key);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -120,4 +120,4 @@ bool NSObject::respondsToSelector(SEL selector) const {
   return class_().instancesRespondToSelector(selector);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

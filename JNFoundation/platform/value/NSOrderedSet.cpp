@@ -249,4 +249,4 @@ void NSOrderedSet::raiseBeyondBounds(const char* operation, NSUInteger index) co
   impl::raiseIndexBeyondBounds(*this, operation, index, count(), "ordered set");
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

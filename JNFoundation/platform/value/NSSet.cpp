@@ -197,4 +197,4 @@ void NSSet::setValueForKey(const Value& value, const Ref<NSString>& key) {
 
 void NSSet::raiseMutatedDuringWalk() const { impl::raiseMutated(*this); }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -258,4 +258,4 @@ Ref<NSArray> NSString::componentsSeparatedByString(std::string_view separator) c
 
 Ref<NSString> NSString::description() const { return const_cast<NSString*>(this); }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

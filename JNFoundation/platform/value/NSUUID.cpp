@@ -104,4 +104,4 @@ std::size_t NSUUID::hash() const {
 
 Ref<NSString> NSUUID::description() const { return UUIDString(); }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -153,4 +153,4 @@ bool NSValueTransformer::allowsReverseTransformation() const { return false; }
 
 const Class& NSValueTransformer::transformedValueClass() const { return NSObject::classObject; }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

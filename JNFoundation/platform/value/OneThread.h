@@ -16,4 +16,4 @@ inline bool hasOneThread() noexcept {
 #endif
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -24,4 +24,4 @@ void raiseTooManyEntries() {
   raise(NSInvalidArgumentException, "*** A collection cannot hold more than 1073741824 entries.");
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

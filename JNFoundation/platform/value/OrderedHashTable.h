@@ -308,4 +308,4 @@ class OrderedHashTable {
   std::uint8_t _shift = 0;
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

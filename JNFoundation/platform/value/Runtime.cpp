@@ -112,4 +112,4 @@ void objc_sync_exit(const NSObject* object) {
   if (mutex) mutex->unlock();
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

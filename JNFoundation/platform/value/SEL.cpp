@@ -52,4 +52,4 @@ SEL NSSelectorFromString(std::string_view name) { return SEL(name); }
 
 std::string_view NSStringFromSelector(SEL selector) noexcept { return selector.name(); }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

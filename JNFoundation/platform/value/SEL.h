@@ -43,7 +43,7 @@ SEL NSSelectorFromString(std::string_view name);
 /// The name of the selector; empty for the null selector. Lives as long as the process.
 std::string_view NSStringFromSelector(SEL selector) noexcept;
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation
 
 template <>
 struct std::hash<JNFoundation::SEL> {

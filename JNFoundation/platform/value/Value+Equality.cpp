@@ -136,4 +136,4 @@ NSComparisonResult Value::compare(const Value& other) const {
   ValueEquality::raiseNoCommonOrder(*this, other);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

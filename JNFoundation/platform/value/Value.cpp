@@ -222,4 +222,4 @@ bool Value::respondsToSelector(SEL selector) const {
   return _kind != Kind::Null && class_()->instancesRespondToSelector(selector);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

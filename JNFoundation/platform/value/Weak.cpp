@@ -27,4 +27,4 @@ void WeakObject::letGo() noexcept { std::exchange(_record, nullptr)->letGo(); }
 
 bool tryRetain(const NSObject& object) noexcept { return SideRecordAccess::tryRetain(object); }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

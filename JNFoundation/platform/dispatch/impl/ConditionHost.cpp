@@ -13,4 +13,4 @@ void ConditionHost::runTurn(Nanoseconds until) {
   serve();
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -17,4 +17,4 @@ class ConditionHost final : public MainQueueHost {
   Nanoseconds _moment = never;
 };
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

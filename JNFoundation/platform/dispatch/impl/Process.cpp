@@ -43,4 +43,4 @@ std::string localTimeText(double secondsSince1970) {
   return std::string(date, length) + fraction;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

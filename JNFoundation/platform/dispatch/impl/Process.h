@@ -13,4 +13,4 @@ long processIdentifier() noexcept;
 /// The seconds since 1970 as "2001-09-09 01:46:40.125" in the local time zone.
 std::string localTimeText(double secondsSince1970);
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

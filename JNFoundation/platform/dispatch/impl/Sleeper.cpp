@@ -69,4 +69,4 @@ void Sleeper::block(Nanoseconds span) {
   _isAsleep.store(false);
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

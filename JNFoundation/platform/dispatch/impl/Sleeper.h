@@ -36,4 +36,4 @@ class Sleeper {
   std::condition_variable _condition;
 };
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

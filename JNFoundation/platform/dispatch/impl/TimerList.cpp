@@ -57,4 +57,4 @@ bool TimerList::mayFire(const NSTimer& timer, const Ref<NSString>& mode) noexcep
   return false;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -283,4 +283,4 @@ std::string_view JSONReader::refusal() const noexcept {
   return simdjson::error_message(_state->error);
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

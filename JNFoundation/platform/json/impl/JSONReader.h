@@ -31,4 +31,4 @@ class JSONReader {
   std::unique_ptr<State> _state;
 };
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -334,4 +334,4 @@ std::size_t endOfJSONValue(std::string_view text, std::size_t start) noexcept {
   return static_cast<std::size_t>(at - text.data());
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -31,4 +31,4 @@ std::size_t skipJSONWhiteSpace(std::string_view text, std::size_t offset) noexce
 /// off.
 std::size_t endOfJSONValue(std::string_view text, std::size_t start) noexcept;
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

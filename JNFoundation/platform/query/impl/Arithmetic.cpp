@@ -195,4 +195,4 @@ Value shiftedRight(const Value& number, const Value& count) {
   });
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -47,4 +47,4 @@ Value shiftedLeft(const Value& number, const Value& count);
 /// Keeps the sign.
 Value shiftedRight(const Value& number, const Value& count);
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

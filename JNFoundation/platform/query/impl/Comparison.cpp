@@ -189,4 +189,4 @@ bool Comparison::isPart(const Value& element, const Value& text) const {
   return containsFolded(textOf(text), textOf(element), _fold);
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

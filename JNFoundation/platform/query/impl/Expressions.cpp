@@ -390,4 +390,4 @@ std::size_t AnyKeyExpression::contentHash() const { return 0; }
 void AnyKeyExpression::appendFormat(std::string& text) const { text += "ANYKEY"; }
 Ref<NSExpression> AnyKeyExpression::substituted(const Bindings&) const { return nullptr; }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

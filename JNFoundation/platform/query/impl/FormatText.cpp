@@ -104,4 +104,4 @@ void appendKeyPath(std::string& text, const KeyPath& path) {
 
 void appendConstant(std::string& text, const Value& value) { appendAtDepth(text, value, 0); }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

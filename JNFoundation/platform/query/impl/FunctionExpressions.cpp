@@ -172,4 +172,4 @@ Ref<NSExpression> SelectorExpression::substituted(const Bindings& bindings) cons
       std::move(operand), _selector, ExpressionArray(arguments ? arguments : _arguments.array()));
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

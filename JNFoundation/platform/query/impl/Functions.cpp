@@ -254,4 +254,4 @@ const Value& valueOfIndexWord(IndexWord word) {
   return words[static_cast<std::size_t>(word)];
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

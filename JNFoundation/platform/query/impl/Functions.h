@@ -45,4 +45,4 @@ bool isNameOfFunction(std::string_view name) noexcept;
 enum class IndexWord { First, Last, Size };
 const Value& valueOfIndexWord(IndexWord word);
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -71,4 +71,4 @@ Keyword keywordFromWord(std::string_view word) noexcept {
   return Keyword::None;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

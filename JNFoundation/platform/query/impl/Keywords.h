@@ -63,4 +63,4 @@ inline bool isReservedWord(std::string_view word) noexcept {
 /// ASCII letters compare in any case.
 bool isSameWord(std::string_view left, std::string_view right) noexcept;
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -335,4 +335,4 @@ void Lexer::readSign(Token& token) {
   fail(_position, "a character that means nothing outside of quotes");
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -738,4 +738,4 @@ Ref<NSExpression> parseExpression(const Ref<NSString>& format,
   return parsed(format, arguments, [](Parser& parser) { return parser.parseExpression(); });
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

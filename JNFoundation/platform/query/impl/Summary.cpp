@@ -57,4 +57,4 @@ double averageOf(std::span<const Value> values) {
 Value maximumOf(std::span<const Value> values) { return extreme(values, NSOrderedDescending); }
 Value minimumOf(std::span<const Value> values) { return extreme(values, NSOrderedAscending); }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

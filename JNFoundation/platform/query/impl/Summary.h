@@ -32,4 +32,4 @@ double averageOf(std::span<const Value> values);
 Value maximumOf(std::span<const Value> values);
 Value minimumOf(std::span<const Value> values);
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

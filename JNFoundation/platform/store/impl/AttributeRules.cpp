@@ -211,4 +211,4 @@ std::optional<BrokenRule> ruleBrokenBy(const Value& value,
   return std::nullopt;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

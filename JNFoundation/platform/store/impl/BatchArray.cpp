@@ -45,4 +45,4 @@ AccompaniedArray::AccompaniedArray(std::vector<Value> elements,
 
 AccompaniedArray::~AccompaniedArray() = default;
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -361,4 +361,4 @@ Value executeBatch(NSManagedObjectContext& context, const NSBatchDeleteRequest& 
   return deletion.run(error) ? deletion.result() : Value();
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -148,4 +148,4 @@ Value executeBatch(NSManagedObjectContext& context, const NSBatchInsertRequest& 
   return insertion.run(error) ? insertion.result() : Value();
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -160,4 +160,4 @@ Value executeBatch(NSManagedObjectContext& context, const NSBatchUpdateRequest& 
   return update.run(error) ? update.result() : Value();
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

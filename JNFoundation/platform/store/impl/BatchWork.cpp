@@ -127,4 +127,4 @@ bool PlainValues::checkMissing(const NSEntityDescription& entity, std::size_t nu
                   number, nullptr, error);
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

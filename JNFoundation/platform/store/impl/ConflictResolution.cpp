@@ -632,4 +632,4 @@ void ConflictResolution::deleteReplaced() {
   }
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

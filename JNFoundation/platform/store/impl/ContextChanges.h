@@ -92,4 +92,4 @@ class ContextChanges {
   }
 };
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

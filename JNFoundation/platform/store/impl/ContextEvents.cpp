@@ -96,4 +96,4 @@ void ContextEvents::removeObserver(ContextObserver& observer) noexcept {
   }
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -98,4 +98,4 @@ void ContextEvents::forEachObserver(Function&& function) {
   }
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

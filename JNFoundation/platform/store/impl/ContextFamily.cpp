@@ -73,4 +73,4 @@ std::vector<Ref<NSManagedObjectContext>> MergingContexts::othersThan(
   return found;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -68,4 +68,4 @@ class MergingContexts {
 };
 
 }  // namespace impl
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -269,4 +269,4 @@ Ref<NSArray> ContextFetch::batches(Ref<NSError>* error) {
   return makeObject<BatchArray>(std::move(found), _request.fetchBatchSize(), std::move(reader));
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -188,4 +188,4 @@ Ref<NSArray> ContextFetch::dictionariesOfGroups(Ref<NSError>* error) {
   return NSArray::arrayWithValues(std::move(chosen));
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -476,4 +476,4 @@ Ref<NSArray> ContextFetch::execute(NSFetchRequestResultType type, Ref<NSError>* 
   return makeObject<AccompaniedArray>(std::move(values), std::move(companions));
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

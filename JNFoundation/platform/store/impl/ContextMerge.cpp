@@ -212,4 +212,4 @@ void ContextMerge::adoptPermanentIDs(const PermanentIDs& permanentIDs) {
   _context._family->tellPermanentIDs(permanentIDs);
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

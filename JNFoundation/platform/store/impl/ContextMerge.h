@@ -45,4 +45,4 @@ class ContextMerge {
   NSManagedObjectContext& _context;
 };
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -372,4 +372,4 @@ void ContextQueue::syncOnMain(const Block<void()>& work) {
   }
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

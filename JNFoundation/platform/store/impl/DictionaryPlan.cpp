@@ -525,4 +525,4 @@ std::vector<Values> RecordGroups::finish() {
   return groups;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

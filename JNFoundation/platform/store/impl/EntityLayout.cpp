@@ -240,4 +240,4 @@ const EntityLayout::ClassBinding& EntityLayout::findObjectClass() const {
   return binding;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -85,4 +85,4 @@ Ref<NSPredicate> rewritten(const Ref<NSPredicate>& predicate,
       comparison.options());
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

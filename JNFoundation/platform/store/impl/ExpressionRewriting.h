@@ -17,4 +17,4 @@ Ref<NSExpression> rewritten(const Ref<NSExpression>& expression,
 Ref<NSPredicate> rewritten(const Ref<NSPredicate>& predicate,
                            const ExpressionReplacement& replacement);
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

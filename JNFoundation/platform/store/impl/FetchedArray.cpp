@@ -93,4 +93,4 @@ Value FetchedSectionArray::foreignObjectAtIndex(NSUInteger index) const {
       _controller, std::move(section), _objects, place.before, place.weight));
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -583,4 +583,4 @@ FetchedResults::Changes FetchedResults::difference(const Batch& batch,
   return changes;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -186,4 +186,4 @@ void FetchedResults::forgetTitles() const {
   for (const auto& [name, section] : _sectionsByName) section->forgetTitle();
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -355,4 +355,4 @@ void FetchedResultsTracker::call(const Ref<Delegate>& delegate, Delegate::Callba
   }
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

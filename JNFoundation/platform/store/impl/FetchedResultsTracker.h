@@ -75,4 +75,4 @@ class FetchedResultsTracker final : public ContextObserver {
   bool _isAbandoned = false;
 };
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -33,4 +33,4 @@ bool LongWork::endAll() {
   return true;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

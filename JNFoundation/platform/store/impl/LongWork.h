@@ -45,4 +45,4 @@ class LongWork {
   std::atomic<bool> _isToEnd = false;
 };
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

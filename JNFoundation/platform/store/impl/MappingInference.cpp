@@ -285,4 +285,4 @@ void MappingInference::checkRelationship(const Match& match, std::size_t number,
   }
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

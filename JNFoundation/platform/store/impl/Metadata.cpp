@@ -126,4 +126,4 @@ Ref<NSDictionary> ownMetadata(const Ref<NSDictionary>& metadata, std::string& pr
   return NSDictionary::dictionaryWithEntries(std::move(entries));
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -33,4 +33,4 @@ class MigratedRecords {
 };
 
 }  // namespace impl
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

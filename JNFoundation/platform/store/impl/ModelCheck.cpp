@@ -399,4 +399,4 @@ class ModelCheck {
 
 Ref<NSError> problemOfModel(const NSManagedObjectModel& model) { return ModelCheck(model).run(); }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

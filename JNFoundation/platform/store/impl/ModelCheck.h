@@ -9,4 +9,4 @@ namespace JNFoundation::inline v0_1::impl {
 /// Returns: null for a whole model.
 Ref<NSError> problemOfModel(const NSManagedObjectModel& model);
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

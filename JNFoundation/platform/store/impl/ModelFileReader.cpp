@@ -105,4 +105,4 @@ Ref<NSManagedObjectModel> readModelFile(const std::string& path, Ref<NSError>* e
   return readModelText(*text, name, error);
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

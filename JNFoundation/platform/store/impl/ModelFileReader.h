@@ -10,4 +10,4 @@ namespace JNFoundation::inline v0_1::impl {
 /// Fails: returns null and sets the error, which may be null.
 Ref<NSManagedObjectModel> readModelFile(const std::string& path, Ref<NSError>* error);
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

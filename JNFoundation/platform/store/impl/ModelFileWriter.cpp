@@ -61,4 +61,4 @@ bool writeModelFile(const NSManagedObjectModel& model, const std::string& path,
   return true;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -12,4 +12,4 @@ namespace JNFoundation::inline v0_1::impl {
 bool writeModelFile(const NSManagedObjectModel& model, const std::string& path,
                     Ref<NSError>* error);
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

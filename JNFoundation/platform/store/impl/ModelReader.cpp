@@ -572,4 +572,4 @@ Ref<NSManagedObjectModel> readModelText(std::string_view xml, const std::string&
   return ModelDocumentReader(path, error).read(xml);
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

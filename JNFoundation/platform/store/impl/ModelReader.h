@@ -13,4 +13,4 @@ namespace JNFoundation::inline v0_1::impl {
 Ref<NSManagedObjectModel> readModelText(std::string_view xml, const std::string& path,
                                         Ref<NSError>* error);
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -191,4 +191,4 @@ std::optional<std::string> modelTextFromValue(const Value& value, NSAttributeTyp
   return text;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

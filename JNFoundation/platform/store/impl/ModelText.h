@@ -56,4 +56,4 @@ std::optional<Number> numberFromModelText(std::string_view text) {
   return number;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -314,4 +314,4 @@ Ref<NSString> modelText(const NSManagedObjectModel& model, Ref<NSError>* error) 
   return ModelDocumentWriter().write(model, error);
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -141,4 +141,4 @@ bool storesAlike(const Value& left, const Value& right, NSAttributeType type) {
   return left == right || canonicalValue(left, type) == canonicalValue(right, type);
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -128,4 +128,4 @@ bool isCanonical(const Value& value, NSAttributeType type) noexcept;
 /// Whether a save would store the same for both.
 bool storesAlike(const Value& left, const Value& right, NSAttributeType type);
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

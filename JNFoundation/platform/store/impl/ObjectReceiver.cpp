@@ -48,4 +48,4 @@ void ObjectReceiver::markUnread() {
   _part = nullptr;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

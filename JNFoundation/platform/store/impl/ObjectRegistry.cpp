@@ -242,4 +242,4 @@ void ObjectRegistry::invalidate() noexcept {
   _invalid = true;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -571,4 +571,4 @@ bool OrderedObjects::isConsistent() const {
   return objects == _list._count && weight == _list._weight;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

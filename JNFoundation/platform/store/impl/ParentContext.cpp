@@ -127,4 +127,4 @@ void ParentContext::readMembers(const ObjectKey& key, const NSEntityDescription&
   for (ObjectSnapshot& snapshot : snapshots) adopt(snapshot, members);
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

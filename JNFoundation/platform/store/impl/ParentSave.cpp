@@ -168,4 +168,4 @@ void ParentSave::relateMany(const Change& change, const Members& members) {
   Relations::setValue(object, members.number, Value(ordered));
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

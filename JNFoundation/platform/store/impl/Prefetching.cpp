@@ -279,4 +279,4 @@ bool Prefetching::read(const Objects& objects, const Ref<ObjectRegistry>& regist
   return true;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

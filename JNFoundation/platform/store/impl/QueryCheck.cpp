@@ -323,4 +323,4 @@ bool hasAggregate(const Ref<NSExpression>& expression) {
   return anyPart(expression, isAggregateCall);
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

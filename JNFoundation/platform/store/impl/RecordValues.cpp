@@ -45,4 +45,4 @@ Value uniqueKeyOf(const Value* values, std::span<const std::size_t> properties,
   return NSArray::arrayWithValues(std::move(key));
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -205,4 +205,4 @@ void RelatedObjects::markAllAdded() {
   _isReordered = false;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -106,4 +106,4 @@ void Relations::takeBackMembers(NSManagedObject& object,
   }
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

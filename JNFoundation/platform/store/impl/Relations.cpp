@@ -574,4 +574,4 @@ void Relations::revertMembers(NSManagedObject& object) {
   }
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -114,4 +114,4 @@ Ref<NSString> ResultOrder::sectionName(const NSManagedObject& object) const {
   return value.isNumber() ? value.stringValue() : value.description();
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -35,4 +35,4 @@ enum class SaveObstacle {
   Reference,
 };
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

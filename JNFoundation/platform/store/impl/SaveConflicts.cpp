@@ -279,4 +279,4 @@ bool SaveConflicts::resolve(Ref<NSError>* error) {
   return fail(error, reason);
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

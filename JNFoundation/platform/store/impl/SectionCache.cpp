@@ -183,4 +183,4 @@ void SectionCache::remove(const Ref<NSString>& name) {
   }
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -118,4 +118,4 @@ std::size_t sizeOfSharedMemory(const void* memory) noexcept {
   return header.blockDistance != 0 ? header.size : ownSizeOf(piece);
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -18,4 +18,4 @@ void giveBackSharedMemory(void* memory) noexcept;
 /// How much was asked for.
 std::size_t sizeOfSharedMemory(const void* memory) noexcept;
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

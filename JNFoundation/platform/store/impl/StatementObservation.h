@@ -19,4 +19,4 @@ bool observesPlans() noexcept;
 /// Tells the observer, unless this thread is inside it.
 void tellStatementObserver(const StatementTrace& trace) noexcept;
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -41,4 +41,4 @@ Ref<NSError> errorFromInaccessibleObject(const Raised& raised) {
   return cocoaError(NSManagedObjectReferentialIntegrityError, exception->reason());
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

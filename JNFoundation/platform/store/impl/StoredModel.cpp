@@ -140,4 +140,4 @@ Ref<NSManagedObjectModel> modelOfStoredText(std::string_view text, std::string_v
   return model && model->makeImmutable() ? model : nullptr;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -20,4 +20,4 @@ std::string storedModelHash(std::string_view text);
 /// Returns: null for text that is not whole, or is not the one of the hash.
 Ref<NSManagedObjectModel> modelOfStoredText(std::string_view text, std::string_view hash);
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

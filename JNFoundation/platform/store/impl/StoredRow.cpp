@@ -141,4 +141,4 @@ Value* RowVisitor::beginRow(const NSEntityDescription& entity, std::int64_t prim
 
 void RowVisitor::endRow() { _visit(*_row); }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -59,4 +59,4 @@ bool placesAlike(const Value& left, const Value& right) {
   return valueOfPlace(left, attribute) == valueOfPlace(right, attribute);
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -109,4 +109,4 @@ std::optional<Value> valueFromData(const Ref<NSData>& data, const NSAttributeDes
   return value;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -11,4 +11,4 @@ const Value& unreadPlace() {
   return mark;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -8,4 +8,4 @@ namespace JNFoundation::inline v0_1::impl {
 const Value& unreadPlace();
 inline bool isUnreadPlace(const Value& place) { return place.isIdentical(unreadPlace()); }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

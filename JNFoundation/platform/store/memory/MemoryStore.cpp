@@ -385,4 +385,4 @@ NSUInteger MemoryStore::countRows(const StoreQuery& query, Ref<NSError>*) {
   return count;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -190,4 +190,4 @@ bool SQLiteStore::copyPages(Database& source, const std::string& path,
   return copy.close() || failed();
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -137,4 +137,4 @@ StoreAnswer SQLiteStore::fetchColumns(const StoreColumnQuery& query,
   return step == Statement::Step::Done ? StoreAnswer::Done : failed(failedToRead(error));
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -178,4 +178,4 @@ NSUInteger SQLiteStore::countRows(const StoreQuery& query, Ref<NSError>* error) 
   return failure;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -235,4 +235,4 @@ bool SQLiteStore::migrateInTransaction(const Ref<NSManagedObjectModel>& source,
              : refuse(NSMigrationError, "its new tables are not those of the model", error);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -92,4 +92,4 @@ bool SQLiteStore::fetchRelatedOfAll(const NSRelationshipDescription& relationshi
   return readRows(statement, shape, includesValues, reader, error);
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -382,4 +382,4 @@ void SQLiteStore::abandonSave() noexcept {
   }
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -366,4 +366,4 @@ bool SQLiteStore::destroyFile(const Ref<NSURL>& url, const Ref<NSDictionary>& op
   return true;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

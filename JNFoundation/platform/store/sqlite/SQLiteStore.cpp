@@ -265,4 +265,4 @@ void SQLiteStore::close() {
   _connection.reset();
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -181,4 +181,4 @@ void appendFoldedLetters(std::string& result, std::vector<std::size_t>& continue
   appendPiece(text.substr(pieceStart));
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

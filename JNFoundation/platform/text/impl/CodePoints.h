@@ -30,4 +30,4 @@ void appendComposed(std::string& text, CodePoints& codePoints);
 void appendFoldedLetters(std::string& result, std::vector<std::size_t>& continued,
                          std::string_view text, Fold fold);
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -46,4 +46,4 @@ bool LikeSubject::startsLetter(std::size_t position) const {
                              !std::binary_search(_continued.begin(), _continued.end(), position));
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -36,4 +36,4 @@ class LikeSubject {
   std::vector<std::size_t> _continued;
 };
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

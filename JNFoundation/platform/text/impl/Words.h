@@ -41,4 +41,4 @@ constexpr char upperASCII(char byte) {
   return byte >= 'a' && byte <= 'z' ? static_cast<char>(byte - 0x20) : byte;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -152,4 +152,4 @@ std::vector<Value> stablySorted(
   return sorted;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -257,4 +257,4 @@ bool ContainerEquality::setsAreEqual(const NSSet& left, const NSSet& right) {
   return true;
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

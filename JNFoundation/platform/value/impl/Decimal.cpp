@@ -282,4 +282,4 @@ double doubleFromDecimal(const NSDecimal& decimal) {
                         textFromInteger(decimal.exponent));
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

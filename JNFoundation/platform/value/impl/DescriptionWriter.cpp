@@ -140,4 +140,4 @@ void DescriptionWriter::writePairs(const std::vector<std::pair<Value, Value>>& p
   }
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -42,4 +42,4 @@ class GrowingTable {
   std::mutex _mutex;
 };
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

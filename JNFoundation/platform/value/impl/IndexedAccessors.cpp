@@ -119,4 +119,4 @@ Value collectionOfAccessors(const NSObject& object, std::string_view key) {
   return Value(makeObject<AccessorSet>(object, *members));
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -30,4 +30,4 @@ inline std::size_t hashOfDouble(double number) {
   return static_cast<std::size_t>(mixHash(bits));
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

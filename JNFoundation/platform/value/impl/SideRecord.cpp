@@ -118,4 +118,4 @@ void SideRecordAccess::retire(SideRecord& record) noexcept {
   record.letGo();
 }
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -122,4 +122,4 @@ WideInteger WideInteger::quotient(WideInteger& dividend, const WideInteger& divi
   return result;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -65,4 +65,4 @@ class WideInteger {
   std::size_t _size = 0;
 };
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -101,4 +101,4 @@ class AndroidHost final : public LoopHost {
   bool _ranOwn = false;
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -35,4 +35,4 @@ struct StandaloneAsio {
 /// The main queue inside an `asio::io_context`.
 using AsioHost = BasicAsioHost<StandaloneAsio>;
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -159,4 +159,4 @@ class BasicAsioHost final : public LoopHost {
   bool _ranOwn = false;  ///< the last handler to end was the host's
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

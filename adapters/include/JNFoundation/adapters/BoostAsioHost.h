@@ -35,4 +35,4 @@ struct BoostAsio {
 /// The main queue inside a `boost::asio::io_context`.
 using BoostAsioHost = BasicAsioHost<BoostAsio>;
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

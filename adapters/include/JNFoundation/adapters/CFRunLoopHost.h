@@ -82,4 +82,4 @@ class CFRunLoopHost final : public LoopHost {
   bool _ranOwn = false;
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -25,4 +25,4 @@ class FetchedResultsListModel : public QAbstractListModel, public FetchedResults
   QModelIndex indexOfSection(int row, quintptr identifier) const override;
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -28,4 +28,4 @@ class FetchedResultsTreeModel : public QAbstractItemModel, public FetchedResults
   QModelIndex indexOfSection(int row, quintptr identifier) const override;
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

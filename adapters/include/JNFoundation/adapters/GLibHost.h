@@ -41,4 +41,4 @@ class GLibHost final : public LoopHost {
   Source* _source;
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

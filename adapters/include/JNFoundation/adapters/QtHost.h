@@ -41,4 +41,4 @@ class QtHost final : public LoopHost {
   std::unique_ptr<Receiver> _receiver;
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -25,4 +25,4 @@ namespace JNFoundation::inline v0_1 {
 /// Threads: any.
 QVariant variantOf(const Value& value);
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -71,4 +71,4 @@ struct RxCpp {
   }
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

@@ -91,4 +91,4 @@ class WindowsHost final : public LoopHost {
   HWND _window = nullptr;
 };
 
-}  // namespace JNFoundation::inline v0_1
+}  // namespace JNFoundation

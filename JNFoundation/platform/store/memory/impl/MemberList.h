@@ -86,4 +86,4 @@ class MemberList {
   std::unordered_map<std::int64_t, Place> _places;
 };
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -151,4 +151,4 @@ void RecordLinks::remove(const NSEntityDescription& entity, std::int64_t record)
   }
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -47,4 +47,4 @@ class RecordLinks {
   std::unordered_map<const NSRelationshipDescription*, Lists> _owners;
 };
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

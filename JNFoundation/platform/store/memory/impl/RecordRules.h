@@ -31,4 +31,4 @@ struct RecordRules {
   std::size_t checkedCount = 0;
 };
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -42,4 +42,4 @@ void UniqueValues::remove(const Value& key, std::int64_t record) {
   if (found != _holders.end() && found->second == record) _holders.erase(found);
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

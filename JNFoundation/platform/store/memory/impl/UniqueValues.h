@@ -43,4 +43,4 @@ class UniqueValues {
   std::unordered_map<Value, std::int64_t, Hash> _holders;
 };
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -110,4 +110,4 @@ bool ConnectionSettings::readPragma(const std::string& name, const Value& value,
   return false;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

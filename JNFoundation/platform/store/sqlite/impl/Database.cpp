@@ -264,4 +264,4 @@ Ref<NSError> Database::error(NSInteger code, const Ref<NSString>& sentence) cons
                     {{NSFilePathErrorKey, _path}, {NSUnderlyingErrorKey, cause}});
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

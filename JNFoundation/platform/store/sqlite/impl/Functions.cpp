@@ -73,4 +73,4 @@ bool registerFunctions(Database& database) {
          collate("jn_localizedStandard", collation<compareLocalizedStandard>);
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -292,4 +292,4 @@ bool IntegrityCheck::checkPairs(const NSEntityDescription& entity,
          collect(sql(*link.destination, link.far), sentence);
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

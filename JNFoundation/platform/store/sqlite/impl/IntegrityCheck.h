@@ -54,4 +54,4 @@ class IntegrityCheck {
   std::vector<Value> _findings;
 };
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

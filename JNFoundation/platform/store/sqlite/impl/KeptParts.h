@@ -41,4 +41,4 @@ struct KeptParts {
   std::unordered_map<const NSRelationshipDescription*, Pairs> pairs;
 };
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -106,4 +106,4 @@ bool LinkWriter::setPosition(const Schema::Link& link, std::int64_t near, std::i
   return statement.run();
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -25,4 +25,4 @@ class LinkWriter {
   const Schema& _schema;
 };
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -321,4 +321,4 @@ void MigrationRecords::setPairs(std::int64_t number, const NSRelationshipDescrip
   }
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

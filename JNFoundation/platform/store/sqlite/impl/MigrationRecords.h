@@ -80,4 +80,4 @@ class MigrationRecords final : public MigratedRecords,
   bool _hasFailed = false;
 };
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

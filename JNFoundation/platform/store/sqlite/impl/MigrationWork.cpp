@@ -40,4 +40,4 @@ bool MigrationWork::tell() {
   return !_isCancelled;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

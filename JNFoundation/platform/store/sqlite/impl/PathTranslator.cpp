@@ -211,4 +211,4 @@ bool PathTranslator::operatorOf(TranslatedPath& path, SQLOperand& operand) {
   return true;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

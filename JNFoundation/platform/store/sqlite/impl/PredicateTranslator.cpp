@@ -413,4 +413,4 @@ std::optional<PredicateTranslator::Column> PredicateTranslator::column(const Sto
   return column;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

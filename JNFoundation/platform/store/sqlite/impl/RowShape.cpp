@@ -186,4 +186,4 @@ bool RowShape::read(Statement& statement, NSPersistentStore& store, bool withVal
   return !failed;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

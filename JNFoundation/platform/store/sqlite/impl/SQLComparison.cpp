@@ -447,4 +447,4 @@ void bindParameter(Statement& statement, int number, const Value& value) {
   }
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -103,4 +103,4 @@ bool appendListMembers(const Value& collection, std::vector<Value>& members);
 class Statement;
 void bindParameter(Statement& statement, int number, const Value& value);
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -30,4 +30,4 @@ SQLiteConnection::Lookup& SQLiteConnection::lookupOf(
       .first->second;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

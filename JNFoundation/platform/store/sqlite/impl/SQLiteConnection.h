@@ -36,4 +36,4 @@ struct SQLiteConnection {
   std::unordered_map<const NSEntityDescription*, Lookup> _lookupOfRoot;
 };
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -419,4 +419,4 @@ Schema::Match Schema::readLinks(Database& database, const NSManagedObjectModel& 
   return Match::Same;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

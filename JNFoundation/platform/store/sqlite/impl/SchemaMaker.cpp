@@ -281,4 +281,4 @@ bool SchemaMaker::noteLink(const Schema::EntityMap& map,
   return _addLink.run();
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -65,4 +65,4 @@ class SchemaMaker {
   std::int64_t _lastNumber;
 };
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -45,4 +45,4 @@ void SelectSource::takeBack(const Mark& mark) {
   _tables = mark.tables;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

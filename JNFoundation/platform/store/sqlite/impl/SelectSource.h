@@ -92,4 +92,4 @@ struct RecordCollection {
   }
 };
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -331,4 +331,4 @@ bool StoreMigrator::copyPairs(const NSRelationshipDescription& relationship, boo
   return true;
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

@@ -473,4 +473,4 @@ bool StoreMigrator::repeatedValues(Ref<NSError>* error) {
   return fail(error, cause);
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl

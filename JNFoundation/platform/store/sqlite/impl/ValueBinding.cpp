@@ -67,4 +67,4 @@ void bindValue(Statement& statement, int parameter, NSAttributeType type, const 
   }
 }
 
-}  // namespace JNFoundation::inline v0_1::impl
+}  // namespace JNFoundation::impl
