@@ -59,7 +59,7 @@ class LoopHost : public MainQueueHost {
   /// Lets go of everything that refers to the loop. Called once, by `detach`.
   virtual void releaseLoop() noexcept = 0;
 
-  /// Called by the loop.
+  // Called by the loop.
   void turn();
   void alarm();
 

@@ -8,10 +8,11 @@ namespace JNFoundation::inline v0_1 {
 /// stands in its details under NSUnderlyingErrorKey, see NSError.
 inline constexpr const char* NSURLErrorDomain = "NSURLErrorDomain";
 
-/// In the details of an error: the address that could not be loaded, as an NSURL and as text.
+// In the details of an error: the address that could not be loaded, as an NSURL and as text.
 inline constexpr const char* NSURLErrorFailingURLErrorKey = "NSErrorFailingURLKey";
 inline constexpr const char* NSURLErrorFailingURLStringErrorKey = "NSErrorFailingURLStringKey";
 
+/// Why an address could not be loaded. The numbers are the platform's.
 enum NSURLErrorCode : NSInteger {
   NSURLErrorUnknown = -1,
 

@@ -54,6 +54,7 @@ class KeyPath {
   struct Step {
     /// An operator's key keeps its "@".
     Ref<NSString> key;
+    /// None for a plain key.
     CollectionOperator collectionOperator = CollectionOperator::None;
   };
 
@@ -64,10 +65,12 @@ class KeyPath {
   /// `maximumOperators`.
   explicit KeyPath(const Ref<NSString>& path);
 
+  /// How many operators a path may have.
   static constexpr std::size_t maximumOperators = 100;
 
   /// The path as it was written; empty for the path without keys.
   Ref<NSString> text() const;
+  /// The keys and operators in their order, borrowed from the path.
   std::span<const Step> steps() const noexcept;
 
   /// The one key of a path that has no dots and no operators. Returns: null for every other path.
@@ -87,6 +90,7 @@ class KeyPath {
   /// NSInvalidArgumentException for the path without keys.
   void setValueInObject(const Value& value, const Value& object) const;
 
+  /// Whether both were written alike.
   friend bool operator==(const KeyPath& left, const KeyPath& right);
 
  private:

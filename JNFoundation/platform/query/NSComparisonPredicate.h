@@ -10,6 +10,7 @@ namespace impl {
 class Comparison;
 }
 
+/// The operators, by the platform's numbers.
 enum NSPredicateOperatorType : NSUInteger {
   NSLessThanPredicateOperatorType = 0,
   NSLessThanOrEqualToPredicateOperatorType = 1,
@@ -27,6 +28,7 @@ enum NSPredicateOperatorType : NSUInteger {
   NSBetweenPredicateOperatorType = 100,
 };
 
+/// Whether the left side is compared as a whole, or every member or any member of it.
 enum NSComparisonPredicateModifier : NSUInteger {
   NSDirectPredicateModifier = 0,
   NSAllPredicateModifier = 1,
@@ -43,6 +45,7 @@ enum NSComparisonPredicateOptions : NSUInteger {
   NSLocaleSensitivePredicateOption = 8,
 };
 
+/// Both flags.
 constexpr NSComparisonPredicateOptions operator|(NSComparisonPredicateOptions left,
                                                  NSComparisonPredicateOptions right) {
   return static_cast<NSComparisonPredicateOptions>(static_cast<NSUInteger>(left) |
@@ -85,10 +88,14 @@ class NSComparisonPredicate : public NSPredicate {
   static Ref<NSComparisonPredicate> predicateWithLeftExpressionRightExpressionCustomSelector(
       const Ref<NSExpression>& left, const Ref<NSExpression>& right, SEL selector);
 
+  // The sides of the comparison. Never null.
   const Ref<NSExpression>& leftExpression() const noexcept { return _leftExpression; }
   const Ref<NSExpression>& rightExpression() const noexcept { return _rightExpression; }
+  /// How the left side is compared.
   NSComparisonPredicateModifier comparisonPredicateModifier() const noexcept { return _modifier; }
+  /// The operator.
   NSPredicateOperatorType predicateOperatorType() const noexcept { return _type; }
+  /// How text is compared.
   NSComparisonPredicateOptions options() const noexcept { return _options; }
   /// Returns: the null selector unless the operator is a custom selector.
   SEL customSelector() const noexcept { return _customSelector; }

@@ -43,9 +43,11 @@ class NSAttributeDescription : public NSPropertyDescription {
 
   /// An optional attribute without a name, of undefined type.
   static Ref<NSAttributeDescription> init();
+  /// An optional attribute of that name and type.
   static Ref<NSAttributeDescription> attributeWithNameType(const Ref<NSString>& name,
                                                            NSAttributeType type);
 
+  /// What the attribute holds.
   NSAttributeType attributeType() const noexcept { return _attributeType; }
   void setAttributeType(NSAttributeType type);
 
@@ -74,6 +76,8 @@ class NSAttributeDescription : public NSPropertyDescription {
   /// The same, compiled at first use. Returns: null where there is none.
   const impl::CompiledPattern* compiledPattern() const;
 
+  /// Whether the model lets large data stand in a file of its own. Every store keeps it with the
+  /// record all the same.
   bool allowsExternalBinaryDataStorage() const noexcept { return _allowsExternalStorage; }
   void setAllowsExternalBinaryDataStorage(bool allows);
 

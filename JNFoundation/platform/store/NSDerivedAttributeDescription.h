@@ -16,6 +16,7 @@ class NSDerivedAttributeDescription : public NSAttributeDescription {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  /// An optional attribute without a name, of undefined type.
   static Ref<NSDerivedAttributeDescription> init();
 
   /// As data models write it: `lowercase:(name)`, `items.@count`, `now()`. Null until it is set.

@@ -40,6 +40,7 @@ class NSFetchIndexElementDescription : public NSObject {
     return _property ? _property->name() : _propertyName;
   }
 
+  /// What kind of structure the model asks for.
   NSFetchIndexElementType collationType() const noexcept { return _collationType; }
   void setCollationType(NSFetchIndexElementType type);
 

@@ -29,8 +29,10 @@ enum NSFetchedResultsChangeType : NSUInteger {
 /// it likes meanwhile: change objects, save, fetch again, leave, or let go of the controller.
 class NSFetchedResultsControllerDelegate : public NSObjectProtocol {
  public:
+  /// The controller that tells.
   using Controller = const Ref<NSFetchedResultsController>&;
 
+  /// What a delegate may be asked or told.
   enum class Callback : std::uint8_t {
     WillChangeContent,
     DidChangeSection,
@@ -60,6 +62,7 @@ class NSFetchedResultsControllerDelegate : public NSObjectProtocol {
   virtual void controllerDidChangeObjectAtIndexPathForChangeTypeNewIndexPath(
       Controller, const Ref<NSManagedObject>&, const Ref<NSIndexPath>&, NSFetchedResultsChangeType,
       const Ref<NSIndexPath>&) {}
+  /// The controller has what it has told.
   virtual void controllerDidChangeContent(Controller) {}
 
   /// The title that an index shows for the section. Null stands for none.
