@@ -30,14 +30,23 @@ ALIKE = [
     (r"Iterator begin\(\) const\b", "Where a walk with `for` begins."),
     (r"Iterator end\(\) const\b", "Where a walk with `for` ends."),
 ]
-# The same in a class Iterator, which is named by nobody: a `for` over the collection uses it.
-IN_ITERATOR = [
-    (r"(explicit )?Iterator\(", "A walk over the collection."),
-    (r".* operator\*\(\) const\b", "What the walk has come to."),
-    (r".* operator->\(\) const\b", "What the walk has come to."),
-    (r"Iterator& operator\+\+\(\)", "Goes on."),
-    (r"bool operator!=\(const Iterator&\)", "Whether anything is left, whatever the other one is."),
-]
+# The same in classes of one name.
+IN_CLASS = {
+    # Named by nobody: a `for` over the collection uses it.
+    "Iterator": [
+        (r"(explicit )?Iterator\(", "A walk over the collection."),
+        (r".* operator\*\(\) const\b", "What the walk has come to."),
+        (r".* operator->\(\) const\b", "What the walk has come to."),
+        (r"Iterator& operator\+\+\(\)", "Goes on."),
+        (r"bool operator!=\(const Iterator&\)", "Whether anything is left, whatever the other one is."),
+    ],
+    "ValueConversion": [
+        (r"static bool holds\(const Value&", "Whether the value is one."),
+        (r"static .* fromValue\(const Value&", "What the value is in C++. Requires: `holds`."),
+        (r"static Value toValue\(", "The value that stands for it."),
+        (r"static std::string_view name\(\)", "For the text of the error."),
+    ],
+}
 CONSTRUCTOR = "For factories, those of the class and of its descendants."
 # A body that is a call with the same arguments, in the same order.
 FORWARDS = re.compile(r".*?(?P<name>[\w\]\[]+)\((?P<parameters>[^()]*)\) (const )?(noexcept )?"
@@ -86,7 +95,7 @@ class Scopes:
         declared = line.strip()
         if declared.endswith("= delete;"):
             return ""
-        for pattern, sentence in (IN_ITERATOR if name == "Iterator" else []) + ALIKE:
+        for pattern, sentence in IN_CLASS.get(name, []) + ALIKE:
             if re.match(pattern, declared):
                 return sentence
         if is_protected and re.match(rf"(explicit |constexpr )?{name}\(", declared):
@@ -103,14 +112,21 @@ def filtered(lines):
     # A name is shown as a user writes it, without the namespace of the version.
     lines = [line.replace(f"::inline {tree.inline_namespace()}", "") for line in without_private(lines)]
     scopes, comment, of_all, first, indent, depth = Scopes(), [], False, "", "", None
+    head = ""
     for number, line in enumerate(lines):
+        if head:  # of a class, over several lines
+            head = joined_head(head + " " + line.strip(), scopes)
+            yield line
+            continue
         is_type = TYPE.match(line)
         if depth is not None and not (depth == 0 and is_type):  # in the middle of a declaration
             depth = depth_behind(line, depth)
             yield line
             continue
         depth = None
-        scopes.pass_line(line)
+        head = joined_head(line, scopes) if is_type else ""
+        if not is_type:
+            scopes.pass_line(line)
         found = COMMENT.match(line)
         if found and not RULER.match(line):
             if first:
@@ -138,6 +154,14 @@ def filtered(lines):
                 space = line[:len(line) - len(line.lstrip())]
                 line = f"{space}/** {text.replace('*/', '* /')} */ {line.lstrip()}"
         yield line
+
+
+def joined_head(head, scopes):
+    """What is known of a class's head, empty once it is whole."""
+    if not head.endswith(("{", ";", "}")):
+        return head
+    scopes.pass_line(head)
+    return ""
 
 
 def is_with(name, first):

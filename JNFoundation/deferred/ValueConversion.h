@@ -36,6 +36,7 @@ struct ValueConversion {
                 "the system's clock, or a type for which ValueConversion is specialised");
 };
 
+/// A Value is itself.
 template <>
 struct ValueConversion<Value> {
   static bool holds(const Value&) noexcept { return true; }
@@ -44,6 +45,7 @@ struct ValueConversion<Value> {
   static std::string_view name() noexcept { return "Value"; }
 };
 
+/// A reference is the object, or null.
 template <class T>
 struct ValueConversion<Ref<T>> {
   static_assert(!std::derived_from<T, PLVDeferred> && !std::derived_from<T, PLVPromise>,

@@ -38,8 +38,8 @@ enum class ImportAbsent { Keep, Delete };
 
 /// How far an import is; told after each chunk.
 struct ImportProgress {
-  NSUInteger recordsDone;
-  NSUInteger recordsTotal;
+  NSUInteger recordsDone;   ///< of the list
+  NSUInteger recordsTotal;  ///< of the list, those that are done included
 };
 
 /// How an import tells objects apart, and what it does about what it meets.
@@ -55,8 +55,11 @@ struct ImportOptions {
   /// Null: the filter of the context.
   Ref<PLVDataMapFilter> filter = nullptr;
 
+  /// When what was imported is written.
   ImportCommit commit = ImportCommit::EachChunk;
+  /// What becomes of an import in which a record is refused.
   ImportRefusal refusal = ImportRefusal::Skip;
+  /// What becomes of a further record for the same object.
   ImportDuplicate duplicate = ImportDuplicate::Map;
 
   /// Deleting needs an identity. Nothing is deleted when a record cannot be told apart.

@@ -21,6 +21,7 @@ class MappingReport;
 /// asked for. Threads: the mapping's.
 class MappingEvent {
  public:
+  /// What became of a value.
   enum class Kind {
     Stored,   ///< an attribute got a value
     Cleared,  ///< an attribute got null, for the reason given
@@ -56,8 +57,11 @@ class MappingEvent {
   MappingEvent(const MappingEvent&) = delete;
   MappingEvent& operator=(const MappingEvent&) = delete;
 
+  /// What became of the value.
   Kind kind() const noexcept { return _kind; }
+  /// Why it is not as it was in the record.
   Reason reason() const noexcept { return _reason; }
+  /// How the value was made another one.
   Conversion conversion() const noexcept { return _conversion; }
 
   /// The keys from the outermost dictionary to the value, a new array; empty for a value that was

@@ -42,17 +42,21 @@ class PLVScalarDataMap : public NSObject {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  /// Where a value goes: to an attribute, or as the argument of a message.
   enum class MapType : std::int32_t { Attribute = 0, Selector = 2 };
 
   /// Returns: null for a destination that the entity does not have, after a line in the log.
   static Ref<PLVScalarDataMap> newMapWithDestinationForEntity(
       const Ref<NSString>& destination, const Ref<NSEntityDescription>& entity);
+  /// A map without a destination. Takes: null for no filter.
   static Ref<PLVScalarDataMap> initWithEntityNameFilterMapType(const Ref<NSString>& entityName,
                                                                const Ref<NSString>& filter,
                                                                MapType mapType);
+  /// A map to the attribute. Takes: null for no filter; the type as one of NSAttributeType.
   static Ref<PLVScalarDataMap> initWithEntityNameFilterAttributeNameAttributeType(
       const Ref<NSString>& entityName, const Ref<NSString>& filter,
       const Ref<NSString>& attributeName, NSUInteger attributeType);
+  /// A map to the message. Takes: null for no filter.
   static Ref<PLVScalarDataMap> initWithEntityNameFilterSelectorSelectorReturnsVoid(
       const Ref<NSString>& entityName, const Ref<NSString>& filter, SEL selector, bool returnsVoid);
 

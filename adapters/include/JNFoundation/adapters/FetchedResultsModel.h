@@ -88,6 +88,7 @@ class FetchedResultsModel {
   QModelIndex indexOf(const Ref<NSManagedObject>& object) const;
 
  protected:
+  /// Whether sections show as roles of their rows, or as parents of them.
   enum class Sections { asRoles, asParents };
 
   explicit FetchedResultsModel(Sections sections);
