@@ -74,6 +74,42 @@ def without_private(lines):
         yield "" if hidden is not None and not found else line
 
 
+def without_others(lines):
+    """What the standard library is told of a type (its hash, what its coroutines are) is no name of ours;
+    the definition of a private member of a template says nothing."""
+    others = re.compile(r"struct std::|const impl::\w+ \w+<.*>::\w+\{")
+    dropped = False
+    for line, after in zip(lines, lines[1:] + [""]):
+        dropped = dropped or bool(others.match(line) or (line.startswith("template <") and others.match(after)))
+        yield "" if dropped else line
+        dropped = dropped and not line.endswith("};")
+
+
+def as_written(lines):
+    """Comments in which nothing is more than text to Doxygen; what stands between backticks is code. It
+    leaves alone by itself what stands between double quotes."""
+    is_code = is_quoted = is_quoted_code = False
+    for line in lines:
+        found = re.match(r"(.*?///?<? )(.*)$", line)
+        if not found or found[1].count('"') % 2 == 1:
+            is_code = is_quoted = is_quoted_code = False
+        elif not found[2].startswith("    "):
+            text = ""
+            for before, character in zip(" " + found[2], found[2]):
+                if character == '"' and before != "\\":
+                    is_quoted, is_quoted_code = not is_quoted, is_code
+                if character == "`" and (not is_quoted or is_quoted_code):
+                    is_code = not is_code
+                    is_quoted = False
+                    text += "<code>" if is_code else "</code>"
+                elif not is_quoted and character in ("\\@<>#%&*_-" if is_code else "\\@<>#%&"):
+                    text += "\\" + character
+                else:
+                    text += character
+            line = found[1] + text
+        yield line
+
+
 class Scopes:
     """The classes around a line, and whether it is among their protected members."""
 
@@ -110,7 +146,8 @@ class Scopes:
 
 def filtered(lines):
     # A name is shown as a user writes it, without the namespace of the version.
-    lines = [line.replace(f"::inline {tree.inline_namespace()}", "") for line in without_private(lines)]
+    lines = [line.replace(f"::inline {tree.inline_namespace()}", "")
+             for line in as_written(without_others(list(without_private(lines))))]
     scopes, comment, of_all, first, indent, depth = Scopes(), [], False, "", "", None
     head = ""
     for number, line in enumerate(lines):

@@ -19,7 +19,7 @@ class NSDerivedAttributeDescription : public NSAttributeDescription {
   /// An optional attribute without a name, of undefined type.
   static Ref<NSDerivedAttributeDescription> init();
 
-  /// As data models write it: `lowercase:(name)`, `items.@count`, `now()`. Null until it is set.
+  /// As data models write it, e.g. `lowercase:(name)` or `now()`. Null until it is set.
   const Ref<NSString>& derivationExpression() const noexcept { return _derivationExpression; }
   void setDerivationExpression(const Ref<NSString>& expression);
 
