@@ -25,13 +25,13 @@ class DeferredTrace {
  public:
   /// What a deferred, promise or enumeration is doing.
   enum class State {
-    Pending,  ///< has no outcome and waits for nothing that is known
-    Waiting,  ///< for what `waitsFor` names
-    Running,  ///< its steps, its listeners or its walk are under way
-    Resolved,
-    Rejected,
-    Cancelled,
-    Idle,  ///< an enumeration between walks
+    Pending,    ///< has no outcome and waits for nothing that is known
+    Waiting,    ///< for what `waitsFor` names
+    Running,    ///< its steps, its listeners or its walk are under way
+    Resolved,   ///< has a value
+    Rejected,   ///< has a failure that is no cancellation
+    Cancelled,  ///< was cancelled
+    Idle,       ///< an enumeration between walks
   };
 
   /// One deferred, promise or enumeration of the picture.

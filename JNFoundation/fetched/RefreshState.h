@@ -15,9 +15,11 @@ struct RefreshStatus {
   enum class Phase : std::uint8_t {
     /// Nothing was asked for yet.
     Idle,
+    /// A refresh is under way.
     Loading,
     /// What was asked for last has arrived, at `since`.
     Fresh,
+    /// The last refresh was rejected, with `rejected`.
     Failed,
   };
 

@@ -34,7 +34,10 @@ enum class ImportDuplicate {
 };
 
 /// What becomes of objects for which the feed has no record.
-enum class ImportAbsent { Keep, Delete };
+enum class ImportAbsent {
+  Keep,   ///< they stay
+  Delete  ///< they are deleted
+};
 
 /// How far an import is; told after each chunk.
 struct ImportProgress {

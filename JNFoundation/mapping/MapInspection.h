@@ -73,10 +73,10 @@ struct MapInspection {
     /// What may be wrong with a rule.
     enum class Kind : std::uint8_t {
       // The rule is left out of the map, and the log says so in the words of `reason`.
-      UnknownAttribute,
-      UnmappableType,  ///< no value of a record can be stored in an attribute of that type
-      UnknownClass,    ///< the entity's class is not part of the program, so nor is its message
-      UnknownMessage,
+      UnknownAttribute,   ///< the entity has no attribute of that name
+      UnmappableType,     ///< no value of a record can be stored in an attribute of that type
+      UnknownClass,       ///< the entity's class is not part of the program, so nor is its message
+      UnknownMessage,     ///< the entity's class has no such message
       UnsuitableMessage,  ///< it does not take one object, or returns something else than one
       // The rule, or a part of it, is left out of the map, and nobody says so.
       NotText,        ///< its destination is no text
@@ -92,6 +92,7 @@ struct MapInspection {
     };
     /// How serious a problem is.
     enum class Severity : std::uint8_t {
+      /// What the author did not mean.
       Problem,
       /// What may well be meant: an entity overrides what it inherits, an attribute that cannot be
       /// mapped has no rule of its own.

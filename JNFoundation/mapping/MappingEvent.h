@@ -32,7 +32,7 @@ class MappingEvent {
 
   /// Why a value is not there, or not as it came.
   enum class Reason {
-    None,
+    None,             ///< as the rule says
     NullValue,        ///< it came as null or as the null marker
     NoFilter,         ///< the rule names a filter action, and the mapping has no filter
     UnknownFilter,    ///< the filter has no action of the name that the rule gives
@@ -50,7 +50,7 @@ class MappingEvent {
     None,            ///< as it came, or as the filter made it
     NumberFromText,  ///< the numeric prefix, without its fraction, or the truth, of a text
     TextFromNumber,  ///< the decimal text of a number
-    DateFromText,
+    DateFromText,    ///< the instant of a text of the one form that is read
     DateFromNumber,  ///< of milliseconds since 1970
   };
 

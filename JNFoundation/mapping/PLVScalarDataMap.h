@@ -16,6 +16,7 @@ class MappingReport;
 
 /// Which values a mapping sets.
 enum class MappingWrites {
+  /// Each value that a rule gives, equal or not.
   Every,
   /// Those that differ from what the attribute holds, so that a record that changes nothing leaves
   /// the object without changes. An observer is told of all of them alike.
@@ -43,7 +44,10 @@ class PLVScalarDataMap : public NSObject {
   const Class& class_() const noexcept override { return classObject; }
 
   /// Where a value goes: to an attribute, or as the argument of a message.
-  enum class MapType : std::int32_t { Attribute = 0, Selector = 2 };
+  enum class MapType : std::int32_t {
+    Attribute = 0,  ///< it is stored
+    Selector = 2    ///< it is sent
+  };
 
   /// Returns: null for a destination that the entity does not have, after a line in the log.
   static Ref<PLVScalarDataMap> newMapWithDestinationForEntity(

@@ -17,7 +17,7 @@ struct RecordEntry {
   enum class State {
     Missing,  ///< the record has no such key
     Null,     ///< the null marker stands there
-    Present,
+    Present,  ///< a value that is neither
   };
 
   /// What stands under the key.

@@ -12,14 +12,14 @@ class NSError;
 
 /// Flags for reading.
 enum NSJSONReadingOptions : NSUInteger {
-  NSJSONReadingPlain = 0,
+  NSJSONReadingPlain = 0,  ///< immutable, with the strictness of the standard
   /// Arrays and dictionaries come out mutable.
   NSJSONReadingMutableContainers = 1,
 };
 
 /// Flags for writing, joined by |.
 enum NSJSONWritingOptions : NSUInteger {
-  NSJSONWritingCompact = 0,
+  NSJSONWritingCompact = 0,  ///< in one line, without white space
   /// One element a line, indented by two spaces a level.
   NSJSONWritingPrettyPrinted = 1,
   /// Keys in the order of their UTF-8 bytes instead of the dictionary's.

@@ -8,13 +8,14 @@ namespace JNFoundation::inline v0_1 {
 
 /// What is to be taken from a cache, and when the address itself is to be asked.
 enum NSURLRequestCachePolicy : NSUInteger {
-  NSURLRequestUseProtocolCachePolicy = 0,
-  NSURLRequestReloadIgnoringLocalCacheData = 1,
+  NSURLRequestUseProtocolCachePolicy = 0,        ///< as the protocol says
+  NSURLRequestReloadIgnoringLocalCacheData = 1,  ///< always from the address
+  /// The same by its older name.
   NSURLRequestReloadIgnoringCacheData = NSURLRequestReloadIgnoringLocalCacheData,
-  NSURLRequestReturnCacheDataElseLoad = 2,
-  NSURLRequestReturnCacheDataDontLoad = 3,
-  NSURLRequestReloadIgnoringLocalAndRemoteCacheData = 4,
-  NSURLRequestReloadRevalidatingCacheData = 5,
+  NSURLRequestReturnCacheDataElseLoad = 2,  ///< a cache, however old, before the address
+  NSURLRequestReturnCacheDataDontLoad = 3,  ///< a cache or nothing
+  NSURLRequestReloadIgnoringLocalAndRemoteCacheData = 4,  ///< no cache on the way either
+  NSURLRequestReloadRevalidatingCacheData = 5,            ///< a cache that the address confirms
 };
 
 /// What is to be asked of an address: with which method, header fields and body. The library sends

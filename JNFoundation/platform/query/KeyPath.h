@@ -10,18 +10,18 @@ namespace JNFoundation::inline v0_1 {
 
 /// What a key that starts with "@" does with the collection before it.
 enum class CollectionOperator : std::uint8_t {
-  None,  ///< a plain key
-  Count,
-  Average,
-  Sum,
-  Minimum,
-  Maximum,
-  UnionOfObjects,
-  DistinctUnionOfObjects,
-  UnionOfArrays,
-  DistinctUnionOfArrays,
-  DistinctUnionOfSets,
-  Unknown,  ///< an "@" key that names none of these
+  None,                    ///< a plain key
+  Count,                   ///< how many members there are
+  Average,                 ///< the mean of the numbers found
+  Sum,                     ///< the sum of the numbers found
+  Minimum,                 ///< the smallest value found
+  Maximum,                 ///< the largest value found
+  UnionOfObjects,          ///< what is found, as an array
+  DistinctUnionOfObjects,  ///< each of equal values once
+  UnionOfArrays,           ///< the members of the arrays found
+  DistinctUnionOfArrays,   ///< each of equal members once
+  DistinctUnionOfSets,     ///< the members of the sets found
+  Unknown,                 ///< an "@" key that names none of these
 };
 
 /// Keys joined by dots, "employer.address.city", parsed once to be read many times.

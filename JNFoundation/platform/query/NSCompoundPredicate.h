@@ -6,9 +6,9 @@ namespace JNFoundation::inline v0_1 {
 
 /// How predicates are joined.
 enum NSCompoundPredicateType : NSUInteger {
-  NSNotPredicateType = 0,
-  NSAndPredicateType = 1,
-  NSOrPredicateType = 2,
+  NSNotPredicateType = 0,  ///< the one subpredicate does not hold
+  NSAndPredicateType = 1,  ///< all hold
+  NSOrPredicateType = 2,   ///< at least one holds
 };
 
 /// Predicates joined by AND or OR, or one negated by NOT. Evaluation goes from left to right and

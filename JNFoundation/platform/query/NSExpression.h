@@ -18,19 +18,19 @@ struct TreeAccess;
 
 /// The kinds of expressions, by the platform's numbers.
 enum NSExpressionType : NSUInteger {
-  NSConstantValueExpressionType = 0,
-  NSEvaluatedObjectExpressionType = 1,
-  NSVariableExpressionType = 2,
-  NSKeyPathExpressionType = 3,
-  NSFunctionExpressionType = 4,
-  NSUnionSetExpressionType = 5,
-  NSIntersectSetExpressionType = 6,
-  NSMinusSetExpressionType = 7,
-  NSSubqueryExpressionType = 13,
-  NSAggregateExpressionType = 14,
-  NSAnyKeyExpressionType = 15,
-  NSBlockExpressionType = 19,
-  NSConditionalExpressionType = 20,
+  NSConstantValueExpressionType = 0,    ///< a value
+  NSEvaluatedObjectExpressionType = 1,  ///< SELF
+  NSVariableExpressionType = 2,         ///< $name
+  NSKeyPathExpressionType = 3,          ///< a path of keys
+  NSFunctionExpressionType = 4,         ///< a function or a selector
+  NSUnionSetExpressionType = 5,         ///< the members of either side
+  NSIntersectSetExpressionType = 6,     ///< the members of both sides
+  NSMinusSetExpressionType = 7,         ///< the members of the left side only
+  NSSubqueryExpressionType = 13,        ///< SUBQUERY
+  NSAggregateExpressionType = 14,       ///< a list of expressions
+  NSAnyKeyExpressionType = 15,          ///< any key of an object
+  NSBlockExpressionType = 19,           ///< a block in C++
+  NSConditionalExpressionType = 20,     ///< TERNARY
 };
 
 /// How many levels a predicate or an expression may have. Deeper ones are refused when they are

@@ -7,9 +7,9 @@ namespace JNFoundation::inline v0_1 {
 
 /// What the result of a request is: true, the identifiers of the records, or their number.
 enum NSBatchDeleteRequestResultType : NSUInteger {
-  NSBatchDeleteResultTypeStatusOnly = 0,
-  NSBatchDeleteResultTypeObjectIDs = 1,
-  NSBatchDeleteResultTypeCount = 2,
+  NSBatchDeleteResultTypeStatusOnly = 0,  ///< true
+  NSBatchDeleteResultTypeObjectIDs = 1,   ///< an NSArray of NSManagedObjectIDs
+  NSBatchDeleteResultTypeCount = 2,       ///< a number
 };
 
 /// The end of many records in one transaction, all of them or none, without an object for any:

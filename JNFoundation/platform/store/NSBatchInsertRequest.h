@@ -10,9 +10,9 @@ class NSMutableDictionary;
 
 /// What the result of a request is: true, the identifiers of the records, or their number.
 enum NSBatchInsertRequestResultType : NSUInteger {
-  NSBatchInsertRequestResultTypeStatusOnly = 0,
-  NSBatchInsertRequestResultTypeObjectIDs = 1,
-  NSBatchInsertRequestResultTypeCount = 2,
+  NSBatchInsertRequestResultTypeStatusOnly = 0,  ///< true
+  NSBatchInsertRequestResultTypeObjectIDs = 1,   ///< an NSArray of NSManagedObjectIDs
+  NSBatchInsertRequestResultTypeCount = 2,       ///< a number
 };
 
 /// Fills the dictionary, which is empty, with the attributes of the next object.

@@ -10,9 +10,9 @@ class NSPredicate;
 
 /// What the result of a request is: true, the identifiers of the records, or their number.
 enum NSBatchUpdateRequestResultType : NSUInteger {
-  NSStatusOnlyResultType = 0,
-  NSUpdatedObjectIDsResultType = 1,
-  NSUpdatedObjectsCountResultType = 2,
+  NSStatusOnlyResultType = 0,           ///< true
+  NSUpdatedObjectIDsResultType = 1,     ///< an NSArray of NSManagedObjectIDs
+  NSUpdatedObjectsCountResultType = 2,  ///< a number
 };
 
 /// Other values for the attributes of many records in one transaction, all of them or none, without

@@ -9,10 +9,10 @@ class NSPredicate;
 
 /// What executing a request gives.
 enum NSFetchRequestResultType : NSUInteger {
-  NSManagedObjectResultType = 0,
-  NSManagedObjectIDResultType = 1,
-  NSDictionaryResultType = 2,
-  NSCountResultType = 4,
+  NSManagedObjectResultType = 0,    ///< NSManagedObjects
+  NSManagedObjectIDResultType = 1,  ///< NSManagedObjectIDs
+  NSDictionaryResultType = 2,       ///< NSDictionaries of `propertiesToFetch`
+  NSCountResultType = 4,            ///< one number: how many there are
 };
 
 /// What to look for in a store: an entity, a condition, an order, a limit, and the form of the

@@ -12,10 +12,10 @@ class NSFetchedResultsController;
 
 /// What became of an object, or of a section, in a list of results.
 enum NSFetchedResultsChangeType : NSUInteger {
-  NSFetchedResultsChangeInsert = 1,
-  NSFetchedResultsChangeDelete = 2,
-  NSFetchedResultsChangeMove = 3,
-  NSFetchedResultsChangeUpdate = 4,
+  NSFetchedResultsChangeInsert = 1,  ///< it was not there
+  NSFetchedResultsChangeDelete = 2,  ///< it is not there any more
+  NSFetchedResultsChangeMove = 3,    ///< it stands somewhere else among the others
+  NSFetchedResultsChangeUpdate = 4,  ///< it stands where it stood, with other values
 };
 
 /// What is told how a list of results changes, in this order: that it will, every section that came
@@ -34,11 +34,11 @@ class NSFetchedResultsControllerDelegate : public NSObjectProtocol {
 
   /// What a delegate may be asked or told.
   enum class Callback : std::uint8_t {
-    WillChangeContent,
-    DidChangeSection,
-    DidChangeObject,
-    DidChangeContent,
-    SectionIndexTitle,
+    WillChangeContent,  ///< a batch begins
+    DidChangeSection,   ///< a section came or went
+    DidChangeObject,    ///< an object came, went, moved or changed
+    DidChangeContent,   ///< a batch has ended
+    SectionIndexTitle,  ///< the title of a section in an index
   };
 
   /// Whether the delegate answers the callback; asked anew before each. A delegate that answers

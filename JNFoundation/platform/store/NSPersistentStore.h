@@ -55,7 +55,7 @@ struct NSPersistentStoreSize {
 
 /// Flags for a backup.
 enum NSPersistentStoreBackupOptions : NSUInteger {
-  NSPersistentStoreBackupPlain = 0,
+  NSPersistentStoreBackupPlain = 0,  ///< a file that is there already is left alone
   /// A file of that name is replaced, in one step, when the copy is whole.
   NSPersistentStoreBackupReplacesExisting = 1,
 };
@@ -66,7 +66,11 @@ using NSPersistentStoreBackupProgress = Block<bool(std::uint64_t copied, std::ui
 /// A record that a save writes.
 struct StoreRowChange {
   /// What happens to a record.
-  enum class Kind : std::uint8_t { Insert, Update, Delete };
+  enum class Kind : std::uint8_t {
+    Insert,  ///< it is new
+    Update,  ///< its values change
+    Delete   ///< it goes
+  };
 
   /// What happens to it.
   Kind kind;
@@ -160,7 +164,14 @@ class StoreRelatedReceiver : public StoreRowReceiver {
 /// A value that is read of each record of a query, or made of all records of a group.
 struct StoreColumn {
   /// What is made of a value: itself, or one aggregate over a group.
-  enum class Kind : std::uint8_t { Value, Count, Sum, Average, Minimum, Maximum };
+  enum class Kind : std::uint8_t {
+    Value,    ///< of each record
+    Count,    ///< how many are not null
+    Sum,      ///< of numbers
+    Average,  ///< of numbers
+    Minimum,  ///< the smallest one
+    Maximum   ///< the largest one
+  };
 
   /// What is made of the value.
   Kind kind;
@@ -185,7 +196,11 @@ struct StoreColumnQuery {
 using StoreColumnReceiver = Block<bool(std::span<Value> values)>;
 
 /// `Unable`: the store has nothing to gain over reading whole records, and has called nobody.
-enum class StoreAnswer : std::uint8_t { Done, Unable, Failed };
+enum class StoreAnswer : std::uint8_t {
+  Done,    ///< everything was given
+  Unable,  ///< nothing was; ask for whole records
+  Failed   ///< the error is set
+};
 
 /// What keeps records: one interface over a file and over memory.
 ///

@@ -6,10 +6,10 @@ namespace JNFoundation::inline v0_1 {
 
 /// The kinds of requests, by the platform's numbers.
 enum NSPersistentStoreRequestType : NSUInteger {
-  NSFetchRequestType = 1,
-  NSBatchInsertRequestType = 5,
-  NSBatchUpdateRequestType = 6,
-  NSBatchDeleteRequestType = 7,
+  NSFetchRequestType = 1,        ///< NSFetchRequest
+  NSBatchInsertRequestType = 5,  ///< NSBatchInsertRequest
+  NSBatchUpdateRequestType = 6,  ///< NSBatchUpdateRequest
+  NSBatchDeleteRequestType = 7,  ///< NSBatchDeleteRequest
 };
 
 /// What a context asks of stores: a fetch, or one of the batch requests that change records without

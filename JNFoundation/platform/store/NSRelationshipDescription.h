@@ -7,9 +7,9 @@ namespace JNFoundation::inline v0_1 {
 /// What happens to the objects at the other end when an object is deleted.
 enum NSDeleteRule : NSUInteger {
   NSNoActionDeleteRule = 0,  ///< references are left dangling
-  NSNullifyDeleteRule = 1,
-  NSCascadeDeleteRule = 2,
-  NSDenyDeleteRule = 3,
+  NSNullifyDeleteRule = 1,   ///< they do not lead to it any more
+  NSCascadeDeleteRule = 2,   ///< they are deleted as well
+  NSDenyDeleteRule = 3,      ///< it is not deleted while there are any
 };
 
 /// A property that leads to other objects.

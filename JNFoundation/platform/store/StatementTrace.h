@@ -34,7 +34,10 @@ struct StatementTrace {
 using StatementObserver = Block<void(const StatementTrace& trace)>;
 
 /// Whether the plan of a statement is told along.
-enum class StatementPlans : std::uint8_t { Omit, Include };
+enum class StatementPlans : std::uint8_t {
+  Omit,    ///< no plan is made
+  Include  ///< a plan is made for each text
+};
 
 /// Has every statement that any store of the process runs told to the block, from its next
 /// statement on; null turns it off. A plan is made once for each text of a store's open file.

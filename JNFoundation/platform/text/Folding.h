@@ -15,7 +15,12 @@ namespace JNFoundation::inline v0_1 {
 ///
 /// Ill-formed sequences count as U+FFFD. Texts that are all ASCII are compared and searched without
 /// an allocation. All functions are pure and may run on any thread.
-enum class Fold : unsigned { None = 0, Case = 1, Diacritics = 2, CaseAndDiacritics = 3 };
+enum class Fold : unsigned {
+  None = 0,              ///< nothing
+  Case = 1,              ///< upper and lower case
+  Diacritics = 2,        ///< marks
+  CaseAndDiacritics = 3  ///< both
+};
 
 /// What both take away.
 constexpr Fold operator|(Fold left, Fold right) {

@@ -14,7 +14,12 @@ namespace JNFoundation::inline v0_1 {
 class FormatArgument {
  public:
   /// What an argument was given as.
-  enum class Kind { Object, Text, Pointer, Number };
+  enum class Kind {
+    Object,   ///< a value
+    Text,     ///< C++ text
+    Pointer,  ///< an address
+    Number    ///< a number or an enum
+  };
 
   /// Text and character pointers are Text; numbers and enums Number; null, and whatever else a
   /// value is made of, Object; every other pointer Pointer, null character pointers included.

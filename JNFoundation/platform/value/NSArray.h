@@ -131,7 +131,10 @@ class NSArray : public NSObject {
 
  protected:
   /// Whether the elements stand in the array, or a descendant answers for them.
-  enum class Representation { Plain, Foreign };
+  enum class Representation {
+    Plain,   ///< here
+    Foreign  ///< in a descendant
+  };
 
   NSArray() = default;
   explicit NSArray(std::vector<Value> elements) : _elements(std::move(elements)) {}

@@ -11,7 +11,7 @@ namespace JNFoundation::inline v0_1 {
 
 /// How strict the reading of base64 is.
 enum NSDataBase64DecodingOptions : NSUInteger {
-  NSDataBase64DecodingStrict = 0,
+  NSDataBase64DecodingStrict = 0,  ///< whatever else stands there makes the text none
   /// Line ends and whatever else is no base64 character are skipped.
   NSDataBase64DecodingIgnoreUnknownCharacters = 1,
 };

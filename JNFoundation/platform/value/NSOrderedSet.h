@@ -145,7 +145,10 @@ class NSOrderedSet : public NSObject {
 
  protected:
   /// Whether the members stand in the set, or a descendant answers for them.
-  enum class Representation { Plain, Foreign };
+  enum class Representation {
+    Plain,   ///< here
+    Foreign  ///< in a descendant
+  };
 
   NSOrderedSet() = default;
   explicit NSOrderedSet(OrderedHashTable<Entry> table) : _table(std::move(table)) {}

@@ -127,7 +127,10 @@ class NSSet : public NSObject {
 
  protected:
   /// Whether the members stand in the set, or a descendant answers for them.
-  enum class Representation { Plain, Foreign };
+  enum class Representation {
+    Plain,   ///< here
+    Foreign  ///< in a descendant
+  };
 
   NSSet() = default;
   explicit NSSet(OrderedHashTable<Entry> table) : _table(std::move(table)) {}

@@ -37,11 +37,11 @@ inline const Method* class_getInstanceMethod(const Class* cls, SEL selector) noe
 
 /// How an associated value is held.
 enum objc_AssociationPolicy : unsigned {
-  OBJC_ASSOCIATION_ASSIGN = 0,  ///< not retained
-  OBJC_ASSOCIATION_RETAIN_NONATOMIC = 1,
-  OBJC_ASSOCIATION_COPY_NONATOMIC = 3,
-  OBJC_ASSOCIATION_RETAIN = 01401,  ///< a reader on another thread gets the old or the new
-  OBJC_ASSOCIATION_COPY = 01403,
+  OBJC_ASSOCIATION_ASSIGN = 0,            ///< not retained
+  OBJC_ASSOCIATION_RETAIN_NONATOMIC = 1,  ///< kept alive
+  OBJC_ASSOCIATION_COPY_NONATOMIC = 3,    ///< a copy, kept alive
+  OBJC_ASSOCIATION_RETAIN = 01401,        ///< a reader on another thread gets the old or the new
+  OBJC_ASSOCIATION_COPY = 01403,          ///< the same of a copy
 };
 
 /// Attaches a value to an object under a key, whose address alone counts; null detaches. The value

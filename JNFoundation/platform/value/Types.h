@@ -18,9 +18,9 @@ inline constexpr NSInteger NSNotFound = std::numeric_limits<NSInteger>::max();
 
 /// How the first of two values stands to the second.
 enum NSComparisonResult : NSInteger {
-  NSOrderedAscending = -1,
-  NSOrderedSame = 0,
-  NSOrderedDescending = 1,
+  NSOrderedAscending = -1,  ///< the first one is before the second
+  NSOrderedSame = 0,        ///< neither is before the other
+  NSOrderedDescending = 1,  ///< the first one is after the second
 };
 
 /// A run of positions: `length` of them, the first at `location`.

@@ -29,15 +29,15 @@ class Value {
  public:
   /// How a value is represented.
   enum class Kind : std::uint8_t {
-    Null,
-    Boolean,
-    Integer,
-    Unsigned,
-    Float,
-    Double,
-    Date,
-    Class,
-    Object
+    Null,      ///< no value
+    Boolean,   ///< a bool
+    Integer,   ///< what a signed integer of 64 bits holds
+    Unsigned,  ///< an integer that only an unsigned one holds
+    Float,     ///< a float
+    Double,    ///< a double
+    Date,      ///< seconds since 1970
+    Class,     ///< a class
+    Object     ///< a reference to an NSObject
   };
 
   constexpr Value() noexcept : _integer(0), _kind(Kind::Null) {}

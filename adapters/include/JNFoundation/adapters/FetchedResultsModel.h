@@ -89,7 +89,10 @@ class FetchedResultsModel {
 
  protected:
   /// Whether sections show as roles of their rows, or as parents of them.
-  enum class Sections { asRoles, asParents };
+  enum class Sections {
+    asRoles,   ///< of each row
+    asParents  ///< of the rows, in a tree
+  };
 
   explicit FetchedResultsModel(Sections sections);
   virtual ~FetchedResultsModel();
