@@ -47,7 +47,7 @@ IN_CLASS = {
         (r"static std::string_view name\(\)", "For the text of the error."),
     ],
 }
-CONSTRUCTOR = "For factories, those of the class and of its descendants."
+CONSTRUCTOR = "For the class and its descendants."
 # A body that is a call with the same arguments, in the same order.
 FORWARDS = re.compile(r".*?(?P<name>[\w\]\[]+)\((?P<parameters>[^()]*)\) (const )?(noexcept )?"
                       r"\{ (return )?(?P<called>[a-z]\w*)\((?P<arguments>[\w, ]*)\); \}$")
@@ -146,6 +146,9 @@ class Scopes:
 
 def filtered(lines):
     # A name is shown as a user writes it, without the namespace of the version.
+    # Doxygen shows macros of files only that have a comment themselves.
+    if any(line.startswith("#define JN_") for line in lines):
+        lines = ["/** \\file */" if line == "#pragma once" else line for line in lines]
     lines = [line.replace(f"::inline {tree.inline_namespace()}", "")
              for line in as_written(without_others(list(without_private(lines))))]
     scopes, comment, of_all, first, indent, depth = Scopes(), [], False, "", "", None
@@ -181,12 +184,10 @@ def filtered(lines):
             text = ""
             if comment and not first:
                 first = name
-            elif comment and "///<" not in line and (of_all or is_with(name, first)):
-                text = " ".join(comment)
-                if not of_all:
-                    text = f"With `{first}`: {text}"
-            elif "///<" not in line:
-                text = scopes.sentence(line)
+            elif "///<" not in line and not name.startswith("~"):
+                text = " ".join(comment) if comment and of_all else scopes.sentence(line)
+                if not text and comment and is_with(name, first) and not line.endswith("= delete;"):
+                    text = f"With `{first}`: {' '.join(comment)}"
             if text:
                 space = line[:len(line) - len(line.lstrip())]
                 line = f"{space}/** {text.replace('*/', '* /')} */ {line.lstrip()}"

@@ -111,8 +111,8 @@ struct ValueConversion<std::chrono::time_point<std::chrono::system_clock, Durati
     const Seconds seconds(value.timeIntervalSince1970());
     return seconds > Seconds(Duration::min()) && seconds < Seconds(Duration::max());
   }
-  // Whole seconds and the rest apart, because a double has not enough digits for both.
   static Moment fromValue(const Value& value) {
+    // Whole seconds and the rest apart, because a double has not enough digits for both.
     const double seconds = value.timeIntervalSince1970();
     const double whole = std::floor(seconds);
     return Moment(std::chrono::duration_cast<Duration>(
