@@ -110,6 +110,18 @@ def as_written(lines):
         yield line
 
 
+def with_file(lines):
+    """The comment that opens a header, and is of no declaration, is that of the file; and Doxygen shows
+    macros of files only that have one."""
+    if any(line.startswith("#define JN_") for line in lines):
+        return ["/** \\file */" if line == "#pragma once" else line for line in lines]
+    first = next((at for at, line in enumerate(lines) if line.startswith("///")), 0)
+    behind = next((at for at in range(first, len(lines)) if not lines[at].startswith("///")), 0)
+    is_of_file = first and lines[first - 1] == "" \
+        and (lines[behind] == "" or lines[behind].startswith("namespace JNFoundation"))
+    return [*lines[:first - 1], "/// \\file", *lines[first:]] if is_of_file else lines
+
+
 class Scopes:
     """The classes around a line, and whether it is among their protected members."""
 
@@ -146,11 +158,8 @@ class Scopes:
 
 def filtered(lines):
     # A name is shown as a user writes it, without the namespace of the version.
-    # Doxygen shows macros of files only that have a comment themselves.
-    if any(line.startswith("#define JN_") for line in lines):
-        lines = ["/** \\file */" if line == "#pragma once" else line for line in lines]
     lines = [line.replace(f"::inline {tree.inline_namespace()}", "")
-             for line in as_written(without_others(list(without_private(lines))))]
+             for line in with_file(list(as_written(without_others(list(without_private(lines))))))]
     scopes, comment, of_all, first, indent, depth = Scopes(), [], False, "", "", None
     head = ""
     for number, line in enumerate(lines):
@@ -240,6 +249,9 @@ def name_of(lines, number):
 
 
 if __name__ == "__main__":
+    # Doxygen shows functions of a namespace only that has a comment.
+    (Path(sys.argv[1]) / "namespace.h").write_text(
+        "/// \\namespace JNFoundation\n/// Everything that the library declares, macros excepted.\n")
     for name in tree.files():
         shown = name.removeprefix(tree.ADAPTER_HEADERS)
         if name in tree.public_headers() or (name != shown and name.endswith(".h")):

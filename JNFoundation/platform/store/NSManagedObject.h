@@ -68,7 +68,7 @@ class NSManagedObject : public NSObject {
   bool isDeleted() const noexcept { return (_flags & Deleted) != 0; }
   /// Whether the next save inserts, updates or deletes the object.
   bool hasChanges() const noexcept { return (_flags & (Inserted | Updated | Deleted)) != 0; }
-  /// Whether the values are yet to be read.
+  /// Whether nobody has looked at the values yet.
   bool isFault() const noexcept { return (_flags & Fault) != 0; }
 
   /// The value under a key: by the operation that the object's class declares for it, else from the

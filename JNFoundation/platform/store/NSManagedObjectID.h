@@ -24,7 +24,7 @@ class NSManagedObjectID : public NSObject {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
-  /// The entity of the object itself, not an ancestor of it. Never null.
+  /// The entity of the object. Never null.
   const Ref<NSEntityDescription>& entity() const noexcept { return _entity; }
 
   /// Returns: null for a temporary identifier and when the store is gone.

@@ -74,7 +74,7 @@ struct StoreRowChange {
 
   /// What happens to it.
   Kind kind;
-  /// Its own entity, not an ancestor of it.
+  /// Of which entity the record is.
   const NSEntityDescription* entity;
   /// Its number among those of the entity's hierarchy.
   std::int64_t primaryKey;
@@ -93,7 +93,7 @@ struct StoreRowChange {
 /// say. Where the way back leads to one object, that is the order only: the members are those
 /// records that name this one.
 struct StoreLinkChange {
-  /// Of the record's entity or an ancestor of it.
+  /// Which relationship of the record.
   const NSRelationshipDescription* relationship;
   /// The numbers of the record and of those at the other end.
   std::int64_t primaryKey;
@@ -107,7 +107,7 @@ struct StoreLinkChange {
 
 /// What to look for in a store.
 struct StoreQuery {
-  /// Whose records; not null.
+  /// Whose records. Requires: it is set.
   const NSEntityDescription* entity = nullptr;
   /// Whether records of descendants count as well.
   bool includesSubentities = true;
@@ -241,7 +241,7 @@ class NSPersistentStore : public NSObject {
 
   /// Opens what there is or makes it. Fails: returns false, sets the error and has changed nothing.
   virtual bool open(Ref<NSError>* error) = 0;
-  /// Lets go of the file; what was not committed is lost.
+  /// What was not committed is lost.
   virtual void close() = 0;
 
   /// Takes `count` numbers that no record of the hierarchy has or had, ascending from the result.

@@ -72,8 +72,7 @@ int compareLocalizedStandard(std::string_view left, std::string_view right);
 /// Whether the folded text holds the folded part; every text holds the empty part.
 bool containsFolded(std::string_view text, std::string_view part, Fold fold);
 
-/// Whether the folded text begins with the folded part, however both are folded; every text does
-/// with the empty part.
+/// Whether the folded text begins with the folded part; every text does with the empty part.
 bool hasPrefixFolded(std::string_view text, std::string_view part, Fold fold);
 
 /// Whether the folded text ends with the folded part; every text does with the empty part.

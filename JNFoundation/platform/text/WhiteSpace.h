@@ -10,6 +10,7 @@ namespace JNFoundation::inline v0_1 {
 /// White space is what Unicode's White_Space property says: blanks of every width, tabulators and
 /// ends of lines. All functions are pure and may run on any thread.
 
+/// Whether the code point is white space.
 constexpr bool isWhiteSpace(char32_t codePoint) {
   return (codePoint >= 0x09 && codePoint <= 0x0D) || codePoint == 0x20 || codePoint == 0x85 ||
          codePoint == 0xA0 || codePoint == 0x1680 || (codePoint >= 0x2000 && codePoint <= 0x200A) ||
