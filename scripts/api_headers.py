@@ -249,12 +249,14 @@ def name_of(lines, number):
 
 
 if __name__ == "__main__":
+    target = Path(sys.argv[1])
+    target.mkdir(parents=True, exist_ok=True)
     # Doxygen shows functions of a namespace only that has a comment.
-    (Path(sys.argv[1]) / "namespace.h").write_text(
+    (target / "namespace.h").write_text(
         "/// \\namespace JNFoundation\n/// Everything that the library declares, macros excepted.\n")
     for name in tree.files():
         shown = name.removeprefix(tree.ADAPTER_HEADERS)
         if name in tree.public_headers() or (name != shown and name.endswith(".h")):
-            copy = Path(sys.argv[1]) / shown
+            copy = target / shown
             copy.parent.mkdir(parents=True, exist_ok=True)
             copy.write_text("\n".join(filtered(tree.text(name).split("\n"))))
