@@ -134,7 +134,7 @@ class Deferred {
   void thenEitherUnlessCanceled(Handler&&) const& = delete;
   void thenResolve(const Ref<PLVResolvable>&) const& = delete;
 
-  // As PLVDeferred. Require: a handle that is not null.
+  // As the operations of PLVDeferred of the same names. Require: a handle that is not null.
   void cancel() const { _deferred->cancel(); }
   void cancelWithValue(const Value& value) const { _deferred->cancelWithValue(value); }
   bool isResolved() const noexcept { return _deferred->isResolved(); }

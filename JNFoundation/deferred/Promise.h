@@ -59,12 +59,12 @@ class Promise {
     _promise->resolve(impl::toValueOf<T>(std::forward<Returned>(value)));
   }
   void resolve() const requires std::is_void_v<T> { _promise->resolve(nullptr); }
-  // As PLVPromise.
+  // As the operations of PLVPromise of the same names.
   void reject(const Value& value) const { _promise->reject(value); }
   void cancel() const { _promise->cancel(); }
   void cancelWithValue(const Value& value) const { _promise->cancelWithValue(value); }
 
-  // As PLVPromise.
+  // As the operations of PLVPromise of the same names.
   bool isFulfilled() const noexcept { return _promise->isFulfilled(); }
   bool isOutstanding() const noexcept { return _promise->isOutstanding(); }
 

@@ -76,13 +76,15 @@ class NSString final : public NSObject {
 
   /// Returns: false for null.
   bool isEqualToString(const Ref<NSString>& other) const noexcept;
-  // The orders of compareLiteral, of compareFolded with Fold::Case, of compareLocalized, of
-  // compareLocalizedCaseInsensitive and of compareLocalizedStandard, see Folding.h. Fail: raise
-  // NSInvalidArgumentException for null.
+  /// The order of code points. Fails: raises NSInvalidArgumentException for null, as do the others.
   NSComparisonResult compare(const Ref<NSString>& other) const;
+  /// The order of `compareFolded` with `Fold::Case`, see Folding.h.
   NSComparisonResult caseInsensitiveCompare(const Ref<NSString>& other) const;
+  /// The order of `compareLocalized`.
   NSComparisonResult localizedCompare(const Ref<NSString>& other) const;
+  /// The order of `compareLocalizedCaseInsensitive`.
   NSComparisonResult localizedCaseInsensitiveCompare(const Ref<NSString>& other) const;
+  /// The order of `compareLocalizedStandard`.
   NSComparisonResult localizedStandardCompare(const Ref<NSString>& other) const;
 
   // Code point by code point; every string has the empty text.
