@@ -196,7 +196,7 @@ def filtered(lines):
             elif "///<" not in line and not name.startswith("~"):
                 text = " ".join(comment) if comment and of_all else scopes.sentence(line)
                 if not text and comment and is_with(name, first) and not line.endswith("= delete;"):
-                    text = f"With `{first}`: {' '.join(comment)}"
+                    text = f"{'With' if name == first else 'Sets'} `{first}`: {' '.join(comment)}"
             if text:
                 space = line[:len(line) - len(line.lstrip())]
                 line = f"{space}/** {text.replace('*/', '* /')} */ {line.lstrip()}"
