@@ -91,14 +91,21 @@ enum NSCoreDataErrorCode : NSInteger {
 /// The domain of errors whose codes are SQLite's result codes.
 inline constexpr const char* NSSQLiteErrorDomain = "NSSQLiteErrorDomain";
 
-// Keys of an error's user info.
+/// In the details of an error that stands for several: the NSErrors, an NSArray.
 inline constexpr const char* NSDetailedErrorsKey = "NSDetailedErrors";
+/// In the details of a validation error: the object.
 inline constexpr const char* NSValidationObjectErrorKey = "NSValidationErrorObject";
+/// In the details of a validation error: the name of the property.
 inline constexpr const char* NSValidationKeyErrorKey = "NSValidationErrorKey";
+/// In the details of a validation error: the value that was refused.
 inline constexpr const char* NSValidationValueErrorKey = "NSValidationErrorValue";
+/// In the details of a validation error: what would have to be true of the value, an NSPredicate;
+/// not there for every rule.
 inline constexpr const char* NSValidationPredicateErrorKey = "NSValidationErrorPredicate";
+/// In the details of an error of a save: the objects that it is about, an NSArray.
 inline constexpr const char* NSAffectedObjectsErrorKey = "NSAffectedObjectsErrorKey";
-/// The NSMergeConflicts or NSConstraintConflicts that a save has met.
+/// In the details of an error of a save: the NSMergeConflicts or NSConstraintConflicts that it has
+/// met.
 inline constexpr const char* NSPersistentStoreSaveConflictsErrorKey = "conflictList";
 
 }  // namespace JNFoundation
