@@ -224,6 +224,7 @@ class DeferredCoroutine : public CoroutinePromise {
 
 }  // namespace impl
 
+/// Gives the value of the chain where it stands; throws Rejected or Cancelled for a failure.
 template <std::derived_from<PLVDeferred> T>
 impl::DeferredAwaiter operator co_await(const Ref<T>& deferred) {
   return impl::DeferredAwaiter(deferred);
@@ -232,6 +233,7 @@ template <std::derived_from<PLVDeferred> T>
 impl::DeferredAwaiter operator co_await(Ref<T>&& deferred) {
   return impl::DeferredAwaiter(std::move(deferred));
 }
+/// Gives the outcome of the promise; throws Rejected or Cancelled for a failure.
 template <std::derived_from<PLVPromise> T>
 impl::PromiseAwaiter operator co_await(const Ref<T>& promise) {
   return impl::PromiseAwaiter(promise);

@@ -12,6 +12,7 @@ namespace JNFoundation::inline v0_1 {
 struct CreationPlace {
   /// As the compiler was given it; null where nothing is known.
   const char* file = nullptr;
+  /// Counted from 1; 0 where nothing is known.
   int line = 0;
 
   /// Where this is called; as a default argument, where the function is called.
@@ -20,6 +21,7 @@ struct CreationPlace {
     return {file, line};
   }
 
+  /// Whether anything is known.
   explicit operator bool() const noexcept { return file != nullptr; }
 };
 

@@ -43,6 +43,7 @@ class Deferred {
   Deferred(Deferred&&) noexcept = default;
   Deferred& operator=(Deferred&&) noexcept = default;
 
+  /// Resolved with the value.
   template <class U = T>
   requires(!std::is_void_v<T> && std::is_convertible_v<U, T>) static Deferred
       withResolved(U&& value, CreationPlace place = CreationPlace::here()) {
@@ -53,13 +54,17 @@ class Deferred {
       CreationPlace place = CreationPlace::here()) requires std::is_void_v<T> {
     return Deferred(PLVDeferred::withResolved(nullptr, place));
   }
+  /// Rejected with the value.
   static Deferred withRejected(const Value& value, CreationPlace place = CreationPlace::here()) {
     return Deferred(PLVDeferred::withRejected(value, place));
   }
 
+  /// Whether the handle is not null.
   explicit operator bool() const noexcept { return static_cast<bool>(_deferred); }
+  /// The deferred itself, given away by a handle that is moved.
   const Ref<PLVDeferred>& untyped() const& noexcept { return _deferred; }
   Ref<PLVDeferred> untyped() && noexcept { return std::move(_deferred); }
+  /// The deferred itself, given away.
   operator Ref<PLVDeferred>() && noexcept { return std::move(_deferred); }
 
   /// The handler takes a T, nothing of void.
@@ -91,12 +96,14 @@ class Deferred {
     return Deferred<Result>(
         take()->thenEither(typed<impl::Either<T>, Result>(std::forward<Handler>(handler))));
   }
+  /// The same, but a cancellation passes by unchanged.
   template <class Handler>
   auto thenEitherUnlessCanceled(Handler&& handler) && {
     using Result = ResultOf<impl::Either<T>, std::decay_t<Handler>>;
     return Deferred<Result>(take()->thenEitherUnlessCanceled(
         typed<impl::Either<T>, Result>(std::forward<Handler>(handler))));
   }
+  /// Sends the value, failures included, to the target and passes it on unchanged.
   Deferred thenResolve(const Ref<PLVResolvable>& target) && {
     return Deferred(take()->thenResolve(target));
   }
@@ -127,6 +134,7 @@ class Deferred {
   void thenEitherUnlessCanceled(Handler&&) const& = delete;
   void thenResolve(const Ref<PLVResolvable>&) const& = delete;
 
+  // As the operations of PLVDeferred of the same names. Require: a handle that is not null.
   void cancel() const { _deferred->cancel(); }
   void cancelWithValue(const Value& value) const { _deferred->cancelWithValue(value); }
   bool isResolved() const noexcept { return _deferred->isResolved(); }

@@ -77,10 +77,11 @@ Ref<PLVDeferred> mapConcurrently(const Ref<NSArray>& elements, NSUInteger limit,
 struct RetryOptions {
   /// How often it is tried at most; 0 counts as 1.
   NSUInteger attempts = 3;
-  /// Seconds before the second attempt; each delay after that is longer by the factor, up to the
-  /// longest one.
+  /// Seconds before the second attempt.
   NSTimeInterval delay = 0.5;
+  /// How many times longer each delay after that is than the one before.
   double factor = 2;
+  /// The seconds that no delay exceeds.
   NSTimeInterval longestDelay = 30;
   /// The share of each delay that is left to chance, from 0 to 1, so that many who failed together
   /// do not come back together: with 0.25 a delay lasts between 75 and 100 percent.

@@ -23,14 +23,15 @@ namespace JNFoundation::inline v0_1 {
 /// nothing as far as anybody can see.
 class DeferredTrace {
  public:
+  /// What a deferred, promise or enumeration is doing.
   enum class State {
-    Pending,  ///< has no outcome and waits for nothing that is known
-    Waiting,  ///< for what `waitsFor` names
-    Running,  ///< its steps, its listeners or its walk are under way
-    Resolved,
-    Rejected,
-    Cancelled,
-    Idle,  ///< an enumeration between walks
+    Pending,    ///< has no outcome and waits for nothing that is known
+    Waiting,    ///< for what `waitsFor` names
+    Running,    ///< its steps, its listeners or its walk are under way
+    Resolved,   ///< has a value
+    Rejected,   ///< has a failure that is no cancellation
+    Cancelled,  ///< was cancelled
+    Idle,       ///< an enumeration between walks
   };
 
   /// One deferred, promise or enumeration of the picture.
@@ -38,9 +39,11 @@ class DeferredTrace {
     /// In the order in which they were made, from 1. What was made before tracing was turned on
     /// comes in where others wait for it, and is numbered behind all others.
     NSUInteger number;
+    /// The name of its class.
     Ref<NSString> className;
     /// Null where it has none.
     Ref<NSString> label;
+    /// What it is doing.
     State state;
     /// Seconds.
     NSTimeInterval age;
@@ -51,14 +54,15 @@ class DeferredTrace {
     /// Whether it waits, over others or not, for itself, and so for ever.
     bool isInCycle;
 
+    /// Whether it has an outcome, or is an enumeration between walks.
     bool isSettled() const noexcept {
       return state == State::Resolved || state == State::Rejected || state == State::Cancelled ||
              state == State::Idle;
     }
   };
 
-  /// Off at first. Turned off, it costs a look at a variable for each deferred that is made or
-  /// ends. Threads: any.
+  // Off at first. Turned off, it costs a look at a variable for each deferred that is made or ends.
+  // Threads: any.
   static void setEnabled(bool enabled);
   static bool isEnabled() noexcept;
 
@@ -69,6 +73,7 @@ class DeferredTrace {
   /// What is alive now. Threads: the main one. Returns: nothing while tracing is off.
   static DeferredTrace now();
 
+  /// One for each of them.
   const std::vector<Entry>& entries() const& noexcept { return _entries; }
   std::vector<Entry> entries() && noexcept { return std::move(_entries); }
   /// Those that have no outcome yet.

@@ -27,6 +27,7 @@ concept Executor = requires(T& executor, Block<void()> task) {
 /// Tells work that runs whether anybody still wants its outcome. Threads: any, while the work runs.
 class CancellationToken {
  public:
+  /// Whether the outcome is no longer wanted.
   bool isCancelled() const noexcept { return _isCancelled.load(std::memory_order_relaxed); }
 
  private:

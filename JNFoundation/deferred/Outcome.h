@@ -20,6 +20,7 @@ namespace JNFoundation::inline v0_1 {
 template <class T>
 class Outcome {
  public:
+  /// The value.
   Outcome(T value) : _value(std::move(value)) {}
   /// Requires: not null.
   Outcome(Ref<PLVRejected> rejected) noexcept : _rejected(std::move(rejected)) {}
@@ -32,11 +33,13 @@ class Outcome {
     }
     return T(ValueConversion<T>::fromValue(value));
   }
+  /// The value or the failure as a Value.
   Value toValue() && {
     return _rejected ? Value(std::move(_rejected))
                      : ValueConversion<T>::toValue(std::move(*_value));
   }
 
+  /// Whether it is a failure.
   bool isRejected() const noexcept { return static_cast<bool>(_rejected); }
   /// Requires: no failure.
   const T& value() const& noexcept { return *_value; }
@@ -49,19 +52,25 @@ class Outcome {
   Ref<PLVRejected> _rejected;
 };
 
+/// The outcome of what gives no value.
 template <>
 class Outcome<void> {
  public:
   Outcome() noexcept = default;
+  /// Requires: not null.
   Outcome(Ref<PLVRejected> rejected) noexcept : _rejected(std::move(rejected)) {}
 
+  /// A failure where the value is one.
   static Outcome fromValue(const Value& value) {
     if (auto* rejected = as<PLVRejected>(value)) return Ref<PLVRejected>(rejected);
     return {};
   }
+  /// Null or the failure.
   Value toValue() && { return Value(std::move(_rejected)); }
 
+  /// Whether it is a failure.
   bool isRejected() const noexcept { return static_cast<bool>(_rejected); }
+  /// The failure, null if there is none.
   const Ref<PLVRejected>& rejected() const noexcept { return _rejected; }
 
  private:

@@ -99,14 +99,16 @@ class PLVDeferred : public NSObject, public PLVResolvable {
   /// Without an outcome and without steps. The place of an operation that makes a deferred is for
   /// reports (see DeferredTrace.h); it comes in by itself.
   static Ref<PLVDeferred> init(CreationPlace place = CreationPlace::here());
-  /// The source, any object, is told when the deferred is cancelled before it was resolved; it is
-  /// held weakly and skipped if it does not adopt PLVResolutionSource.
+  // The source, any object, is told when the deferred is cancelled before it was resolved; it is
+  // held weakly and skipped if it does not adopt PLVResolutionSource.
   static Ref<PLVDeferred> initWithResolutionSource(const Value& source,
                                                    CreationPlace place = CreationPlace::here());
   static Ref<PLVDeferred> withResolutionSource(const Value& source,
                                                CreationPlace place = CreationPlace::here());
+  /// Resolved with the value, which is awaited if it is a deferred or a promise.
   static Ref<PLVDeferred> withResolved(const Value& value,
                                        CreationPlace place = CreationPlace::here());
+  /// Rejected with the value.
   static Ref<PLVDeferred> withRejected(const Value& value,
                                        CreationPlace place = CreationPlace::here());
   /// A deferred that receives the source's final value; resolved with null for a null source.
@@ -143,12 +145,14 @@ class PLVDeferred : public NSObject, public PLVResolvable {
     return impl::allResolvedUpToNull(impl::deferredClass<PLVDeferred>, {deferreds...});
   }
 
+  /// The same as `withResolved`.
   [[deprecated("use withResolved")]] static Ref<PLVDeferred> deferredWithResolved(
       const Value& value);
+  /// The same as `withRejected`.
   [[deprecated("use withRejected")]] static Ref<PLVDeferred> deferredWithRejected(
       const Value& value);
 
-  /// Adds a step. Either handler may be null: the value then passes that branch unchanged.
+  // Adds a step. Either handler may be null: the value then passes that branch unchanged.
   Ref<PLVDeferred> thenResolvedRejected(PLVResolvedHandler resolved, PLVRejectedHandler rejected);
   Ref<PLVDeferred> thenResolved(PLVResolvedHandler resolved);
   Ref<PLVDeferred> thenRejected(PLVRejectedHandler rejected);
@@ -198,8 +202,10 @@ class PLVDeferred : public NSObject, public PLVResolvable {
   /// Accepts the outcome. A deferred or a promise as the value is awaited first.
   /// Calls: the handlers, now. Ignored after an outcome or a cancellation.
   void resolve(const Value& value) override;
+  /// The same with a failure: a PLVRejected as it is, any other value as one that carries it.
   void reject(const Value& value) override;
 
+  /// The same as `cancelWithValue` with null.
   void cancel() { cancelWithValue(nullptr); }
   /// Before an outcome: tells the source, then runs the steps with a cancellation that carries the
   /// value. While the chain waits: cancels what it waits for. Inside a handler with steps to come:
@@ -215,8 +221,11 @@ class PLVDeferred : public NSObject, public PLVResolvable {
   }
   void setResolution(const Value& resolution) { _resolution = resolution; }
 
+  /// Whether the outcome has come; the chain may still be under way.
   bool isResolved() const noexcept { return _resolved; }
+  /// Whether the deferred was cancelled.
   bool isCancelled() const noexcept { return _cancelled; }
+  /// Whether the chain waits for another deferred or promise.
   bool isPaused() const noexcept { return _paused; }
 
   // The chain's machinery, for promises, combinators and enumerations. Main thread only.
@@ -229,6 +238,7 @@ class PLVDeferred : public NSObject, public PLVResolvable {
   template <class Self, class Above>
   class ClassOperations;
 
+  // Deferreds have memory of their own, which is used again.
   static void* operator new(std::size_t size);
   static void operator delete(void* memory, std::size_t size) noexcept;
 
@@ -236,6 +246,7 @@ class PLVDeferred : public NSObject, public PLVResolvable {
   PLVDeferred() noexcept;
   ~PLVDeferred() override;
 
+  /// Notes the source, held weakly; see `initWithResolutionSource`.
   void adoptResolutionSource(const Value& source);
   /// Notes where an object was made, for reports.
   static void notePlace(const PLVDeferred& deferred, CreationPlace place) noexcept;

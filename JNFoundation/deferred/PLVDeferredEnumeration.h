@@ -85,6 +85,7 @@ class PLVDeferredEnumeration : public NSObject, public PLVResolvable, public PLV
   /// What the walk waits for; null while it does not wait.
   const Ref<PLVDeferred>& current() const noexcept { return _current; }
   void setCurrent(const Ref<PLVDeferred>& current) { _current = current; }
+  /// What is walked over.
   const Ref<NSArray>& inputArray() const noexcept { return _inputArray; }
   /// Takes: a copy.
   void setInputArray(const Ref<NSArray>& array);

@@ -18,12 +18,14 @@ class PLVRejectedHandler {
   PLVRejectedHandler() noexcept = default;
   PLVRejectedHandler(std::nullptr_t) noexcept {}
 
+  /// A closure that takes the failure as a value.
   template <class Closure>
   requires(!std::is_same_v<std::remove_cvref_t<Closure>, PLVRejectedHandler> &&
            std::is_invocable_v<std::decay_t<Closure>&, const Value&>)
       PLVRejectedHandler(Closure&& closure)
       : _block(std::forward<Closure>(closure)) {}
 
+  /// A closure that takes the failure as a PLVRejected.
   template <class Closure>
   requires(!std::is_same_v<std::remove_cvref_t<Closure>, PLVRejectedHandler> &&
            !std::is_invocable_v<std::decay_t<Closure>&, const Value&> &&
@@ -39,6 +41,7 @@ class PLVRejectedHandler {
     _block = OfRejected<Stored>{Stored(std::forward<Closure>(closure))};
   }
 
+  /// Whether there is a handler.
   explicit operator bool() const noexcept { return static_cast<bool>(_block); }
   /// Requires: not null; the value is a PLVRejected.
   Value operator()(const Value& rejected) const { return _block(rejected); }
@@ -72,6 +75,7 @@ class PLVDeferredStep : public NSObject {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  /// Takes: null for a branch that passes values unchanged.
   static Ref<PLVDeferredStep> initWithResolvedBlockRejectedBlock(PLVResolvedHandler resolved,
                                                                  PLVRejectedHandler rejected);
 

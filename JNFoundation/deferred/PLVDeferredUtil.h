@@ -26,7 +26,7 @@ struct RxElement<Value> {
 
 }  // namespace impl
 
-/// The domains of the errors that the bridge makes; their user info is empty.
+// The domains of the errors that the bridge makes; their user info is empty.
 inline constexpr const char* PLVDeferredRxErrorDomain = "PLVDeferred";
 inline constexpr const char* PLVDeferredUtilErrorDomain = "PLVDeferredUtil";
 
@@ -67,8 +67,10 @@ inline constexpr const char* PLVDeferredUtilErrorDomain = "PLVDeferredUtil";
 template <class Rx>
 class PLVDeferredUtil {
  public:
+  /// What an observable of T's has: references to objects, or any value.
   template <class T>
   using Element = typename impl::RxElement<T>::Type;
+  /// An observable of the reactive library.
   template <class E>
   using Observable = typename Rx::template Observable<E>;
 

@@ -32,15 +32,18 @@ class PLVPromise : public NSObject, public PLVResolvable, public PLVResolutionSo
   const Class& class_() const noexcept override { return classObject; }
   NSObject* protocolObject() noexcept override { return this; }
 
+  /// Without an outcome.
   static Ref<PLVPromise> init(CreationPlace place = CreationPlace::here());
-  /// The source, any object, is told when the promise is cancelled before its outcome; it is held
-  /// weakly and skipped if it does not adopt PLVResolutionSource.
+  // The source, any object, is told when the promise is cancelled before its outcome; it is held
+  // weakly and skipped if it does not adopt PLVResolutionSource.
   static Ref<PLVPromise> initWithResolutionSource(const Value& source,
                                                   CreationPlace place = CreationPlace::here());
   static Ref<PLVPromise> withResolutionSource(const Value& source,
                                               CreationPlace place = CreationPlace::here());
+  /// Fulfilled with the value, which is awaited if it is a deferred or a promise.
   static Ref<PLVPromise> withResolved(const Value& value,
                                       CreationPlace place = CreationPlace::here());
+  /// Rejected with the value.
   static Ref<PLVPromise> withRejected(const Value& value,
                                       CreationPlace place = CreationPlace::here());
   /// A promise of the deferred's final value; fulfilled with null for a null deferred.
@@ -49,7 +52,9 @@ class PLVPromise : public NSObject, public PLVResolvable, public PLVResolutionSo
   /// Stores `resolvedBy(deferred)`. Does nothing at all where there is nowhere to store it.
   static void getPromiseResolvedBy(Ref<PLVPromise>* promise, const Ref<PLVDeferred>& deferred);
 
+  /// The same as `withResolved`.
   [[deprecated("use withResolved")]] static Ref<PLVPromise> promiseWithResolved(const Value& value);
+  /// The same as `withRejected`.
   [[deprecated("use withRejected")]] static Ref<PLVPromise> promiseWithRejected(const Value& value);
 
   /// A new deferred that receives the outcome; cancelling it withdraws it as a listener.
@@ -71,8 +76,10 @@ class PLVPromise : public NSObject, public PLVResolvable, public PLVResolutionSo
   /// Accepts the outcome. A deferred or a promise as the value is awaited first.
   /// Calls: listeners and callback, now. Ignored after an outcome or a cancellation.
   void resolve(const Value& value) override;
+  /// The same with a failure: a PLVRejected as it is, any other value as one that carries it.
   void reject(const Value& value) override;
 
+  /// The same as `cancelWithValue` with null.
   void cancel() { cancelWithValue(nullptr); }
   /// Before the outcome: tells the source, cancels what the promise waits for, and hands a
   /// cancellation that carries the value to the listeners. Afterwards: only later listeners and
@@ -81,7 +88,9 @@ class PLVPromise : public NSObject, public PLVResolvable, public PLVResolutionSo
   void resolvableDidCancelWithValue(const Ref<PLVResolvable>& resolvable,
                                     const Value& value) override;
 
+  /// Whether the outcome is there.
   bool isFulfilled() const noexcept { return _isFulfilled; }
+  /// Whether the outcome is yet to come.
   bool isOutstanding() const noexcept { return !_isFulfilled; }
 
   /// Whether losing the last listener cancels the promise; true at first.
@@ -117,6 +126,7 @@ class PLVPromise : public NSObject, public PLVResolvable, public PLVResolutionSo
   PLVPromise() noexcept;
   ~PLVPromise() override;
 
+  /// Notes the source, held weakly; see `initWithResolutionSource`.
   void adoptResolutionSource(const Value& source);
 
   /// Notes where an object was made, for reports.

@@ -29,15 +29,20 @@ class PLVRejected : public NSObject {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  /// A failure that carries the value; no cancellation.
   static Ref<PLVRejected> withValue(const Value& value);
   /// A cancellation that carries null.
   static Ref<PLVRejected> cancellation();
+  /// A cancellation that carries the value.
   static Ref<PLVRejected> cancellationWithValue(const Value& value);
+  /// The same as `withValue`.
   static Ref<PLVRejected> initWithValue(const Value& value);
+  /// A failure that carries the value, and is a cancellation or not.
   static Ref<PLVRejected> initWithValueCancellation(const Value& value, bool cancellation);
 
   /// What the failure carries: an error, an exception, any other value; may be null.
   const Value& value() const noexcept { return _value; }
+  /// Whether the failure says that nobody wants the outcome any more.
   bool isCancellation() const noexcept { return _cancellation; }
 
   /// The value itself if it is an error of that domain; null otherwise, also for a null domain.

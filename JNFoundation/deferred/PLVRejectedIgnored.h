@@ -15,6 +15,7 @@ class PLVRejectedIgnored : public NSObject {
 
   /// Always an instance of this very class, also when a subclass is asked.
   static Ref<PLVRejectedIgnored> withRejected(const Ref<PLVRejected>& rejected);
+  /// Takes: the failure; may be null.
   static Ref<PLVRejectedIgnored> initWithRejected(const Ref<PLVRejected>& rejected);
 
   /// The failure that was ignored; may be null.

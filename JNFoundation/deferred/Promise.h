@@ -21,9 +21,11 @@ class Promise {
   /// States what the promise is of.
   explicit Promise(Ref<PLVPromise> promise) noexcept : _promise(std::move(promise)) {}
 
+  /// Without an outcome.
   static Promise init(CreationPlace place = CreationPlace::here()) {
     return Promise(PLVPromise::init(place));
   }
+  /// Fulfilled with the value.
   template <class U = T>
   requires(!std::is_void_v<T> && std::is_convertible_v<U, T>) static Promise
       withResolved(U&& value, CreationPlace place = CreationPlace::here()) {
@@ -33,15 +35,20 @@ class Promise {
       CreationPlace place = CreationPlace::here()) requires std::is_void_v<T> {
     return Promise(PLVPromise::withResolved(nullptr, place));
   }
+  /// Rejected with the value.
   static Promise withRejected(const Value& value, CreationPlace place = CreationPlace::here()) {
     return Promise(PLVPromise::withRejected(value, place));
   }
+  /// A promise of the deferred's final value.
   static Promise resolvedBy(Deferred<T> deferred, CreationPlace place = CreationPlace::here()) {
     return Promise(PLVPromise::resolvedBy(deferred.untyped(), place));
   }
 
+  /// Whether the handle is not null.
   explicit operator bool() const noexcept { return static_cast<bool>(_promise); }
+  /// The promise itself.
   const Ref<PLVPromise>& untyped() const noexcept { return _promise; }
+  /// The promise itself.
   operator const Ref<PLVPromise>&() const noexcept { return _promise; }
 
   /// Takes a T, a failure or an Outcome, or a deferred or promise of a T, which is awaited.
@@ -52,16 +59,20 @@ class Promise {
     _promise->resolve(impl::toValueOf<T>(std::forward<Returned>(value)));
   }
   void resolve() const requires std::is_void_v<T> { _promise->resolve(nullptr); }
+  // As the operations of PLVPromise of the same names.
   void reject(const Value& value) const { _promise->reject(value); }
   void cancel() const { _promise->cancel(); }
   void cancelWithValue(const Value& value) const { _promise->cancelWithValue(value); }
 
+  // As the operations of PLVPromise of the same names.
   bool isFulfilled() const noexcept { return _promise->isFulfilled(); }
   bool isOutstanding() const noexcept { return _promise->isOutstanding(); }
 
+  /// A new deferred that receives the outcome; cancelling it withdraws it as a listener.
   Deferred<T> deferredResolution(CreationPlace place = CreationPlace::here()) const {
     return Deferred<T>(_promise->deferredResolution(place));
   }
+  /// A new promise that receives the outcome.
   Promise promisedResolution(CreationPlace place = CreationPlace::here()) const {
     return Promise(_promise->promisedResolution(place));
   }
@@ -91,6 +102,7 @@ class TypedPromiseAwaiter : public PromiseAwaiter {
 
 }  // namespace impl
 
+/// Gives a T; throws Rejected for a failure, also where the value is of another kind.
 template <class T>
 impl::TypedPromiseAwaiter<T> operator co_await(const Promise<T>& promise) {
   return impl::TypedPromiseAwaiter<T>(promise.untyped());

@@ -6,9 +6,9 @@
 
 namespace JNFoundation::inline v0_1 {
 
-/// The domain of the errors that this folder makes itself, and their codes. Each has a
-/// localizedDescription.
+/// The domain of the errors that this folder makes itself. Each has a localizedDescription.
 inline constexpr const char* JNDeferredErrorDomain = "JNDeferredErrorDomain";
+/// The codes of JNDeferredErrorDomain.
 enum JNDeferredErrorCode : NSInteger {
   /// A typed view found a value of another kind.
   JNDeferredErrorUnexpectedKind = 1,

@@ -8,6 +8,7 @@ namespace JNFoundation::inline v0_1 {
 
 /// A failure that nobody could see: the deferred or the promise that ended with it has gone.
 struct UnhandledRejection {
+  /// The failure. Never null.
   Ref<PLVRejected> rejected;
   /// "PLVDeferred" or "PLVPromise".
   const char* kind;
@@ -21,6 +22,7 @@ struct UnhandledRejection {
   Ref<NSString> description() const;
 };
 
+/// What is called for a rejection that was never seen.
 using UnhandledRejectionHook = Block<void(const UnhandledRejection& unhandled)>;
 
 /// Has the hook called for every rejection that was never seen. Null, as at first, turns this off.

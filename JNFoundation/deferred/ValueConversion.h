@@ -36,6 +36,7 @@ struct ValueConversion {
                 "the system's clock, or a type for which ValueConversion is specialised");
 };
 
+/// A Value is itself.
 template <>
 struct ValueConversion<Value> {
   static bool holds(const Value&) noexcept { return true; }
@@ -44,6 +45,7 @@ struct ValueConversion<Value> {
   static std::string_view name() noexcept { return "Value"; }
 };
 
+/// A reference is the object, or null.
 template <class T>
 struct ValueConversion<Ref<T>> {
   static_assert(!std::derived_from<T, PLVDeferred> && !std::derived_from<T, PLVPromise>,
@@ -109,8 +111,8 @@ struct ValueConversion<std::chrono::time_point<std::chrono::system_clock, Durati
     const Seconds seconds(value.timeIntervalSince1970());
     return seconds > Seconds(Duration::min()) && seconds < Seconds(Duration::max());
   }
-  // Whole seconds and the rest apart, because a double has not enough digits for both.
   static Moment fromValue(const Value& value) {
+    // Whole seconds and the rest apart, because a double has not enough digits for both.
     const double seconds = value.timeIntervalSince1970();
     const double whole = std::floor(seconds);
     return Moment(std::chrono::duration_cast<Duration>(

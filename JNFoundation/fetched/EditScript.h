@@ -10,6 +10,7 @@ namespace JNFoundation::inline v0_1 {
 /// One step of a script: where things are at the moment of the step, with all steps before it done
 /// and none after it.
 struct EditStep {
+  /// What a step does.
   enum class Kind : std::uint8_t {
     /// `count` items go, the first of them at `at`.
     RemoveItems,
@@ -28,13 +29,16 @@ struct EditStep {
     UpdateItems,
   };
 
+  /// What the step does.
   Kind kind;
+  /// Where, at the moment of the step.
   ListPlace at;
   /// Of a move only.
   ListPlace to = {};
   /// The place in the list after the whole batch, where the new values are; of all steps but
   /// removals.
   ListPlace after = {};
+  /// How many items there are, one after the other; 1 for sections and moves.
   NSUInteger count = 1;
 };
 

@@ -19,12 +19,15 @@ namespace JNFoundation::inline v0_1 {
 template <class Rx>
 class FetchedObservables {
  public:
+  /// An observable of the reactive library.
   template <class Element>
   using Observable = typename Rx::template Observable<Element>;
 
+  /// A snapshot, and then every event.
   static Observable<Ref<ResultsEvent>> rx_observable(const Ref<ResultsStream>& stream) {
     return bridge<Ref<ResultsEvent>>(stream);
   }
+  /// The status as it is, and then each new one.
   static Observable<RefreshStatus> rx_observable(const Ref<RefreshState>& state) {
     return bridge<RefreshStatus>(state);
   }

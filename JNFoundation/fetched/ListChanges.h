@@ -17,15 +17,18 @@ enum NSFetchedResultsChangeType : NSUInteger;
 
 /// Where an item is in a list of sections.
 struct ListPlace {
-  NSUInteger section = 0;
-  NSUInteger item = 0;
+  NSUInteger section = 0;  ///< its number, from 0
+  NSUInteger item = 0;     ///< its number in the section, from 0
 
+  /// Whether both are the same place.
   friend bool operator==(const ListPlace& left, const ListPlace& right) noexcept {
     return left.section == right.section && left.item == right.item;
   }
+  /// Whether they are different places.
   friend bool operator!=(const ListPlace& left, const ListPlace& right) noexcept {
     return !(left == right);
   }
+  /// Whether the first place stands before the second in the list.
   friend bool operator<(const ListPlace& left, const ListPlace& right) noexcept {
     return left.section != right.section ? left.section < right.section : left.item < right.item;
   }
@@ -38,9 +41,11 @@ struct ListMove {
   /// After it.
   ListPlace to;
 
+  /// Whether both go from the same place to the same place.
   friend bool operator==(const ListMove& left, const ListMove& right) noexcept {
     return left.from == right.from && left.to == right.to;
   }
+  /// By the place before the batch, then by the one after it.
   friend bool operator<(const ListMove& left, const ListMove& right) noexcept {
     return left.from != right.from ? left.from < right.from : left.to < right.to;
   }
@@ -48,6 +53,7 @@ struct ListMove {
 
 /// Items that stand one after the other in a list after a batch, and come from one place.
 struct ListRun {
+  /// Where items come from.
   enum class Origin : std::uint8_t {
     /// Items that were there and are told nothing of; `place` is the first's before the batch.
     Kept,
@@ -57,9 +63,9 @@ struct ListRun {
     New,
   };
 
-  Origin origin;
-  ListPlace place;
-  NSUInteger count;
+  Origin origin;     ///< of all of the items
+  ListPlace place;   ///< see `Origin`
+  NSUInteger count;  ///< how many items there are
 };
 
 /// One batch of changes of a list of sections, as a value to calculate with.
@@ -85,12 +91,12 @@ struct ListRun {
 /// Threads: a value; one at a time. Fails: raises NSInvalidArgumentException where entries do not
 /// fit together, and changes nothing.
 struct ListChanges {
-  std::vector<NSUInteger> deletedSections;
-  std::vector<NSUInteger> insertedSections;
-  std::vector<ListPlace> deletedItems;
-  std::vector<ListPlace> insertedItems;
-  std::vector<ListPlace> updatedItems;
-  std::vector<ListMove> movedItems;
+  std::vector<NSUInteger> deletedSections;   ///< numbers before the batch
+  std::vector<NSUInteger> insertedSections;  ///< numbers after the batch
+  std::vector<ListPlace> deletedItems;       ///< before the batch
+  std::vector<ListPlace> insertedItems;      ///< after the batch
+  std::vector<ListPlace> updatedItems;       ///< before the batch
+  std::vector<ListMove> movedItems;          ///< from before the batch to after it
 
   // ---- Collecting -------------------------------------------------------------------------------
 
@@ -108,6 +114,7 @@ struct ListChanges {
   /// A set of the same entries that keeps moves.
   Ref<PLVFetchedResultsChanges> fetchedResultsChanges() const;
 
+  /// Whether there are no entries.
   bool isEmpty() const noexcept { return size() == 0; }
   /// The number of entries.
   std::size_t size() const noexcept {
@@ -155,6 +162,7 @@ struct ListChanges {
   ///     {"deletedSections": [0], "insertedSections": [2], "deleted": [[1, 4]],
   ///      "inserted": [[0, 0]], "updated": [[1, 0]], "moved": [[[1, 2], [1, 3]]]}
   Ref<NSDictionary> JSONObject() const;
+  /// The same as JSON text.
   Ref<NSData> JSONData() const;
 
   /// Members of other names are ignored.
@@ -163,6 +171,7 @@ struct ListChanges {
   /// are no places.
   static bool readJSONObject(const Value& object, ListChanges* changes,
                              Ref<NSError>* error = nullptr);
+  /// The same from JSON text.
   static bool readJSONData(const Ref<NSData>& data, ListChanges* changes,
                            Ref<NSError>* error = nullptr);
 };

@@ -37,6 +37,7 @@ class PLVFetchedResultsChanges : public NSObject {
   /// Options other than `keepsMoves` mean nothing.
   static Ref<PLVFetchedResultsChanges> initWithOptions(NSUInteger options);
 
+  /// What the set was made with.
   NSUInteger options() const noexcept { return _options; }
 
   /// Numbers before the batch.

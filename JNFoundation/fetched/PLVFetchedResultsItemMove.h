@@ -12,6 +12,7 @@ class PLVFetchedResultsItemMove : public NSObject {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  /// Takes: the place before the batch and the one after it.
   static Ref<PLVFetchedResultsItemMove> initWithFromTo(const Ref<NSIndexPath>& from,
                                                        const Ref<NSIndexPath>& to);
 

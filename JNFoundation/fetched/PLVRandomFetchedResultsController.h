@@ -30,6 +30,7 @@ class PLVRandomFetchedResultsController : public NSFetchedResultsController,
                                           public NSFetchedResultsControllerDelegate {
  public:
   using Superclass = NSFetchedResultsController;
+  /// The controller that tells.
   using Controller = NSFetchedResultsControllerDelegate::Controller;
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
@@ -44,12 +45,14 @@ class PLVRandomFetchedResultsController : public NSFetchedResultsController,
   /// Fails: as the base; the sample stays.
   bool performFetch(Ref<NSError>* error = nullptr) override;
 
+  /// The most objects to sample.
   NSUInteger sampleLimit() const noexcept { return _sampleLimit; }
   /// Null before the first fetch.
   const Ref<PLVRandomFetchedResultsSample>& sample() const noexcept { return _sample; }
   void setSample(const Ref<PLVRandomFetchedResultsSample>& sample) { _sample = sample; }
   /// Draws a new sample, without a fetch. The delegate is told nothing.
   virtual void resampleFetchedObjects();
+  /// The same with another limit, which stays.
   virtual void resampleFetchedObjectsWithLimit(NSUInteger limit);
 
   /// Without a delegate nothing is followed, and the sample stays as it is; as in the base.

@@ -45,8 +45,10 @@ class PLVRandomFetchedResultsSample : public NSObject, public NSFetchedResultsSe
   /// As they are now: an array that stays as it is when the sample changes.
   Ref<NSArray> objects() const override { return _objects; }
 
+  /// The most objects that the sample may have.
   NSUInteger sampleLimit() const noexcept { return _sampleLimit; }
 
+  /// What the sample is drawn from.
   const Ref<NSFetchedResultsController>& fetchedResults() const noexcept { return _fetchedResults; }
   void setFetchedResults(const Ref<NSFetchedResultsController>& fetchedResults) {
     _fetchedResults = fetchedResults;

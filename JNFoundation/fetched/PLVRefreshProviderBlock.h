@@ -18,11 +18,13 @@ class PLVRefreshProviderBlock : public NSObject {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  /// Without a provider and a block.
   static Ref<PLVRefreshProviderBlock> init();
 
   /// Held weakly. Null when there is none, or none any more.
   Ref<NSObject> provider() const noexcept { return _provider.load(); }
   void setProvider(const Ref<NSObject>& provider) { _provider = provider; }
+  /// What refreshes the results. Null until it is set.
   const PLVRefreshBlock& refreshBlock() const noexcept { return _refreshBlock; }
   void setRefreshBlock(PLVRefreshBlock block) { _refreshBlock = std::move(block); }
 

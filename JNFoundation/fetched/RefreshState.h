@@ -11,15 +11,19 @@ namespace JNFoundation::inline v0_1 {
 
 /// How it stands with fresh data.
 struct RefreshStatus {
+  /// Where a refresh stands.
   enum class Phase : std::uint8_t {
     /// Nothing was asked for yet.
     Idle,
+    /// A refresh is under way.
     Loading,
     /// What was asked for last has arrived, at `since`.
     Fresh,
+    /// The last refresh was rejected, with `rejected`.
     Failed,
   };
 
+  /// Where the refresh stands.
   Phase phase = Phase::Idle;
   /// The date of the last success, whatever came after it; null before the first one.
   Value since = nullptr;
@@ -31,6 +35,7 @@ struct RefreshStatus {
   /// The error that it was rejected with; null where there is none, or it is something else.
   Ref<NSError> error() const { return rejected ? as<NSError>(Value(rejected->value())) : nullptr; }
 
+  /// Whether all members are the same; a date by its instant, a failure by identity.
   friend bool operator==(const RefreshStatus& left, const RefreshStatus& right) noexcept {
     return left.phase == right.phase && left.since.isIdentical(right.since) &&
            left.isStale == right.isStale && left.rejected == right.rejected;
@@ -62,6 +67,7 @@ class RefreshState : public NSObject {
   /// Fails: raises NSInvalidArgumentException for null.
   static Ref<RefreshState> withController(const Ref<NSFetchedResultsController>& controller);
 
+  /// Whose results are refreshed. Never null.
   const Ref<NSFetchedResultsController>& controller() const noexcept { return _controller; }
   /// As it is. Observers may still be on their way to it.
   const RefreshStatus& status() const noexcept { return _status; }

@@ -65,6 +65,7 @@ class ResultsStream : public NSObject, public NSFetchedResultsControllerDelegate
   /// Fails: raises NSInvalidArgumentException for null.
   static Ref<ResultsStream> withController(const Ref<NSFetchedResultsController>& controller);
 
+  /// Whose results are told of. Never null.
   const Ref<NSFetchedResultsController>& controller() const noexcept { return _controller; }
 
   /// Has the controller fetch. A controller that fetches by itself tells nobody.

@@ -44,6 +44,7 @@ class StickySampleController : public NSFetchedResultsController,
                                public NSFetchedResultsControllerDelegate {
  public:
   using Superclass = NSFetchedResultsController;
+  /// The controller that tells.
   using Controller = NSFetchedResultsControllerDelegate::Controller;
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
@@ -65,6 +66,7 @@ class StickySampleController : public NSFetchedResultsController,
   /// Calls: the delegate, as for a batch, where the sample is another one.
   void reshuffle();
 
+  /// The most objects to sample.
   NSUInteger sampleLimit() const noexcept { return _sampleLimit; }
   /// A lower limit drops objects from the end, a higher one draws more.
   /// Calls: the delegate, as for a batch.

@@ -13,7 +13,9 @@ namespace JNFoundation::inline v0_1 {
 /// The queue of a context, as an Executor. Takes: the context, until its last task has run.
 class ContextExecutor {
  public:
+  /// Takes: the context; not null.
   explicit ContextExecutor(Ref<NSManagedObjectContext> context) : _context(std::move(context)) {}
+  /// Runs the task in the context's queue, later.
   void execute(Block<void()> task) { _context->performBlock(std::move(task)); }
 
  private:

@@ -11,8 +11,9 @@ namespace impl {
 class ImportRun;
 }
 
-/// The domain of an import's own errors, and their codes. Each has a localizedDescription.
+/// The domain of an import's own errors. Each has a localizedDescription.
 inline constexpr const char* JNImportErrorDomain = "JNImportErrorDomain";
+/// The codes of an import's own errors.
 enum JNImportErrorCode : NSInteger {
   /// The context has unsaved changes that are not the import's, or another import runs in it.
   JNImportErrorContextInUse = 1,
@@ -29,8 +30,8 @@ enum JNImportErrorCode : NSInteger {
   JNImportErrorNoRelatedObject = 6,
 };
 
-/// Keys of the user info of the error that ends an import because of one record: the number of the
-/// record in the list, and the ImportReport up to there.
+// Keys of the user info of the error that ends an import because of one record: the number of the
+// record in the list, and the ImportReport up to there.
 inline constexpr const char* JNImportRecordIndexErrorKey = "JNImportRecordIndex";
 inline constexpr const char* JNImportReportErrorKey = "JNImportReport";
 
@@ -51,7 +52,9 @@ class ImportReport : public NSObject {
   };
   /// A record whose object an earlier one of the feed stands for as well.
   struct Duplicate {
+    /// The place of the record in the list.
     NSUInteger index;
+    /// The place of the first record for the same object.
     NSUInteger firstIndex;
   };
 
@@ -65,7 +68,9 @@ class ImportReport : public NSObject {
   /// Objects that were made for records within records.
   NSUInteger insertedRelated() const noexcept { return _counts.insertedRelated; }
 
+  /// As the import met them.
   const std::vector<Refusal>& refusals() const noexcept { return _refusals; }
+  /// As the import met them.
   const std::vector<Duplicate>& duplicates() const noexcept { return _duplicates; }
   /// Whether objects absent from the feed were kept although they were to be deleted, because a
   /// record could not be told apart and may stand for any of them.

@@ -35,12 +35,16 @@ enum class ImportDuplicate {
 };
 
 /// What becomes of objects for which the feed has no record.
-enum class ImportAbsent { Keep, Delete };
+enum class ImportAbsent {
+  Keep,   ///< they stay
+  Delete  ///< they are deleted
+};
 
 /// How far an import is; told after each chunk.
 struct ImportProgress {
-  NSUInteger recordsDone;
-  /// NSNotFound while nobody knows: the end of a text that is read as it is imported is not seen.
+  NSUInteger recordsDone;  ///< of the feed
+  /// Of the feed, those that are done included. NSNotFound while nobody knows: the end of a text
+  /// that is read as it is imported is not seen.
   NSUInteger recordsTotal;
   /// How much of the feed is done, from 0 to 1.
   double fraction;
@@ -59,8 +63,11 @@ struct ImportOptions {
   /// Null: the filter of the context.
   Ref<PLVDataMapFilter> filter = nullptr;
 
+  /// When what was imported is written.
   ImportCommit commit = ImportCommit::EachChunk;
+  /// What becomes of an import in which a record is refused.
   ImportRefusal refusal = ImportRefusal::Skip;
+  /// What becomes of a further record for the same object.
   ImportDuplicate duplicate = ImportDuplicate::Map;
 
   /// Deleting needs an identity. Nothing is deleted when a record cannot be told apart.

@@ -23,11 +23,13 @@ namespace JNFoundation::inline v0_1 {
 struct MapInspection {
   /// Who gave a rule.
   struct Origin {
+    /// Where rules come from.
     enum class Kind : std::uint8_t {
       Automatic,   ///< nobody: it stands for an attribute of the entity
       UserInfo,    ///< the user info of the entity
       Descriptor,  ///< a descriptor that an application made
     };
+    /// Where the rule comes from.
     Kind kind = Kind::Descriptor;
     /// The entity, which may be an ancestor. Null for a descriptor.
     Ref<NSEntityDescription> entity;
@@ -38,11 +40,13 @@ struct MapInspection {
 
   /// A rule that a map has.
   struct Rule {
+    /// What a rule does with a value.
     enum class Kind : std::uint8_t {
       Attribute,         ///< the value goes to an attribute
       Message,           ///< the value is the argument of a message to the object
       NestedDictionary,  ///< the dictionary goes through the rules below it
     };
+    /// What the rule does with the value.
     Kind kind;
     /// As it stands in the descriptor, e.g. "%meta.$born".
     Ref<NSString> key;
@@ -54,6 +58,7 @@ struct MapInspection {
     Ref<NSString> filter;
     /// NSUndefinedAttributeType for all but attributes.
     NSAttributeType attributeType = NSUndefinedAttributeType;
+    /// Who gave the rule.
     Origin origin;
 
     /// The path as text, e.g. "meta.born".
@@ -65,12 +70,13 @@ struct MapInspection {
 
   /// A rule, or a part of one, that does not do what it says, and why.
   struct Problem {
+    /// What may be wrong with a rule.
     enum class Kind : std::uint8_t {
       // The rule is left out of the map, and the log says so in the words of `reason`.
-      UnknownAttribute,
-      UnmappableType,  ///< no value of a record can be stored in an attribute of that type
-      UnknownClass,    ///< the entity's class is not part of the program, so nor is its message
-      UnknownMessage,
+      UnknownAttribute,   ///< the entity has no attribute of that name
+      UnmappableType,     ///< no value of a record can be stored in an attribute of that type
+      UnknownClass,       ///< the entity's class is not part of the program, so nor is its message
+      UnknownMessage,     ///< the entity's class has no such message
       UnsuitableMessage,  ///< it does not take one object, or returns something else than one
       // The rule, or a part of it, is left out of the map, and nobody says so.
       NotText,        ///< its destination is no text
@@ -84,24 +90,31 @@ struct MapInspection {
       UnlikelyKey,    ///< white space around an input key or a filter's name, or nothing at all
       EmptyNested,    ///< a dictionary under the key is read, and nothing of it is kept
     };
+    /// How serious a problem is.
     enum class Severity : std::uint8_t {
+      /// What the author did not mean.
       Problem,
       /// What may well be meant: an entity overrides what it inherits, an attribute that cannot be
       /// mapped has no rule of its own.
       Note,
     };
+    /// What is wrong.
     Kind kind;
+    /// How serious it is.
     Severity severity = Severity::Problem;
     /// Whose rules were inspected.
     Ref<NSEntityDescription> entity;
+    /// The key of the rule, as it stands in the descriptor.
     Ref<NSString> key;
     /// The input keys that the key names; none for NoForm and for shadowed rules.
     std::vector<Ref<NSString>> path;
     /// What the descriptor has under the key.
     Value value;
+    /// Who gave the rule.
     Origin origin;
     /// Of the rule that took the place of a shadowed one.
     Origin shadowedBy;
+    /// What is wrong, as a text for people. Never null.
     Ref<NSString> reason;
     /// What to do about it. Null where there is nothing to say.
     Ref<NSString> advice;
@@ -121,6 +134,7 @@ struct MapInspection {
     /// The messages, e.g. "applyTags:", that classes take that are not part of this program. Null:
     /// nothing is known of them.
     Ref<NSSet> messages;
+    /// What is made of messages to classes that are not part of this program.
     enum class ClassesElsewhere : std::uint8_t {
       /// A message to a class that is not part of this program is a problem, as it is to a map.
       Missing,
@@ -128,6 +142,7 @@ struct MapInspection {
       /// classes. A message that `messages` lacks is a problem.
       Trusted,
     };
+    /// What is made of messages to classes that are not part of this program.
     ClassesElsewhere classesElsewhere = ClassesElsewhere::Missing;
   };
 

@@ -21,6 +21,7 @@ class MappingReport;
 /// asked for. Threads: the mapping's.
 class MappingEvent {
  public:
+  /// What became of a value.
   enum class Kind {
     Stored,   ///< an attribute got a value
     Cleared,  ///< an attribute got null, for the reason given
@@ -31,7 +32,7 @@ class MappingEvent {
 
   /// Why a value is not there, or not as it came.
   enum class Reason {
-    None,
+    None,             ///< as the rule says
     NullValue,        ///< it came as null or as the null marker
     NoFilter,         ///< the rule names a filter action, and the mapping has no filter
     UnknownFilter,    ///< the filter has no action of the name that the rule gives
@@ -49,15 +50,18 @@ class MappingEvent {
     None,            ///< as it came, or as the filter made it
     NumberFromText,  ///< the numeric prefix, without its fraction, or the truth, of a text
     TextFromNumber,  ///< the decimal text of a number
-    DateFromText,
+    DateFromText,    ///< the instant of a text of the one form that is read
     DateFromNumber,  ///< of milliseconds since 1970
   };
 
   MappingEvent(const MappingEvent&) = delete;
   MappingEvent& operator=(const MappingEvent&) = delete;
 
+  /// What became of the value.
   Kind kind() const noexcept { return _kind; }
+  /// Why it is not as it was in the record.
   Reason reason() const noexcept { return _reason; }
+  /// How the value was made another one.
   Conversion conversion() const noexcept { return _conversion; }
 
   /// The keys from the outermost dictionary to the value, a new array; empty for a value that was

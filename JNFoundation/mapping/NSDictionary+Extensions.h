@@ -27,6 +27,7 @@ bool jn_boolForKey(const Ref<NSDictionary>& dictionary, const Value& key);
 // Fail: raise an exception named "Parse exception", e.g. "number needed for key:count", for a value
 // of another kind. Whoever reads data from outside must be ready for that.
 
+// The value itself; null if absent. Fail: raise "Parse exception" for a value of another kind.
 Value jn_numberForKey(const Ref<NSDictionary>& dictionary, const Value& key);
 Ref<NSString> jn_stringForKey(const Ref<NSDictionary>& dictionary, const Value& key);
 Ref<NSArray> jn_arrayForKey(const Ref<NSDictionary>& dictionary, const Value& key);
@@ -34,6 +35,7 @@ Ref<NSDictionary> jn_dictionaryForKey(const Ref<NSDictionary>& dictionary, const
 
 // ---- Lenient: the value itself, null if absent or of another kind -----------------------------
 
+// The value itself; null if absent or of another kind.
 Value jn_numberForKeyOptionalType(const Ref<NSDictionary>& dictionary, const Value& key);
 Ref<NSString> jn_stringForKeyOptionalType(const Ref<NSDictionary>& dictionary, const Value& key);
 Ref<NSArray> jn_arrayForKeyOptionalType(const Ref<NSDictionary>& dictionary, const Value& key);

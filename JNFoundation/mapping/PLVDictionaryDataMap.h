@@ -68,6 +68,7 @@ class PLVDictionaryDataMap : public NSObject {
   // What the map was made of; for tools that explain it.
   const Ref<NSDictionary>& scalarMaps() const noexcept { return _scalarMaps; }
   const Ref<NSDictionary>& dictionaryMaps() const noexcept { return _dictionaryMaps; }
+  /// The name of the entity that the map is for; null for none.
   const Ref<NSString>& entityName() const noexcept { return _entityName; }
 
   /// The class operations of a subclass make instances of it; nested maps stay of the base class.
@@ -92,14 +93,19 @@ class PLVDictionaryDataMap : public NSObject {
   };
 
  protected:
+  /// What a map is made of.
   struct Parts {
+    /// The name of the entity that the map is for; null for none.
     Ref<NSString> entityName;
+    /// The rules for values, by input key.
     Ref<NSDictionary> scalarMaps;
+    /// The maps for nested dictionaries, by input key.
     Ref<NSDictionary> dictionaryMaps;
   };
 
   PLVDictionaryDataMap(const Ref<NSString>& entityName, const Ref<NSDictionary>& scalarMaps,
                        const Ref<NSDictionary>& dictionaryMaps);
+  /// What the descriptor makes for the entity, which may be null.
   static Parts partsOf(const Ref<NSEntityDescription>& entity, const Ref<NSDictionary>& descriptor);
 
  private:

@@ -21,11 +21,13 @@
 /// Threads: those of the objects' contexts; IDs may cross. A null receiver gives null.
 namespace JNFoundation::inline v0_1 {
 
+// The elements, with objects as their IDs.
 Ref<NSMutableArray> plv_objectWithEntitiesAsObjectID(const Ref<NSArray>& array);
 Ref<NSMutableSet> plv_objectWithEntitiesAsObjectID(const Ref<NSSet>& set);
 /// The object's ID. Returns: null for an object without a context.
 Ref<NSManagedObjectID> plv_objectWithEntitiesAsObjectID(const Ref<NSManagedObject>& object);
 
+// The elements, with IDs as the objects of the context.
 Ref<NSMutableArray> plv_objectWithObjectIDsAsEntityInContext(
     const Ref<NSArray>& array, const Ref<NSManagedObjectContext>& context);
 Ref<NSMutableSet> plv_objectWithObjectIDsAsEntityInContext(

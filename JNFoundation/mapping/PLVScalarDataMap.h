@@ -16,6 +16,7 @@ class MappingReport;
 
 /// Which values a mapping sets.
 enum class MappingWrites {
+  /// Each value that a rule gives, equal or not.
   Every,
   /// Those that differ from what the attribute holds, so that a record that changes nothing leaves
   /// the object without changes. An observer is told of all of them alike.
@@ -42,17 +43,24 @@ class PLVScalarDataMap : public NSObject {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
-  enum class MapType : std::int32_t { Attribute = 0, Selector = 2 };
+  /// Where a value goes: to an attribute, or as the argument of a message.
+  enum class MapType : std::int32_t {
+    Attribute = 0,  ///< it is stored
+    Selector = 2    ///< it is sent
+  };
 
   /// Returns: null for a destination that the entity does not have, after a line in the log.
   static Ref<PLVScalarDataMap> newMapWithDestinationForEntity(
       const Ref<NSString>& destination, const Ref<NSEntityDescription>& entity);
+  /// A map without a destination. Takes: null for no filter.
   static Ref<PLVScalarDataMap> initWithEntityNameFilterMapType(const Ref<NSString>& entityName,
                                                                const Ref<NSString>& filter,
                                                                MapType mapType);
+  /// A map to the attribute. Takes: null for no filter; the type as one of NSAttributeType.
   static Ref<PLVScalarDataMap> initWithEntityNameFilterAttributeNameAttributeType(
       const Ref<NSString>& entityName, const Ref<NSString>& filter,
       const Ref<NSString>& attributeName, NSUInteger attributeType);
+  /// A map to the message. Takes: null for no filter.
   static Ref<PLVScalarDataMap> initWithEntityNameFilterSelectorSelectorReturnsVoid(
       const Ref<NSString>& entityName, const Ref<NSString>& filter, SEL selector, bool returnsVoid);
 

@@ -16,6 +16,7 @@
 ///     }, "text");
 namespace JNFoundation::inline v0_1 {
 
+/// What a filter does with a value, which may be null.
 using FilterBlock = Block<Value(const Value& value)>;
 
 /// Registers the block under the name; replaces what the name stood for. The filter keeps the
@@ -33,7 +34,9 @@ void registerReadyMadeFilters(const Ref<PLVDataMapFilter>& filter);
 
 /// Text without white space around it.
 Value trimmedText(const Value& value);
+/// Text in full lower case.
 Value lowercaseText(const Value& value);
+/// Text in full upper case.
 Value uppercaseText(const Value& value);
 /// Null for empty text, an empty array and an empty dictionary.
 Value nullIfEmpty(const Value& value);

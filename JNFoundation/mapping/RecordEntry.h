@@ -13,18 +13,23 @@ namespace JNFoundation::inline v0_1 {
 ///     if (nickname.isNull()) forget();
 ///     if (nickname.isPresent()) remember(nickname.value);
 struct RecordEntry {
+  /// What stands under a key.
   enum class State {
     Missing,  ///< the record has no such key
     Null,     ///< the null marker stands there
-    Present,
+    Present,  ///< a value that is neither
   };
 
+  /// What stands under the key.
   State state = State::Missing;
   /// Null unless it is present.
   Value value;
 
+  /// Whether the record has no such key.
   bool isMissing() const noexcept { return state == State::Missing; }
+  /// Whether the null marker stands there.
   bool isNull() const noexcept { return state == State::Null; }
+  /// Whether something stands there.
   bool isPresent() const noexcept { return state == State::Present; }
 };
 

@@ -20,6 +20,7 @@ namespace JNFoundation::inline v0_1 {
 /// context's for an object.
 class RecordExport {
  public:
+  /// Why a rule has no way back, or a value is not the same on it.
   enum class Obstacle {
     Filter,           ///< the rule has a filter, which nobody can undo
     Message,          ///< the rule sends a message
@@ -36,6 +37,7 @@ class RecordExport {
     Ref<NSArray> path;
     /// The attribute's name or the message's selector.
     Ref<NSString> destination;
+    /// Why it is lost.
     Obstacle obstacle;
   };
 

@@ -27,7 +27,9 @@ class TestMainThread {
   explicit TestMainThread(std::unique_ptr<MainQueueHost> host = nullptr)
       : _scope(std::move(host)) {}
 
+  /// The clock in use, to be driven by hand.
   TestClock& clock() noexcept { return _clock; }
+  /// The main queue in use.
   MainQueue& queue() noexcept { return _scope.queue(); }
 
  private:

@@ -4,7 +4,9 @@
 
 namespace JNFoundation::inline v0_1 {
 
+/// What a block timer calls.
 using PLVTimerFiredBlock = Block<void(const Ref<NSTimer>& timer)>;
+/// What a block timer with an object of the caller's calls.
 using PLVTimerFiredUserInfoBlock = Block<void(const Ref<NSTimer>& timer, const Value& userInfo)>;
 
 // Timers that call a block, one with and one without an object of the caller's:
@@ -18,13 +20,17 @@ using PLVTimerFiredUserInfoBlock = Block<void(const Ref<NSTimer>& timer, const V
 // Takes: the block and the object, until the timer is invalidated.
 // Requires: a non-null block; the process stops with a message otherwise.
 
+/// Not in a run loop yet.
 Ref<NSTimer> plv_timerWithTimeIntervalRepeatsBlock(NSTimeInterval interval, bool repeats,
                                                    PLVTimerFiredBlock block);
+/// In the calling thread's run loop already.
 Ref<NSTimer> plv_scheduledTimerWithTimeIntervalRepeatsBlock(NSTimeInterval interval, bool repeats,
                                                             PLVTimerFiredBlock block);
+/// With an object of the caller's; not in a run loop yet.
 Ref<NSTimer> plv_timerWithTimeIntervalRepeatsUserInfoBlock(NSTimeInterval interval, bool repeats,
                                                            const Value& userInfo,
                                                            PLVTimerFiredUserInfoBlock block);
+/// With an object of the caller's; in the calling thread's run loop already.
 Ref<NSTimer> plv_scheduledTimerWithTimeIntervalRepeatsUserInfoBlock(
     NSTimeInterval interval, bool repeats, const Value& userInfo, PLVTimerFiredUserInfoBlock block);
 
@@ -44,8 +50,10 @@ class PLVTimerFiredBlockWrapper : public NSObject {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  /// A wrapper without a block.
   static Ref<PLVTimerFiredBlockWrapper> init();
 
+  /// Null until it is set.
   const PLVTimerFiredBlock& timerFiredBlock() const noexcept { return _timerFiredBlock; }
   void setTimerFiredBlock(PLVTimerFiredBlock block) { _timerFiredBlock = std::move(block); }
 
@@ -63,10 +71,13 @@ class PLVTimerFiredUserInfoBlockWrapper : public NSObject {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  /// A wrapper without a block and an object.
   static Ref<PLVTimerFiredUserInfoBlockWrapper> init();
 
+  /// Null until it is set.
   const PLVTimerFiredUserInfoBlock& timerFiredBlock() const noexcept { return _timerFiredBlock; }
   void setTimerFiredBlock(PLVTimerFiredUserInfoBlock block) { _timerFiredBlock = std::move(block); }
+  /// The object of the caller's, which the block gets. May be null.
   const Value& userInfo() const noexcept { return _userInfo; }
   void setUserInfo(const Value& userInfo) { _userInfo = userInfo; }
 

@@ -20,6 +20,7 @@ class PLVTargetAction : public NSObject {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  /// Takes: the target weakly; null for none.
   static Ref<PLVTargetAction> initWithTargetAction(const Value& target, SEL action);
 
   /// Sends the action to the target with the object, which may be null, as its argument.
@@ -30,6 +31,7 @@ class PLVTargetAction : public NSObject {
   /// Null when there is none, or none any more.
   Value target() const noexcept;
   void setTarget(const Value& target);
+  /// The message that is sent. May be the null selector.
   SEL action() const noexcept { return _action; }
   void setAction(SEL action) noexcept { _action = action; }
 

@@ -39,6 +39,7 @@ constexpr double secondsOf(NSInteger count, NSInteger secondsPerUnit) {
 /// otherwise. There are no weeks.
 namespace Integer {
 
+// The whole units in that many seconds.
 constexpr NSInteger minutes(double seconds) { return impl::wholeUnits(seconds, 60); }
 constexpr NSInteger hours(double seconds) { return impl::wholeUnits(seconds, 3600); }
 constexpr NSInteger days(double seconds) { return impl::wholeUnits(seconds, 86400); }
@@ -54,6 +55,7 @@ Ref<NSString> formattedDigitalHoursMinutesSecondsString(NSInteger totalSeconds);
 /// Require: a product within the range of an integer; the process stops with a message otherwise.
 namespace Double {
 
+// The seconds of so many units.
 constexpr double minutes(NSInteger count) { return impl::secondsOf(count, 60); }
 constexpr double hours(NSInteger count) { return impl::secondsOf(count, 3600); }
 constexpr double days(NSInteger count) { return impl::secondsOf(count, 86400); }

@@ -40,6 +40,30 @@ class Tree(unittest.TestCase):
             self.assertIn(text, output)
 
 
+class ApiTest(Tree):
+    PAGE = """<doxygen><compounddef><sectiondef><memberdef kind="enum"><name>Kind</name>
+    <enumvalue><name>Early</name><briefdescription><para>Before.</para></briefdescription>
+    <detaileddescription/></enumvalue><enumvalue><name>Late</name><briefdescription/>
+    <detaileddescription>SAID</detaileddescription></enumvalue>
+    <location file="build/api/JNFoundation/util/Kind.h" line="7"/></memberdef></sectiondef></compounddef></doxygen>"""
+
+    def test_names_with_comments_pass(self):
+        self.write("build/logs/doxygen.log", "")
+        self.write("build/api-xml/Kind.xml", self.PAGE.replace("SAID", "<para>After.</para>"))
+        self.assert_passes("api")
+
+    def test_what_has_no_comment_is_named(self):
+        self.write("build/logs/doxygen.log",
+                   f"{self.root}/build/api/JNFoundation/util/Kind.h:9: warning: Member kind() is not documented.\n")
+        self.write("build/api-xml/Kind.xml", self.PAGE.replace("SAID", ""))
+        self.assert_names("api", "JNFoundation/util/Kind.h:9: warning: Member kind()",
+                          "JNFoundation/util/Kind.h:7: the value Late of Kind has no comment", "2 problems")
+
+    def test_pages_that_are_not_there_are_an_offence(self):
+        self.write("build/logs/doxygen.log", "")
+        self.assert_names("api", "has no names")
+
+
 class FloorsTest(Tree):
     def header(self, name, *includes):
         self.write(f"JNFoundation/{name}", "#pragma once\n" + "".join(f"#include {i}\n" for i in includes))

@@ -61,7 +61,7 @@ class Clock {
   /// Lets time pass until the moment, or until the sleeper is woken; may return early.
   virtual void sleepUntil(Nanoseconds moment, impl::Sleeper& sleeper) = 0;
 
-  /// Blocks the thread for real until the sleeper is woken, or for that long; for implementations.
+  // Blocks the thread for real until the sleeper is woken, or for that long; for implementations.
   static void block(impl::Sleeper& sleeper);
   static void blockFor(impl::Sleeper& sleeper, Nanoseconds span);
 };
@@ -70,6 +70,7 @@ class Clock {
 /// nested, not interleaved, and no other thread uses the old clock meanwhile.
 class ClockScope {
  public:
+  /// Takes: nothing; the clock is borrowed for the scope.
   explicit ClockScope(Clock& clock) noexcept;
   ~ClockScope();
   ClockScope(const ClockScope&) = delete;

@@ -34,7 +34,10 @@ class LoopHost : public MainQueueHost {
  protected:
   /// What becomes of an exception out of a task or a timer: it passes through the loop to whoever
   /// runs it, or the process stops with a message, because the loop cannot be unwound.
-  enum class Exceptions { pass, stop };
+  enum class Exceptions {
+    pass,  ///< through the loop
+    stop   ///< the process stops
+  };
   explicit LoopHost(Exceptions exceptions);
 
   /// Makes the loop call `turn` soon. Not called again until it did. Threads: any; never two at
@@ -59,7 +62,7 @@ class LoopHost : public MainQueueHost {
   /// Lets go of everything that refers to the loop. Called once, by `detach`.
   virtual void releaseLoop() noexcept = 0;
 
-  /// Called by the loop.
+  // Called by the loop.
   void turn();
   void alarm();
 

@@ -140,11 +140,13 @@ class MainQueue {
 /// post have ended before the scope does.
 class MainQueueScope {
  public:
+  /// Takes: as the constructor of the queue.
   explicit MainQueueScope(std::unique_ptr<MainQueueHost> host = nullptr);
   ~MainQueueScope();
   MainQueueScope(const MainQueueScope&) = delete;
   MainQueueScope& operator=(const MainQueueScope&) = delete;
 
+  /// The scope's own queue.
   MainQueue& queue() noexcept { return _queue; }
 
  private:

@@ -31,6 +31,7 @@ void NSLog(std::string_view format, const Arguments&... arguments) {
 /// A sink for the length of a scope. For tests: scopes are nested, not interleaved.
 class LogSinkScope {
  public:
+  /// Takes: as `setLogSink`.
   explicit LogSinkScope(LogSink sink);
   ~LogSinkScope();
   LogSinkScope(const LogSinkScope&) = delete;

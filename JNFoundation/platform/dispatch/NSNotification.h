@@ -20,6 +20,7 @@ class NSNotification : public NSObject {
   static Ref<NSNotification> notificationWithNameObjectUserInfo(
       const Ref<NSString>& name, const Value& object, const Ref<NSDictionary>& userInfo = nullptr);
 
+  /// What has happened. Never null.
   const Ref<NSString>& name() const noexcept { return _name; }
   /// Whom it is about; null for nobody in particular.
   const Value& object() const noexcept { return _object; }

@@ -24,6 +24,7 @@ namespace JNFoundation::inline v0_1 {
 class NSNotificationCenter : public NSObject {
  public:
   using Superclass = NSObject;
+  /// What an observer is called as.
   using Handler = Block<void(const Ref<NSNotification>& notification)>;
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
@@ -44,13 +45,16 @@ class NSNotificationCenter : public NSObject {
   void addObserverSelectorNameObject(const Ref<NSObject>& observer, SEL selector,
                                      const Ref<NSString>& name, const Value& object);
 
-  /// Removes everything that was added with, or returned as, this observer; of the given name and
-  /// object, where they are not null. Unknown ones are ignored.
+  /// Removes everything that was added with, or returned as, this observer. An unknown one is
+  /// ignored.
   void removeObserver(const Ref<NSObject>& observer);
+  /// The same of the given name and object only, where they are not null.
   void removeObserverNameObject(const Ref<NSObject>& observer, const Ref<NSString>& name,
                                 const Value& object);
 
+  /// Calls: every observer of the name and the object, now.
   void postNotification(const Ref<NSNotification>& notification);
+  /// The same with a new notification. Fails: raises NSInvalidArgumentException for a null name.
   void postNotificationNameObjectUserInfo(const Ref<NSString>& name, const Value& object,
                                           const Ref<NSDictionary>& userInfo = nullptr);
 

@@ -34,6 +34,7 @@ class TimerList;
 class NSTimer : public NSObject {
  public:
   using Superclass = NSObject;
+  /// What a timer calls each time it fires.
   using Handler = Block<void(const Ref<NSTimer>& timer)>;
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
@@ -43,20 +44,24 @@ class NSTimer : public NSObject {
   // yet to be added to a run loop; the others are in the calling thread's, in its default mode.
   // Blocks must not be null.
 
+  /// Fires first one interval from now, then, if it repeats, at every interval after that.
   static Ref<NSTimer> timerWithTimeIntervalTargetSelectorUserInfoRepeats(NSTimeInterval interval,
                                                                          const Value& target,
                                                                          SEL selector,
                                                                          const Value& userInfo,
                                                                          bool repeats);
+  /// The same, in the calling thread's run loop already.
   static Ref<NSTimer> scheduledTimerWithTimeIntervalTargetSelectorUserInfoRepeats(
       NSTimeInterval interval, const Value& target, SEL selector, const Value& userInfo,
       bool repeats);
+  /// Fires first one interval from now, then, if it repeats, at every interval after that.
   static Ref<NSTimer> timerWithTimeIntervalRepeatsBlock(NSTimeInterval interval, bool repeats,
                                                         Handler block);
+  /// The same, in the calling thread's run loop already.
   static Ref<NSTimer> scheduledTimerWithTimeIntervalRepeatsBlock(NSTimeInterval interval,
                                                                  bool repeats, Handler block);
 
-  /// Fail: raise NSInvalidArgumentException for a first value that is not a date.
+  // Fail: raise NSInvalidArgumentException for a first value that is not a date.
   static Ref<NSTimer> initWithFireDateIntervalTargetSelectorUserInfoRepeats(
       const Value& fireDate, NSTimeInterval interval, const Value& target, SEL selector,
       const Value& userInfo, bool repeats);
@@ -70,6 +75,7 @@ class NSTimer : public NSObject {
 
   /// Never fires again, leaves its run loop, and lets go of target, user info and block.
   void invalidate();
+  /// False once the timer was invalidated.
   bool isValid() const noexcept { return _isValid; }
 
   /// The date at which it fires next; of an invalid timer, at which it was to fire last.

@@ -31,6 +31,7 @@ RandomSource seededRandomSource(std::uint32_t seed);
 /// For tests: scopes are nested, not interleaved. Requires: a non-null source.
 class RandomSourceScope {
  public:
+  /// The source is asked until the end of the scope.
   explicit RandomSourceScope(RandomSource source);
   ~RandomSourceScope();
   RandomSourceScope(const RandomSourceScope&) = delete;

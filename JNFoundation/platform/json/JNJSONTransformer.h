@@ -20,6 +20,7 @@ class JNJSONTransformer : public NSValueTransformer {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  /// One of its own; it keeps nothing.
   static Ref<JNJSONTransformer> init();
 
   /// Fails: raises NSInvalidArgumentException for what JSON cannot express.
@@ -27,6 +28,7 @@ class JNJSONTransformer : public NSValueTransformer {
   /// Fails: raises NSInvalidArgumentException, which says where, for data that is no JSON text, and
   /// for what is no data.
   Value reverseTransformedValue(const Value& value) const override;
+  /// True.
   bool allowsReverseTransformation() const override { return true; }
   /// NSData.
   const Class& transformedValueClass() const override;

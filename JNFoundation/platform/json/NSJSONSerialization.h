@@ -10,20 +10,23 @@ namespace JNFoundation::inline v0_1 {
 class NSData;
 class NSError;
 
+/// Flags for reading.
 enum NSJSONReadingOptions : NSUInteger {
-  NSJSONReadingPlain = 0,
+  NSJSONReadingPlain = 0,  ///< immutable, with the strictness of the standard
   /// Arrays and dictionaries come out mutable.
   NSJSONReadingMutableContainers = 1,
 };
 
+/// Flags for writing, joined by |.
 enum NSJSONWritingOptions : NSUInteger {
-  NSJSONWritingCompact = 0,
+  NSJSONWritingCompact = 0,  ///< in one line, without white space
   /// One element a line, indented by two spaces a level.
   NSJSONWritingPrettyPrinted = 1,
   /// Keys in the order of their UTF-8 bytes instead of the dictionary's.
   NSJSONWritingSortedKeys = 2,
 };
 
+/// Both flags.
 constexpr NSJSONWritingOptions operator|(NSJSONWritingOptions left, NSJSONWritingOptions right) {
   return static_cast<NSJSONWritingOptions>(static_cast<NSUInteger>(left) |
                                            static_cast<NSUInteger>(right));
@@ -37,8 +40,8 @@ inline constexpr NSInteger NSPropertyListReadCorruptError = 3840;
 /// The code, in NSCocoaErrorDomain, of values that JSON cannot express.
 inline constexpr NSInteger NSPropertyListWriteInvalidError = 3852;
 
-/// Details of an error in JSON text: the line and the column, counted from 1, the column in code
-/// points, and the offset in bytes, counted from 0, of what is wrong.
+// Details of an error in JSON text, of where it is wrong: the line and the column, counted from 1,
+// the column in code points, and the offset in bytes, counted from 0.
 inline constexpr const char* NSJSONSerializationErrorLine = "NSJSONSerializationErrorLine";
 inline constexpr const char* NSJSONSerializationErrorColumn = "NSJSONSerializationErrorColumn";
 inline constexpr const char* NSJSONSerializationErrorIndex = "NSJSONSerializationErrorIndex";
@@ -60,14 +63,14 @@ class NSJSONSerialization {
  public:
   NSJSONSerialization() = delete;
 
-  /// Returns: null for text that is no JSON; never null for JSON.
+  // Returns: null for text that is no JSON; never null for JSON.
   static Value JSONObjectWithDataOptionsError(const Ref<NSData>& data, NSJSONReadingOptions options,
                                               Ref<NSError>* error);
   static Value JSONObjectWithTextOptionsError(std::string_view text, NSJSONReadingOptions options,
                                               Ref<NSError>* error);
 
-  /// The same for what strangers send: text of more bytes than that is an error, and nothing of it
-  /// is read.
+  // The same for what strangers send: text of more bytes than that is an error, and nothing of it
+  // is read.
   static Value JSONObjectWithDataOptionsMaximumLengthError(const Ref<NSData>& data,
                                                            NSJSONReadingOptions options,
                                                            NSUInteger maximumLength,
@@ -86,9 +89,9 @@ class NSJSONSerialization {
       std::string_view text, NSJSONReadingOptions options, Ref<NSError>* error,
       const Block<void(const Value& element, NSUInteger index, bool& stop)>& block);
 
-  /// Returns: null for what JSON cannot express: not-a-number and the infinities, a key that is no
-  /// string, null, objects of other classes than string, number, array, dictionary and NSNull,
-  /// nesting that is too deep.
+  // Returns: null for what JSON cannot express: not-a-number and the infinities, a key that is no
+  // string, null, objects of other classes than string, number, array, dictionary and NSNull,
+  // nesting that is too deep.
   static Ref<NSData> dataWithJSONObjectOptionsError(const Value& object,
                                                     NSJSONWritingOptions options,
                                                     Ref<NSError>* error);

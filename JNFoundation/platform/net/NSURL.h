@@ -26,18 +26,21 @@ class NSURL : public NSObject {
   /// Returns: null for a null path.
   static Ref<NSURL> fileURLWithPath(const Ref<NSString>& path);
 
+  /// The text that the address was made of.
   const Ref<NSString>& absoluteString() const noexcept { return _text; }
   /// Without the colon, in lower case.
   const Ref<NSString>& scheme() const noexcept { return _scheme; }
+  /// Percent escapes replaced; null where there is none.
   const Ref<NSString>& host() const noexcept { return _host; }
   /// A number, or null.
   const Value& port() const noexcept { return _port; }
   /// Percent escapes replaced; the empty text where there is none. Of a file, the path as it was
   /// given.
   const Ref<NSString>& path() const noexcept { return _path; }
-  /// As written, without the "?" or the "#".
+  // As written, without the "?" or the "#"; null where there is none.
   const Ref<NSString>& query() const noexcept { return _query; }
   const Ref<NSString>& fragment() const noexcept { return _fragment; }
+  /// Whether the scheme is "file".
   bool isFileURL() const noexcept;
 
   bool isEqual(const Value& other) const override;

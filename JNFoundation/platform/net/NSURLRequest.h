@@ -6,14 +6,16 @@
 
 namespace JNFoundation::inline v0_1 {
 
+/// What is to be taken from a cache, and when the address itself is to be asked.
 enum NSURLRequestCachePolicy : NSUInteger {
-  NSURLRequestUseProtocolCachePolicy = 0,
-  NSURLRequestReloadIgnoringLocalCacheData = 1,
+  NSURLRequestUseProtocolCachePolicy = 0,        ///< as the protocol says
+  NSURLRequestReloadIgnoringLocalCacheData = 1,  ///< always from the address
+  /// The same by its older name.
   NSURLRequestReloadIgnoringCacheData = NSURLRequestReloadIgnoringLocalCacheData,
-  NSURLRequestReturnCacheDataElseLoad = 2,
-  NSURLRequestReturnCacheDataDontLoad = 3,
-  NSURLRequestReloadIgnoringLocalAndRemoteCacheData = 4,
-  NSURLRequestReloadRevalidatingCacheData = 5,
+  NSURLRequestReturnCacheDataElseLoad = 2,  ///< a cache, however old, before the address
+  NSURLRequestReturnCacheDataDontLoad = 3,  ///< a cache or nothing
+  NSURLRequestReloadIgnoringLocalAndRemoteCacheData = 4,  ///< no cache on the way either
+  NSURLRequestReloadRevalidatingCacheData = 5,            ///< a cache that the address confirms
 };
 
 /// What is to be asked of an address: with which method, header fields and body. The library sends
@@ -45,11 +47,15 @@ class NSURLRequest : public NSObject {
     return requestWithURLCachePolicyTimeoutInterval(url, cachePolicy, timeoutInterval);
   }
 
+  /// What is asked. May be null.
   const Ref<NSURL>& URL() const noexcept { return _contents.url; }
+  /// How a cache is to be used.
   NSURLRequestCachePolicy cachePolicy() const noexcept { return _contents.cachePolicy; }
   /// Seconds without any data.
   NSTimeInterval timeoutInterval() const noexcept { return _contents.timeoutInterval; }
+  /// Whether the request may go over a mobile network.
   bool allowsCellularAccess() const noexcept { return _contents.allowsCellularAccess; }
+  /// Whether cookies are sent and kept.
   bool HTTPShouldHandleCookies() const noexcept { return _contents.handlesCookies; }
 
   /// Null only where null was set.
@@ -70,13 +76,21 @@ class NSURLRequest : public NSObject {
   Value mutableCopy() const override;
 
  protected:
+  /// What a request consists of.
   struct Contents {
+    /// What is asked. May be null.
     Ref<NSURL> url;
+    /// How a cache is to be used.
     NSURLRequestCachePolicy cachePolicy = NSURLRequestUseProtocolCachePolicy;
+    /// Seconds without any data.
     NSTimeInterval timeoutInterval = 60;
+    /// Whether the request may go over a mobile network.
     bool allowsCellularAccess = true;
+    /// Whether cookies are sent and kept.
     bool handlesCookies = true;
+    /// In upper case if it is one of HTTP; null if null was set.
     Ref<NSString> method = "GET"_s;
+    /// Null for none.
     Ref<NSData> body;
     /// By name as it was first written.
     Ref<NSMutableDictionary> fields = NSMutableDictionary::dictionary();
@@ -87,13 +101,15 @@ class NSURLRequest : public NSObject {
   NSURLRequest() = default;
   explicit NSURLRequest(Contents contents) : _contents(std::move(contents)) {}
 
+  /// The contents of a new request.
   static Contents contentsFor(const Ref<NSURL>& url, NSURLRequestCachePolicy cachePolicy,
                               NSTimeInterval timeoutInterval);
+  /// Contents of their own, with the same header fields.
   Contents copyOfContents() const;
   /// The name as it was first written. Returns: null for a field that is not there.
   Ref<NSString> writtenName(const Ref<NSString>& field) const;
 
-  Contents _contents;
+  Contents _contents;  ///< of the request
 };
 
 /// A request that can be changed. `copy()` gives one that cannot.
@@ -103,6 +119,7 @@ class NSMutableURLRequest : public NSURLRequest {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  // The factories of NSURLRequest, for requests that can be changed.
   static Ref<NSMutableURLRequest> requestWithURL(const Ref<NSURL>& url);
   static Ref<NSMutableURLRequest> requestWithURLCachePolicyTimeoutInterval(
       const Ref<NSURL>& url, NSURLRequestCachePolicy cachePolicy, NSTimeInterval timeoutInterval);
@@ -112,10 +129,15 @@ class NSMutableURLRequest : public NSURLRequest {
     return requestWithURLCachePolicyTimeoutInterval(url, cachePolicy, timeoutInterval);
   }
 
+  /// Null takes the address away.
   void setURL(const Ref<NSURL>& url) { _contents.url = url; }
+  /// How a cache is to be used.
   void setCachePolicy(NSURLRequestCachePolicy policy) { _contents.cachePolicy = policy; }
+  /// Seconds without any data.
   void setTimeoutInterval(NSTimeInterval seconds) { _contents.timeoutInterval = seconds; }
+  /// Whether the request may go over a mobile network.
   void setAllowsCellularAccess(bool allows) { _contents.allowsCellularAccess = allows; }
+  /// Whether cookies are sent and kept.
   void setHTTPShouldHandleCookies(bool handles) { _contents.handlesCookies = handles; }
 
   /// The methods of HTTP are written in upper case whatever the case they are given in; any other

@@ -10,18 +10,18 @@ namespace JNFoundation::inline v0_1 {
 
 /// What a key that starts with "@" does with the collection before it.
 enum class CollectionOperator : std::uint8_t {
-  None,  ///< a plain key
-  Count,
-  Average,
-  Sum,
-  Minimum,
-  Maximum,
-  UnionOfObjects,
-  DistinctUnionOfObjects,
-  UnionOfArrays,
-  DistinctUnionOfArrays,
-  DistinctUnionOfSets,
-  Unknown,  ///< an "@" key that names none of these
+  None,                    ///< a plain key
+  Count,                   ///< how many members there are
+  Average,                 ///< the mean of the numbers found
+  Sum,                     ///< the sum of the numbers found
+  Minimum,                 ///< the smallest value found
+  Maximum,                 ///< the largest value found
+  UnionOfObjects,          ///< what is found, as an array
+  DistinctUnionOfObjects,  ///< each of equal values once
+  UnionOfArrays,           ///< the members of the arrays found
+  DistinctUnionOfArrays,   ///< each of equal members once
+  DistinctUnionOfSets,     ///< the members of the sets found
+  Unknown,                 ///< an "@" key that names none of these
 };
 
 /// Keys joined by dots, "employer.address.city", parsed once to be read many times.
@@ -54,6 +54,7 @@ class KeyPath {
   struct Step {
     /// An operator's key keeps its "@".
     Ref<NSString> key;
+    /// None for a plain key.
     CollectionOperator collectionOperator = CollectionOperator::None;
   };
 
@@ -64,10 +65,12 @@ class KeyPath {
   /// `maximumOperators`.
   explicit KeyPath(const Ref<NSString>& path);
 
+  /// How many operators a path may have.
   static constexpr std::size_t maximumOperators = 100;
 
   /// The path as it was written; empty for the path without keys.
   Ref<NSString> text() const;
+  /// The keys and operators in their order, borrowed from the path.
   std::span<const Step> steps() const noexcept;
 
   /// The one key of a path that has no dots and no operators. Returns: null for every other path.
@@ -87,6 +90,7 @@ class KeyPath {
   /// NSInvalidArgumentException for the path without keys.
   void setValueInObject(const Value& value, const Value& object) const;
 
+  /// Whether both were written alike.
   friend bool operator==(const KeyPath& left, const KeyPath& right);
 
  private:

@@ -26,7 +26,9 @@ Value valueForKey(const Value& object, const Ref<NSString>& key);
 /// reading one again does not parse it again.
 Value valueForKeyPath(const Value& object, const Ref<NSString>& path);
 
+/// Of a collection the key is written of every member.
 void setValueForKey(const Value& object, const Value& value, const Ref<NSString>& key);
+/// See KeyPath for what a path can do.
 void setValueForKeyPath(const Value& object, const Value& value, const Ref<NSString>& path);
 
 /// The values for the keys, the null marker in place of null.

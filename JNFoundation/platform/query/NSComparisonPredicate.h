@@ -10,32 +10,36 @@ namespace impl {
 class Comparison;
 }
 
+/// The operators, by the platform's numbers.
 enum NSPredicateOperatorType : NSUInteger {
-  NSLessThanPredicateOperatorType = 0,
-  NSLessThanOrEqualToPredicateOperatorType = 1,
-  NSGreaterThanPredicateOperatorType = 2,
-  NSGreaterThanOrEqualToPredicateOperatorType = 3,
-  NSEqualToPredicateOperatorType = 4,
-  NSNotEqualToPredicateOperatorType = 5,
-  NSMatchesPredicateOperatorType = 6,
-  NSLikePredicateOperatorType = 7,
-  NSBeginsWithPredicateOperatorType = 8,
-  NSEndsWithPredicateOperatorType = 9,
-  NSInPredicateOperatorType = 10,
-  NSCustomSelectorPredicateOperatorType = 11,
-  NSContainsPredicateOperatorType = 99,
-  NSBetweenPredicateOperatorType = 100,
+  NSLessThanPredicateOperatorType = 0,              ///< <
+  NSLessThanOrEqualToPredicateOperatorType = 1,     ///< <=
+  NSGreaterThanPredicateOperatorType = 2,           ///< >
+  NSGreaterThanOrEqualToPredicateOperatorType = 3,  ///< >=
+  NSEqualToPredicateOperatorType = 4,               ///< ==
+  NSNotEqualToPredicateOperatorType = 5,            ///< !=
+  NSMatchesPredicateOperatorType = 6,               ///< MATCHES
+  NSLikePredicateOperatorType = 7,                  ///< LIKE
+  NSBeginsWithPredicateOperatorType = 8,            ///< BEGINSWITH
+  NSEndsWithPredicateOperatorType = 9,              ///< ENDSWITH
+  NSInPredicateOperatorType = 10,                   ///< IN
+  NSCustomSelectorPredicateOperatorType = 11,       ///< a selector sent to the left side
+  NSContainsPredicateOperatorType = 99,             ///< CONTAINS
+  NSBetweenPredicateOperatorType = 100,             ///< BETWEEN
 };
 
+/// Whether the left side is compared as a whole, or every member or any member of it.
 enum NSComparisonPredicateModifier : NSUInteger {
-  NSDirectPredicateModifier = 0,
-  NSAllPredicateModifier = 1,
-  NSAnyPredicateModifier = 2,
+  NSDirectPredicateModifier = 0,  ///< as a whole
+  NSAllPredicateModifier = 1,     ///< ALL
+  NSAnyPredicateModifier = 2,     ///< ANY
 };
 
 /// Flags, joined by |.
 enum NSComparisonPredicateOptions : NSUInteger {
+  /// Upper and lower case are the same, as `[c]` in formats.
   NSCaseInsensitivePredicateOption = 1,
+  /// Letters with and without marks are the same, as `[d]`.
   NSDiacriticInsensitivePredicateOption = 2,
   /// The texts are known to be prepared for comparison: overrides the two above.
   NSNormalizedPredicateOption = 4,
@@ -43,6 +47,7 @@ enum NSComparisonPredicateOptions : NSUInteger {
   NSLocaleSensitivePredicateOption = 8,
 };
 
+/// Both flags.
 constexpr NSComparisonPredicateOptions operator|(NSComparisonPredicateOptions left,
                                                  NSComparisonPredicateOptions right) {
   return static_cast<NSComparisonPredicateOptions>(static_cast<NSUInteger>(left) |
@@ -85,10 +90,14 @@ class NSComparisonPredicate : public NSPredicate {
   static Ref<NSComparisonPredicate> predicateWithLeftExpressionRightExpressionCustomSelector(
       const Ref<NSExpression>& left, const Ref<NSExpression>& right, SEL selector);
 
+  // The sides of the comparison. Never null.
   const Ref<NSExpression>& leftExpression() const noexcept { return _leftExpression; }
   const Ref<NSExpression>& rightExpression() const noexcept { return _rightExpression; }
+  /// How the left side is compared.
   NSComparisonPredicateModifier comparisonPredicateModifier() const noexcept { return _modifier; }
+  /// The operator.
   NSPredicateOperatorType predicateOperatorType() const noexcept { return _type; }
+  /// How text is compared.
   NSComparisonPredicateOptions options() const noexcept { return _options; }
   /// Returns: the null selector unless the operator is a custom selector.
   SEL customSelector() const noexcept { return _customSelector; }

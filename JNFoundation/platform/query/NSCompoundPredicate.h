@@ -4,10 +4,11 @@
 
 namespace JNFoundation::inline v0_1 {
 
+/// How predicates are joined.
 enum NSCompoundPredicateType : NSUInteger {
-  NSNotPredicateType = 0,
-  NSAndPredicateType = 1,
-  NSOrPredicateType = 2,
+  NSNotPredicateType = 0,  ///< the one subpredicate does not hold
+  NSAndPredicateType = 1,  ///< all hold
+  NSOrPredicateType = 2,   ///< at least one holds
 };
 
 /// Predicates joined by AND or OR, or one negated by NOT. Evaluation goes from left to right and
@@ -19,16 +20,18 @@ class NSCompoundPredicate : public NSPredicate {
   static const Class classObject;
   const Class& class_() const noexcept override;
 
-  /// Takes: the subpredicates, copied; NOT takes exactly one.
-  /// Fails: raises NSInvalidArgumentException for null, for an element that is no predicate, and
-  /// past `maximumNestingOfPredicates`.
+  // Takes: the subpredicates, copied; NOT takes exactly one. Fails: raises
+  // NSInvalidArgumentException for null, for an element that is no predicate, and past
+  // `maximumNestingOfPredicates`.
   static Ref<NSCompoundPredicate> initWithTypeSubpredicates(NSCompoundPredicateType type,
                                                             const Ref<NSArray>& subpredicates);
   static Ref<NSCompoundPredicate> andPredicateWithSubpredicates(const Ref<NSArray>& subpredicates);
   static Ref<NSCompoundPredicate> orPredicateWithSubpredicates(const Ref<NSArray>& subpredicates);
   static Ref<NSCompoundPredicate> notPredicateWithSubpredicate(const Ref<NSPredicate>& predicate);
 
+  /// How the predicates are joined.
   NSCompoundPredicateType compoundPredicateType() const noexcept { return _type; }
+  /// The NSPredicates that are joined. Never null.
   const Ref<NSArray>& subpredicates() const noexcept { return _subpredicates; }
 
  protected:

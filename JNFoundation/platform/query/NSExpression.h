@@ -16,20 +16,21 @@ struct Bindings;
 struct TreeAccess;
 }  // namespace impl
 
+/// The kinds of expressions, by the platform's numbers.
 enum NSExpressionType : NSUInteger {
-  NSConstantValueExpressionType = 0,
-  NSEvaluatedObjectExpressionType = 1,
-  NSVariableExpressionType = 2,
-  NSKeyPathExpressionType = 3,
-  NSFunctionExpressionType = 4,
-  NSUnionSetExpressionType = 5,
-  NSIntersectSetExpressionType = 6,
-  NSMinusSetExpressionType = 7,
-  NSSubqueryExpressionType = 13,
-  NSAggregateExpressionType = 14,
-  NSAnyKeyExpressionType = 15,
-  NSBlockExpressionType = 19,
-  NSConditionalExpressionType = 20,
+  NSConstantValueExpressionType = 0,    ///< a value
+  NSEvaluatedObjectExpressionType = 1,  ///< SELF
+  NSVariableExpressionType = 2,         ///< $name
+  NSKeyPathExpressionType = 3,          ///< a path of keys
+  NSFunctionExpressionType = 4,         ///< a function or a selector
+  NSUnionSetExpressionType = 5,         ///< the members of either side
+  NSIntersectSetExpressionType = 6,     ///< the members of both sides
+  NSMinusSetExpressionType = 7,         ///< the members of the left side only
+  NSSubqueryExpressionType = 13,        ///< SUBQUERY
+  NSAggregateExpressionType = 14,       ///< a list of expressions
+  NSAnyKeyExpressionType = 15,          ///< any key of an object
+  NSBlockExpressionType = 19,           ///< a block in C++
+  NSConditionalExpressionType = 20,     ///< TERNARY
 };
 
 /// How many levels a predicate or an expression may have. Deeper ones are refused when they are
@@ -56,6 +57,8 @@ class NSExpression : public NSObject {
   static const Class classObject;
   const Class& class_() const noexcept override;
 
+  /// What a block expression calls with the evaluated object, the values of its arguments and the
+  /// context.
   using Block = JNFoundation::Block<Value(const Value& object, const Ref<NSArray>& expressions,
                                           const Ref<NSMutableDictionary>& context)>;
 
@@ -67,13 +70,17 @@ class NSExpression : public NSObject {
     const FormatArgument list[] = {FormatArgument(arguments)..., FormatArgument(nullptr)};
     return expressionWithFormatArguments(format, {list, sizeof...(arguments)});
   }
+  /// The same with the arguments in a list.
   static Ref<NSExpression> expressionWithFormatArguments(const Ref<NSString>& format,
                                                          std::span<const FormatArgument> arguments);
 
+  /// The value itself; null gives the expression of null.
   static Ref<NSExpression> expressionForConstantValue(const Value& value);
+  /// The object that is evaluated, in formats `SELF`.
   static Ref<NSExpression> expressionForEvaluatedObject();
   /// The variable of that name, without the "$" of formats.
   static Ref<NSExpression> expressionForVariable(const Ref<NSString>& name);
+  /// The path read of the evaluated object.
   static Ref<NSExpression> expressionForKeyPath(const Ref<NSString>& path);
   /// The path read of what the operand gives, in formats `$x.name`.
   static Ref<NSExpression> expressionForKeyPathOfOperand(const Ref<NSString>& path,
@@ -110,19 +117,26 @@ class NSExpression : public NSObject {
   static Ref<NSExpression> expressionForSubqueryUsingIteratorVariablePredicate(
       const Ref<NSExpression>& collection, const Ref<NSString>& variable,
       const Ref<NSPredicate>& predicate);
+  /// The first expression where the predicate holds, the second where not; in formats
+  /// `TERNARY(predicate, a, b)`.
   static Ref<NSExpression> expressionForConditionalTrueExpressionFalseExpression(
       const Ref<NSPredicate>& predicate, const Ref<NSExpression>& trueExpression,
       const Ref<NSExpression>& falseExpression);
+  /// What the block gives for the values of the arguments. Fails: a null block is a fatal error.
   static Ref<NSExpression> expressionForBlockArguments(Block block, const Ref<NSArray>& arguments);
   /// Any key of an object: for stores that search all attributes. Fails: evaluating it raises.
   static Ref<NSExpression> expressionForAnyKey();
 
+  /// Which kind of expression it is.
   NSExpressionType expressionType() const noexcept { return _expressionType; }
   /// How many levels the tree has from here down; at least 1.
   unsigned nesting() const noexcept { return _nesting; }
 
+  /// The value of a constant.
   virtual Value constantValue() const;
+  /// The name of a variable, without the "$".
   virtual Ref<NSString> variable() const;
+  /// The path of a key path, as it was written.
   virtual Ref<NSString> keyPath() const;
   /// The keys of the path, parsed.
   virtual const KeyPath& parsedKeyPath() const;
@@ -136,11 +150,15 @@ class NSExpression : public NSObject {
   /// Of an aggregate the NSArray of its expressions, of a subquery the expression of the
   /// collection.
   virtual Value collection() const;
+  /// The predicate of a subquery or of a condition.
   virtual Ref<NSPredicate> predicate() const;
+  // The sides of a set of two collections.
   virtual Ref<NSExpression> leftExpression() const;
   virtual Ref<NSExpression> rightExpression() const;
+  // What a condition chooses from.
   virtual Ref<NSExpression> trueExpression() const;
   virtual Ref<NSExpression> falseExpression() const;
+  /// The block of a block expression.
   virtual Block expressionBlock() const;
 
   /// What the expression gives for the object. The context, which may be null, holds the values of

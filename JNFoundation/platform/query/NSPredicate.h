@@ -26,6 +26,7 @@ class NSPredicate : public NSObject {
   static const Class classObject;
   const Class& class_() const noexcept override;
 
+  /// What a block predicate calls with the object and the values of variables, which may be null.
   using Block = JNFoundation::Block<bool(const Value& object, const Ref<NSDictionary>& variables)>;
 
   /// The predicate that the format describes.
@@ -55,16 +56,19 @@ class NSPredicate : public NSObject {
     const FormatArgument list[] = {FormatArgument(arguments)..., FormatArgument(nullptr)};
     return predicateWithFormatArguments(format, std::span(list, sizeof...(arguments)));
   }
+  /// The same with the arguments in a list.
   static Ref<NSPredicate> predicateWithFormatArguments(const Ref<NSString>& format,
                                                        std::span<const FormatArgument> arguments);
   /// The same with the arguments in an array, which may be null; the null marker stands for null.
   static Ref<NSPredicate> predicateWithFormatArguments(const Ref<NSString>& format,
                                                        const Ref<NSArray>& arguments);
+  /// The same as `predicateWithFormatArguments` of an array.
   static Ref<NSPredicate> predicateWithFormatArgumentArray(const Ref<NSString>& format,
                                                            const Ref<NSArray>& arguments) {
     return predicateWithFormatArguments(format, arguments);
   }
 
+  /// The predicate that always gives that answer.
   static Ref<NSPredicate> predicateWithValue(bool value);
   /// A predicate that only C++ understands: stores evaluate it in memory.
   static Ref<NSPredicate> predicateWithBlock(Block block);
@@ -118,8 +122,8 @@ class NSPredicate : public NSObject {
   unsigned _nesting;
 };
 
-/// The elements for which the predicate holds, in their order.
-/// Fail: raise NSInvalidArgumentException for a null predicate; a null collection gives null.
+// The elements for which the predicate holds, in their order. Fail: raise
+// NSInvalidArgumentException for a null predicate; a null collection gives null.
 Ref<NSArray> filteredArrayUsingPredicate(const Ref<NSArray>& array,
                                          const Ref<NSPredicate>& predicate);
 Ref<NSSet> filteredSetUsingPredicate(const Ref<NSSet>& set, const Ref<NSPredicate>& predicate);

@@ -28,6 +28,7 @@ class NSSortDescriptor : public NSObject {
   static const Class classObject;
   const Class& class_() const noexcept override;
 
+  /// The order of two values of the key.
   using Comparator = Block<NSComparisonResult(const Value& left, const Value& right)>;
 
   /// Orders by `compare:`. A null key compares the objects themselves.
@@ -45,7 +46,9 @@ class NSSortDescriptor : public NSObject {
 
   /// Null where the objects themselves are compared.
   const Ref<NSString>& key() const noexcept { return _key; }
+  /// The keys of the key, parsed; the path without keys where the objects themselves are compared.
   const KeyPath& parsedKey() const noexcept { return _path; }
+  /// Whether small values come first.
   bool ascending() const noexcept { return _ascending; }
   /// The null selector where a comparator decides.
   SEL selector() const noexcept { return _selector; }
@@ -67,6 +70,7 @@ class NSSortDescriptor : public NSObject {
   /// one reversed from it.
   bool isEqual(const Value& other) const override;
   std::size_t hash() const override;
+  /// Text for people and logs.
   Ref<NSString> description() const override;
 
  protected:

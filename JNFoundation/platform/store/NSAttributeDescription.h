@@ -12,21 +12,21 @@ struct CompiledPattern;
 
 /// What an attribute holds. The numbers are those of the platform's model files and maps.
 enum NSAttributeType : NSUInteger {
-  NSUndefinedAttributeType = 0,  ///< any value; transient attributes only
-  NSInteger16AttributeType = 100,
-  NSInteger32AttributeType = 200,
-  NSInteger64AttributeType = 300,
-  NSDecimalAttributeType = 400,
-  NSDoubleAttributeType = 500,
-  NSFloatAttributeType = 600,
-  NSStringAttributeType = 700,
-  NSBooleanAttributeType = 800,
-  NSDateAttributeType = 900,
-  NSBinaryDataAttributeType = 1000,
-  NSUUIDAttributeType = 1100,
-  NSURIAttributeType = 1200,
-  NSTransformableAttributeType = 1800,
-  NSObjectIDAttributeType = 2000,
+  NSUndefinedAttributeType = 0,         ///< any value; transient attributes only
+  NSInteger16AttributeType = 100,       ///< -32768 to 32767
+  NSInteger32AttributeType = 200,       ///< -2147483648 to 2147483647
+  NSInteger64AttributeType = 300,       ///< any signed integer of 64 bits
+  NSDecimalAttributeType = 400,         ///< NSDecimalNumber
+  NSDoubleAttributeType = 500,          ///< 64 bits of floating point
+  NSFloatAttributeType = 600,           ///< 32 bits of floating point
+  NSStringAttributeType = 700,          ///< NSString
+  NSBooleanAttributeType = 800,         ///< true or false
+  NSDateAttributeType = 900,            ///< NSDate
+  NSBinaryDataAttributeType = 1000,     ///< NSData
+  NSUUIDAttributeType = 1100,           ///< NSUUID
+  NSURIAttributeType = 1200,            ///< NSURL
+  NSTransformableAttributeType = 1800,  ///< any object, kept as its transformer gives it
+  NSObjectIDAttributeType = 2000,       ///< NSManagedObjectID; transient attributes only
 };
 
 /// A property that holds one value of one type.
@@ -43,9 +43,11 @@ class NSAttributeDescription : public NSPropertyDescription {
 
   /// An optional attribute without a name, of undefined type.
   static Ref<NSAttributeDescription> init();
+  /// An optional attribute of that name and type.
   static Ref<NSAttributeDescription> attributeWithNameType(const Ref<NSString>& name,
                                                            NSAttributeType type);
 
+  /// What the attribute holds.
   NSAttributeType attributeType() const noexcept { return _attributeType; }
   void setAttributeType(NSAttributeType type);
 
@@ -74,6 +76,8 @@ class NSAttributeDescription : public NSPropertyDescription {
   /// The same, compiled at first use. Returns: null where there is none.
   const impl::CompiledPattern* compiledPattern() const;
 
+  /// Whether the model lets large data stand in a file of its own. Every store keeps it with the
+  /// record all the same.
   bool allowsExternalBinaryDataStorage() const noexcept { return _allowsExternalStorage; }
   void setAllowsExternalBinaryDataStorage(bool allows);
 

@@ -5,10 +5,11 @@
 
 namespace JNFoundation::inline v0_1 {
 
+/// What the result of a request is: true, the identifiers of the records, or their number.
 enum NSBatchDeleteRequestResultType : NSUInteger {
-  NSBatchDeleteResultTypeStatusOnly = 0,
-  NSBatchDeleteResultTypeObjectIDs = 1,
-  NSBatchDeleteResultTypeCount = 2,
+  NSBatchDeleteResultTypeStatusOnly = 0,  ///< true
+  NSBatchDeleteResultTypeObjectIDs = 1,   ///< an NSArray of NSManagedObjectIDs
+  NSBatchDeleteResultTypeCount = 2,       ///< a number
 };
 
 /// The end of many records in one transaction, all of them or none, without an object for any:
@@ -28,6 +29,7 @@ class NSBatchDeleteRequest : public NSPersistentStoreRequest {
   using Superclass = NSPersistentStoreRequest;
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
+  /// NSBatchDeleteRequestType.
   NSPersistentStoreRequestType requestType() const noexcept override {
     return NSBatchDeleteRequestType;
   }
@@ -43,6 +45,7 @@ class NSBatchDeleteRequest : public NSPersistentStoreRequest {
   /// Null where a fetch request was given.
   const Ref<NSArray>& objectIDs() const noexcept { return _objectIDs; }
 
+  /// What the result is; true unless it is set otherwise.
   NSBatchDeleteRequestResultType resultType() const noexcept { return _resultType; }
   void setResultType(NSBatchDeleteRequestResultType type) noexcept { _resultType = type; }
 

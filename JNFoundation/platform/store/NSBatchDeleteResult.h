@@ -13,6 +13,7 @@ class NSBatchDeleteResult : public NSPersistentStoreResult {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  /// What the request asked for.
   NSBatchDeleteRequestResultType resultType() const noexcept { return _resultType; }
 
  protected:

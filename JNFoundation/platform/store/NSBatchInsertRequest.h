@@ -8,10 +8,11 @@ namespace JNFoundation::inline v0_1 {
 
 class NSMutableDictionary;
 
+/// What the result of a request is: true, the identifiers of the records, or their number.
 enum NSBatchInsertRequestResultType : NSUInteger {
-  NSBatchInsertRequestResultTypeStatusOnly = 0,
-  NSBatchInsertRequestResultTypeObjectIDs = 1,
-  NSBatchInsertRequestResultTypeCount = 2,
+  NSBatchInsertRequestResultTypeStatusOnly = 0,  ///< true
+  NSBatchInsertRequestResultTypeObjectIDs = 1,   ///< an NSArray of NSManagedObjectIDs
+  NSBatchInsertRequestResultTypeCount = 2,       ///< a number
 };
 
 /// Fills the dictionary, which is empty, with the attributes of the next object.
@@ -36,6 +37,7 @@ class NSBatchInsertRequest : public NSPersistentStoreRequest {
   using Superclass = NSPersistentStoreRequest;
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
+  /// NSBatchInsertRequestType.
   NSPersistentStoreRequestType requestType() const noexcept override {
     return NSBatchInsertRequestType;
   }
@@ -54,6 +56,7 @@ class NSBatchInsertRequest : public NSPersistentStoreRequest {
 
   /// Null where a name stands for it.
   const Ref<NSEntityDescription>& entity() const noexcept { return _entity; }
+  /// Null where neither an entity nor a name was given.
   Ref<NSString> entityName() const { return _entity ? _entity->name() : _entityName; }
   /// Null where a block gives the objects.
   const Ref<NSArray>& objectsToInsert() const noexcept { return _objectsToInsert; }
@@ -62,6 +65,7 @@ class NSBatchInsertRequest : public NSPersistentStoreRequest {
   const NSBatchInsertDictionaryHandler& dictionaryHandler() const noexcept { return _handler; }
   void setDictionaryHandler(NSBatchInsertDictionaryHandler handler);
 
+  /// What the result is; true unless it is set otherwise.
   NSBatchInsertRequestResultType resultType() const noexcept { return _resultType; }
   void setResultType(NSBatchInsertRequestResultType type) noexcept { _resultType = type; }
 

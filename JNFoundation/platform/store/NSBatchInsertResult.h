@@ -12,6 +12,7 @@ class NSBatchInsertResult : public NSPersistentStoreResult {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  /// What the request asked for.
   NSBatchInsertRequestResultType resultType() const noexcept { return _resultType; }
 
  protected:

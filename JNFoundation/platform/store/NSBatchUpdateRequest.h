@@ -8,10 +8,11 @@ namespace JNFoundation::inline v0_1 {
 
 class NSPredicate;
 
+/// What the result of a request is: true, the identifiers of the records, or their number.
 enum NSBatchUpdateRequestResultType : NSUInteger {
-  NSStatusOnlyResultType = 0,
-  NSUpdatedObjectIDsResultType = 1,
-  NSUpdatedObjectsCountResultType = 2,
+  NSStatusOnlyResultType = 0,           ///< true
+  NSUpdatedObjectIDsResultType = 1,     ///< an NSArray of NSManagedObjectIDs
+  NSUpdatedObjectsCountResultType = 2,  ///< a number
 };
 
 /// Other values for the attributes of many records in one transaction, all of them or none, without
@@ -30,15 +31,19 @@ class NSBatchUpdateRequest : public NSPersistentStoreRequest {
   using Superclass = NSPersistentStoreRequest;
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
+  /// NSBatchUpdateRequestType.
   NSPersistentStoreRequestType requestType() const noexcept override {
     return NSBatchUpdateRequestType;
   }
 
+  /// The entity of that name is looked up where the request is executed.
   static Ref<NSBatchUpdateRequest> batchUpdateRequestWithEntityName(const Ref<NSString>& name);
+  /// A request for records of the entity and its descendants.
   static Ref<NSBatchUpdateRequest> initWithEntity(const Ref<NSEntityDescription>& entity);
 
   /// Null where a name stands for it.
   const Ref<NSEntityDescription>& entity() const noexcept { return _entity; }
+  /// Null where neither an entity nor a name was given.
   Ref<NSString> entityName() const { return _entity ? _entity->name() : _entityName; }
 
   /// Which records, as their store has them. Null stands for every one.
@@ -54,6 +59,7 @@ class NSBatchUpdateRequest : public NSPersistentStoreRequest {
   const Ref<NSDictionary>& propertiesToUpdate() const noexcept { return _propertiesToUpdate; }
   void setPropertiesToUpdate(const Ref<NSDictionary>& properties);
 
+  /// What the result is; true unless it is set otherwise.
   NSBatchUpdateRequestResultType resultType() const noexcept { return _resultType; }
   void setResultType(NSBatchUpdateRequestResultType type) noexcept { _resultType = type; }
 

@@ -12,6 +12,7 @@ class NSBatchUpdateResult : public NSPersistentStoreResult {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  /// What the request asked for.
   NSBatchUpdateRequestResultType resultType() const noexcept { return _resultType; }
 
  protected:

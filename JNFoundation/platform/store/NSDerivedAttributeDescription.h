@@ -16,9 +16,10 @@ class NSDerivedAttributeDescription : public NSAttributeDescription {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  /// An optional attribute without a name, of undefined type.
   static Ref<NSDerivedAttributeDescription> init();
 
-  /// As data models write it: `lowercase:(name)`, `items.@count`, `now()`. Null until it is set.
+  /// As data models write it, e.g. `lowercase:(name)` or `now()`. Null until it is set.
   const Ref<NSString>& derivationExpression() const noexcept { return _derivationExpression; }
   void setDerivationExpression(const Ref<NSString>& expression);
 

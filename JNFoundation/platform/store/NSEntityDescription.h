@@ -35,6 +35,7 @@ class NSEntityDescription : public NSObject {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  /// An entity without a name, of NSManagedObjects.
   static Ref<NSEntityDescription> init();
 
   /// The entity of that name in the model that the context works with.
@@ -56,6 +57,8 @@ class NSEntityDescription : public NSObject {
   const Ref<NSString>& managedObjectClassName() const noexcept { return _managedObjectClassName; }
   void setManagedObjectClassName(const Ref<NSString>& name);
 
+  /// Whether the entity only has descendants, and no objects of its own. False unless it is set
+  /// otherwise.
   bool isAbstract() const noexcept { return _abstract; }
   void setAbstract(bool abstract);
 
@@ -67,14 +70,16 @@ class NSEntityDescription : public NSObject {
   /// The direct descendants. Never null.
   Ref<NSArray> subentities() const;
   void setSubentities(const Ref<NSArray>& entities);
+  /// The direct descendants by their names. Never null.
   Ref<NSDictionary> subentitiesByName() const;
   /// Whether this is the entity or a descendant of it.
   bool isKindOfEntity(const Ref<NSEntityDescription>& entity) const noexcept;
 
-  /// What the entity itself declares, and its direct descendants; borrowed until they change.
+  /// What the entity itself declares, borrowed until it changes.
   const std::vector<Ref<NSPropertyDescription>>& ownProperties() const noexcept {
     return _ownProperties;
   }
+  /// The direct descendants, borrowed until they change.
   const std::vector<Ref<NSEntityDescription>>& directSubentities() const noexcept {
     return _subentities;
   }
@@ -87,7 +92,9 @@ class NSEntityDescription : public NSObject {
   void setProperties(const Ref<NSArray>& properties);
   /// Name to description, inherited ones included.
   Ref<NSDictionary> propertiesByName() const;
+  /// Name to description of those that are attributes, inherited ones included.
   Ref<NSDictionary> attributesByName() const;
+  /// Name to description of those that are relationships, inherited ones included.
   Ref<NSDictionary> relationshipsByName() const;
 
   /// Strings that the model keeps beside the entity; a subentity does not inherit them. Never null.
@@ -108,6 +115,7 @@ class NSEntityDescription : public NSObject {
   /// entity.
   void setIndexes(const Ref<NSArray>& indexes);
 
+  /// Null unless it is set; part of the version hash.
   const Ref<NSString>& versionHashModifier() const noexcept { return _versionHashModifier; }
   void setVersionHashModifier(const Ref<NSString>& modifier);
   /// The entity's name in the model version before this one; its own name unless it is set.

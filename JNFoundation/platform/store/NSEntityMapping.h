@@ -23,6 +23,7 @@ class NSEntityMapping : public NSObject {
 
   /// "Transform Person to Human", one name for each mapping of a model.
   const Ref<NSString>& name() const noexcept { return _name; }
+  /// What becomes of the records.
   NSEntityMappingType mappingType() const noexcept { return _type; }
   /// Null for an entity that is new.
   const Ref<NSString>& sourceEntityName() const noexcept { return _source; }
@@ -32,6 +33,7 @@ class NSEntityMapping : public NSObject {
   /// NSPropertyMappings of the stored properties that the entity has in the new model, inherited
   /// ones first. Never null.
   const Ref<NSArray>& attributeMappings() const noexcept { return _attributes; }
+  /// The same of the relationships.
   const Ref<NSArray>& relationshipMappings() const noexcept { return _relationships; }
   /// The names of the stored properties that it had and that are gone. Never null.
   const Ref<NSArray>& removedPropertyNames() const noexcept { return _removed; }

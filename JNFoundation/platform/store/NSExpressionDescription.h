@@ -21,12 +21,14 @@ class NSExpressionDescription : public NSPropertyDescription {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  /// A description without a name and an expression, of undefined type.
   static Ref<NSExpressionDescription> init();
 
   /// Null until it is set.
   const Ref<NSExpression>& expression() const noexcept { return _expression; }
   void setExpression(const Ref<NSExpression>& expression);
 
+  /// What the expression gives; undefined unless it is set.
   NSAttributeType expressionResultType() const noexcept { return _expressionResultType; }
   void setExpressionResultType(NSAttributeType type) noexcept { _expressionResultType = type; }
 

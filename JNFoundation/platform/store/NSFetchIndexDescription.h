@@ -26,6 +26,7 @@ class NSFetchIndexDescription : public NSObject {
   static Ref<NSFetchIndexDescription> initWithNameElements(const Ref<NSString>& name,
                                                            const Ref<NSArray>& elements);
 
+  /// Never null.
   const Ref<NSString>& name() const noexcept { return _name; }
   /// Fails: raises NSInvalidArgumentException for null and for an empty name.
   void setName(const Ref<NSString>& name);

@@ -9,8 +9,8 @@ class NSFetchIndexDescription;
 /// What kind of structure an index keeps. Stores keep every index as an ordered one, a binary tree;
 /// an R-tree is kept in the model and in its file only.
 enum NSFetchIndexElementType : NSUInteger {
-  NSFetchIndexElementTypeBinary = 0,
-  NSFetchIndexElementTypeRTree = 1,
+  NSFetchIndexElementTypeBinary = 0,  ///< a binary tree
+  NSFetchIndexElementTypeRTree = 1,   ///< an R-tree, for ranges
 };
 
 /// One property that an index is over, and its direction.
@@ -40,6 +40,7 @@ class NSFetchIndexElementDescription : public NSObject {
     return _property ? _property->name() : _propertyName;
   }
 
+  /// What kind of structure the model asks for.
   NSFetchIndexElementType collationType() const noexcept { return _collationType; }
   void setCollationType(NSFetchIndexElementType type);
 

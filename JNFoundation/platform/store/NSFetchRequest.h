@@ -9,10 +9,10 @@ class NSPredicate;
 
 /// What executing a request gives.
 enum NSFetchRequestResultType : NSUInteger {
-  NSManagedObjectResultType = 0,
-  NSManagedObjectIDResultType = 1,
-  NSDictionaryResultType = 2,
-  NSCountResultType = 4,
+  NSManagedObjectResultType = 0,    ///< NSManagedObjects
+  NSManagedObjectIDResultType = 1,  ///< NSManagedObjectIDs
+  NSDictionaryResultType = 2,       ///< NSDictionaries of `propertiesToFetch`
+  NSCountResultType = 4,            ///< one number: how many there are
 };
 
 /// What to look for in a store: an entity, a condition, an order, a limit, and the form of the
@@ -30,8 +30,10 @@ class NSFetchRequest : public NSPersistentStoreRequest {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  /// NSFetchRequestType.
   NSPersistentStoreRequestType requestType() const noexcept override { return NSFetchRequestType; }
 
+  /// A request without an entity, which has to be set before it is executed.
   static Ref<NSFetchRequest> init();
   static Ref<NSFetchRequest> fetchRequest() { return init(); }
   /// The entity of that name is looked up where the request is executed.
@@ -65,6 +67,7 @@ class NSFetchRequest : public NSPersistentStoreRequest {
   NSUInteger fetchBatchSize() const noexcept { return _fetchBatchSize; }
   void setFetchBatchSize(NSUInteger size) noexcept { _fetchBatchSize = size; }
 
+  /// What the results are; objects unless it is set otherwise.
   NSFetchRequestResultType resultType() const noexcept { return _resultType; }
   void setResultType(NSFetchRequestResultType type) noexcept { _resultType = type; }
 

@@ -18,6 +18,7 @@ class NSFetchedPropertyDescription : public NSPropertyDescription {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  /// A property without a name and a request.
   static Ref<NSFetchedPropertyDescription> init();
 
   /// A request of the caller's own. Its predicate may speak of `$FETCH_SOURCE`, the object that has

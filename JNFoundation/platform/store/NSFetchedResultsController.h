@@ -91,6 +91,7 @@ class NSFetchedResultsController : public NSObject {
   /// section. Null, which it is by default, keeps nothing. The directory is made if need be.
   /// Threads: any.
   static void setCacheDirectory(const Ref<NSString>& path);
+  /// What `setCacheDirectory` was given last; null at first. Threads: any.
   static Ref<NSString> cacheDirectory();
   /// Deletes what is kept under the name; all of it for null.
   static void deleteCacheWithName(const Ref<NSString>& name);

@@ -12,10 +12,10 @@ class NSFetchedResultsController;
 
 /// What became of an object, or of a section, in a list of results.
 enum NSFetchedResultsChangeType : NSUInteger {
-  NSFetchedResultsChangeInsert = 1,
-  NSFetchedResultsChangeDelete = 2,
-  NSFetchedResultsChangeMove = 3,
-  NSFetchedResultsChangeUpdate = 4,
+  NSFetchedResultsChangeInsert = 1,  ///< it was not there
+  NSFetchedResultsChangeDelete = 2,  ///< it is not there any more
+  NSFetchedResultsChangeMove = 3,    ///< it stands somewhere else among the others
+  NSFetchedResultsChangeUpdate = 4,  ///< it stands where it stood, with other values
 };
 
 /// What is told how a list of results changes, in this order: that it will, every section that came
@@ -29,14 +29,16 @@ enum NSFetchedResultsChangeType : NSUInteger {
 /// it likes meanwhile: change objects, save, fetch again, leave, or let go of the controller.
 class NSFetchedResultsControllerDelegate : public NSObjectProtocol {
  public:
+  /// The controller that tells.
   using Controller = const Ref<NSFetchedResultsController>&;
 
+  /// What a delegate may be asked or told.
   enum class Callback : std::uint8_t {
-    WillChangeContent,
-    DidChangeSection,
-    DidChangeObject,
-    DidChangeContent,
-    SectionIndexTitle,
+    WillChangeContent,  ///< a batch begins
+    DidChangeSection,   ///< a section came or went
+    DidChangeObject,    ///< an object came, went, moved or changed
+    DidChangeContent,   ///< a batch has ended
+    SectionIndexTitle,  ///< the title of a section in an index
   };
 
   /// Whether the delegate answers the callback; asked anew before each. A delegate that answers
@@ -60,6 +62,7 @@ class NSFetchedResultsControllerDelegate : public NSObjectProtocol {
   virtual void controllerDidChangeObjectAtIndexPathForChangeTypeNewIndexPath(
       Controller, const Ref<NSManagedObject>&, const Ref<NSIndexPath>&, NSFetchedResultsChangeType,
       const Ref<NSIndexPath>&) {}
+  /// The controller has what it has told.
   virtual void controllerDidChangeContent(Controller) {}
 
   /// The title that an index shows for the section. Null stands for none.

@@ -12,7 +12,9 @@ class NSFetchedResultsSectionInfo : public NSObjectProtocol {
   virtual Ref<NSString> name() const = 0;
   /// What stands for the section in an index beside a list. May be null.
   virtual Ref<NSString> indexTitle() const = 0;
+  /// How many objects stand in the section.
   virtual NSUInteger numberOfObjects() const = 0;
+  /// The objects of the section in their order. Never null.
   virtual Ref<NSArray> objects() const = 0;
 
  protected:

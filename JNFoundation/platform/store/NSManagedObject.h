@@ -52,6 +52,7 @@ class NSManagedObject : public NSObject {
   static Ref<NSManagedObject> initWithEntityInsertIntoManagedObjectContext(
       const Ref<NSEntityDescription>& entity, const Ref<NSManagedObjectContext>& context);
 
+  /// Never null.
   const Ref<NSEntityDescription>& entity() const noexcept { return _entity; }
   /// Temporary until the object is saved or its context obtains a permanent one.
   Ref<NSManagedObjectID> objectID() const;
@@ -59,11 +60,15 @@ class NSManagedObject : public NSObject {
   /// was saved.
   Ref<NSManagedObjectContext> managedObjectContext() const noexcept;
 
+  /// Whether the object was never saved, and its context is to insert it.
   bool isInserted() const noexcept { return (_flags & Inserted) != 0; }
   /// Whether an object of the store was written to since the last save, be it with equal values.
   bool isUpdated() const noexcept { return (_flags & (Updated | Inserted | Deleted)) == Updated; }
+  /// Whether the object is to be deleted by the next save.
   bool isDeleted() const noexcept { return (_flags & Deleted) != 0; }
+  /// Whether the next save inserts, updates or deletes the object.
   bool hasChanges() const noexcept { return (_flags & (Inserted | Updated | Deleted)) != 0; }
+  /// Whether nobody has looked at the values yet.
   bool isFault() const noexcept { return (_flags & Fault) != 0; }
 
   /// The value under a key: by the operation that the object's class declares for it, else from the
@@ -81,10 +86,10 @@ class NSManagedObject : public NSObject {
   Value valueForUndefinedKey(const Ref<NSString>& key) const override;
   void setValueForUndefinedKey(const Value& value, const Ref<NSString>& key) override;
 
-  /// The members of a relationship to many as a live set: adding and removing change both ends, and
-  /// do not read the members where the way back leads to one object.
-  /// Fails: raises NSUndefinedKeyException for an unknown key, NSInvalidArgumentException for
-  /// another property, and for an ordered relationship here or one without order below.
+  // The members of a relationship to many as a live set: adding and removing change both ends, and
+  // do not read the members where the way back leads to one object. Fail: raise
+  // NSUndefinedKeyException for an unknown key, NSInvalidArgumentException for another property,
+  // and for an ordered relationship here or one without order below.
   Ref<NSMutableSet> mutableSetValueForKey(const Ref<NSString>& key);
   Ref<NSMutableOrderedSet> mutableOrderedSetValueForKey(const Ref<NSString>& key);
 
@@ -109,9 +114,11 @@ class NSManagedObject : public NSObject {
 
   /// Fires a fault.
   void willAccessValueForKey(const Ref<NSString>& key) const;
+  /// Does nothing; the end of what `willAccessValueForKey` began.
   void didAccessValueForKey(const Ref<NSString>& key) const;
   /// Fires a fault and marks the object as updated.
   void willChangeValueForKey(const Ref<NSString>& key);
+  /// Does nothing; the end of what `willChangeValueForKey` began.
   void didChangeValueForKey(const Ref<NSString>& key);
 
   /// The stored properties whose values differ from those last fetched or saved, by name; NSNull
@@ -147,7 +154,9 @@ class NSManagedObject : public NSObject {
   /// Fails: returns false and sets the error; several failures are one error 1560 that lists them
   /// under NSDetailedErrors. Without an out-parameter the first failure ends the check.
   virtual bool validateForInsert(Ref<NSError>* error);
+  /// As `validateForInsert`, of an object that was changed.
   virtual bool validateForUpdate(Ref<NSError>* error);
+  /// As `validateForInsert`, of an object that is to go.
   virtual bool validateForDelete(Ref<NSError>* error);
 
   /// The class, entity, identifier and values. Fires no fault.

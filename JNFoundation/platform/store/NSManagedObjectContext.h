@@ -31,6 +31,7 @@ struct ObjectKey;
 class SaveConflicts;
 }  // namespace impl
 
+/// Where a context works.
 enum NSManagedObjectContextConcurrencyType : NSUInteger {
   /// The context has a queue of its own, on an executor of the application.
   NSPrivateQueueConcurrencyType = 1,
@@ -59,11 +60,15 @@ inline constexpr const char* NSManagedObjectContextWillSaveNotification =
 inline constexpr const char* NSManagedObjectContextDidSaveNotification =
     "NSManagedObjectContextDidSaveNotification";
 
+// Keys of the sets of objects in a notification's user info: inserted, updated, deleted, and read
+// again.
 inline constexpr const char* NSInsertedObjectsKey = "inserted";
 inline constexpr const char* NSUpdatedObjectsKey = "updated";
 inline constexpr const char* NSDeletedObjectsKey = "deleted";
 inline constexpr const char* NSRefreshedObjectsKey = "refreshed";
+/// In place of all sets after a reset: true.
 inline constexpr const char* NSInvalidatedAllObjectsKey = "invalidatedAll";
+// Keys of the sets of identifiers in a notification's user info.
 inline constexpr const char* NSInsertedObjectIDsKey = "inserted_objectIDs";
 inline constexpr const char* NSUpdatedObjectIDsKey = "updated_objectIDs";
 inline constexpr const char* NSDeletedObjectIDsKey = "deleted_objectIDs";
@@ -92,6 +97,7 @@ class NSManagedObjectContext : public NSObject {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  /// A context of the main thread.
   static Ref<NSManagedObjectContext> init() {
     return initWithConcurrencyType(NSMainQueueConcurrencyType);
   }
@@ -108,6 +114,7 @@ class NSManagedObjectContext : public NSObject {
 
   // ---- Queues -----------------------------------------------------------------------------------
 
+  /// Where the context works.
   NSManagedObjectContextConcurrencyType concurrencyType() const noexcept { return _type; }
 
   /// Runs the block in the context's queue, behind what was posted before, and processes pending
@@ -227,8 +234,9 @@ class NSManagedObjectContext : public NSObject {
   bool obtainPermanentIDsForObjectsError(const Ref<NSArray>& objects,
                                          Ref<NSError>* error = nullptr);
 
+  /// Whether anything is to be inserted, updated or deleted.
   bool hasChanges() const noexcept;
-  /// Sets of objects, made anew at each call.
+  // Sets of objects, made anew at each call.
   Ref<NSSet> insertedObjects() const;
   Ref<NSSet> updatedObjects() const;
   Ref<NSSet> deletedObjects() const;

@@ -24,11 +24,13 @@ class NSManagedObjectID : public NSObject {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  /// The entity of the object. Never null.
   const Ref<NSEntityDescription>& entity() const noexcept { return _entity; }
 
   /// Returns: null for a temporary identifier and when the store is gone.
   Ref<NSPersistentStore> persistentStore() const noexcept;
 
+  /// Whether the object was never saved.
   bool isTemporaryID() const noexcept { return !_storeIdentifier; }
 
   /// The identifier as an address: "x-coredata:///Country/t…" while it is temporary, then

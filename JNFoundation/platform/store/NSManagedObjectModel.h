@@ -64,6 +64,7 @@ class NSManagedObjectModel : public NSObject {
   /// Takes: every entity of the model; the descendants of those given belong to it as well.
   /// Fails: raises NSInvalidArgumentException for a name that is used twice or missing.
   void setEntities(const Ref<NSArray>& entities);
+  /// Name to description. Never null.
   Ref<NSDictionary> entitiesByName() const;
   /// Returns: null if there is none of that name.
   Ref<NSEntityDescription> entityWithName(std::string_view name) const noexcept;

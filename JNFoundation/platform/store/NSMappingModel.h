@@ -45,6 +45,7 @@ class NSMappingModel : public NSObject {
 
   /// One for each entity of the new model, and one for each that is gone. Never null.
   const Ref<NSArray>& entityMappings() const noexcept { return _entityMappings; }
+  /// The same by their names. Never null.
   Ref<NSDictionary> entityMappingsByName() const;
 
   /// The descriptions of the entities' mappings, one below the other.

@@ -49,6 +49,7 @@ class NSMergePolicy : public NSObject {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  /// A policy of its own of that type.
   static Ref<NSMergePolicy> initWithMergeType(NSMergePolicyType type);
 
   // One of each type for everybody.
@@ -58,6 +59,7 @@ class NSMergePolicy : public NSObject {
   static const Ref<NSMergePolicy>& overwriteMergePolicy();
   static const Ref<NSMergePolicy>& rollbackMergePolicy();
 
+  /// Which rules the policy goes by.
   NSMergePolicyType mergeType() const noexcept { return _type; }
 
   /// What a save calls. Takes: conflicts of both kinds, in any mixture. The base hands each kind to

@@ -24,19 +24,22 @@ class NSMigrationPlan : public NSObject {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  /// A plan without steps.
   static Ref<NSMigrationPlan> init();
 
   /// Fails: raises NSInvalidArgumentException for null.
   void addStep(const Ref<NSMigrationStep>& step);
+  /// In the order in which they were added, borrowed until one is added.
   const std::vector<Ref<NSMigrationStep>>& steps() const noexcept { return _steps; }
 
-  /// Called on the thread that opens the store, many times. Null, as at first, tells nobody.
+  // Called on the thread that opens the store, many times. Null, as at first, tells nobody.
   void setProgress(const NSMigrationProgress& progress) { _progress = progress; }
   const NSMigrationProgress& progress() const noexcept { return _progress; }
 
   /// Has a migration that is under way end, and each later one not begin: the store is not opened,
   /// with NSMigrationCancelledError (134120), and stays as it was.
   void cancel() noexcept { _isCancelled.store(true, std::memory_order_relaxed); }
+  /// Whether `cancel` was called.
   bool isCancelled() const noexcept { return _isCancelled.load(std::memory_order_relaxed); }
 
  protected:

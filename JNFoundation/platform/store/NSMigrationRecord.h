@@ -27,6 +27,7 @@ class NSMigrationRecord : public NSObject {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  /// The entity in the model that the record is of.
   const Ref<NSString>& entityName() const noexcept { return _entity->name(); }
   /// The record's number, which stays the same.
   std::int64_t number() const noexcept { return _number; }

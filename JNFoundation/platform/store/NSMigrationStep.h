@@ -62,12 +62,14 @@ class NSMigrationStep : public NSObject {
 
   // ---- For stores -------------------------------------------------------------------------------
 
+  /// Whether the step is for a store with these metadata.
   bool isForMetadata(const Ref<NSDictionary>& metadata) const;
-  /// Returns: null where there is none.
+  // Returns: null where there is none.
   NSRecordMigration recordMigrationForEntity(const NSEntityDescription& entity) const;
   NSRecordMigration relationshipMigrationForEntity(const NSEntityDescription& entity) const;
   /// The names of the entities that have a block.
   std::vector<Ref<NSString>> entityNames() const;
+  /// Whether there is anything to do once all records have their values.
   bool hasRelationshipMigrations() const noexcept { return !_relationshipBlocks.empty(); }
 
  protected:

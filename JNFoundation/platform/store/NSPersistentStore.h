@@ -45,6 +45,7 @@ inline constexpr NSInteger NSUserCancelledError = 3072;
 
 /// How much room a store takes on disk, in bytes; all 0 for one without a file.
 struct NSPersistentStoreSize {
+  /// The whole file.
   std::uint64_t file = 0;
   /// How much of the file holds nothing at present: compacting gives it back.
   std::uint64_t unused = 0;
@@ -52,8 +53,9 @@ struct NSPersistentStoreSize {
   std::uint64_t log = 0;
 };
 
+/// Flags for a backup.
 enum NSPersistentStoreBackupOptions : NSUInteger {
-  NSPersistentStoreBackupPlain = 0,
+  NSPersistentStoreBackupPlain = 0,  ///< a file that is there already is left alone
   /// A file of that name is replaced, in one step, when the copy is whole.
   NSPersistentStoreBackupReplacesExisting = 1,
 };
@@ -63,10 +65,18 @@ using NSPersistentStoreBackupProgress = Block<bool(std::uint64_t copied, std::ui
 
 /// A record that a save writes.
 struct StoreRowChange {
-  enum class Kind : std::uint8_t { Insert, Update, Delete };
+  /// What happens to a record.
+  enum class Kind : std::uint8_t {
+    Insert,  ///< it is new
+    Update,  ///< its values change
+    Delete   ///< it goes
+  };
 
+  /// What happens to it.
   Kind kind;
+  /// Of which entity the record is.
   const NSEntityDescription* entity;
+  /// Its number among those of the entity's hierarchy.
   std::int64_t primaryKey;
   /// By property number; not read for a deletion. A relationship to one object stands there as that
   /// object's identifier, which is a permanent one of the same store.
@@ -83,11 +93,13 @@ struct StoreRowChange {
 /// say. Where the way back leads to one object, that is the order only: the members are those
 /// records that name this one.
 struct StoreLinkChange {
+  /// Which relationship of the record.
   const NSRelationshipDescription* relationship;
   /// The numbers of the record and of those at the other end.
   std::int64_t primaryKey;
   /// At the end of an order, in this one.
   std::vector<std::int64_t> added;
+  /// No longer at the other end.
   std::vector<std::int64_t> removed;
   /// All members of an ordered relationship, if their order was changed.
   std::vector<std::int64_t> order;
@@ -95,7 +107,9 @@ struct StoreLinkChange {
 
 /// What to look for in a store.
 struct StoreQuery {
+  /// Whose records. Requires: it is set.
   const NSEntityDescription* entity = nullptr;
+  /// Whether records of descendants count as well.
   bool includesSubentities = true;
   /// Null stands for every record.
   Ref<NSPredicate> predicate;
@@ -103,6 +117,7 @@ struct StoreQuery {
   Ref<NSArray> sortDescriptors;
   /// 0 sets no limit.
   NSUInteger limit = 0;
+  /// How many of the first records are left out.
   NSUInteger offset = 0;
   /// False asks for identities and versions only.
   bool includesValues = true;
@@ -116,6 +131,7 @@ struct StoreQuery {
 struct StoreQueryPlan {
   /// What every record must satisfy beyond what the store checks; null if nothing.
   Ref<NSPredicate> remainingPredicate;
+  /// Whether the records come in the order that the query asks for.
   bool sorts = false;
   /// Only where nothing remains to be done before.
   bool limits = false;
@@ -147,8 +163,17 @@ class StoreRelatedReceiver : public StoreRowReceiver {
 
 /// A value that is read of each record of a query, or made of all records of a group.
 struct StoreColumn {
-  enum class Kind : std::uint8_t { Value, Count, Sum, Average, Minimum, Maximum };
+  /// What is made of a value: itself, or one aggregate over a group.
+  enum class Kind : std::uint8_t {
+    Value,    ///< of each record
+    Count,    ///< how many are not null
+    Sum,      ///< of numbers
+    Average,  ///< of numbers
+    Minimum,  ///< the smallest one
+    Maximum   ///< the largest one
+  };
 
+  /// What is made of the value.
   Kind kind;
   /// Through relationships to one to an attribute or a record, which is given as its identifier;
   /// without keys the record itself.
@@ -157,7 +182,9 @@ struct StoreColumn {
 
 /// What to read of records instead of the records.
 struct StoreColumnQuery {
+  /// Which records.
   StoreQuery query;
+  /// What is read of them, in the order of the results.
   std::vector<StoreColumn> columns;
   /// Whether records with the same values in the columns of kind Value are one row, in the order of
   /// the groups' first records; sort descriptors, limit and offset are not looked at then. Without
@@ -170,7 +197,11 @@ struct StoreColumnQuery {
 using StoreColumnReceiver = Block<bool(std::span<Value> values)>;
 
 /// `Unable`: the store has nothing to gain over reading whole records, and has called nobody.
-enum class StoreAnswer : std::uint8_t { Done, Unable, Failed };
+enum class StoreAnswer : std::uint8_t {
+  Done,    ///< everything was given
+  Unable,  ///< nothing was; ask for whole records
+  Failed   ///< the error is set
+};
 
 /// What keeps records: one interface over a file and over memory.
 ///
@@ -183,6 +214,7 @@ class NSPersistentStore : public NSObject {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  /// NSSQLiteStoreType or NSInMemoryStoreType.
   virtual Ref<NSString> type() const = 0;
   /// Null for a store without a file.
   const Ref<NSURL>& URL() const noexcept { return _url; }
@@ -195,7 +227,9 @@ class NSPersistentStore : public NSObject {
   const Ref<NSDictionary>& options() const noexcept { return _options; }
   /// The store's own name, a UUID that the file keeps.
   const Ref<NSString>& identifier() const noexcept { return _identifier; }
+  /// Whether saves are refused.
   bool isReadOnly() const noexcept { return _readOnly; }
+  /// The coordinator's model. Never null.
   const Ref<NSManagedObjectModel>& model() const noexcept { return _model; }
 
   /// Grows with each store that a coordinator gets.
@@ -208,6 +242,7 @@ class NSPersistentStore : public NSObject {
 
   /// Opens what there is or makes it. Fails: returns false, sets the error and has changed nothing.
   virtual bool open(Ref<NSError>* error) = 0;
+  /// What was not committed is lost.
   virtual void close() = 0;
 
   /// Takes `count` numbers that no record of the hierarchy has or had, ascending from the result.
@@ -235,6 +270,7 @@ class NSPersistentStore : public NSObject {
   /// Makes everything written since `beginSave` durable, at once. Fails: nothing of it is kept;
   /// 133000 where a record would name one that is not there.
   virtual bool commitSave(Ref<NSError>* error) = 0;
+  /// Forgets everything written since `beginSave`.
   virtual void abandonSave() noexcept = 0;
 
   /// How much of the query `fetchRows` will do.
@@ -284,13 +320,16 @@ class NSPersistentStore : public NSObject {
                       const NSPersistentStoreBackupProgress& progress, Ref<NSError>* error);
   /// The same. Returns: null if the check could not be made.
   virtual Ref<NSArray> integrityErrors(Ref<NSError>* error);
+  // Fail: return false and set the error.
   virtual bool compact(Ref<NSError>* error);
   virtual bool readSize(NSPersistentStoreSize& size, Ref<NSError>* error);
   virtual bool suspend(Ref<NSError>* error);
   virtual bool resume(Ref<NSError>* error);
+  /// Whether the store has let go of its file for the time being.
   virtual bool isSuspended() const noexcept { return false; }
   /// Lets go of what is kept only to be faster.
   virtual void releaseUnusedMemory() noexcept {}
+  /// What a suspension or a removal ends.
   impl::LongWork& longWork() const noexcept { return *_longWork; }
 
   /// The token of the hierarchy that the entity belongs to; lives as long as the store.
@@ -301,7 +340,9 @@ class NSPersistentStore : public NSObject {
                     Ref<NSDictionary> options);
   ~NSPersistentStore() override;
 
+  /// For a store that has made or read its name.
   void setIdentifier(Ref<NSString> identifier) { _identifier = std::move(identifier); }
+  /// For a store that has found whether it may write.
   void setReadOnly(bool readOnly) noexcept { _readOnly = readOnly; }
 
  private:

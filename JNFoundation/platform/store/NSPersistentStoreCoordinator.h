@@ -77,6 +77,7 @@ class NSPersistentStoreCoordinator : public NSObject {
   static Ref<NSPersistentStoreCoordinator> initWithManagedObjectModel(
       const Ref<NSManagedObjectModel>& model);
 
+  /// Never null; nobody can change it any more.
   const Ref<NSManagedObjectModel>& managedObjectModel() const noexcept { return _model; }
 
   /// Opens the store, and makes its file if there is none. `configuration` names those entities of
@@ -139,6 +140,7 @@ class NSPersistentStoreCoordinator : public NSObject {
       const Ref<NSPersistentStore>& store, const Ref<NSURL>& url,
       NSPersistentStoreBackupOptions options, const NSPersistentStoreBackupProgress& progress,
       Ref<NSError>* error = nullptr);
+  /// The same without options, and without telling anybody of the progress.
   bool backupPersistentStoreToURLError(const Ref<NSPersistentStore>& store, const Ref<NSURL>& url,
                                        Ref<NSError>* error = nullptr);
 

@@ -4,11 +4,12 @@
 
 namespace JNFoundation::inline v0_1 {
 
+/// The kinds of requests, by the platform's numbers.
 enum NSPersistentStoreRequestType : NSUInteger {
-  NSFetchRequestType = 1,
-  NSBatchInsertRequestType = 5,
-  NSBatchUpdateRequestType = 6,
-  NSBatchDeleteRequestType = 7,
+  NSFetchRequestType = 1,        ///< NSFetchRequest
+  NSBatchInsertRequestType = 5,  ///< NSBatchInsertRequest
+  NSBatchUpdateRequestType = 6,  ///< NSBatchUpdateRequest
+  NSBatchDeleteRequestType = 7,  ///< NSBatchDeleteRequest
 };
 
 /// What a context asks of stores: a fetch, or one of the batch requests that change records without
@@ -20,6 +21,7 @@ class NSPersistentStoreRequest : public NSObject {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  /// Which kind of request it is.
   virtual NSPersistentStoreRequestType requestType() const noexcept = 0;
 
   /// The only NSPersistentStores that are asked. Null stands for every store that takes the entity;

@@ -15,6 +15,7 @@ struct StatementTrace {
   std::string_view path;
   /// With a `?` for each value: those are bound, and not told.
   std::string_view sql;
+  /// How many values are bound.
   int parameterCount = 0;
   /// How many rows it gave, or were taken of it.
   std::uint64_t rowCount = 0;
@@ -32,7 +33,11 @@ struct StatementTrace {
 /// raises is dropped. Statements that it causes itself are not told.
 using StatementObserver = Block<void(const StatementTrace& trace)>;
 
-enum class StatementPlans : std::uint8_t { Omit, Include };
+/// Whether the plan of a statement is told along.
+enum class StatementPlans : std::uint8_t {
+  Omit,    ///< no plan is made
+  Include  ///< a plan is made for each text
+};
 
 /// Has every statement that any store of the process runs told to the block, from its next
 /// statement on; null turns it off. A plan is made once for each text of a store's open file.
@@ -42,6 +47,7 @@ void setStatementObserver(StatementObserver observer, StatementPlans plans = Sta
 /// An observer for the length of a scope. Scopes are nested, not interleaved.
 class StatementObserverScope {
  public:
+  /// Calls: the observer, as `setStatementObserver` says, until the end of the scope.
   explicit StatementObserverScope(StatementObserver observer,
                                   StatementPlans plans = StatementPlans::Omit);
   ~StatementObserverScope();

@@ -27,9 +27,13 @@ class ValueArray {
     if (_values) release(_values);
   }
 
+  /// Whether there are values.
   explicit operator bool() const noexcept { return _values != nullptr; }
+  /// The first of the values, borrowed; null if there are none.
   Value* get() const noexcept { return _values; }
+  /// Requires: an index below the count that the array was made with.
   Value& operator[](std::size_t index) const noexcept { return _values[index]; }
+  /// Lets go of the values.
   void reset() noexcept { *this = ValueArray(); }
 
  private:

@@ -13,11 +13,17 @@ namespace JNFoundation::inline v0_1 {
 
 /// An instant taken apart. Year 1 is 1 AD, year 0 the year before it; month and day count from 1.
 struct CivilTime {
+  /// The year of the calendar, which may be 0 or negative.
   std::int64_t year;
+  /// 1 to 12.
   int month;
+  /// 1 to 31.
   int day;
+  /// 0 to 23.
   int hour;
+  /// 0 to 59.
   int minute;
+  /// 0 to 59.
   int second;
   /// The part of the second that has passed, in [0, 1), also before 1970.
   double fraction;

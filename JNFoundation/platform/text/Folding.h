@@ -15,8 +15,14 @@ namespace JNFoundation::inline v0_1 {
 ///
 /// Ill-formed sequences count as U+FFFD. Texts that are all ASCII are compared and searched without
 /// an allocation. All functions are pure and may run on any thread.
-enum class Fold : unsigned { None = 0, Case = 1, Diacritics = 2, CaseAndDiacritics = 3 };
+enum class Fold : unsigned {
+  None = 0,              ///< nothing
+  Case = 1,              ///< upper and lower case
+  Diacritics = 2,        ///< marks
+  CaseAndDiacritics = 3  ///< both
+};
 
+/// What both take away.
 constexpr Fold operator|(Fold left, Fold right) {
   return static_cast<Fold>(static_cast<unsigned>(left) | static_cast<unsigned>(right));
 }
@@ -66,8 +72,10 @@ int compareLocalizedStandard(std::string_view left, std::string_view right);
 /// Whether the folded text holds the folded part; every text holds the empty part.
 bool containsFolded(std::string_view text, std::string_view part, Fold fold);
 
+/// Whether the folded text begins with the folded part; every text does with the empty part.
 bool hasPrefixFolded(std::string_view text, std::string_view part, Fold fold);
 
+/// Whether the folded text ends with the folded part; every text does with the empty part.
 bool hasSuffixFolded(std::string_view text, std::string_view part, Fold fold);
 
 }  // namespace JNFoundation

@@ -39,6 +39,7 @@ bool boolFromText(std::string_view text);
 /// The decimal digits, with a minus sign where needed.
 std::string textFromInteger(std::int64_t number);
 
+/// The decimal digits.
 std::string textFromUnsigned(std::uint64_t number);
 
 /// The shortest digits that read back to the same number, whole numbers without a fraction: "1",

@@ -28,6 +28,7 @@ struct CompiledExpression;
 /// Threads: a pattern may be used by several threads at once.
 class LikePattern {
  public:
+  /// Every text is a pattern. It is copied.
   LikePattern(std::string_view pattern, Fold fold);
 
   /// Whether the whole text fits the pattern.

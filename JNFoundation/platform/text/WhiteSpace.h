@@ -10,6 +10,7 @@ namespace JNFoundation::inline v0_1 {
 /// White space is what Unicode's White_Space property says: blanks of every width, tabulators and
 /// ends of lines. All functions are pure and may run on any thread.
 
+/// Whether the code point is white space.
 constexpr bool isWhiteSpace(char32_t codePoint) {
   return (codePoint >= 0x09 && codePoint <= 0x0D) || codePoint == 0x20 || codePoint == 0x85 ||
          codePoint == 0xA0 || codePoint == 0x1680 || (codePoint >= 0x2000 && codePoint <= 0x200A) ||
@@ -17,6 +18,7 @@ constexpr bool isWhiteSpace(char32_t codePoint) {
          codePoint == 0x3000;
 }
 
+/// The text from its first code point on that is no white space, borrowed from it.
 inline std::string_view withoutLeadingWhiteSpace(std::string_view text) {
   std::size_t offset = 0;
   while (offset < text.size()) {
@@ -27,6 +29,7 @@ inline std::string_view withoutLeadingWhiteSpace(std::string_view text) {
   return text.substr(offset);
 }
 
+/// The text between its first and its last code point that is no white space, borrowed from it.
 inline std::string_view withoutWhiteSpaceAround(std::string_view text) {
   text = withoutLeadingWhiteSpace(text);
   std::size_t end = 0;

@@ -75,6 +75,7 @@ class Block<Result(Arguments...)> {
   constexpr Block() noexcept = default;
   constexpr Block(std::nullptr_t) noexcept {}
 
+  /// Takes: the closure, copied or moved in.
   template <class Closure>
   requires(!std::is_same_v<std::remove_cvref_t<Closure>, Block> &&
            !std::is_member_pointer_v<std::decay_t<Closure>> &&
@@ -122,11 +123,14 @@ class Block<Result(Arguments...)> {
     return *this;
   }
 
+  /// Whether there is a closure to call.
   explicit operator bool() const noexcept { return _operations != nullptr; }
+  /// Whether there is none.
   friend bool operator==(const Block& block, std::nullptr_t) noexcept {
     return block._operations == nullptr;
   }
 
+  /// Calls the closure. Requires: there is one.
   Result operator()(Arguments... arguments) const {
     return _operations->call(_storage, std::forward<Arguments>(arguments)...);
   }

@@ -84,6 +84,7 @@ class Class {
   Class(const Class&) = delete;
   Class& operator=(const Class&) = delete;
 
+  /// As the class was declared: "NSArray".
   std::string_view name() const noexcept { return _name; }
 
   /// Returns: null for the root class.
@@ -107,6 +108,7 @@ class Class {
   /// them those that every object answers; null if none.
   const Method* classMethodForSelector(SEL selector) const noexcept;
 
+  /// Whether instances run an operation for the selector, inherited ones included.
   bool instancesRespondToSelector(SEL selector) const noexcept {
     return instanceMethodForSelector(selector) != nullptr;
   }
@@ -119,6 +121,7 @@ class Class {
   /// none.
   const Method* setterForKey(std::string_view key) const noexcept;
 
+  /// Whether both are the very same class.
   friend bool operator==(const Class& left, const Class& right) noexcept { return &left == &right; }
 
   /// Makes the class findable by name. The first class of a name keeps it.
@@ -138,6 +141,7 @@ class Class {
 
 /// The class of that name among those linked into the process; null if none is known.
 const Class* NSClassFromString(std::string_view name) noexcept;
+/// The name of the class.
 std::string_view NSStringFromClass(const Class& cls) noexcept;
 
 }  // namespace JNFoundation

@@ -57,6 +57,7 @@ class ClassDeclaration {
     return operation(setterFor(name), setter);
   }
 
+  /// An operation that is a member function.
   template <class Returned, class Owner, class... Arguments>
   ClassDeclaration& operation(SEL selector, Returned (Owner::*function)(Arguments...)) {
     return add<Returned, Arguments...>(selector, function);
@@ -91,6 +92,7 @@ class ClassDeclaration {
         }));
     return *this;
   }
+  /// The same with a lambda without captures.
   template <class Function>
   requires(std::is_class_v<Function>) ClassDeclaration& classOperation(SEL selector,
                                                                        Function function) {

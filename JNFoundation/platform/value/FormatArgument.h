@@ -13,8 +13,16 @@ namespace JNFoundation::inline v0_1 {
 /// Borrows text for the length of the call it is made for.
 class FormatArgument {
  public:
-  enum class Kind { Object, Text, Pointer, Number };
+  /// What an argument was given as.
+  enum class Kind {
+    Object,   ///< a value
+    Text,     ///< C++ text
+    Pointer,  ///< an address
+    Number    ///< a number or an enum
+  };
 
+  /// Text and character pointers are Text; numbers and enums Number; null, and whatever else a
+  /// value is made of, Object; every other pointer Pointer, null character pointers included.
   template <class T>
   explicit FormatArgument(const T& argument) {
     if constexpr (std::is_same_v<T, std::nullptr_t>) {
@@ -49,9 +57,13 @@ class FormatArgument {
     }
   }
 
+  /// What the argument was given as.
   Kind kind() const noexcept { return _kind; }
+  /// The object or the number; null for text and for pointers.
   const Value& value() const noexcept { return _value; }
+  /// The text; empty for every other kind.
   std::string_view text() const noexcept { return _text; }
+  /// The address; null for every other kind.
   const void* pointer() const noexcept { return _pointer; }
   /// The bytes of a number as it was given: they decide how a negative one looks to %x, %o and %u.
   std::size_t size() const noexcept { return _size; }

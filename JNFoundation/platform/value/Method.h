@@ -21,14 +21,17 @@ namespace JNFoundation::inline v0_1 {
 /// Threads: any; a method never changes.
 class Method {
  public:
+  /// What runs an operation on a receiver that answers it.
   using Invocation = Block<Value(const Value& receiver, std::span<const Value> arguments)>;
 
+  /// The types of the operation's own arguments, without those of the receiver and the selector.
   Method(SEL selector, char returnType, std::string argumentTypes, Invocation invocation)
       : _selector(selector),
         _returnType(returnType),
         _argumentTypes(std::move(argumentTypes)),
         _invocation(std::move(invocation)) {}
 
+  /// The name of the operation.
   SEL selector() const noexcept { return _selector; }
 
   /// How many arguments there are, the receiver and the selector included, as the platform counts.
@@ -40,6 +43,7 @@ class Method {
     if (index < 2) return index == 0 ? '@' : ':';
     return index - 2 < _argumentTypes.size() ? _argumentTypes[index - 2] : '\0';
   }
+  /// The type of the result.
   char returnType() const noexcept { return _returnType; }
 
   /// Runs the operation. Missing arguments are null; null is 0 where a number is taken, and a

@@ -26,7 +26,9 @@ class NSArray : public NSObject {
   static const Class classObject;
   const Class& class_() const noexcept override;
 
+  /// The empty array.
   static Ref<NSArray> array();
+  /// Fails: raises NSInvalidArgumentException for null.
   static Ref<NSArray> arrayWithObject(const Value& object);
   /// The list ends at the first null.
   template <class... Objects>
@@ -37,31 +39,41 @@ class NSArray : public NSObject {
     (void)std::initializer_list<int>{(append(values, Value(objects), ended), 0)...};
     return arrayWithValues(std::move(values));
   }
+  /// A copy, which an immutable array is of itself; null gives an empty array.
   static Ref<NSArray> arrayWithArray(const Ref<NSArray>& array);
   /// Takes: the elements. Fails: raises NSInvalidArgumentException for a null among them.
   static Ref<NSArray> arrayWithValues(std::vector<Value> values);
 
+  /// How many elements there are.
   NSUInteger count() const { return _foreign ? foreignCount() : _elements.size(); }
   /// Fails: raises NSRangeException outside 0 to count-1.
   Value objectAtIndex(NSUInteger index) const {
     return !_foreign && index < _elements.size() ? _elements[index] : checkedObjectAtIndex(index);
   }
   Value operator[](NSUInteger index) const { return objectAtIndex(index); }
-  /// Null for an empty array.
+  // Null for an empty array.
   Value firstObject() const { return count() == 0 ? Value() : objectAtIndex(0); }
   Value lastObject() const { return count() == 0 ? Value() : objectAtIndex(count() - 1); }
 
+  /// Whether an element equals the object; none equals null.
   bool containsObject(const Value& object) const;
   /// The lowest index of an equal element; NSNotFound if there is none.
   NSUInteger indexOfObject(const Value& object) const;
+  /// The lowest index of the very object, not of an equal one; NSNotFound if it is not there.
   NSUInteger indexOfObjectIdenticalTo(const Value& object) const;
+  /// Whether the other array has equal elements in the same order; null has not.
   bool isEqualToArray(const Ref<NSArray>& other) const;
 
   /// Fails: raises NSRangeException when the range reaches past the end.
   Ref<NSArray> subarrayWithRange(NSRange range) const;
+  /// The elements and the object behind them. Fails: raises NSInvalidArgumentException for null.
   Ref<NSArray> arrayByAddingObject(const Value& object) const;
+  /// The elements and those of the other array behind them; null counts as an empty one.
   Ref<NSArray> arrayByAddingObjectsFromArray(const Ref<NSArray>& other) const;
+  /// The elements at those indexes, ascending; none for null. Fails: raises NSRangeException when
+  /// an index reaches past the end.
   Ref<NSArray> objectsAtIndexes(const Ref<NSIndexSet>& indexes) const;
+  /// The elements from the last to the first.
   Ref<NSArray> reversedArray() const;
   /// Stable: equal elements keep their order.
   Ref<NSArray> sortedArrayUsingComparator(
@@ -118,7 +130,11 @@ class NSArray : public NSObject {
   Iterator end() const noexcept { return Iterator(*this, 0); }
 
  protected:
-  enum class Representation { Plain, Foreign };
+  /// Whether the elements stand in the array, or a descendant answers for them.
+  enum class Representation {
+    Plain,   ///< here
+    Foreign  ///< in a descendant
+  };
 
   NSArray() = default;
   explicit NSArray(std::vector<Value> elements) : _elements(std::move(elements)) {}
@@ -126,17 +142,20 @@ class NSArray : public NSObject {
       : _foreign(representation == Representation::Foreign) {}
   ~NSArray() override;
 
+  /// How many elements an array of another representation has.
   virtual NSUInteger foreignCount() const;
   /// Requires: index < foreignCount().
   virtual Value foreignObjectAtIndex(NSUInteger index) const;
 
-  std::vector<Value> _elements;
+  std::vector<Value> _elements;  ///< of a plain array
   /// Counts the changes, so that a walk notices them.
   std::uint64_t _mutations = 0;
-  bool _foreign = false;
-  bool _mutable = false;
+  bool _foreign = false;  ///< whether the representation is another one
+  bool _mutable = false;  ///< whether the array is an NSMutableArray
 
+  /// Fails: raises NSRangeException with the operation, the index and the count.
   [[noreturn]] void raiseBeyondBounds(const char* operation, NSUInteger index) const;
+  /// Fails: raises NSGenericException.
   [[noreturn]] void raiseMutatedDuringWalk() const;
 
  private:
@@ -155,20 +174,29 @@ class NSMutableArray : public NSArray {
   static const Class classObject;
   const Class& class_() const noexcept override;
 
+  // The factories of NSArray, for arrays that can be changed. A capacity is room for so many
+  // elements in an empty array.
   static Ref<NSMutableArray> array();
   static Ref<NSMutableArray> init() { return array(); }
   static Ref<NSMutableArray> arrayWithCapacity(NSUInteger capacity);
   static Ref<NSMutableArray> arrayWithArray(const Ref<NSArray>& array);
   static Ref<NSMutableArray> arrayWithValues(std::vector<Value> values);
 
+  /// Puts the object behind the last element.
   void addObject(const Value& object);
+  /// Puts the elements of the other array behind the last element; null counts as an empty one.
   void addObjectsFromArray(const Ref<NSArray>& other);
   /// `index` may equal the count.
   void insertObjectAtIndex(const Value& object, NSUInteger index);
+  /// The object takes the place of the element at the index.
   void replaceObjectAtIndexWithObject(NSUInteger index, const Value& object);
+  /// The two elements change places.
   void exchangeObjectAtIndexWithObjectAtIndex(NSUInteger first, NSUInteger second);
+  /// The elements behind it move up.
   void removeObjectAtIndex(NSUInteger index);
+  /// The elements behind the range move up.
   void removeObjectsInRange(NSRange range);
+  /// The elements that stay move together; null removes nothing.
   void removeObjectsAtIndexes(const Ref<NSIndexSet>& indexes);
   /// Puts the objects so that they end at the indexes, lowest first.
   void insertObjectsAtIndexes(const Ref<NSArray>& objects, const Ref<NSIndexSet>& indexes);
@@ -176,7 +204,9 @@ class NSMutableArray : public NSArray {
   void removeLastObject();
   /// Removes every equal element.
   void removeObject(const Value& object);
+  /// Leaves the array empty.
   void removeAllObjects();
+  /// Replaces all elements by those of the other array; null counts as an empty one.
   void setArray(const Ref<NSArray>& other);
   /// Stable.
   void sortUsingComparator(const Block<NSComparisonResult(const Value&, const Value&)>& comparator);

@@ -9,8 +9,9 @@
 
 namespace JNFoundation::inline v0_1 {
 
+/// How strict the reading of base64 is.
 enum NSDataBase64DecodingOptions : NSUInteger {
-  NSDataBase64DecodingStrict = 0,
+  NSDataBase64DecodingStrict = 0,  ///< whatever else stands there makes the text none
   /// Line ends and whatever else is no base64 character are skipped.
   NSDataBase64DecodingIgnoreUnknownCharacters = 1,
 };
@@ -24,6 +25,7 @@ class NSData : public NSObject {
   static const Class classObject;
   const Class& class_() const noexcept override;
 
+  /// No bytes.
   static Ref<NSData> data();
   /// Takes: a copy of the bytes; null only with length 0.
   static Ref<NSData> dataWithBytesLength(const void* bytes, NSUInteger length);
@@ -41,6 +43,7 @@ class NSData : public NSObject {
   const std::uint8_t* bytes() const noexcept {
     return reinterpret_cast<const std::uint8_t*>(_bytes.data());
   }
+  /// How many bytes there are.
   NSUInteger length() const noexcept { return _bytes.size(); }
   /// The bytes as C++ text, borrowed until the data changes.
   std::string_view view() const noexcept { return _bytes; }
@@ -63,7 +66,7 @@ class NSData : public NSObject {
  protected:
   explicit NSData(std::string bytes) noexcept : _bytes(std::move(bytes)) {}
 
-  std::string _bytes;
+  std::string _bytes;  ///< the bytes, well-formed text or not
 };
 
 /// A run of bytes that can be changed.
@@ -73,13 +76,17 @@ class NSMutableData : public NSData {
   static const Class classObject;
   const Class& class_() const noexcept override;
 
+  /// No bytes yet.
   static Ref<NSMutableData> data();
   static Ref<NSMutableData> init() { return data(); }
+  /// No bytes yet, and room for so many.
   static Ref<NSMutableData> dataWithCapacity(NSUInteger capacity);
   /// That many zero bytes.
   static Ref<NSMutableData> dataWithLength(NSUInteger length);
+  /// A copy of the bytes; null counts as none.
   static Ref<NSMutableData> dataWithData(const Ref<NSData>& other);
 
+  /// The bytes for writing, borrowed until the length changes.
   std::uint8_t* mutableBytes() noexcept { return reinterpret_cast<std::uint8_t*>(_bytes.data()); }
   /// Takes: a copy of the bytes, which may be the data's own.
   void appendBytesLength(const void* bytes, NSUInteger length);

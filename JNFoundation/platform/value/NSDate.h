@@ -16,14 +16,17 @@ class NSDate : public NSObject {
   /// Seconds from 1970-01-01 to 2001-01-01, both 00:00:00 UTC.
   static constexpr NSTimeInterval timeIntervalBetween1970AndReferenceDate = 978307200;
 
+  /// The date that many seconds after 1970-01-01 00:00:00 UTC.
   static Value dateWithTimeIntervalSince1970(NSTimeInterval seconds) noexcept {
     return Value::dateWithTimeIntervalSince1970(seconds);
   }
+  /// The date that many seconds after 2001-01-01 00:00:00 UTC.
   static Value dateWithTimeIntervalSinceReferenceDate(NSTimeInterval seconds) noexcept {
     return Value::dateWithTimeIntervalSince1970(seconds + timeIntervalBetween1970AndReferenceDate);
   }
   /// Now, by the system's clock.
   static Value date() noexcept;
+  /// The date that many seconds after now; before it for a negative number.
   static Value dateWithTimeIntervalSinceNow(NSTimeInterval seconds) noexcept;
   /// The first instant of the year 1.
   static Value distantPast() noexcept;

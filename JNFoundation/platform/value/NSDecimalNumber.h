@@ -6,9 +6,12 @@
 
 namespace JNFoundation::inline v0_1 {
 
+/// What a result that is too large raises.
 inline constexpr const char* NSDecimalNumberOverflowException = "NSDecimalNumberOverflowException";
+/// What a result raises that is too small to differ from zero.
 inline constexpr const char* NSDecimalNumberUnderflowException =
     "NSDecimalNumberUnderflowException";
+/// What a division by zero raises.
 inline constexpr const char* NSDecimalNumberDivideByZeroException =
     "NSDecimalNumberDivideByZeroException";
 
@@ -27,10 +30,15 @@ enum NSRoundingMode : NSUInteger {
 /// A decimal: ± mantissa × 10^exponent, with a mantissa of at most 38 digits and an exponent of
 /// -128 to 127; or not a number. Zero has no sign.
 struct NSDecimal {
+  /// The upper 64 bits of the mantissa.
   std::uint64_t mantissaHigh = 0;
+  /// The lower 64 bits of the mantissa.
   std::uint64_t mantissaLow = 0;
+  /// The power of ten that the mantissa is multiplied by.
   std::int16_t exponent = 0;
+  /// Whether the number is below zero.
   bool negative = false;
+  /// Whether there is no number; the other members then say nothing.
   bool notANumber = false;
 };
 
@@ -49,15 +57,20 @@ class NSDecimalNumber : public NSNumber {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  /// 0, one object for everybody.
   static const Ref<NSDecimalNumber>& zero();
+  /// 1, one object for everybody.
   static const Ref<NSDecimalNumber>& one();
+  /// Not-a-number, one object for everybody.
   static const Ref<NSDecimalNumber>& notANumber();
 
   /// Reads "12.50", "-.5", "1e-3", white space around it allowed; digits that do not fit are
   /// rounded. Returns: not-a-number for any other text, for null and for a number that is too
   /// large; zero for one that is too small.
   static Ref<NSDecimalNumber> decimalNumberWithString(const Ref<NSString>& text);
+  /// Exactly that number.
   static Ref<NSDecimalNumber> decimalNumberWithInteger(NSInteger number);
+  /// Exactly that number.
   static Ref<NSDecimalNumber> decimalNumberWithUnsignedInteger(NSUInteger number);
   /// The decimal that the double counts as.
   /// Returns: not-a-number for what is infinite or too large, zero for what is too small.
@@ -66,6 +79,7 @@ class NSDecimalNumber : public NSNumber {
   static Ref<NSDecimalNumber> decimalNumberWithValue(const Value& value);
   /// Takes: any mantissa and exponent of the struct; a mantissa of more than 38 digits is rounded.
   static Ref<NSDecimalNumber> decimalNumberWithDecimal(const NSDecimal& decimal);
+  /// The number ± mantissa × 10^exponent.
   static Ref<NSDecimalNumber> decimalNumberWithMantissaExponentIsNegative(std::uint64_t mantissa,
                                                                           std::int16_t exponent,
                                                                           bool negative);
@@ -83,7 +97,9 @@ class NSDecimalNumber : public NSNumber {
   Ref<NSDecimalNumber> decimalNumberByRoundingToScale(NSInteger scale,
                                                       NSRoundingMode mode = NSRoundPlain) const;
 
+  /// The parts of the number.
   const NSDecimal& decimalValue() const noexcept { return _decimal; }
+  /// Whether it is not-a-number.
   bool isNotANumber() const noexcept { return _decimal.notANumber; }
 
   std::int64_t longLongValue() const override;

@@ -24,16 +24,20 @@ class NSDictionary : public NSObject {
 
   /// A key with its value, for building and for walking.
   struct Pair {
-    Value key;
-    Value value;
+    Value key;    ///< never null
+    Value value;  ///< never null
   };
 
+  /// The empty dictionary.
   static Ref<NSDictionary> dictionary();
+  /// A dictionary of one entry. Fails: raises NSInvalidArgumentException for null.
   static Ref<NSDictionary> dictionaryWithObjectForKey(const Value& object, const Value& key);
+  /// A copy, which an immutable dictionary is of itself; null gives an empty dictionary.
   static Ref<NSDictionary> dictionaryWithDictionary(const Ref<NSDictionary>& other);
   /// Of equal keys the last one's value stays. Fails: raises NSInvalidArgumentException for null.
   static Ref<NSDictionary> dictionaryWithEntries(std::vector<Pair> entries);
 
+  /// How many entries there are.
   NSUInteger count() const noexcept { return _table.count(); }
   /// Returns: null for a missing key and for a null key. Requires, as every look-up does: the
   /// caller keeps the dictionary alive where a key's equality is an application's.
@@ -50,10 +54,13 @@ class NSDictionary : public NSObject {
   /// The same without making a string of the text.
   const Value* findText(std::string_view key) const;
 
-  /// In the order of enumeration.
+  // In the order of enumeration.
   Ref<NSArray> allKeys() const;
   Ref<NSArray> allValues() const;
+  /// The keys whose values equal the object, in the order of enumeration.
   Ref<NSArray> allKeysForObject(const Value& object) const;
+  /// Whether the other dictionary has equal values under the same keys, in whatever order; null has
+  /// not.
   bool isEqualToDictionary(const Ref<NSDictionary>& other) const;
   /// Calls: the block with each pair in order, until it sets stop.
   /// Fails: raises NSGenericException when the dictionary is changed meanwhile.
@@ -68,10 +75,11 @@ class NSDictionary : public NSObject {
   /// The value under the key; a key that starts with "@" is the property of that name.
   Value valueForKey(const Ref<NSString>& key) const override;
 
+  /// An entry as the table holds it.
   struct Entry {
-    Value key;
-    Value value;
-    std::uint64_t hash;
+    Value key;           ///< a copy of what was given
+    Value value;         ///< never null
+    std::uint64_t hash;  ///< of the key
   };
 
   /// Walks the dictionary; raises NSGenericException if it was changed since the walk began.
@@ -110,9 +118,11 @@ class NSDictionary : public NSObject {
   /// Collects entries and then becomes a dictionary; for decoders and builders that make many.
   class Builder {
    public:
+    /// Keeps room for so many entries.
     explicit Builder(std::size_t capacity = 0) { _table.reserve(capacity); }
     /// Sets the value; of equal keys the last value stays. Null keys or values are ignored.
     void set(Value key, Value value);
+    /// The dictionary of what was set since the last one; the builder starts anew.
     Ref<NSDictionary> finish();
 
    private:
@@ -120,6 +130,7 @@ class NSDictionary : public NSObject {
   };
 
  protected:
+  /// The entries in their order.
   using Table = OrderedHashTable<Entry>;
 
   NSDictionary() = default;
@@ -129,13 +140,16 @@ class NSDictionary : public NSObject {
   /// Sets the value under a copy of the key, in its old place if it is there. Returns: what was
   /// there before, for the caller to release when all is done.
   static Value put(Table& table, const Value& key, Value value);
+  /// Fails: raises NSInvalidArgumentException for null.
   static Table tableOf(std::vector<Pair> entries);
+  /// The entries without the holes that removals left.
   Table compactedTable() const;
   /// The position in the table, or npos. Requires: not null.
   std::size_t positionOf(const Value& key) const;
+  /// Fails: raises NSGenericException.
   [[noreturn]] void raiseMutatedDuringWalk() const;
 
-  Table _table;
+  Table _table;  ///< the entries
   /// Counts the changes, so that a walk notices them.
   std::uint64_t _mutations = 0;
 
@@ -151,6 +165,7 @@ class NSMutableDictionary : public NSDictionary {
   static const Class classObject;
   const Class& class_() const noexcept override;
 
+  // The factories of NSDictionary, for dictionaries that can be changed.
   static Ref<NSMutableDictionary> dictionary();
   static Ref<NSMutableDictionary> init() { return dictionary(); }
   static Ref<NSMutableDictionary> dictionaryWithDictionary(const Ref<NSDictionary>& other);
@@ -160,8 +175,11 @@ class NSMutableDictionary : public NSDictionary {
   void setObjectForKey(const Value& object, const Value& key);
   /// A missing key is ignored, a null one is not.
   void removeObjectForKey(const Value& key);
+  /// Leaves the dictionary empty.
   void removeAllObjects();
+  /// Sets every entry of the other dictionary; null counts as an empty one.
   void addEntriesFromDictionary(const Ref<NSDictionary>& other);
+  /// Replaces all entries by those of the other dictionary; null counts as an empty one.
   void setDictionary(const Ref<NSDictionary>& other);
 
   /// As `setObjectForKey`, but null removes the entry.

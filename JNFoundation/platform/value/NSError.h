@@ -7,18 +7,27 @@ namespace JNFoundation::inline v0_1 {
 
 class NSDictionary;
 
+/// The domain of the errors of files, texts and object stores.
 inline constexpr const char* NSCocoaErrorDomain = "NSCocoaErrorDomain";
+/// The domain of errors of the operating system; the code is its errno.
 inline constexpr const char* NSPOSIXErrorDomain = "NSPOSIXErrorDomain";
 
+// Keys of an error's details: the text that stands for the whole, what could not be done, why, and
+// what may help; all strings.
 inline constexpr const char* NSLocalizedDescriptionKey = "NSLocalizedDescription";
 inline constexpr const char* NSLocalizedFailureErrorKey = "NSLocalizedFailure";
 inline constexpr const char* NSLocalizedFailureReasonErrorKey = "NSLocalizedFailureReason";
 inline constexpr const char* NSLocalizedRecoverySuggestionErrorKey =
     "NSLocalizedRecoverySuggestion";
+/// The NSError that caused this one.
 inline constexpr const char* NSUnderlyingErrorKey = "NSUnderlyingError";
+/// A text for developers.
 inline constexpr const char* NSDebugDescriptionErrorKey = "NSDebugDescription";
+/// The path of the file, a string.
 inline constexpr const char* NSFilePathErrorKey = "NSFilePath";
+/// The address, an NSURL.
 inline constexpr const char* NSURLErrorKey = "NSURL";
+/// The number of a text's encoding.
 inline constexpr const char* NSStringEncodingErrorKey = "NSStringEncoding";
 
 /// What went wrong: a domain, a code within it, and details. An expected failure is returned, never
@@ -53,7 +62,9 @@ class NSError : public NSObject {
     using Above::Above;
   };
 
+  /// Whose code it is. Never null.
   const Ref<NSString>& domain() const noexcept { return _domain; }
+  /// What went wrong, as a number of the domain.
   NSInteger code() const noexcept { return _code; }
   /// Never null.
   const Ref<NSDictionary>& userInfo() const noexcept { return _userInfo; }
@@ -62,7 +73,7 @@ class NSError : public NSObject {
   /// NSLocalizedFailure with the failure reason behind it; else what the domain's provider says;
   /// else "The operation couldn’t be completed." with the failure reason or with domain and code.
   virtual Ref<NSString> localizedDescription() const;
-  /// From the details or the domain's provider; null if neither has it.
+  // From the details or the domain's provider; null if neither has it.
   virtual Ref<NSString> localizedFailureReason() const;
   virtual Ref<NSString> localizedRecoverySuggestion() const;
   /// The error that caused this one; null if there is none.

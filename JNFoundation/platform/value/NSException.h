@@ -8,11 +8,17 @@ namespace JNFoundation::inline v0_1 {
 
 class NSDictionary;
 
+/// A collection that was changed during a walk, and whatever has no name of its own.
 inline constexpr const char* NSGenericException = "NSGenericException";
+/// An argument that is not accepted, and a message that the receiver does not answer.
 inline constexpr const char* NSInvalidArgumentException = "NSInvalidArgumentException";
+/// An index or a range past the end.
 inline constexpr const char* NSRangeException = "NSRangeException";
+/// A call that the state of the object does not allow.
 inline constexpr const char* NSInternalInconsistencyException = "NSInternalInconsistencyException";
+/// A key for which the object has no property.
 inline constexpr const char* NSUndefinedKeyException = "NSUnknownKeyException";
+/// A record that is read but is not in its store any more.
 inline constexpr const char* NSObjectInaccessibleException = "NSObjectInaccessibleException";
 
 /// What misuse raises: a name that code tests, a reason for people, and details.
@@ -26,6 +32,7 @@ class NSException : public NSObject {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  /// Takes: the texts and details; the name must not be null, the others may.
   static Ref<NSException> exceptionWithNameReasonUserInfo(const Ref<NSString>& name,
                                                           const Ref<NSString>& reason,
                                                           const Ref<NSDictionary>& userInfo);
@@ -40,6 +47,7 @@ class NSException : public NSObject {
   /// Throws this exception.
   [[noreturn]] void raise();
 
+  /// What kind of misuse it was. Never null.
   const Ref<NSString>& name() const noexcept { return _name; }
   /// May be null.
   const Ref<NSString>& reason() const noexcept { return _reason; }

@@ -18,12 +18,16 @@ class NSIndexPath final : public NSObject {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  /// The path without positions.
   static Ref<NSIndexPath> indexPath();
+  /// A path of one position.
   static Ref<NSIndexPath> indexPathWithIndex(NSUInteger index);
+  /// A path of those positions, the outermost first.
   static Ref<NSIndexPath> indexPathWithIndexes(std::initializer_list<NSUInteger> indexes);
   /// Takes: a copy of the positions; null only with length 0.
   static Ref<NSIndexPath> indexPathWithIndexesLength(const NSUInteger* indexes, NSUInteger length);
 
+  /// How many positions there are.
   NSUInteger length() const noexcept { return _length; }
   /// Returns: NSNotFound behind the end.
   NSUInteger indexAtPosition(NSUInteger position) const noexcept {
@@ -34,6 +38,7 @@ class NSIndexPath final : public NSObject {
     return _length <= inlineLength ? _inside : _indexes;
   }
 
+  /// The path with one more position at its end.
   Ref<NSIndexPath> indexPathByAddingIndex(NSUInteger index) const;
   /// An empty path gives an empty path.
   Ref<NSIndexPath> indexPathByRemovingLastIndex() const;

@@ -23,14 +23,18 @@ class NSIndexSet : public NSObject {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  /// A set without indexes.
   static Ref<NSIndexSet> indexSet();
+  /// The set of one index.
   static Ref<NSIndexSet> indexSetWithIndex(NSUInteger index);
+  /// The set of all positions of the range.
   static Ref<NSIndexSet> indexSetWithIndexesInRange(NSRange range);
   /// Null counts as an empty set.
   static Ref<NSIndexSet> indexSetWithIndexSet(const Ref<NSIndexSet>& other);
 
+  /// How many indexes there are.
   NSUInteger count() const noexcept { return _count; }
-  /// NSNotFound for an empty set, as for every search below that finds nothing.
+  // NSNotFound where the set has no such index.
   NSUInteger firstIndex() const noexcept;
   NSUInteger lastIndex() const noexcept;
   NSUInteger indexGreaterThanIndex(NSUInteger index) const noexcept;
@@ -38,12 +42,15 @@ class NSIndexSet : public NSObject {
   NSUInteger indexLessThanIndex(NSUInteger index) const noexcept;
   NSUInteger indexLessThanOrEqualToIndex(NSUInteger index) const noexcept;
 
+  /// Whether the index is in the set.
   bool containsIndex(NSUInteger index) const noexcept;
   /// Whether every position of the range is in the set; true for an empty range.
   bool containsIndexesInRange(NSRange range) const noexcept;
   /// Whether every index of the other set is in this one; true for an empty one and for null.
   bool containsIndexes(const Ref<NSIndexSet>& other) const noexcept;
+  /// Whether any position of the range is in the set.
   bool intersectsIndexesInRange(NSRange range) const noexcept;
+  /// How many positions of the range are in the set.
   NSUInteger countOfIndexesInRange(NSRange range) const noexcept;
   /// Returns: false for null.
   bool isEqualToIndexSet(const Ref<NSIndexSet>& other) const noexcept;
@@ -96,11 +103,12 @@ class NSIndexSet : public NSObject {
 
   /// The position in `_ranges` of the first range that ends behind the index.
   std::size_t firstRangeEndingAfter(NSUInteger index) const noexcept;
+  /// Fails: raises NSGenericException.
   [[noreturn]] void raiseMutatedDuringWalk() const;
 
   /// Ascending, none empty, and at least one missing position between neighbours.
   std::vector<NSRange> _ranges;
-  NSUInteger _count = 0;
+  NSUInteger _count = 0;  ///< the sum of the lengths
   /// Counts the changes, so that a walk notices them.
   std::uint64_t _mutations = 0;
 };
@@ -112,19 +120,24 @@ class NSMutableIndexSet : public NSIndexSet {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  // The factories of NSIndexSet, for sets that can be changed.
   static Ref<NSMutableIndexSet> indexSet();
   static Ref<NSMutableIndexSet> init() { return indexSet(); }
   static Ref<NSMutableIndexSet> indexSetWithIndex(NSUInteger index);
   static Ref<NSMutableIndexSet> indexSetWithIndexesInRange(NSRange range);
   static Ref<NSMutableIndexSet> indexSetWithIndexSet(const Ref<NSIndexSet>& other);
 
+  /// An index that is in the set already stays.
   void addIndex(NSUInteger index) { addIndexesInRange({index, 1}); }
+  /// Adds all positions of the range; those that are in the set already stay.
   void addIndexesInRange(NSRange range);
+  /// Adds the indexes of the other set; null counts as an empty one.
   void addIndexes(const Ref<NSIndexSet>& other);
-  /// An index that is not in the set is ignored.
+  // An index that is not in the set is ignored.
   void removeIndex(NSUInteger index) { removeIndexesInRange({index, 1}); }
   void removeIndexesInRange(NSRange range);
   void removeIndexes(const Ref<NSIndexSet>& other);
+  /// Leaves the set empty.
   void removeAllIndexes() noexcept;
 
   /// Moves the indexes from `index` on. Up: they grow by delta, and a gap of delta positions opens

@@ -17,6 +17,7 @@ class NSNumber : public NSObject {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  // The number as a value.
   static Value numberWithBool(bool number) noexcept { return number; }
   static Value numberWithInt(std::int32_t number) noexcept { return number; }
   static Value numberWithInteger(NSInteger number) noexcept { return number; }

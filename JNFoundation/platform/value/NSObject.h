@@ -85,6 +85,7 @@ class NSObject {
 
   /// Equality by value; the default is identity. Objects that are equal have equal hashes.
   virtual bool isEqual(const Value& other) const;
+  /// Equal for objects that are equal; the default is of the identity.
   virtual std::size_t hash() const;
 
   /// Text for people and logs; the default is "<Class: 0xaddress>".
@@ -115,7 +116,9 @@ class NSObject {
   /// by default.
   virtual void setNilValueForKey(const Ref<NSString>& key);
 
+  /// Counts one strong reference more; `Ref` does so.
   void retain() const noexcept { _references.increment(); }
+  /// Counts one strong reference less; the last one destroys the object.
   void release() const noexcept {
     if (_references.decrement() == 1) destroy();
   }

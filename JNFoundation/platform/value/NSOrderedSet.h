@@ -30,6 +30,7 @@ class NSOrderedSet : public NSObject {
   static const Class classObject;
   const Class& class_() const noexcept override;
 
+  /// The empty set.
   static Ref<NSOrderedSet> orderedSet();
   /// Fails: raises NSInvalidArgumentException for null.
   static Ref<NSOrderedSet> orderedSetWithObject(const Value& object);
@@ -46,28 +47,35 @@ class NSOrderedSet : public NSObject {
   /// them.
   static Ref<NSOrderedSet> orderedSetWithValues(std::vector<Value> values);
 
+  /// How many members there are.
   NSUInteger count() const { return _foreign ? foreignContents()->count() : _table.count(); }
   /// Fails: raises NSRangeException outside 0 to count-1.
   Value objectAtIndex(NSUInteger index) const;
   Value operator[](NSUInteger index) const { return objectAtIndex(index); }
-  /// Null for an empty set.
+  // Null for an empty set.
   Value firstObject() const;
   Value lastObject() const;
 
+  /// Whether a member equals the object; none equals null.
   bool containsObject(const Value& object) const;
   /// The index of the equal member; NSNotFound if there is none.
   NSUInteger indexOfObject(const Value& object) const;
 
-  /// What the set holds now; later changes do not show in it.
+  // What the set holds now; later changes do not show in it.
   Ref<NSArray> array() const;
   Ref<NSSet> set() const;
+  /// The members from the last to the first.
   Ref<NSOrderedSet> reversedOrderedSet() const;
+  /// The members at those indexes, ascending; none for null. Fails: raises NSRangeException when an
+  /// index reaches past the end.
   Ref<NSArray> objectsAtIndexes(const Ref<NSIndexSet>& indexes) const;
 
   /// The same members in the same order. Null counts as an empty set here and below.
   bool isEqualToOrderedSet(const Ref<NSOrderedSet>& other) const;
+  // Whether every member is one of the other collection, in whatever order.
   bool isSubsetOfSet(const Ref<NSSet>& other) const;
   bool isSubsetOfOrderedSet(const Ref<NSOrderedSet>& other) const;
+  // Whether any member is one of the other collection.
   bool intersectsSet(const Ref<NSSet>& other) const;
   bool intersectsOrderedSet(const Ref<NSOrderedSet>& other) const;
 
@@ -91,9 +99,10 @@ class NSOrderedSet : public NSObject {
   /// Sends the value to every member.
   void setValueForKey(const Value& value, const Ref<NSString>& key) override;
 
+  /// A member as the table holds it.
   struct Entry {
-    Value key;
-    std::uint64_t hash;
+    Value key;           ///< the member, never null
+    std::uint64_t hash;  ///< of the member
   };
 
   /// Walks the set; raises NSGenericException if it was changed since the walk began.
@@ -135,7 +144,11 @@ class NSOrderedSet : public NSObject {
   Iterator end() const noexcept { return Iterator(); }
 
  protected:
-  enum class Representation { Plain, Foreign };
+  /// Whether the members stand in the set, or a descendant answers for them.
+  enum class Representation {
+    Plain,   ///< here
+    Foreign  ///< in a descendant
+  };
 
   NSOrderedSet() = default;
   explicit NSOrderedSet(OrderedHashTable<Entry> table) : _table(std::move(table)) {}
@@ -151,9 +164,13 @@ class NSOrderedSet : public NSObject {
     if (index != 0) _table.closeHoles();
     return _table.begin() + index;
   }
+  /// Fails: raises NSGenericException.
   [[noreturn]] void raiseMutatedDuringWalk() const;
+  /// Fails: raises NSRangeException with the operation, the index and the count.
   [[noreturn]] void raiseBeyondBounds(const char* operation, NSUInteger index) const;
+  /// Fails: raises NSInvalidArgumentException for null.
   static OrderedHashTable<Entry> tableOf(std::vector<Value> values);
+  /// The members without the holes that removals left, whatever the representation.
   OrderedHashTable<Entry> tableOfContents() const;
 
   /// The holes that removals leave are closed by readers, which nobody can notice: only a mutable
@@ -161,8 +178,8 @@ class NSOrderedSet : public NSObject {
   mutable OrderedHashTable<Entry> _table;
   /// Counts the changes, so that a walk notices them.
   std::uint64_t _mutations = 0;
-  bool _foreign = false;
-  bool _mutable = false;
+  bool _foreign = false;  ///< whether the representation is another one
+  bool _mutable = false;  ///< whether the set is an NSMutableOrderedSet
 
  private:
   static Ref<NSOrderedSet> orderedSetWithObjectsBeforeNull(std::initializer_list<Value> objects);
@@ -177,6 +194,8 @@ class NSMutableOrderedSet : public NSOrderedSet {
   static const Class classObject;
   const Class& class_() const noexcept override;
 
+  // The factories of NSOrderedSet, for sets that can be changed. A capacity is room for so many
+  // members in an empty set.
   static Ref<NSMutableOrderedSet> orderedSet();
   static Ref<NSMutableOrderedSet> init() { return orderedSet(); }
   static Ref<NSMutableOrderedSet> orderedSetWithCapacity(NSUInteger capacity);
@@ -195,24 +214,34 @@ class NSMutableOrderedSet : public NSOrderedSet {
   void insertObjectsAtIndexes(const Ref<NSArray>& objects, const Ref<NSIndexSet>& indexes);
   /// Nothing where the object is a member at another index.
   void replaceObjectAtIndexWithObject(NSUInteger index, const Value& object);
+  /// The two members change places.
   void exchangeObjectAtIndexWithObjectAtIndex(NSUInteger first, NSUInteger second);
   /// `index` is where the first of them stands afterwards; their order stays.
   void moveObjectsAtIndexesToIndex(const Ref<NSIndexSet>& indexes, NSUInteger index);
 
   /// What is no member is ignored.
   void removeObject(const Value& object);
+  /// The members behind it move up.
   void removeObjectAtIndex(NSUInteger index);
+  /// The members behind the range move up.
   void removeObjectsInRange(NSRange range);
+  /// The members that stay move together; null removes nothing.
   void removeObjectsAtIndexes(const Ref<NSIndexSet>& indexes);
+  /// Removes those of its elements that are members.
   void removeObjectsInArray(const Ref<NSArray>& array);
+  /// Leaves the set empty.
   void removeAllObjects();
   /// Removes the first member. Returns: it, or null for an empty set.
   Value takeFirstObject();
 
+  // Adds the members of the other set behind the last one, in their order; those that are members
+  // already stay.
   void unionSet(const Ref<NSSet>& other);
   void unionOrderedSet(const Ref<NSOrderedSet>& other);
+  // Removes the members that the other set has as well.
   void minusSet(const Ref<NSSet>& other);
   void minusOrderedSet(const Ref<NSOrderedSet>& other);
+  // Removes the members that the other set has not.
   void intersectSet(const Ref<NSSet>& other);
   void intersectOrderedSet(const Ref<NSOrderedSet>& other);
 

@@ -26,6 +26,7 @@ class NSSet : public NSObject {
   static const Class classObject;
   const Class& class_() const noexcept override;
 
+  /// The empty set.
   static Ref<NSSet> set();
   /// Fails: raises NSInvalidArgumentException for null.
   static Ref<NSSet> setWithObject(const Value& object);
@@ -34,14 +35,16 @@ class NSSet : public NSObject {
   static Ref<NSSet> setWithObjects(const Objects&... objects) {
     return setWithObjectsBeforeNull({Value(objects)...});
   }
-  /// Null gives an empty set.
+  // Null gives an empty set.
   static Ref<NSSet> setWithArray(const Ref<NSArray>& array);
   static Ref<NSSet> setWithSet(const Ref<NSSet>& other);
   /// Of equal values the first stays. Fails: raises NSInvalidArgumentException for a null among
   /// them.
   static Ref<NSSet> setWithValues(std::vector<Value> values);
 
+  /// How many members there are.
   NSUInteger count() const { return _foreign ? foreignContents()->count() : _table.count(); }
+  /// Whether a member equals the object; none equals null.
   bool containsObject(const Value& object) const { return !member(object).isNull(); }
   /// The member that equals the object. Returns: null if there is none.
   Value member(const Value& object) const;
@@ -55,7 +58,9 @@ class NSSet : public NSObject {
   bool isSubsetOfSet(const Ref<NSSet>& other) const;
   bool intersectsSet(const Ref<NSSet>& other) const;
 
+  /// The members and the object. Fails: raises NSInvalidArgumentException for null.
   Ref<NSSet> setByAddingObject(const Value& object) const;
+  // The members and those of the other collection; null counts as an empty one.
   Ref<NSSet> setByAddingObjectsFromSet(const Ref<NSSet>& other) const;
   Ref<NSSet> setByAddingObjectsFromArray(const Ref<NSArray>& other) const;
   /// Calls: the block with each member in order, until it sets stop.
@@ -75,9 +80,10 @@ class NSSet : public NSObject {
   /// Sends the value to every member.
   void setValueForKey(const Value& value, const Ref<NSString>& key) override;
 
+  /// A member as the table holds it.
   struct Entry {
-    Value key;
-    std::uint64_t hash;
+    Value key;           ///< the member, never null
+    std::uint64_t hash;  ///< of the member
   };
 
   /// Walks the set; raises NSGenericException if it was changed since the walk began.
@@ -120,7 +126,11 @@ class NSSet : public NSObject {
   Iterator end() const noexcept { return Iterator(); }
 
  protected:
-  enum class Representation { Plain, Foreign };
+  /// Whether the members stand in the set, or a descendant answers for them.
+  enum class Representation {
+    Plain,   ///< here
+    Foreign  ///< in a descendant
+  };
 
   NSSet() = default;
   explicit NSSet(OrderedHashTable<Entry> table) : _table(std::move(table)) {}
@@ -131,15 +141,18 @@ class NSSet : public NSObject {
   /// What a set of another representation holds now, as a plain set; every reader asks for it.
   virtual Ref<NSSet> foreignContents() const;
 
+  /// Fails: raises NSGenericException.
   [[noreturn]] void raiseMutatedDuringWalk() const;
+  /// Fails: raises NSInvalidArgumentException for null.
   static OrderedHashTable<Entry> tableOf(std::vector<Value> values);
+  /// The members without the holes that removals left, whatever the representation.
   OrderedHashTable<Entry> tableOfContents() const;
 
-  OrderedHashTable<Entry> _table;
+  OrderedHashTable<Entry> _table;  ///< of a plain set
   /// Counts the changes, so that a walk notices them.
   std::uint64_t _mutations = 0;
-  bool _foreign = false;
-  bool _mutable = false;
+  bool _foreign = false;  ///< whether the representation is another one
+  bool _mutable = false;  ///< whether the set is an NSMutableSet
 
  private:
   static Ref<NSSet> setWithObjectsBeforeNull(std::initializer_list<Value> objects);
@@ -153,6 +166,8 @@ class NSMutableSet : public NSSet {
   static const Class classObject;
   const Class& class_() const noexcept override;
 
+  // The factories of NSSet, for sets that can be changed. A capacity is room for so many members in
+  // an empty set.
   static Ref<NSMutableSet> set();
   static Ref<NSMutableSet> init() { return set(); }
   static Ref<NSMutableSet> setWithCapacity(NSUInteger capacity);
@@ -165,16 +180,21 @@ class NSMutableSet : public NSSet {
   static Ref<NSMutableSet> setWithSet(const Ref<NSSet>& other);
   static Ref<NSMutableSet> setWithValues(std::vector<Value> values);
 
-  /// A member that is equal stays.
+  // A member that is equal stays.
   void addObject(const Value& object);
   void addObjectsFromArray(const Ref<NSArray>& array);
   void addObjectsFromSet(const Ref<NSSet>& other) { unionSet(other); }
   /// What is no member is ignored.
   void removeObject(const Value& object);
+  /// Leaves the set empty.
   void removeAllObjects();
+  /// Adds the members of the other set; those that are members already stay.
   void unionSet(const Ref<NSSet>& other);
+  /// Removes the members that the other set has as well.
   void minusSet(const Ref<NSSet>& other);
+  /// Removes the members that the other set has not.
   void intersectSet(const Ref<NSSet>& other);
+  /// Replaces all members by those of the other set.
   void setSet(const Ref<NSSet>& other);
 
   Value copy() const override;

@@ -23,7 +23,9 @@ class NSString final : public NSObject {
   static const Class classObject;
   const Class& class_() const noexcept override;
 
+  /// The empty string.
   static Ref<NSString> string();
+  /// The string itself.
   static Ref<NSString> stringWithString(const Ref<NSString>& other) { return other; }
 
   /// Mends ill-formed UTF-8. Fails: raises NSInvalidArgumentException from 2 GiB on.
@@ -56,6 +58,7 @@ class NSString final : public NSObject {
   operator std::string_view() const noexcept { return utf8(); }
   /// The bytes with a NUL behind them.
   const char* UTF8String() const noexcept { return text(); }
+  /// A copy of the bytes.
   std::string toStdString() const { return std::string(utf8()); }
 
   /// The number of code points.
@@ -73,22 +76,32 @@ class NSString final : public NSObject {
 
   /// Returns: false for null.
   bool isEqualToString(const Ref<NSString>& other) const noexcept;
-  /// Code point by code point. Fails: raises NSInvalidArgumentException for null.
+  /// The order of code points. Fails: raises NSInvalidArgumentException for null, as do the others.
   NSComparisonResult compare(const Ref<NSString>& other) const;
+  /// The order of `compareFolded` with `Fold::Case`, see Folding.h.
   NSComparisonResult caseInsensitiveCompare(const Ref<NSString>& other) const;
+  /// The order of `compareLocalized`.
   NSComparisonResult localizedCompare(const Ref<NSString>& other) const;
+  /// The order of `compareLocalizedCaseInsensitive`.
   NSComparisonResult localizedCaseInsensitiveCompare(const Ref<NSString>& other) const;
+  /// The order of `compareLocalizedStandard`.
   NSComparisonResult localizedStandardCompare(const Ref<NSString>& other) const;
 
+  // Code point by code point; every string has the empty text.
   bool hasPrefix(std::string_view prefix) const noexcept;
   bool hasSuffix(std::string_view suffix) const noexcept;
   bool containsString(std::string_view part) const noexcept;
 
+  /// Full upper case: of "straße" it is "STRASSE".
   Ref<NSString> uppercaseString() const;
+  /// Full lower case, with the Greek final sigma at the end of a word.
   Ref<NSString> lowercaseString() const;
+  /// Each word, as white space divides them, with its first letter in title case and the rest in
+  /// lower case.
   Ref<NSString> capitalizedString() const;
+  /// This string and the other one behind it. Fails: raises NSInvalidArgumentException for null.
   Ref<NSString> stringByAppendingString(const Ref<NSString>& other) const;
-  /// Both count code points. Fail: raise NSRangeException past the end.
+  // Both count code points. Fail: raise NSRangeException past the end.
   Ref<NSString> substringToIndex(NSUInteger index) const;
   Ref<NSString> substringFromIndex(NSUInteger index) const;
   /// Without the white space of Unicode, line ends included, at either end.
@@ -112,6 +125,7 @@ class NSString final : public NSObject {
     return this == &other ||
            (_size == other._size && !isHashedUnlike(other) && utf8() == other.utf8());
   }
+  /// Whether the string is the one that `interned` gives for its text.
   bool isInterned() const noexcept { return _interned; }
 
   /// Strings are allocated with their text behind them.

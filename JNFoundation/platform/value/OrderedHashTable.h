@@ -33,6 +33,7 @@ bool memberEquals(const Value& member, const Value& other, const std::uint64_t& 
 template <class Entry>
 class OrderedHashTable {
  public:
+  /// No position.
   static constexpr std::size_t npos = static_cast<std::size_t>(-1);
 
   OrderedHashTable() = default;
@@ -62,12 +63,14 @@ class OrderedHashTable {
     _generation = other._generation = std::max(_generation, other._generation) + 1;
   }
 
+  /// How many entries there are, without holes.
   std::size_t count() const noexcept { return _live; }
 
-  /// Positions run from `begin()`, which is no hole, to `end()`; `isHole` tells the holes between.
+  // Positions run from `begin()`, which is no hole, to `end()`; `isHole` tells the holes between.
   std::size_t begin() const noexcept { return _first; }
   std::size_t end() const noexcept { return _entries.size(); }
   bool isHole(std::size_t position) const noexcept { return _entries[position].key.isNull(); }
+  // The entry at a position from `begin()` on and before `end()`.
   const Entry& at(std::size_t position) const noexcept { return _entries[position]; }
   Entry& at(std::size_t position) noexcept { return _entries[position]; }
 
@@ -197,6 +200,7 @@ class OrderedHashTable {
     return taken;
   }
 
+  /// Removes all entries, and gives them with the holes between them.
   std::vector<Entry> takeAll() {
     std::vector<Entry> taken = std::exchange(_entries, {});
     clear();

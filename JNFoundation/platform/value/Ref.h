@@ -20,6 +20,7 @@ class NSString;
 ///     };
 class NSObjectProtocol {
  public:
+  /// The object that adopts the protocol.
   virtual NSObject* protocolObject() noexcept = 0;
 
  protected:
@@ -61,6 +62,7 @@ inline NSObject* objectOf(T* pointer) noexcept {
 template <class T>
 class Ref {
  public:
+  /// What the reference refers to.
   using element_type = T;
 
   constexpr Ref() noexcept = default;
@@ -72,9 +74,11 @@ class Ref {
   Ref(const Ref& other) noexcept : _object(other._object) { retain(); }
   Ref(Ref&& other) noexcept : _object(std::exchange(other._object, nullptr)) {}
 
+  /// Shares the object of a reference to a descendant.
   template <class U>
   requires std::convertible_to<U*, T*> Ref(const Ref<U>& other)
   noexcept : _object(other.get()) { retain(); }
+  /// Takes over the object of a reference to a descendant.
   template <class U>
   requires std::convertible_to<U*, T*> Ref(Ref<U>&& other)
   noexcept : _object(other.leak()) {}
@@ -107,13 +111,16 @@ class Ref {
   /// Gives the owned reference to the caller, who must adopt it again; this becomes null.
   [[nodiscard]] T* leak() noexcept { return std::exchange(_object, nullptr); }
 
+  /// The object, borrowed; null if there is none.
   T* get() const noexcept { return _object; }
+  // The object. Requires: there is one.
   T* operator->() const noexcept { return _object; }
   T& operator*() const& noexcept { return *_object; }
   T& operator*() const&& noexcept requires(!impl::Walkable<T>) { return *_object; }
   /// A range-based for over `*temporary()` would walk a collection that has gone. Write
   /// `for (... : temporary())`.
   T& operator*() const&& requires(impl::Walkable<T>) = delete;
+  /// Whether there is an object.
   explicit operator bool() const noexcept { return _object != nullptr; }
 
   // A reference to a collection is walked like the collection, and keeps it alive meanwhile.

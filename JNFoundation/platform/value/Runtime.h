@@ -17,12 +17,14 @@ namespace JNFoundation::inline v0_1 {
 Value performSelectorWithArguments(const Value& receiver, SEL selector,
                                    std::span<const Value> arguments);
 
+/// The same with the arguments as they are.
 template <class... Arguments>
 Value performSelector(const Value& receiver, SEL selector, const Arguments&... arguments) {
   const Value list[] = {Value(arguments)..., Value()};
   return performSelectorWithArguments(receiver, selector, {list, sizeof...(arguments)});
 }
 
+/// Whether `performSelector` would find an operation; of a class among those that it runs itself.
 bool respondsToSelector(const Value& receiver, SEL selector);
 
 /// Raises what an unknown selector raises: "-[Class selector]: unrecognized selector sent to …".
@@ -33,12 +35,13 @@ inline const Method* class_getInstanceMethod(const Class* cls, SEL selector) noe
   return cls ? cls->instanceMethodForSelector(selector) : nullptr;
 }
 
+/// How an associated value is held.
 enum objc_AssociationPolicy : unsigned {
-  OBJC_ASSOCIATION_ASSIGN = 0,  ///< not retained
-  OBJC_ASSOCIATION_RETAIN_NONATOMIC = 1,
-  OBJC_ASSOCIATION_COPY_NONATOMIC = 3,
-  OBJC_ASSOCIATION_RETAIN = 01401,  ///< a reader on another thread gets the old or the new
-  OBJC_ASSOCIATION_COPY = 01403,
+  OBJC_ASSOCIATION_ASSIGN = 0,            ///< not retained
+  OBJC_ASSOCIATION_RETAIN_NONATOMIC = 1,  ///< kept alive
+  OBJC_ASSOCIATION_COPY_NONATOMIC = 3,    ///< a copy, kept alive
+  OBJC_ASSOCIATION_RETAIN = 01401,        ///< a reader on another thread gets the old or the new
+  OBJC_ASSOCIATION_COPY = 01403,          ///< the same of a copy
 };
 
 /// Attaches a value to an object under a key, whose address alone counts; null detaches. The value
@@ -50,6 +53,7 @@ void objc_setAssociatedObject(const NSObject* object, const void* key, const Val
 /// Returns: null where nothing is attached.
 Value objc_getAssociatedObject(const NSObject* object, const void* key);
 
+/// Detaches everything. A null object is ignored.
 void objc_removeAssociatedObjects(const NSObject* object);
 
 /// Locks the object's own recursive lock, made at first use; null is ignored.

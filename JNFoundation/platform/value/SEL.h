@@ -29,6 +29,7 @@ class SEL {
   /// How many arguments the name announces: its colons.
   std::size_t argumentCount() const noexcept;
 
+  /// Whether the selector names an operation.
   explicit operator bool() const noexcept { return _name != nullptr; }
   friend bool operator==(SEL, SEL) noexcept = default;
 
@@ -37,7 +38,9 @@ class SEL {
   const void* _name = nullptr;
 };
 
+/// The selector of that name; an empty name gives the null selector.
 SEL NSSelectorFromString(std::string_view name);
+/// The name of the selector; empty for the null selector. Lives as long as the process.
 std::string_view NSStringFromSelector(SEL selector) noexcept;
 
 }  // namespace JNFoundation

@@ -66,6 +66,7 @@ template <class Self, class Base, class Protocol, class... Protocols>
 class Subclass<Self, Base, Protocol, Protocols...>
     : public Subclass<Self, Base>, public Protocol, public Protocols... {
  public:
+  /// The object itself.
   NSObject* protocolObject() noexcept override { return this; }
 
  protected:

@@ -27,24 +27,27 @@ namespace JNFoundation::inline v0_1 {
 /// Threads: like any C++ value; what it refers to may be shared between threads if it is immutable.
 class Value {
  public:
+  /// How a value is represented.
   enum class Kind : std::uint8_t {
-    Null,
-    Boolean,
-    Integer,
-    Unsigned,
-    Float,
-    Double,
-    Date,
-    Class,
-    Object
+    Null,      ///< no value
+    Boolean,   ///< a bool
+    Integer,   ///< what a signed integer of 64 bits holds
+    Unsigned,  ///< an integer that only an unsigned one holds
+    Float,     ///< a float
+    Double,    ///< a double
+    Date,      ///< seconds since 1970
+    Class,     ///< a class
+    Object     ///< a reference to an NSObject
   };
 
   constexpr Value() noexcept : _integer(0), _kind(Kind::Null) {}
   constexpr Value(std::nullptr_t) noexcept : Value() {}
 
+  /// A boolean, which is a number as well.
   template <std::same_as<bool> Boolean>
   constexpr Value(Boolean boolean) noexcept : _integer(boolean ? 1 : 0), _kind(Kind::Boolean) {}
 
+  /// An integer of up to 64 bits.
   template <std::integral Integer>
   requires(!std::same_as<Integer, bool> && !std::same_as<Integer, wchar_t> &&
            !std::same_as<Integer, char8_t> && !std::same_as<Integer, char16_t> &&
@@ -57,6 +60,7 @@ class Value {
     }
   }
 
+  // A floating-point number of that width.
   constexpr Value(double number) noexcept : _double(number), _kind(Kind::Double) {}
   constexpr Value(float number) noexcept : _double(number), _kind(Kind::Float) {}
 
@@ -65,8 +69,10 @@ class Value {
   Value(const std::string& text) : Value(std::string_view(text)) {}
   Value(const char* text);
 
+  /// Shares the object; a null reference gives null.
   template <class T>
   Value(const Ref<T>& object) noexcept : Value(retained(impl::objectOf(object.get()))) {}
+  /// Takes over the reference; a null one gives null.
   template <class T>
   Value(Ref<T>&& object) noexcept : Value(adopted(impl::objectOf(object.leak()))) {}
 
@@ -78,6 +84,7 @@ class Value {
   requires(!std::derived_from<T, NSObject> && !std::same_as<std::remove_const_t<T>, char>) Value(T*)
   = delete;
 
+  /// The class itself.
   Value(const JNFoundation::Class& cls) noexcept : _class(&cls), _kind(Kind::Class) {}
 
   /// The date that many seconds after 1970-01-01 00:00:00 UTC.
@@ -108,7 +115,9 @@ class Value {
     std::swap(_kind, other._kind);
   }
 
+  /// How the value is represented.
   Kind kind() const noexcept { return _kind; }
+  /// Whether there is no value.
   bool isNull() const noexcept { return _kind == Kind::Null; }
   /// Whether there is a value at all; a number 0 and a false boolean are values.
   explicit operator bool() const noexcept { return _kind != Kind::Null; }
@@ -118,9 +127,13 @@ class Value {
     return _kind == Kind::Object ? isNumberObject()
                                  : _kind >= Kind::Boolean && _kind <= Kind::Double;
   }
+  /// Whether the value was made of a boolean.
   bool isBoolean() const noexcept { return _kind == Kind::Boolean; }
+  /// Whether the value is a date.
   bool isDate() const noexcept { return _kind == Kind::Date; }
+  /// Whether the value is an object, and not stored inline.
   bool isObject() const noexcept { return _kind == Kind::Object; }
+  /// Whether the value is an NSString.
   bool isString() const noexcept { return _kind == Kind::Object && isStringObject(); }
   /// The null marker NSNull, which is not null.
   bool isNSNull() const noexcept;
@@ -165,6 +178,7 @@ class Value {
   /// By value: numbers by their numeric value whatever their representation, objects as their class
   /// decides. Null equals only null; not-a-number equals itself, so that it can be found again.
   bool isEqual(const Value& other) const;
+  /// Equal for values that are equal.
   std::size_t hash() const;
   /// Numeric, literal or chronological order; booleans count as 0 and 1; null is first, and
   /// not-a-number before every number. Objects of other classes are ordered by their `compare:`.
@@ -173,9 +187,12 @@ class Value {
 
   /// Text for people and logs, "(null)" for null. Never null.
   Ref<NSString> description() const;
+  /// What `copy` of the object gives; everything else is its own copy.
   Value copy() const;
+  /// Whether the object, the class or the kind of value answers the selector; null answers none.
   bool respondsToSelector(SEL selector) const;
 
+  /// The same as `isEqual`.
   friend bool operator==(const Value& left, const Value& right) { return left.isEqual(right); }
 
   /// The same null, the same object, or inline values of the same kind and content.

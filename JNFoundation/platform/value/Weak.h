@@ -25,6 +25,7 @@ class WeakObject {
 
   /// A strong reference, or null once the object has gone.
   Ref<NSObject> load() const noexcept;
+  /// Refers to nothing from now on.
   void reset() noexcept {
     if (_record) letGo();
   }
@@ -48,7 +49,9 @@ class Weak {
  public:
   Weak() noexcept = default;
   Weak(std::nullptr_t) noexcept {}
+  /// Refers to the object; to nothing when it is null or already being destroyed.
   Weak(T* object) : _weak(impl::objectOf(object)), _object(object) {}
+  /// Refers to the object, for as long as others keep it alive.
   template <class U>
   requires std::convertible_to<U*, T*> Weak(const Ref<U>& object) : Weak(object.get()) {}
 
@@ -57,6 +60,7 @@ class Weak {
     // What is counted is the object, whichever of its types leads to it.
     return _weak.load().leak() ? Ref<T>::adopt(_object) : nullptr;
   }
+  /// Refers to nothing from now on.
   void reset() noexcept { *this = Weak(); }
 
  private:

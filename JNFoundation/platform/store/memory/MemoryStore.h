@@ -21,10 +21,12 @@ class MemoryStore final : public NSPersistentStore {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  /// Takes: null for no configuration, no address and no options. Opens nothing yet.
   static Ref<MemoryStore> initWithModelConfigurationURLOptions(
       const Ref<NSManagedObjectModel>& model, const Ref<NSString>& configuration,
       const Ref<NSURL>& url, const Ref<NSDictionary>& options);
 
+  /// NSInMemoryStoreType.
   Ref<NSString> type() const override;
 
   bool open(Ref<NSError>* error) override;

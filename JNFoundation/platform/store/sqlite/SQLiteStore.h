@@ -29,10 +29,12 @@ class SQLiteStore final : public NSPersistentStore {
   static const Class classObject;
   const Class& class_() const noexcept override { return classObject; }
 
+  /// Takes: null for no configuration and no options. Opens nothing yet.
   static Ref<SQLiteStore> initWithModelConfigurationURLOptions(
       const Ref<NSManagedObjectModel>& model, const Ref<NSString>& configuration,
       const Ref<NSURL>& url, const Ref<NSDictionary>& options);
 
+  /// NSSQLiteStoreType.
   Ref<NSString> type() const override;
 
   bool open(Ref<NSError>* error) override;
@@ -75,7 +77,7 @@ class SQLiteStore final : public NSPersistentStore {
   bool isSuspended() const noexcept override;
   void releaseUnusedMemory() noexcept override;
 
-  /// For files that are not open as a store.
+  // For files that are not open as a store.
   static Ref<NSDictionary> metadataOfFile(const Ref<NSURL>& url, const Ref<NSDictionary>& options,
                                           Ref<NSError>* error);
   static bool destroyFile(const Ref<NSURL>& url, const Ref<NSDictionary>& options,

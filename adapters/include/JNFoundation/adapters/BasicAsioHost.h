@@ -36,8 +36,10 @@ namespace JNFoundation::inline v0_1 {
 template <class Library>
 class BasicAsioHost final : public LoopHost {
  public:
+  /// The loop of the library.
   using Context = typename Library::Context;
 
+  /// Takes: the context, borrowed until it goes.
   explicit BasicAsioHost(Context& context)
       : LoopHost(Exceptions::pass),
         _context(context),

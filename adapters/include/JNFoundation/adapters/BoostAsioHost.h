@@ -14,6 +14,7 @@ namespace JNFoundation::inline v0_1 {
 
 /// The types of Boost.Asio.
 struct BoostAsio {
+  // What BasicAsioHost asks of a library.
   using Context = boost::asio::io_context;
   using ExecutionContext = boost::asio::execution_context;
   using Service = boost::asio::execution_context::service;
@@ -22,10 +23,12 @@ struct BoostAsio {
   using Work = boost::asio::executor_work_guard<boost::asio::io_context::executor_type>;
   using Error = boost::system::error_code;
 
+  /// The service of that type of the context, made at first use.
   template <class Found>
   static Found& service(Context& context) {
     return boost::asio::use_service<Found>(context);
   }
+  /// Has the context call the handler, later.
   template <class Handler>
   static void post(Context& context, Handler handler) {
     boost::asio::post(context, std::move(handler));

@@ -16,6 +16,7 @@ class FetchedResultsListModel : public QAbstractListModel, public FetchedResults
                                    QObject* parent = nullptr);
   ~FetchedResultsListModel() override;
 
+  // What a view asks, see QAbstractItemModel.
   int rowCount(const QModelIndex& parent = QModelIndex()) const override;
   QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
   QHash<int, QByteArray> roleNames() const override;

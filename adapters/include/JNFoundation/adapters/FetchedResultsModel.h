@@ -88,7 +88,11 @@ class FetchedResultsModel {
   QModelIndex indexOf(const Ref<NSManagedObject>& object) const;
 
  protected:
-  enum class Sections { asRoles, asParents };
+  /// Whether sections show as roles of their rows, or as parents of them.
+  enum class Sections {
+    asRoles,   ///< of each row
+    asParents  ///< of the rows, in a tree
+  };
 
   explicit FetchedResultsModel(Sections sections);
   virtual ~FetchedResultsModel();

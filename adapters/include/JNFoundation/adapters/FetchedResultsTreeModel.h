@@ -15,6 +15,7 @@ class FetchedResultsTreeModel : public QAbstractItemModel, public FetchedResults
   ~FetchedResultsTreeModel() override;
 
   using QObject::parent;
+  // What a view asks, see QAbstractItemModel.
   QModelIndex index(int row, int column, const QModelIndex& parent = QModelIndex()) const override;
   QModelIndex parent(const QModelIndex& child) const override;
   int rowCount(const QModelIndex& parent = QModelIndex()) const override;
