@@ -25,7 +25,7 @@ struct ImportItem {
   Ref<NSDictionary> record = nullptr;
   Value identity = nullptr;
   Finding finding = Finding::None;
-  /// Whether another record of the chunk has the same object.
+  /// Whether an earlier record, or one of the same chunk, has the same object.
   bool isRepeated = false;
 };
 

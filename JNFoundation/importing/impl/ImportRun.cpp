@@ -295,10 +295,8 @@ bool ImportRun::addDuplicate(ImportItem& item, NSUInteger firstIndex) {
   const auto first = std::lower_bound(
       _items.begin(), _items.end(), firstIndex,
       [](const ImportItem& earlier, NSUInteger index) { return earlier.index < index; });
-  if (first != _items.end() && first->index == firstIndex) {
-    first->isRepeated = true;
-    item.isRepeated = true;
-  }
+  if (first != _items.end() && first->index == firstIndex) first->isRepeated = true;
+  item.isRepeated = true;
   return true;
 }
 
