@@ -59,14 +59,20 @@ endif()
 
 # The printers for debuggers, on a program that is compiled as users compile theirs for debugging.
 find_program(JN_GDB gdb)
-if(TARGET JNFoundation AND JN_GDB AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+find_program(JN_LLDB lldb)
+if(TARGET JNFoundation AND (JN_GDB OR JN_LLDB) AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
   add_executable(debugging_subject ${PROJECT_SOURCE_DIR}/tests/debugging/Subject.cpp)
   # Classes whose virtual functions are the library's are described too.
   target_compile_options(debugging_subject PRIVATE -O0 -g -femit-class-debug-always)
   target_link_libraries(debugging_subject PRIVATE JNFoundation)
-  add_test(NAME debugging_gdb
-    COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/tests/debugging/printers.py
-      ${JN_GDB} ${PROJECT_SOURCE_DIR}/debugging/jnfoundation_gdb.py
-      $<TARGET_FILE:debugging_subject>)
-  set_tests_properties(debugging_gdb PROPERTIES LABELS package)
+  foreach(debugger gdb lldb)
+    string(TOUPPER JN_${debugger} program)
+    if(${program})
+      add_test(NAME debugging_${debugger}
+        COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/tests/debugging/printers.py
+          ${${program}} ${PROJECT_SOURCE_DIR}/debugging/jnfoundation_${debugger}.py
+          $<TARGET_FILE:debugging_subject>)
+      set_tests_properties(debugging_${debugger} PROPERTIES LABELS package TIMEOUT 300)
+    endif()
+  endforeach()
 endif()

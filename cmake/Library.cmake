@@ -100,9 +100,9 @@ endif()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/JNFoundation DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   FILES_MATCHING PATTERN "*.h" PATTERN "impl" EXCLUDE)
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
-# gdb loads what is named after a shared library by itself.
-install(FILES ${PROJECT_SOURCE_DIR}/debugging/jnfoundation_gdb.py
-  DESTINATION ${CMAKE_INSTALL_DATADIR}/JNFoundation)
+# gdb loads what is named after a shared library by itself, and that finds the rest.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/debugging/
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/JNFoundation FILES_MATCHING PATTERN "*.py")
 if(BUILD_SHARED_LIBS)
   install(FILES ${PROJECT_SOURCE_DIR}/debugging/jnfoundation_gdb.py
     DESTINATION ${CMAKE_INSTALL_DATADIR}/gdb/auto-load${CMAKE_INSTALL_FULL_LIBDIR}

@@ -13,6 +13,7 @@
 #include <JNFoundation/platform/store/NSManagedObjectContext.h>
 #include <JNFoundation/platform/store/NSManagedObjectModel.h>
 #include <JNFoundation/platform/store/NSPersistentStoreCoordinator.h>
+#include <JNFoundation/platform/store/NSRelationshipDescription.h>
 #include <JNFoundation/platform/value/NSArray.h>
 #include <JNFoundation/platform/value/NSDate.h>
 #include <JNFoundation/platform/value/NSDictionary.h>
@@ -24,6 +25,15 @@
 /// What the printers for debuggers are tried on: a debugger stops at `shown`, where the variables
 /// of `main` hold one thing of each kind.
 using namespace JNFoundation;
+
+namespace shop {
+
+class Upload : public Subclass<Upload, PLVDeferred> {
+ protected:
+  using Subclass::Subclass;
+};
+
+}  // namespace shop
 
 namespace {
 
@@ -64,6 +74,18 @@ int main() {
   const Ref<PLVDeferred> cancelled = PLVDeferred::init();
   cancelled->cancel();
   const Ref<PLVPromise> promise = PLVPromise::init();
+  const Ref<PLVDeferred> listener = promise->deferredResolution();
+  const Ref<PLVPromise> listed = PLVPromise::init();
+  const Ref<PLVDeferred> enlisted = PLVDeferred::init();
+  listed->enlistResolvable(enlisted);
+  const Ref<PLVDeferred> inner = PLVDeferred::init();
+  const Ref<PLVDeferred> outer = PLVDeferred::withResolved(inner);
+  const Ref<PLVPromise> waiting = PLVPromise::withResolved(inner);
+  const Ref<PLVPromise> kept = PLVPromise::withResolved(NSArray::arrayWithObject("done"));
+  const Ref<NSMutableArray> ring = NSMutableArray::array();
+  ring->addObject(1);
+  ring->addObject(ring);
+  const Ref<shop::Upload> upload = shop::Upload::init();
 
   const Ref<NSEntityDescription> being = NSEntityDescription::init();
   being->setName("Being");
@@ -76,7 +98,11 @@ int main() {
   const Ref<NSAttributeDescription> age = NSAttributeDescription::init();
   age->setName("age");
   age->setAttributeType(NSInteger64AttributeType);
-  person->setProperties(NSArray::arrayWithObject(age));
+  const Ref<NSRelationshipDescription> boss = NSRelationshipDescription::init();
+  boss->setName("boss");
+  boss->setDestinationEntity(person);
+  boss->setMaxCount(1);
+  person->setProperties(NSArray::arrayWithObjects(age, boss));
   being->setSubentities(NSArray::arrayWithObject(person));
   const Ref<NSManagedObjectModel> model = NSManagedObjectModel::init();
   model->setEntities(NSArray::arrayWithObjects(being, person));
@@ -86,10 +112,12 @@ int main() {
   coordinator->addPersistentStoreWithTypeConfigurationURLOptionsError(NSInMemoryStoreType, nullptr,
                                                                       nullptr, nullptr, nullptr);
   context->setPersistentStoreCoordinator(coordinator);
+  const Value entityClass = NSEntityDescription::classObject;
   const Ref<NSManagedObject> object =
       NSEntityDescription::insertNewObjectForEntityForNameInManagedObjectContext("Person", context);
   object->setValueForKey("Ann", "name");
   object->setValueForKey(30, "age");
+  object->setValueForKey(object, "boss");
 
   const Ref<PLVFetchedResultsChanges> changes = PLVFetchedResultsChanges::init();
   changes->changeObjectAtIndexPathForChangeTypeNewIndexPath(nullptr, NSFetchedResultsChangeInsert,

@@ -1,14 +1,17 @@
 #!/usr/bin/env python3
-"""Drives gdb over the subject and compares what its variables look like there.
+"""Drives a debugger over the subject and compares what its variables look like there.
 
-Takes: gdb, the printers, the subject.
+Takes: the debugger, its printers, the subject.
 """
 
+import os
+import pathlib
 import re
 import subprocess
 import sys
 
-GDB, PRINTERS, SUBJECT = sys.argv[1:]
+DEBUGGER, PRINTERS, SUBJECT = sys.argv[1:]
+IS_LLDB = "lldb" in os.path.basename(DEBUGGER)
 
 EXPECTED = {
     "none": "null",
@@ -37,10 +40,21 @@ EXPECTED = {
     "orphan": "PLVDeferred pending",
     "cancelled": "PLVDeferred resolved with PLVRejected cancelled: null, cancelled = {resolution = "
                  "PLVRejected cancelled: null = {value = null}}",
-    "promise": "PLVPromise pending",
+    "promise": "PLVPromise pending, 1 listener = {listener 0 = PLVDeferred pending}",
+    "listener": "PLVDeferred pending = {waits for = PLVPromise pending, 1 listener}",
+    "listed": "PLVPromise pending, 1 listener = {listener 0 = PLVDeferred pending}",
+    "inner": "PLVDeferred pending, 2 steps = {step 0 = ResumeDeferred → PLVDeferred waiting, "
+             "step 1 = ResumePromise → PLVPromise waiting}",
+    "outer": "PLVDeferred waiting = {waits for = PLVDeferred pending, 2 steps}",
+    "waiting": "PLVPromise waiting = {waits for = PLVDeferred pending, 2 steps}",
+    "kept": "PLVPromise resolved with NSArray of 1 element = {resolution = NSArray of 1 element = "
+            '{"done"}}',
+    "upload": "shop::Upload pending",
+    "entityClass": "class NSEntityDescription",
     "person": "NSEntityDescription Person",
-    "object": 'Person 1, inserted = {name = "Ann", age = 30}',
-    "*object._object": 'Person 1, inserted = {name = "Ann", age = 30}',
+    "object": 'Person 1, inserted = {name = "Ann", age = 30, boss = NSManagedObjectID Person 1}',
+    "*object._object":
+        'Person 1, inserted = {name = "Ann", age = 30, boss = NSManagedObjectID Person 1}',
     "changes": "PLVFetchedResultsChanges 1 inserted items = {"
                "deleted sections = NSMutableIndexSet empty, "
                "inserted sections = NSMutableIndexSet empty, "
@@ -49,30 +63,70 @@ EXPECTED = {
                "updated items = NSMutableArray of 0 elements, "
                "moved items = NSMutableArray of 0 elements}",
 }
+# What leads back to itself comes to an end.
+ENDLESS = ("ring", "NSMutableArray of 2 elements = {1, NSMutableArray of 2 elements = {1, ")
 
 
-def printed():
+def run_gdb():
     commands = ["set confirm off", "set width 0", f"source {PRINTERS}", "break shown", "run", "up"]
-    for name in EXPECTED:
+    for name in [*EXPECTED, ENDLESS[0]]:
         commands += [f"echo >>>{name}>>>", f"output {name}", "echo \\n"]
-    arguments = [GDB, "-q", "-batch", "-nx"]
+    arguments = [DEBUGGER, "-q", "-batch", "-nx"]
     for command in commands:
         arguments += ["-ex", command]
     run = subprocess.run(arguments + [SUBJECT], capture_output=True, text=True, timeout=300)
-    found = dict(re.findall(r"^>>>(.+?)>>>(.*)$", run.stdout, re.MULTILINE))
-    return found, run.stdout[-3000:] + run.stderr[-3000:]
+    return run, dict(re.findall(r"^>>>(.+?)>>>(.*)$", run.stdout, re.MULTILINE))
+
+
+def folder_of_python_modules():
+    """Where lldb's own Python modules are; some packages of it look for them elsewhere."""
+    prefix = pathlib.Path(DEBUGGER).resolve().parent.parent
+    for folder in sorted(prefix.glob("lib*/python3*/*-packages"), reverse=True):
+        if (folder / "lldb" / "embedded_interpreter.py").is_file():
+            return str(folder)
+    return ""
+
+
+def as_gdb_writes(text):
+    """lldb's lines in one, without the indexes that gdb leaves out."""
+    lines = [re.sub(r"^\[\d+\] = ", "", line.strip()) for line in text.split("\n")]
+    text = ""
+    for line in lines:
+        if line == "}":
+            text = text.removesuffix(", ") + "}, "
+        else:
+            text += line.removesuffix(" {") + " = {" if line.endswith(" {") else line + ", "
+    return text.removesuffix(", ")
+
+
+def run_lldb():
+    commands = [f"command script import {PRINTERS}", "breakpoint set -n shown", "run", "up"]
+    commands += [f"frame variable {name}" for name in [*EXPECTED, ENDLESS[0]]]
+    arguments = [DEBUGGER, "-b", "-x"]
+    for command in commands:
+        arguments += ["-o", command]
+    environment = {**os.environ, "PYTHONPATH": folder_of_python_modules()}
+    run = subprocess.run(arguments + [SUBJECT], capture_output=True, text=True, timeout=300,
+                         env=environment)
+    found = re.findall(r"^\(lldb\) frame variable (.+)\n\(.+?\) \1 = ((?:.|\n(?!\(lldb\)))*)",
+                       run.stdout, re.MULTILINE)
+    return run, {name: as_gdb_writes(text) for name, text in found}
 
 
 def main():
-    found, said = printed()
+    run, found = run_lldb() if IS_LLDB else run_gdb()
     wrong = [f"{name}: {found.get(name)!r}, expected {text!r}" for name, text in EXPECTED.items()
              if found.get(name) != text]
+    name, start = ENDLESS
+    ring = found.get(name, "")
+    if not ring.startswith(start) or len(ring) > 5000:
+        wrong.append(f"{name}: {ring[:300]!r}, expected {start!r} and so on for a while")
     for line in wrong:
         print(line)
     if wrong:
-        print(said)
+        print(run.stdout[-3000:] + run.stderr[-3000:])
         sys.exit(1)
-    print(f"{len(EXPECTED)} variables look as they should")
+    print(f"{len(EXPECTED) + 1} variables look as they should")
 
 
 main()
