@@ -1,6 +1,7 @@
 #include <string>
 
 #include <JNFoundation/mapping/MapInspection.h>
+#include <JNFoundation/platform/store/NSAttributeType+Name.h>
 
 namespace JNFoundation::inline v0_1 {
 
@@ -89,39 +90,7 @@ std::string_view MapInspection::nameOf(Problem::Kind kind) noexcept {
 }
 
 std::string_view MapInspection::nameOf(NSAttributeType type) noexcept {
-  switch (type) {
-    case NSInteger16AttributeType:
-      return "Integer 16";
-    case NSInteger32AttributeType:
-      return "Integer 32";
-    case NSInteger64AttributeType:
-      return "Integer 64";
-    case NSDecimalAttributeType:
-      return "Decimal";
-    case NSDoubleAttributeType:
-      return "Double";
-    case NSFloatAttributeType:
-      return "Float";
-    case NSStringAttributeType:
-      return "String";
-    case NSBooleanAttributeType:
-      return "Boolean";
-    case NSDateAttributeType:
-      return "Date";
-    case NSBinaryDataAttributeType:
-      return "Binary";
-    case NSUUIDAttributeType:
-      return "UUID";
-    case NSURIAttributeType:
-      return "URI";
-    case NSTransformableAttributeType:
-      return "Transformable";
-    case NSObjectIDAttributeType:
-      return "ObjectID";
-    case NSUndefinedAttributeType:
-      break;
-  }
-  return "Undefined";
+  return nameOfAttributeType(type);
 }
 
 }  // namespace JNFoundation

@@ -431,6 +431,20 @@ TEST_F(MapInspectionTest, TypesHaveTheNamesOfDataModels) {
   EXPECT_EQ(MapInspection::nameOf(NSInteger16AttributeType), "Integer 16");
   EXPECT_EQ(MapInspection::nameOf(NSURIAttributeType), "URI");
   EXPECT_EQ(MapInspection::nameOf(NSUndefinedAttributeType), "Undefined");
+  EXPECT_EQ(MapInspection::nameOf(static_cast<NSAttributeType>(1)), "Undefined");
+  for (const char* name : {"Integer 16", "Integer 32", "Integer 64", "Decimal", "Double", "Float",
+                           "String", "Boolean", "Date", "Binary", "UUID", "URI", "Transformable"}) {
+    const auto model = NSManagedObjectModel::modelWithXMLError(
+        (std::string(R"(<model><entity name="E"><attribute name="a" attributeType=")") + name +
+         R"("/></entity></model>)")
+            .c_str());
+    ASSERT_TRUE(model) << name;
+    const Ref<NSEntityDescription> entity =
+        as<NSEntityDescription>(model->entities()->firstObject());
+    const Ref<NSAttributeDescription> attribute =
+        as<NSAttributeDescription>(entity->attributesByName()->objectForKey("a"));
+    EXPECT_EQ(MapInspection::nameOf(attribute->attributeType()), name);
+  }
 }
 
 TEST_F(MapInspectionTest, KeysThatAreNoTextAreIgnoredAsByMaps) {

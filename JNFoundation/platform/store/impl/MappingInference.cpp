@@ -101,7 +101,7 @@ bool isKeptBySource(const EntityLayout::Slot& slot) {
 }
 
 std::string nameOf(NSAttributeType type) {
-  const std::string_view name = nameOfAttributeType(type);
+  const std::string_view name = writtenNameOfType(type);
   return std::string(name.empty() ? "undefined" : name);
 }
 

@@ -99,7 +99,7 @@ std::optional<NSAttributeType> attributeTypeNamed(std::string_view name) {
   return std::nullopt;
 }
 
-std::string_view nameOfAttributeType(NSAttributeType type) {
+std::string_view writtenNameOfType(NSAttributeType type) noexcept {
   for (const TypeName& entry : typeNames) {
     if (entry.type == type) return entry.name;
   }

@@ -18,7 +18,7 @@ namespace JNFoundation::inline v0_1::impl {
 /// Returns: nothing for an unknown name; the empty name is the undefined type.
 std::optional<NSAttributeType> attributeTypeNamed(std::string_view name);
 /// Returns: an empty name for the undefined type.
-std::string_view nameOfAttributeType(NSAttributeType type);
+std::string_view writtenNameOfType(NSAttributeType type) noexcept;
 
 std::optional<NSDeleteRule> deleteRuleNamed(std::string_view name);
 std::string_view nameOfDeleteRule(NSDeleteRule rule);

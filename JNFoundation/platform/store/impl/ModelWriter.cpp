@@ -162,7 +162,7 @@ class ModelDocumentWriter {
 
   void writeAttribute(pugi::xml_node node, const NSAttributeDescription& attribute) {
     const NSAttributeType type = attribute.attributeType();
-    if (type != NSUndefinedAttributeType) set(node, "attributeType", nameOfAttributeType(type));
+    if (type != NSUndefinedAttributeType) set(node, "attributeType", writtenNameOfType(type));
     if (type == NSTransformableAttributeType) {
       const Ref<NSString> className = attribute.attributeValueClassName();
       if (className->utf8() != "NSObject") setText(node, "customClassName", className);
