@@ -15,6 +15,7 @@
 #include <JNFoundation/platform/dispatch/NSLog.h>
 #include <JNFoundation/platform/json/NSJSONSerialization.h>
 #include <JNFoundation/platform/store/NSCoreDataErrors.h>
+#include <JNFoundation/platform/text/DateText.h>
 #include <JNFoundation/platform/value/NSError.h>
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/NSNull.h>
@@ -60,6 +61,13 @@ std::string counted(std::size_t count, const char* one) {
   return std::to_string(count) + ' ' + one + (count == 1 ? "" : "s");
 }
 
+/// A date with its fraction of a second, in the form that records have; else the description.
+Ref<NSString> plainText(const Value& value) {
+  return value.isDate()
+             ? NSString::fromText(rfc3339FromSecondsSince1970(value.timeIntervalSince1970()))
+             : value.description();
+}
+
 /// A value in a few words.
 std::string shortText(const Value& value) {
   constexpr std::size_t longest = 40;
@@ -75,8 +83,8 @@ std::string shortText(const Value& value) {
                          ->utf8()) +
            (isLong ? "…\"" : "\"");
   }
-  return value.isBoolean() ? (value.boolValue() ? "true" : "false")
-                           : printable(value.description()->utf8());
+  if (value.isBoolean()) return value.boolValue() ? "true" : "false";
+  return printable(plainText(value)->utf8());
 }
 
 /// What can be said in JSON, as it is; anything else as its text.
@@ -86,7 +94,7 @@ Value jsonValue(const Value& value) {
   // The line that it goes into has levels of its own.
   Value inLine = value;
   for (int level = 0; level < 3; ++level) inLine = NSArray::arrayWithObject(inLine);
-  return NSJSONSerialization::isValidJSONObject(inLine) ? value : Value(value.description());
+  return NSJSONSerialization::isValidJSONObject(inLine) ? value : Value(plainText(value));
 }
 
 struct Settings {
