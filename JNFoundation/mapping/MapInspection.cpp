@@ -3,6 +3,7 @@
 #include <map>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 #include <JNFoundation/mapping/impl/MapDescriptor.h>
@@ -104,6 +105,11 @@ class Inspector {
         effective[place->second] = std::move(entry);
       }
     }
+    for (const RuleEntry& entry : effective) {
+      if (entry.origin.kind == Origin::Kind::Automatic) continue;
+      if (const auto step = RuleStep::firstOf(entry.key->utf8()))
+        _writtenKeys.insert(step->inputKey);
+    }
     std::vector<RuleEntry*> rules;
     for (RuleEntry& entry : effective) {
       if (takeApart(entry)) rules.push_back(&entry);
@@ -155,6 +161,15 @@ class Inspector {
     }
   }
 
+  /// Whether an entry that is no rule names an attribute, as if it were one. Names that are input
+  /// keys of written rules as well may be meant as these.
+  bool namesAttribute(const RuleEntry& entry) const {
+    const NSString* text = as<NSString>(entry.value);
+    return _entity && text && entry.key->length() > 0 && !entry.key->isEqual(entry.value) &&
+           _entity->attributesByName()->objectForKey(entry.value) &&
+           _writtenKeys.count(text->utf8()) == 0;
+  }
+
   /// Follows the key's steps. Returns: whether it is a rule.
   bool takeApart(RuleEntry& entry) {
     std::string_view key = entry.key->utf8();
@@ -162,8 +177,13 @@ class Inspector {
     if (!step) {
       if (const char* objection = objectionToForm(key)) {
         add(ProblemKind::NoForm, entry, objection);
-      } else if (const char* doubt = doubtAboutForm(key, entry.value)) {
-        add(ProblemKind::NoForm, entry, doubt).severity = Severity::Note;
+      } else if (const char* doubt = namesAttribute(entry)
+                                         ? "the value is the name of an attribute, but the key "
+                                           "begins with neither $ nor %"
+                                         : doubtAboutForm(key, entry.value)) {
+        Problem& problem = add(ProblemKind::NoForm, entry, doubt);
+        problem.severity = Severity::Note;
+        problem.advice = NSString::stringWithFormat("a rule would be '$%@'", entry.key);
       }
       return false;
     }
@@ -387,6 +407,8 @@ class Inspector {
   std::vector<Node> _nodes;
   /// By the dictionary and the input key in it.
   std::map<Place, std::size_t> _nested;
+  /// The input keys with which rules begin that somebody wrote.
+  std::unordered_set<std::string_view> _writtenKeys;
 };
 
 }  // namespace

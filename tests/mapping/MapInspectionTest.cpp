@@ -267,16 +267,29 @@ TEST_F(MapInspectionTest, WhatLooksLikeARuleButForItsFormIsAProblem) {
 
 TEST_F(MapInspectionTest, WhatMayBeARuleWithoutItsSignIsANote) {
   for (const auto& [key, value] :
-       {std::pair{"title", "trim|string"}, std::pair{"payload", "applyPayload:"}}) {
+       {std::pair{"title", "trim|string"}, std::pair{"payload", "applyPayload:"},
+        std::pair{"title", "string"}}) {
     const Problem problem = problemOf(key, value);
     EXPECT_EQ(problem.kind, Kind::NoForm) << key;
     EXPECT_EQ(problem.severity, Severity::Note) << key;
+    EXPECT_EQ(text(problem.advice), std::string("a rule would be '$") + key + "'");
   }
+  EXPECT_EQ(text(problemOf("title", "string").reason),
+            "the value is the name of an attribute, but the key begins with neither $ nor %");
+}
+
+TEST_F(MapInspectionTest, AnEntryThatNamesAnAttributeMayMeanTheInputKeyOfARule) {
+  const auto problems =
+      MapInspection::ofDescriptor(
+          entity(), dictionary({{"identity", "string"}, {"$string", "trim|string"}}), {})
+          .problems;
+  EXPECT_TRUE(problems.empty());
 }
 
 TEST_F(MapInspectionTest, WhatAnApplicationKeepsInTheUserInfoIsNoProblem) {
   const std::vector<std::pair<const char*, const char*>> entries = {
-      {"identity", "string"},
+      {"identity", "strings"},
+      {"string", "string"},
       {"url", "https://example.org/a|b c"},
       {"", ""},
       {"note", "either this or that:  or|so"},

@@ -51,6 +51,7 @@ class Lint(JnmapCase):
             ("$ name", "name"),  # unlikely-key
             ("%empty", ""),  # empty-nested, a note
             ("$tags", "applyTags:"),  # unknown-message
+            ("label", "kind"),  # no-form, a note
         ]
         below = entity("Book", [("title", "String")], [], parent="Thing", cls="Book")
         above = entity("Thing", attributes, rules + [("$title", "name")], cls="Thing")
@@ -72,10 +73,11 @@ class Lint(JnmapCase):
             ("Thing", "$ name", "unlikely-key", "problem"),
             ("Thing", "%empty", "empty-nested", "note"),
             ("Thing", "$tags", "unknown-message", "problem"),
+            ("Thing", "label", "no-form", "note"),
             ("Book", "$title", "shadowed", "problem"),
         })
         self.assertEqual(report["problemCount"], 11)
-        self.assertEqual(report["noteCount"], 3)
+        self.assertEqual(report["noteCount"], 4)
         by_key = {problem["key"]: problem for problem in report["problems"]}
         titel = by_key["$titel"]
         self.assertEqual(titel["reason"], "Undefined attribute 'nmae' for entity 'Thing'")
