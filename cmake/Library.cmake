@@ -102,7 +102,8 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/JNFoundation DESTINATION ${CMAKE_INSTALL
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
 # gdb loads what is named after a shared library by itself, and that finds the rest.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/debugging/
-  DESTINATION ${CMAKE_INSTALL_DATADIR}/JNFoundation FILES_MATCHING PATTERN "*.py")
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/JNFoundation
+  FILES_MATCHING PATTERN "*.py" PATTERN "__pycache__" EXCLUDE)
 if(BUILD_SHARED_LIBS)
   install(FILES ${PROJECT_SOURCE_DIR}/debugging/jnfoundation_gdb.py
     DESTINATION ${CMAKE_INSTALL_DATADIR}/gdb/auto-load${CMAKE_INSTALL_FULL_LIBDIR}

@@ -7,8 +7,10 @@ Takes: the debugger, its printers, the subject.
 import os
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
+import tempfile
 
 DEBUGGER, PRINTERS, SUBJECT = sys.argv[1:]
 IS_LLDB = "lldb" in os.path.basename(DEBUGGER)
@@ -67,8 +69,18 @@ EXPECTED = {
 ENDLESS = ("ring", "NSMutableArray of 2 elements = {1, NSMutableArray of 2 elements = {1, ")
 
 
-def run_gdb():
-    commands = ["set confirm off", "set width 0", f"source {PRINTERS}", "break shown", "run", "up"]
+def installed_copy(folder):
+    """The printers for gdb where an installation has them: beside a shared library's name, apart
+    from what they need."""
+    shutil.copytree(pathlib.Path(PRINTERS).parent, folder / "share" / "JNFoundation")
+    copy = folder / "share" / "gdb" / "auto-load" / "usr" / "lib" / "libJNFoundation.so-gdb.py"
+    copy.parent.mkdir(parents=True)
+    shutil.copy(PRINTERS, copy)
+    return copy
+
+
+def run_gdb(printers=PRINTERS):
+    commands = ["set confirm off", "set width 0", f"source {printers}", "break shown", "run", "up"]
     for name in [*EXPECTED, ENDLESS[0]]:
         commands += [f"echo >>>{name}>>>", f"output {name}", "echo \\n"]
     arguments = [DEBUGGER, "-q", "-batch", "-nx"]
@@ -115,6 +127,15 @@ def run_lldb():
 
 def main():
     run, found = run_lldb() if IS_LLDB else run_gdb()
+    compare(run, found)
+    if not IS_LLDB:
+        with tempfile.TemporaryDirectory() as folder:
+            compare(*run_gdb(installed_copy(pathlib.Path(folder))))
+    print(f"{len(EXPECTED) + 1} variables look as they should")
+
+
+def compare(run, found):
+    """Ends the program where something looks otherwise."""
     wrong = [f"{name}: {found.get(name)!r}, expected {text!r}" for name, text in EXPECTED.items()
              if found.get(name) != text]
     name, start = ENDLESS
@@ -126,7 +147,6 @@ def main():
     if wrong:
         print(run.stdout[-3000:] + run.stderr[-3000:])
         sys.exit(1)
-    print(f"{len(EXPECTED) + 1} variables look as they should")
 
 
 main()
