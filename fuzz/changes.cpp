@@ -155,7 +155,7 @@ Rows withoutMarks(Rows rows) {
 /// What the batch makes of the list, at once and step by step.
 Rows applied(const ListChanges& changes, const Rows& before, const Rows& after) {
   const std::string text = textOf(changes);
-  const Rows rows = applyChanges(changes, before, Source{after});
+  Rows rows = applyChanges(changes, before, Source{after});
   Rows stepped = before;
   applyEditScript(editScript(changes), stepped, Source{after});
   require(rows == stepped, "the script leads elsewhere", text);
