@@ -722,8 +722,11 @@ bool NSManagedObjectContext::obtainPermanentIDsForObjectsError(const Ref<NSArray
     std::vector<Ref<NSManagedObject>> holders;
     if (hasOneWayRelationships(*_coordinator->managedObjectModel())) {
       holders = _changes->inserted.objects();
-      std::vector<Ref<NSManagedObject>> updated = _changes->updated.objects();
-      holders.insert(holders.end(), updated.begin(), updated.end());
+      // A deletion may be taken back.
+      for (const auto* more : {&_changes->updated, &_changes->deleted}) {
+        const std::vector<Ref<NSManagedObject>> objects = more->objects();
+        holders.insert(holders.end(), objects.begin(), objects.end());
+      }
     }
     for (const Value& value : *objects) {
       NSManagedObject* object = as<NSManagedObject>(value);

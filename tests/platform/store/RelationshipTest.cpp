@@ -332,6 +332,45 @@ TEST_P(Relationship, PermanentIdentifiersMayComeBeforeTheSave) {
   EXPECT_EQ(names(anew("Person", "Bob"), "mentor"), "Ann");
 }
 
+TEST_P(Relationship, PermanentIdentifiersAreKnownWhereADeletionIsTakenBack) {
+  auto ann = make("Person", "Ann");
+  save();
+  auto bob = make("Person", "Bob"), art = make("Skill", "Art");
+  ann->setValueForKey(bob, "mentor");
+  ann->setValueForKey(NSSet::setWithObject(art), "favourites");
+  context->deleteObject(ann);
+  ASSERT_TRUE(context->obtainPermanentIDsForObjectsError(NSArray::arrayWithObjects(bob, art)));
+  context->insertObject(ann);
+  EXPECT_EQ(one(ann, "mentor"), bob);
+  EXPECT_EQ(ann->valueForKey("favourites"), Value(NSSet::setWithObject(art)));
+  save();
+  EXPECT_EQ(names(anew("Person", "Ann"), "mentor"), "Bob");
+  EXPECT_EQ(names(anew("Person", "Ann"), "favourites"), "Art");
+}
+
+TEST_P(Relationship, PermanentIdentifiersAreKnownWhereAMemberWasTakenOutUnseen) {
+  make("Person", "Cid")->setValueForKey(NSSet::setWithObject(make("Skill", "Art")), "skills");
+  save();
+  context = newContext();
+  Ref<NSArray> found = context->executeFetchRequestError(request("Skill"));
+  const Value skill = found->objectAtIndex(0);
+  auto art = Ref<NSManagedObject>(as<NSManagedObject>(skill));
+  // The people of the skill are not read meanwhile.
+  auto bob = make("Person", "Bob");
+  bob->setValueForKey(NSSet::setWithObject(art), "skills");
+  bob->setValueForKey(NSSet::set(), "skills");
+  ASSERT_TRUE(art->hasFaultForRelationshipNamed("people"));
+  ASSERT_TRUE(context->obtainPermanentIDsForObjectsError(NSArray::arrayWithObjects(bob)));
+  EXPECT_EQ(names(art, "people"), "Cid");
+  bob->setValueForKey(NSSet::setWithObject(art), "skills");
+  EXPECT_EQ(names(art, "people"), "Bob Cid");
+  save();
+  EXPECT_EQ(names(anew("Skill", "Art"), "people"), "Bob Cid");
+  bob->setValueForKey(NSSet::set(), "skills");
+  save();
+  EXPECT_EQ(names(anew("Skill", "Art"), "people"), "Cid");
+}
+
 TEST_P(Relationship, MembersAreReadWithOneLookAndFaultsAreTold) {
   auto sales = make("Department", "Sales");
   for (const char* name : {"Ann", "Bob"}) make("Person", name)->setValueForKey(sales, "department");
