@@ -8,6 +8,8 @@ import datetime
 import re
 
 TEXT_LIMIT = 200
+# What was not made yet may claim to be of any length.
+LENGTH_LIMIT = 10_000
 
 # As in Value::Kind.
 NULL, BOOLEAN, INTEGER, UNSIGNED, FLOAT, DOUBLE, DATE, CLASS, OBJECT = range(9)
@@ -143,7 +145,7 @@ def vector_length(value):
 
 def vector(value):
     start = value["_M_impl"]["_M_start"]
-    for index in range(vector_length(value)):
+    for index in range(min(vector_length(value), LENGTH_LIMIT)):
         yield start.pointed(index)
 
 
@@ -206,15 +208,16 @@ def plural(count, noun):
 
 def object_summary(pointer, depth=0):
     """One line for the object that a pointer leads to."""
-    found, name = pointer.whole()
-    for base, _ in found.classes():
-        describe = SUMMARIES.get(short(base))
-        if describe:
-            try:
+    name = ""
+    try:
+        found, name = pointer.whole()
+        for base, _ in found.classes():
+            describe = SUMMARIES.get(short(base))
+            if describe:
                 return describe(found, short(name), depth)
-            except (KeyError, RuntimeError) as failure:
-                return f"<{short(name)} {int(pointer):#x}: {failure}>"
-    return f"<{short(name) or 'NSObject'} {int(pointer):#x}>"
+        return f"<{short(name) or 'NSObject'} {int(pointer):#x}>"
+    except (KeyError, RuntimeError) as failure:
+        return f"<{short(name) or 'NSObject'} {int(pointer):#x}: {failure}>"
 
 
 def summary_of_string(found, name, depth):
@@ -289,7 +292,8 @@ def steps_of(found):
     while block:
         block = only.word_at(block + BLOCK_CAPACITY * size)
         counts = block + BLOCK_CAPACITY * size + 8
-        for i in range(only.word_at(counts, 4), only.word_at(counts + 4, 4)):
+        end = min(only.word_at(counts + 4, 4), BLOCK_CAPACITY)
+        for i in range(only.word_at(counts, 4), end):
             looks.append(only.at(block + i * size))
         if block == last or len(looks) > TEXT_LIMIT:
             break
@@ -513,16 +517,23 @@ CHILDREN = {
 }
 
 
+def described(pointer, table):
+    """The object that a pointer leads to, and what the table has for its nearest class; None for an
+    object that cannot be read."""
+    try:
+        found, _ = pointer.whole()
+    except (KeyError, RuntimeError):
+        return None, None
+    return found, next((table[short(base)] for base, _ in found.classes() if short(base) in table),
+                       None)
+
+
 def children(pointer):
     """What is inside the object that a pointer leads to."""
-    found, _ = pointer.whole()
-    for base, _ in found.classes():
-        if short(base) in CHILDREN:
-            yield from CHILDREN[short(base)](found)
-            return
+    found, read = described(pointer, CHILDREN)
+    return read(found) if read else iter(())
 
 
 def is_list(pointer):
     """Whether what is inside has only numbers for names."""
-    found, _ = pointer.whole()
-    return any(short(base) in ("NSArray", "NSSet", "NSOrderedSet") for base, _ in found.classes())
+    return described(pointer, CHILDREN)[1] in (children_of_array, children_of_set)

@@ -1,3 +1,4 @@
+#include <cstdint>
 #include <limits>
 
 #include <JNFoundation/deferred/PLVDeferred.h>
@@ -37,11 +38,21 @@ class Upload : public Subclass<Upload, PLVDeferred> {
 
 namespace {
 
+/// As a variable looks before its declaration was reached.
+union Unmade {
+  Unmade() : address(16) {}
+  ~Unmade() {}
+
+  std::uintptr_t address;
+  Ref<NSArray> array;
+};
+
 [[gnu::noinline]] void shown() { asm volatile(""); }
 
 }  // namespace
 
 int main() {
+  const Unmade unmade;
   const Value none;
   const Value truth = true;
   const Value number = -12;

@@ -65,8 +65,11 @@ EXPECTED = {
                "updated items = NSMutableArray of 0 elements, "
                "moved items = NSMutableArray of 0 elements}",
 }
-# What leads back to itself comes to an end.
-ENDLESS = ("ring", "NSMutableArray of 2 elements = {1, NSMutableArray of 2 elements = {1, ")
+# What these begin with: what leads back to itself comes to an end, and what cannot be read says so.
+STARTS = {
+    "ring": "NSMutableArray of 2 elements = {1, NSMutableArray of 2 elements = {1, ",
+    "unmade.array": "<NSObject 0x10: ",
+}
 
 
 def installed_copy(folder):
@@ -81,7 +84,7 @@ def installed_copy(folder):
 
 def run_gdb(printers=PRINTERS):
     commands = ["set confirm off", "set width 0", f"source {printers}", "break shown", "run", "up"]
-    for name in [*EXPECTED, ENDLESS[0]]:
+    for name in [*EXPECTED, *STARTS]:
         commands += [f"echo >>>{name}>>>", f"output {name}", "echo \\n"]
     arguments = [DEBUGGER, "-q", "-batch", "-nx"]
     for command in commands:
@@ -113,7 +116,7 @@ def as_gdb_writes(text):
 
 def run_lldb():
     commands = [f"command script import {PRINTERS}", "breakpoint set -n shown", "run", "up"]
-    commands += [f"frame variable {name}" for name in [*EXPECTED, ENDLESS[0]]]
+    commands += [f"frame variable {name}" for name in [*EXPECTED, *STARTS]]
     arguments = [DEBUGGER, "-b", "-x"]
     for command in commands:
         arguments += ["-o", command]
@@ -131,17 +134,16 @@ def main():
     if not IS_LLDB:
         with tempfile.TemporaryDirectory() as folder:
             compare(*run_gdb(installed_copy(pathlib.Path(folder))))
-    print(f"{len(EXPECTED) + 1} variables look as they should")
+    print(f"{len(EXPECTED) + len(STARTS)} variables look as they should")
 
 
 def compare(run, found):
     """Ends the program where something looks otherwise."""
     wrong = [f"{name}: {found.get(name)!r}, expected {text!r}" for name, text in EXPECTED.items()
              if found.get(name) != text]
-    name, start = ENDLESS
-    ring = found.get(name, "")
-    if not ring.startswith(start) or len(ring) > 5000:
-        wrong.append(f"{name}: {ring[:300]!r}, expected {start!r} and so on for a while")
+    wrong += [f"{name}: {found.get(name)!r}, expected {start!r} and not much more"
+              for name, start in STARTS.items()
+              if not found.get(name, "").startswith(start) or len(found[name]) > 5000]
     for line in wrong:
         print(line)
     if wrong:
