@@ -58,10 +58,43 @@ TEST_P(ImportOverOutdatedObjects, AContextThatMergesHasNone) {
   EXPECT_EQ(lands(), (Texts{"B:b:1"}));
 }
 
+TEST_P(ImportOverOutdatedObjects, TheRecordIsFoundByTheIdentityThatItHasNow) {
+  changeElsewhere("code", "B");
+  EXPECT_EQ(imported("[{'code': 'B', 'name': 'b', 'population': 2}]"), "1 updated");
+  EXPECT_EQ(lands(), (Texts{"B:b:2"}));
+}
+
 TEST_P(ImportOverOutdatedObjects, TheIdentityThatItHadIsFreeForANewObject) {
   changeElsewhere("code", "B");
   EXPECT_EQ(imported("[{'code': 'A', 'name': 'new', 'population': 3}]"), "1 inserted");
   EXPECT_EQ(lands(), (Texts{"A:new:3", "B:a:1"}));
+}
+
+TEST_P(ImportOverOutdatedObjects, BothIdentitiesInOneFeedAreTwoObjects) {
+  changeElsewhere("code", "B");
+  EXPECT_EQ(imported("[{'code': 'A', 'name': 'new'}, {'code': 'B', 'population': 2}]"),
+            "1 inserted, 1 updated");
+  EXPECT_EQ(lands(), (Texts{"A:new:-", "B:a:2"}));
+}
+
+TEST_P(ImportOverOutdatedObjects, WithoutAConstraintNoSecondObjectIsMade) {
+  changeElsewhere("name", "b");
+  EXPECT_EQ(
+      imported("[{'name': 'b', 'population': 2}]", {.identity = NSArray::arrayWithObject("name")}),
+      "1 updated");
+  EXPECT_EQ(lands(), (Texts{"A:b:2"}));
+}
+
+TEST_P(ImportOverOutdatedObjects, AValueThatOnlyTheContextHasIsWritten) {
+  changeElsewhere("population", 7);
+  EXPECT_EQ(imported("[{'code': 'A', 'population': 1}]"), "1 updated");
+  EXPECT_EQ(lands(), (Texts{"A:a:1"}));
+}
+
+TEST_P(ImportOverOutdatedObjects, AValueThatTheStoreHasAlreadyIsNoConflict) {
+  changeElsewhere("population", 7);
+  EXPECT_EQ(imported("[{'code': 'A', 'population': 7}]"), "1 unchanged");
+  EXPECT_EQ(lands(), (Texts{"A:a:7"}));
 }
 
 INSTANTIATE_TEST_SUITE_P(EitherStore, ImportOverOutdatedObjects,
