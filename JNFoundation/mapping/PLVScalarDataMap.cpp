@@ -21,7 +21,7 @@ namespace {
 const ClassDeclaration<PLVScalarDataMap> declarationOfPLVScalarDataMap =
     ClassDeclaration<PLVScalarDataMap>().property("filterName", &PLVScalarDataMap::filterName);
 
-using Conversion = MappingEvent::Conversion;
+using ValueConversion = MappingEvent::Conversion;
 
 /// What values attributes take that are mapped.
 enum class Taken { Numbers, Texts, Dates, Nothing };
@@ -60,19 +60,19 @@ bool isOfType(const Value& value, NSUInteger attributeType) noexcept {
 }
 
 /// How a value of another kind becomes one that an attribute of the type takes.
-Conversion conversionOf(const Value& value, NSUInteger attributeType) noexcept {
+ValueConversion conversionOf(const Value& value, NSUInteger attributeType) noexcept {
   switch (takenBy(attributeType)) {
     case Taken::Numbers:
-      return value.isString() ? Conversion::NumberFromText : Conversion::None;
+      return value.isString() ? ValueConversion::NumberFromText : ValueConversion::None;
     case Taken::Texts:
-      return value.isNumber() ? Conversion::TextFromNumber : Conversion::None;
+      return value.isNumber() ? ValueConversion::TextFromNumber : ValueConversion::None;
     case Taken::Dates:
-      if (value.isString()) return Conversion::DateFromText;
-      return value.isNumber() ? Conversion::DateFromNumber : Conversion::None;
+      if (value.isString()) return ValueConversion::DateFromText;
+      return value.isNumber() ? ValueConversion::DateFromNumber : ValueConversion::None;
     case Taken::Nothing:
       break;
   }
-  return Conversion::None;
+  return ValueConversion::None;
 }
 
 /// What a refusal says that the attribute wants; null for one that is not mapped.
@@ -232,8 +232,8 @@ template <class Report>
 void PLVScalarDataMap::setConverted(const Value& value, NSManagedObject& object,
                                     MappingWrites writes, Report& report) const {
   using Reason = MappingEvent::Reason;
-  const Conversion conversion = conversionOf(value, _attributeType);
-  if (conversion != Conversion::None) {
+  const ValueConversion conversion = conversionOf(value, _attributeType);
+  if (conversion != ValueConversion::None) {
     const Value made = converted(value);
     set(made, object, writes);
     report.stored(made, conversion);
@@ -249,13 +249,13 @@ void PLVScalarDataMap::setConverted(const Value& value, NSManagedObject& object,
 
 Value PLVScalarDataMap::converted(const Value& value) const {
   switch (conversionOf(value, _attributeType)) {
-    case Conversion::NumberFromText:
+    case ValueConversion::NumberFromText:
       return numberForInputString(as<NSString>(value));
-    case Conversion::TextFromNumber:
+    case ValueConversion::TextFromNumber:
       return value.stringValue();
-    case Conversion::DateFromText:
+    case ValueConversion::DateFromText:
       return parseRFC3339DateTimeString(as<NSString>(value));
-    case Conversion::DateFromNumber:
+    case ValueConversion::DateFromNumber:
       return NSDate::dateWithTimeIntervalSince1970(value.doubleValue() / 1000.0);
     default:
       return value;
@@ -274,7 +274,7 @@ bool PLVScalarDataMap::isSettled(const Value& value, const Value& present) const
   if (_mapType == MapType::Selector || _filterName) return false;
   if (value.isNull() || value.isNSNull()) return present.isNull();
   if (isOfType(value, _attributeType)) return isSame(value, present);
-  return conversionOf(value, _attributeType) != Conversion::None &&
+  return conversionOf(value, _attributeType) != ValueConversion::None &&
          isSame(converted(value), present);
 }
 

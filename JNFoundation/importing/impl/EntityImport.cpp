@@ -343,10 +343,13 @@ void EntityImport::compare(std::vector<ImportItem>& items) {
 void EntityImport::addObjectsOfIdentities(const std::vector<Value>& identities,
                                           const Ref<NSMutableDictionary>& objects) const {
   if (identities.empty()) return;
+  const Ref<NSFetchRequest> request = requestFor(identities);
+  // What the context has of them may be older than what the store has.
+  request->setShouldRefreshRefetchedObjects(true);
   Ref<NSError> error;
-  const Ref<NSArray> found = _context->executeFetchRequestError(requestFor(identities), &error);
+  const Ref<NSArray> found = _context->executeFetchRequestError(request, &error);
   if (!found) throw Rejected(Value(error));
-  // An object that the context has already may hold other values than its record.
+  // More than is wanted may have been found, and what is unsaved stays as it is.
   const Ref<NSSet> wanted = NSSet::setWithArray(NSArray::arrayWithValues(identities));
   for (const Value& value : found) {
     Value identity = identityOfObject(*as<NSManagedObject>(value));
