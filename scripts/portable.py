@@ -132,7 +132,11 @@ def libraries_for(architecture):
                "-o", f"Dir::State::status={place}/apt/status", "-o", f"Dir::Cache={place}/apt/cache",
                "-o", "Dir::Etc::SourceList=/dev/null",
                "-o", f"Dir::Etc::SourceParts={place}/apt/sources", "-o", "Acquire::Retries=3"]
-    run(["apt-get", *options, "update"])
+    try:
+        run(["apt-get", *options, "update"])
+    except Failed as failure:
+        # A mirror may be at odds with itself over one list of several; the others do.
+        print(f"  {architecture}: {str(failure).splitlines()[-1].strip()}")
     run(["apt-get", *options, "download", *PROCESSOR_PACKAGES], cwd=place / "packages")
     root.mkdir(exist_ok=True)
     for package in sorted((place / "packages").glob("*.deb")):
