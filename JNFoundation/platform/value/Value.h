@@ -78,7 +78,10 @@ class Value {
   requires(!std::derived_from<T, NSObject> && !std::same_as<std::remove_const_t<T>, char>) Value(T*)
   = delete;
 
-  Value(const JNFoundation::Class& cls) noexcept : _class(&cls), _kind(Kind::Class) {}
+  Value(const JNFoundation::Class& cls) noexcept : Value() {
+    _class = &cls;
+    _kind = Kind::Class;
+  }
 
   /// The date that many seconds after 1970-01-01 00:00:00 UTC.
   static Value dateWithTimeIntervalSince1970(NSTimeInterval seconds) noexcept {
@@ -204,6 +207,7 @@ class Value {
 
   friend struct ValueEquality;
 
+  // Copied, exchanged and compared as _integer: a pointer that is narrower is put beside zeros.
   union {
     std::int64_t _integer;
     double _double;
