@@ -3,7 +3,7 @@
 
 find_package(Python3 REQUIRED COMPONENTS Interpreter)
 
-foreach(rule exports floors readme registered)
+foreach(rule exports floors forward readme registered)
   add_test(NAME rule_${rule}
     COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/scripts/check_${rule}.py
     WORKING_DIRECTORY ${PROJECT_SOURCE_DIR})

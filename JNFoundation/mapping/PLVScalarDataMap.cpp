@@ -291,7 +291,7 @@ Value PLVScalarDataMap::numberForInputString(const Ref<NSString>& text) const {
     case NSInteger16AttributeType:
     case NSInteger32AttributeType:
     case NSInteger64AttributeType:
-      return text ? text->integerValue() : 0;
+      return text ? text->longLongValue() : 0;
     case NSDoubleAttributeType:
       return truncated(text ? text->doubleValue() : 0);
     case NSFloatAttributeType:

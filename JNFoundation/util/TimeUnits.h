@@ -1,5 +1,7 @@
 #pragma once
 
+#include <limits>
+
 #include <JNFoundation/platform/value/FatalError.h>
 #include <JNFoundation/platform/value/NSString.h>
 
@@ -16,8 +18,9 @@ namespace JNFoundation::inline v0_1 {
 namespace impl {
 
 constexpr NSInteger wholeUnits(double seconds, NSInteger secondsPerUnit) {
-  // The bounds are exact: 2⁶³ is a double, and so is its opposite. Not-a-number is in neither.
-  if (!(seconds >= -0x1p63 && seconds < 0x1p63)) {
+  // The bound is exact, since it is a power of two. Not-a-number is on neither side of it.
+  constexpr double bound = -static_cast<double>(std::numeric_limits<NSInteger>::min());
+  if (!(seconds >= -bound && seconds < bound)) {
     fatalError("Integer: the seconds are no number that an integer can hold");
   }
   return static_cast<NSInteger>(seconds) / secondsPerUnit;

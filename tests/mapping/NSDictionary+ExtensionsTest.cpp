@@ -28,6 +28,8 @@ using testing::largestUnsigned;
 using testing::listedEntries;
 using testing::raisedBy;
 
+using Limits = std::numeric_limits<NSInteger>;
+
 /// What a value is to the readers.
 enum class Is { Absent, Number, Text, Array, Dictionary, Other };
 
@@ -67,18 +69,18 @@ std::vector<Row> rows() {
       same("zero", 0, 0, 0, false),
       same("two", 2, 2, 2, true),
       same("a negative number", -3, -3, 0, true),
-      same("the largestUnsigned integer", INT64_MAX, INT64_MAX, INT64_MAX, true),
-      same("the least integer", INT64_MIN, INT64_MIN, 0, true),
-      same("the largestUnsigned unsigned number", largestUnsigned, INT64_MAX, largestUnsigned,
+      same("the largestUnsigned integer", INT64_MAX, Limits::max(), INT64_MAX, true),
+      same("the least integer", INT64_MIN, Limits::min(), 0, true),
+      same("the largestUnsigned unsigned number", largestUnsigned, Limits::max(), largestUnsigned,
            true),
       same("a fraction", 0.5, 0, 0, true),
       same("a negative fraction", -2.9, -2, 0, true),
       same("a float", 7.75f, 7, 7, true),
       same("zero as a double", 0.0, 0, 0, false),
       same("minus zero", -0.0, 0, 0, false),
-      same("a double past all integers", 1e20, INT64_MAX, largestUnsigned, true),
-      same("infinity", infinity, INT64_MAX, largestUnsigned, true),
-      same("minus infinity", -infinity, INT64_MIN, 0, true),
+      same("a double past all integers", 1e20, Limits::max(), largestUnsigned, true),
+      same("infinity", infinity, Limits::max(), largestUnsigned, true),
+      same("minus infinity", -infinity, Limits::min(), 0, true),
       same("not-a-number", std::numeric_limits<double>::quiet_NaN(), 0, 0, true),
       same("a decimal number", decimal, 12, 12, true),
       same("a decimal zero", NSDecimalNumber::zero(), 0, 0, false),

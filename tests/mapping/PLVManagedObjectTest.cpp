@@ -1,5 +1,6 @@
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -209,7 +210,7 @@ TEST_F(PLVManagedObjectTest, ALimitHoldsAndZeroIsNone) {
   EXPECT_EQ(limited(1), "Ann");
   EXPECT_EQ(limited(2), "Ann Bob");
   EXPECT_EQ(limited(100), "Ann Bob Cid");
-  EXPECT_EQ(limited(UINT64_MAX), "Ann Bob Cid");
+  EXPECT_EQ(limited(std::numeric_limits<NSUInteger>::max()), "Ann Bob Cid");
   EXPECT_EQ(
       names(Person::objectsInContextLimitErrorMatching(context(), 2, &error, "integer64 > %d", 30)),
       "Bob Cid");

@@ -14,6 +14,7 @@
 
 using namespace JNFoundation;
 
+bool doDeclarationsWork();
 bool doHostsWork();
 bool doesTestingWork();
 bool doStoresWork();
@@ -64,6 +65,7 @@ int main() {
                {"JSON", doesJSONWork},
                {"a class of the application", doClassesCross},
                {"an exception of the library", doExceptionsCross},
+               {"classes that are declared only", doDeclarationsWork},
                {"a store", doStoresWork},
                {"a host of the main queue", doHostsWork},
                {"what tests use", doesTestingWork}};

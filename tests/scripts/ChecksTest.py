@@ -350,6 +350,28 @@ class UnitsTest(Tree):
         self.assert_names("units", "tests/more, compiled as one", "only")
 
 
+class ForwardTest(Tree):
+    def test_the_header_of_declarations_is_true_and_complete(self):
+        self.write("JNFoundation/Version.h", "#pragma once\n#define JN_VERSION_MAJOR 0\n"
+                   "#define JN_VERSION_MINOR 3\n#define JN_VERSION_PATCH 0\n")
+        self.write("JNFoundation/util/Timer.h", "#pragma once\nnamespace JNFoundation::inline v0_3 {\n"
+                   "class Elsewhere;\nclass Timer final : public Clock {\n  class Inner {};\n};\n"
+                   "enum Kind : NSInteger { One };\ntemplate <class T>\nstruct Pair {};\n"
+                   "template <>\nstruct Pair<int> {};\ntemplate <class T>\nclass Call;\n"
+                   "template <class T>\nclass Timer::Parts {};\nnamespace impl {\nclass Hidden {};\n}\n}\n")
+        self.assert_names("forward", "lacks class Timer;")
+        self.check("forward", "--fix")
+        self.assert_passes("forward")
+        text = (self.root / "JNFoundation" / "Forward.h").read_text()
+        self.assertEqual(text[text.index("namespace"):],
+                         "namespace JNFoundation::inline v0_3 {\n\n// util\ntemplate <class T>\nclass Call;\n"
+                         "enum Kind : NSInteger;\ntemplate <class T>\nstruct Pair;\nclass Timer;\n\n"
+                         "}  // namespace JNFoundation\n")
+        self.write("JNFoundation/util/Timer.h",
+                   "#pragma once\nnamespace JNFoundation::inline v0_3 {\nstruct Timer {};\n}\n")
+        self.assert_names("forward", "lacks struct Timer;", "no public header defines this: class Timer;")
+
+
 class AmalgamationTest(Tree):
     def test_each_file_stands_once_behind_what_it_needs(self):
         self.write("LICENSE", "Free\n")

@@ -1,9 +1,9 @@
-#include <cstdint>
 #include <gtest/gtest.h>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "platform/value/Limits.h"
 #include "platform/value/LiveObjects.h"
 #include "platform/value/Raising.h"
 
@@ -53,7 +53,7 @@ TEST(ObjectAtAnyIndex, IsNothingAtAndPastTheEnd) {
   const auto array = NSArray::arrayWithObjects("a", "b");
   EXPECT_TRUE(jn_safelyGetObjectAtIndex(array, 2).isNull());
   EXPECT_TRUE(jn_safelyGetObjectAtIndex(array, 3).isNull());
-  EXPECT_TRUE(jn_safelyGetObjectAtIndex(array, UINT64_MAX).isNull());
+  EXPECT_TRUE(jn_safelyGetObjectAtIndex(array, testing::greatest).isNull());
   EXPECT_TRUE(jn_safelyGetObjectAtIndex(array, static_cast<NSUInteger>(-1)).isNull());
   EXPECT_TRUE(jn_safelyGetObjectAtIndex(array, NSNotFound).isNull());
 }
@@ -61,7 +61,7 @@ TEST(ObjectAtAnyIndex, IsNothingAtAndPastTheEnd) {
 TEST(ObjectAtAnyIndex, IsNothingOfAnEmptyArrayAndOfNull) {
   EXPECT_TRUE(jn_safelyGetObjectAtIndex(NSArray::array(), 0).isNull());
   EXPECT_TRUE(jn_safelyGetObjectAtIndex(nullptr, 0).isNull());
-  EXPECT_TRUE(jn_safelyGetObjectAtIndex(nullptr, UINT64_MAX).isNull());
+  EXPECT_TRUE(jn_safelyGetObjectAtIndex(nullptr, testing::greatest).isNull());
 }
 
 TEST(ObjectAtAnyIndex, FollowsTheChangesOfAMutableArray) {
@@ -367,7 +367,7 @@ TEST(Pieces, HaveTheLengthExceptTheLast) {
   EXPECT_EQ(lengths(7, 3), (std::vector<NSUInteger>{3, 3, 1}));
   EXPECT_EQ(lengths(6, 3), (std::vector<NSUInteger>{3, 3}));
   EXPECT_EQ(lengths(2, 3), std::vector<NSUInteger>{2});
-  EXPECT_EQ(lengths(2, UINT64_MAX), std::vector<NSUInteger>{2});
+  EXPECT_EQ(lengths(2, testing::greatest), std::vector<NSUInteger>{2});
 }
 
 TEST(Pieces, ALengthOfZeroIsOnePieceAndAnEmptyArrayNone) {

@@ -1,4 +1,5 @@
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <gtest/gtest.h>
 #include <limits>
@@ -13,6 +14,8 @@ namespace {
 
 constexpr NSInteger greatest = std::numeric_limits<NSInteger>::max();
 constexpr NSInteger least = std::numeric_limits<NSInteger>::min();
+/// The least number that is too great.
+constexpr double bound = -static_cast<double>(least);
 
 std::string clockOf(NSInteger seconds) {
   return Integer::formattedDigitalHoursMinutesSecondsString(seconds)->toStdString();
@@ -39,7 +42,8 @@ TEST(SecondsToUnits, APartOfASecondIsDroppedFirst) {
 
 TEST(SecondsToUnits, TakeWhatAnIntegerCanHold) {
   EXPECT_EQ(Integer::minutes(static_cast<double>(least)), least / 60);
-  EXPECT_EQ(Integer::days(std::nextafter(0x1p63, 0.0)), 9223372036854774784 / 86400);
+  const double last = std::nextafter(bound, 0.0);
+  EXPECT_EQ(Integer::days(last), static_cast<NSInteger>(last) / 86400);
 }
 
 TEST(SecondsToUnits, AreKnownToTheCompiler) {
@@ -76,8 +80,8 @@ TEST_F(TimeUnitsDeathTest, SecondsThatNoIntegerHoldsAreRefused) {
   EXPECT_DEATH(Integer::minutes(std::nan("")), message);
   EXPECT_DEATH(Integer::hours(HUGE_VAL), message);
   EXPECT_DEATH(Integer::days(-HUGE_VAL), message);
-  EXPECT_DEATH(Integer::minutes(0x1p63), message);
-  EXPECT_DEATH(Integer::minutes(std::nextafter(-0x1p63, -HUGE_VAL)), message);
+  EXPECT_DEATH(Integer::minutes(bound), message);
+  EXPECT_DEATH(Integer::minutes(std::nextafter(-bound, -HUGE_VAL)), message);
 }
 
 TEST_F(TimeUnitsDeathTest, ProductsThatNoIntegerHoldsAreRefused) {
@@ -101,7 +105,7 @@ TEST(ClockText, HoursGoOnPastADayWithoutGrouping) {
   EXPECT_EQ(clockOf(86400), "24:00:00");
   EXPECT_EQ(clockOf(360000), "100:00:00");
   EXPECT_EQ(clockOf(3600000), "1000:00:00");
-  EXPECT_EQ(clockOf(3600000000), "1000000:00:00");
+  EXPECT_EQ(clockOf(360000000), "100000:00:00");
 }
 
 TEST(ClockText, ANegativeTimeHasOneMinusSignInFront) {
@@ -113,15 +117,17 @@ TEST(ClockText, ANegativeTimeHasOneMinusSignInFront) {
 }
 
 TEST(ClockText, TheGreatestAndTheLeastIntegerHaveOne) {
-  EXPECT_EQ(clockOf(greatest), "2562047788015215:30:07");
-  EXPECT_EQ(clockOf(least), "-2562047788015215:30:08");
+  const bool isWide = sizeof(NSInteger) == 8;
+  EXPECT_EQ(clockOf(greatest), isWide ? "2562047788015215:30:07" : "596523:14:07");
+  EXPECT_EQ(clockOf(least), isWide ? "-2562047788015215:30:08" : "-596523:14:08");
 }
 
 TEST(ClockText, ReadsBackAsTheSeconds) {
   testing::Randomness randomness;
   JN_TRACE_SEED(randomness);
   for (int round = 0; round < testing::rounds(20000, 500000); ++round) {
-    const auto seconds = static_cast<NSInteger>(randomness.bits()) >> randomness.below(63);
+    const auto seconds = static_cast<NSInteger>(static_cast<std::int64_t>(randomness.bits()) >>
+                                                randomness.below(63));
     const std::string text = clockOf(seconds);
     unsigned long long units[3] = {0, 0, 0};
     char rest = 0;

@@ -150,10 +150,11 @@ char32_t NSString::characterAtIndex(NSUInteger index) const {
 
 NSInteger NSString::integerValue() const {
   // A word that is too narrow for the number holds the nearest.
-  return static_cast<NSInteger>(std::clamp<std::int64_t>(integerFromText(utf8()),
+  return static_cast<NSInteger>(std::clamp<std::int64_t>(longLongValue(),
                                                          std::numeric_limits<NSInteger>::min(),
                                                          std::numeric_limits<NSInteger>::max()));
 }
+std::int64_t NSString::longLongValue() const { return integerFromText(utf8()); }
 std::int32_t NSString::intValue() const { return intFromText(utf8()); }
 double NSString::doubleValue() const { return doubleFromText(utf8()); }
 float NSString::floatValue() const { return floatFromText(utf8()); }

@@ -69,7 +69,7 @@ class NSString final : public NSObject {
   // Numbers are read from the longest numeric prefix; text without one is 0.
   NSInteger integerValue() const;
   std::int32_t intValue() const;
-  std::int64_t longLongValue() const { return integerValue(); }
+  std::int64_t longLongValue() const;
   double doubleValue() const;
   float floatValue() const;
   bool boolValue() const;

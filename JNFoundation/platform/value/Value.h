@@ -85,7 +85,10 @@ class Value {
   = delete;
 
   /// The class itself.
-  Value(const JNFoundation::Class& cls) noexcept : _class(&cls), _kind(Kind::Class) {}
+  Value(const JNFoundation::Class& cls) noexcept : Value() {
+    _class = &cls;
+    _kind = Kind::Class;
+  }
 
   /// The date that many seconds after 1970-01-01 00:00:00 UTC.
   static Value dateWithTimeIntervalSince1970(NSTimeInterval seconds) noexcept {
@@ -221,6 +224,7 @@ class Value {
 
   friend struct ValueEquality;
 
+  // Copied, exchanged and compared as _integer: a pointer that is narrower is put beside zeros.
   union {
     std::int64_t _integer;
     double _double;

@@ -35,8 +35,8 @@ class Probe : public Subclass<Probe, NSObject, Sounding> {
   unsigned short u16(unsigned short value) { return value; }
   int i32(int value) const { return value; }
   unsigned u32(unsigned value) const noexcept { return value; }
-  NSInteger i64(NSInteger value) noexcept { return value; }
-  NSUInteger u64(NSUInteger value) { return value; }
+  std::int64_t i64(std::int64_t value) noexcept { return value; }
+  std::uint64_t u64(std::uint64_t value) { return value; }
   float f32(float value) { return value; }
   double f64(double value) { return value; }
   Level level(Level value) { return value; }
@@ -170,7 +170,7 @@ TEST(Method, HoldsNumbersWithinTheTypeThatIsTaken) {
   EXPECT_EQ(send("u16:", 70'000), Value(65535));
   EXPECT_EQ(send("i32:", std::int64_t{1} << 40), Value(std::numeric_limits<int>::max()));
   EXPECT_EQ(send("u32:", std::int64_t{1} << 40), Value(std::numeric_limits<unsigned>::max()));
-  EXPECT_EQ(send("i64:", 1e300), Value(std::numeric_limits<NSInteger>::max()));
+  EXPECT_EQ(send("i64:", 1e300), Value(std::numeric_limits<std::int64_t>::max()));
   EXPECT_EQ(send("u64:", -5), Value(0));
   EXPECT_EQ(send("level:", 256), Value(255));
 }

@@ -104,8 +104,8 @@ TEST(NSArray, AnIndexPastTheEndIsRefusedInWords) {
             "NSRangeException: *** -[__NSArrayI objectAtIndex:]: index 0 beyond bounds for empty "
             "array");
   EXPECT_EQ(raisedBy([] { numbers(1)->objectAtIndex(NSNotFound); }),
-            "NSRangeException: *** -[__NSArrayM objectAtIndex:]: index 9223372036854775807 beyond "
-            "bounds [0 .. 0]");
+            "NSRangeException: *** -[__NSArrayM objectAtIndex:]: index " +
+                std::to_string(NSNotFound) + " beyond bounds [0 .. 0]");
   EXPECT_EQ(raisedName([&] { (*three)[greatest]; }), NSRangeException);
 }
 

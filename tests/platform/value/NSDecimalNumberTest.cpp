@@ -87,12 +87,18 @@ TEST(NSDecimalNumber, TextIsPlainUntilItWouldBeLong) {
 
 TEST(NSDecimalNumber, IntegersAreExact) {
   using Limits = std::numeric_limits<std::int64_t>;
-  EXPECT_EQ(textOf(NSDecimalNumber::decimalNumberWithInteger(Limits::min())),
-            "-9223372036854775808");
-  EXPECT_EQ(textOf(NSDecimalNumber::decimalNumberWithInteger(Limits::max())),
-            "9223372036854775807");
+  EXPECT_EQ(textOf(NSDecimalNumber::decimalNumberWithValue(Limits::min())), "-9223372036854775808");
+  EXPECT_EQ(textOf(NSDecimalNumber::decimalNumberWithValue(Limits::max())), "9223372036854775807");
+  EXPECT_EQ(
+      textOf(NSDecimalNumber::decimalNumberWithValue(std::numeric_limits<std::uint64_t>::max())),
+      "18446744073709551615");
+  using Integers = std::numeric_limits<NSInteger>;
+  EXPECT_EQ(textOf(NSDecimalNumber::decimalNumberWithInteger(Integers::min())),
+            std::to_string(Integers::min()));
+  EXPECT_EQ(textOf(NSDecimalNumber::decimalNumberWithInteger(Integers::max())),
+            std::to_string(Integers::max()));
   EXPECT_EQ(textOf(NSDecimalNumber::decimalNumberWithUnsignedInteger(~NSUInteger{0})),
-            "18446744073709551615");
+            std::to_string(~NSUInteger{0}));
   EXPECT_EQ(textOf(NSDecimalNumber::decimalNumberWithMantissaExponentIsNegative(1250, -2, true)),
             "-12.5");
   EXPECT_EQ(textOf(NSDecimalNumber::zero()), "0");

@@ -464,7 +464,7 @@ TEST(NSMutableOrderedSet, AMillionObjectsAreAddedAndTakenFromTheFront) {
 
 TEST(NSMutableOrderedSet, AMillionObjectsAreRemovedByNameFromAnywhere) {
   Ref<NSMutableOrderedSet> set = orderedNumbers(1'000'000);
-  for (NSInteger i = 0; i < 1'000'000; ++i) set->removeObject(i * 7919 % 1'000'000);
+  for (NSInteger i = 0; i < 1'000'000; ++i) set->removeObject(std::int64_t{i} * 7919 % 1'000'000);
   EXPECT_EQ(set->count(), 0u);
 }
 

@@ -103,8 +103,8 @@ TEST(NSOrderedSet, AnIndexPastTheEndIsRefusedInWords) {
             "NSRangeException: *** -[__NSOrderedSetI objectAtIndex:]: index 2 beyond bounds "
             "[0 .. 1]");
   EXPECT_EQ(raisedBy([] { NSMutableOrderedSet::orderedSet()->objectAtIndex(notFound); }),
-            "NSRangeException: *** -[__NSOrderedSetM objectAtIndex:]: index 9223372036854775807 "
-            "beyond bounds for empty ordered set");
+            "NSRangeException: *** -[__NSOrderedSetM objectAtIndex:]: index " +
+                std::to_string(NSNotFound) + " beyond bounds for empty ordered set");
 }
 
 TEST(NSOrderedSet, OtherCollectionsAreMadeOfIt) {

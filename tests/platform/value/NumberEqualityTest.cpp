@@ -97,7 +97,9 @@ TEST(NumberEquality, OrdinaryNumbersHaveHashesOfTheirOwn) {
     decimals.insert(
         NSDecimalNumber::decimalNumberWithMantissaExponentIsNegative(i, -2, false)->hash());
   }
-  EXPECT_EQ(doubles.size(), static_cast<std::size_t>(count));
+  // That many draws from 32 bits meet about once.
+  const std::size_t meetings = sizeof(std::size_t) < 8 ? 4 : 0;
+  EXPECT_GE(doubles.size() + meetings, static_cast<std::size_t>(count));
   EXPECT_EQ(decimals, doubles);
 }
 

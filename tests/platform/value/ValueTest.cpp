@@ -344,7 +344,8 @@ TEST(Value, DoublesComeFromEveryNumber) {
 TEST(Value, TextAnswersByItsNumericPrefix) {
   EXPECT_EQ(Value(" -12abc").longLongValue(), -12);
   EXPECT_EQ(Value("99999999999999999999").longLongValue(), largest);
-  EXPECT_EQ(Value("-99999999999999999999").integerValue(), smallest);
+  EXPECT_EQ(Value("-99999999999999999999").longLongValue(), smallest);
+  EXPECT_EQ(Value("-99999999999999999999").integerValue(), std::numeric_limits<NSInteger>::min());
   EXPECT_EQ(Value("18446744073709551615").unsignedLongLongValue(), largestUnsigned);
   EXPECT_EQ(Value("-1").unsignedLongLongValue(), 0u);
   EXPECT_EQ(Value("5000000000").intValue(), std::numeric_limits<std::int32_t>::max());

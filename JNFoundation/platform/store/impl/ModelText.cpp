@@ -45,7 +45,7 @@ std::optional<std::string> textOf(const Value& value, NSAttributeType type) {
     case NSInteger16AttributeType:
     case NSInteger32AttributeType:
     case NSInteger64AttributeType:
-      if (value.isNumber()) return textFromInteger(value.integerValue());
+      if (value.isNumber()) return textFromInteger(value.longLongValue());
       break;
     case NSDoubleAttributeType:
       if (value.isNumber()) return textFromDouble(value.doubleValue());
