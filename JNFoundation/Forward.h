@@ -99,6 +99,7 @@ class TextComparison;
 
 // platform/json
 class JNJSONTransformer;
+class JSONElements;
 enum NSJSONReadingOptions : NSUInteger;
 class NSJSONSerialization;
 enum NSJSONWritingOptions : NSUInteger;
