@@ -14,9 +14,10 @@ namespace JNFoundation::inline v0_1 {
 ///     while (const Value element = elements.next(); !element.isNull()) use(element);
 ///     if (elements.failed(&error)) …
 ///
-/// Takes: the text, which is borrowed. Threads: one at a time.
+/// Threads: one at a time.
 class JSONElements {
  public:
+  /// Takes: the text, which is borrowed.
   JSONElements(std::string_view text, NSJSONReadingOptions options);
   ~JSONElements();
   JSONElements(const JSONElements&) = delete;

@@ -100,10 +100,10 @@ class NSManagedObject : public NSObject {
   /// The property itself, past declared operations: what the body of an accessor calls. Fires a
   /// fault, checks the value's kind and tracks the change as `setValueForKey` does.
   Value storedValueForKey(const Ref<NSString>& key) const;
+  void setStoredValueForKey(const Value& value, const Ref<NSString>& key);
   /// Whether the object's class has an accessor of its own for the property, by which `valueForKey`
   /// reads or `setValueForKey` writes.
   bool declaresAccessorForKey(const Ref<NSString>& key) const;
-  void setStoredValueForKey(const Value& value, const Ref<NSString>& key);
 
   /// The property's place without firing a fault and without tracking: use it between
   /// `willChangeValueForKey` and `didChangeValueForKey`, or for transient attributes.
