@@ -120,7 +120,9 @@ def run_lldb():
     arguments = [DEBUGGER, "-b", "-x"]
     for command in commands:
         arguments += ["-o", command]
-    environment = {**os.environ, "PYTHONPATH": folder_of_python_modules()}
+    # Beside another Python in the path lldb does not find what its packages bring either.
+    folders = [folder_of_python_modules(), "/usr/lib/python3/dist-packages"]
+    environment = {**os.environ, "PYTHONPATH": os.pathsep.join(filter(None, folders))}
     run = subprocess.run(arguments + [SUBJECT], capture_output=True, text=True, timeout=300,
                          env=environment)
     found = re.findall(r"^\(lldb\) frame variable (.+)\n\(.+?\) \1 = ((?:.|\n(?!\(lldb\)))*)",

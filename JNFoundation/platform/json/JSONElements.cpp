@@ -129,7 +129,8 @@ bool JSONElements::State::readBatch() {
   batch = Ref<NSArray>(as<NSArray>(elements));
   batchStart = start;
   given = 0;
-  walk.setOffset(start + end);
+  lastEnd = start + end;
+  walk.setOffset(lastEnd);
   return true;
 }
 
