@@ -21,7 +21,7 @@ namespace {
 const ClassDeclaration<PLVScalarDataMap> declarationOfPLVScalarDataMap =
     ClassDeclaration<PLVScalarDataMap>().property("filterName", &PLVScalarDataMap::filterName);
 
-using ValueConversion = MappingEvent::Conversion;
+using ReportedConversion = MappingEvent::Conversion;
 
 /// What values attributes take that are mapped.
 enum class Taken { Numbers, Texts, Dates, Nothing };
@@ -60,19 +60,19 @@ bool isOfType(const Value& value, NSUInteger attributeType) noexcept {
 }
 
 /// How a value of another kind becomes one that an attribute of the type takes.
-ValueConversion conversionOf(const Value& value, NSUInteger attributeType) noexcept {
+ReportedConversion conversionOf(const Value& value, NSUInteger attributeType) noexcept {
   switch (takenBy(attributeType)) {
     case Taken::Numbers:
-      return value.isString() ? ValueConversion::NumberFromText : ValueConversion::None;
+      return value.isString() ? ReportedConversion::NumberFromText : ReportedConversion::None;
     case Taken::Texts:
-      return value.isNumber() ? ValueConversion::TextFromNumber : ValueConversion::None;
+      return value.isNumber() ? ReportedConversion::TextFromNumber : ReportedConversion::None;
     case Taken::Dates:
-      if (value.isString()) return ValueConversion::DateFromText;
-      return value.isNumber() ? ValueConversion::DateFromNumber : ValueConversion::None;
+      if (value.isString()) return ReportedConversion::DateFromText;
+      return value.isNumber() ? ReportedConversion::DateFromNumber : ReportedConversion::None;
     case Taken::Nothing:
       break;
   }
-  return ValueConversion::None;
+  return ReportedConversion::None;
 }
 
 /// What a refusal says that the attribute wants; null for one that is not mapped.
@@ -232,8 +232,8 @@ template <class Report>
 void PLVScalarDataMap::setConverted(const Value& value, NSManagedObject& object,
                                     MappingWrites writes, Report& report) const {
   using Reason = MappingEvent::Reason;
-  const ValueConversion conversion = conversionOf(value, _attributeType);
-  if (conversion != ValueConversion::None) {
+  const ReportedConversion conversion = conversionOf(value, _attributeType);
+  if (conversion != ReportedConversion::None) {
     const Value made = converted(value);
     set(made, object, writes);
     report.stored(made, conversion);
@@ -249,13 +249,13 @@ void PLVScalarDataMap::setConverted(const Value& value, NSManagedObject& object,
 
 Value PLVScalarDataMap::converted(const Value& value) const {
   switch (conversionOf(value, _attributeType)) {
-    case ValueConversion::NumberFromText:
+    case ReportedConversion::NumberFromText:
       return numberForInputString(as<NSString>(value));
-    case ValueConversion::TextFromNumber:
+    case ReportedConversion::TextFromNumber:
       return value.stringValue();
-    case ValueConversion::DateFromText:
+    case ReportedConversion::DateFromText:
       return parseRFC3339DateTimeString(as<NSString>(value));
-    case ValueConversion::DateFromNumber:
+    case ReportedConversion::DateFromNumber:
       return NSDate::dateWithTimeIntervalSince1970(value.doubleValue() / 1000.0);
     default:
       return value;
@@ -274,7 +274,7 @@ bool PLVScalarDataMap::isSettled(const Value& value, const Value& present) const
   if (_mapType == MapType::Selector || _filterName) return false;
   if (value.isNull() || value.isNSNull()) return present.isNull();
   if (isOfType(value, _attributeType)) return isSame(value, present);
-  return conversionOf(value, _attributeType) != ValueConversion::None &&
+  return conversionOf(value, _attributeType) != ReportedConversion::None &&
          isSame(converted(value), present);
 }
 

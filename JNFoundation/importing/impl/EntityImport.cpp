@@ -255,7 +255,7 @@ Ref<NSFetchRequest> EntityImport::requestFor(const std::vector<Value>& identitie
           "%K IN %@", name, Value(NSArray::arrayWithValues(identities))));
     }
   }
-  const Ref<NSFetchRequest> request = NSFetchRequest::init();
+  Ref<NSFetchRequest> request = NSFetchRequest::init();
   request->setEntity(_entity);
   request->setPredicate(NSCompoundPredicate::andPredicateWithSubpredicates(
       NSArray::arrayWithValues(std::move(conditions))));
