@@ -7,6 +7,7 @@
 #include <JNFoundation/platform/store/NSManagedObjectModel.h>
 #include <JNFoundation/platform/store/NSPersistentStore.h>
 #include <JNFoundation/platform/store/NSPersistentStoreCoordinator.h>
+#include <JNFoundation/platform/store/impl/BringNear.h>
 #include <JNFoundation/platform/store/impl/ContextChanges.h>
 #include <JNFoundation/platform/store/impl/ContextEvents.h>
 #include <JNFoundation/platform/store/impl/ContextMerge.h>
@@ -127,13 +128,14 @@ class ContextSave {
     bool valid = true;
     const auto ask = [&](const ChangeList& list, bool (NSManagedObject::*check)(Ref<NSError>*)) {
       // A class's own checks may change other objects, and so the list.
-      for (const Ref<NSManagedObject>& object : list.objects()) {
+      const Objects objects = list.objects();
+      forEachBroughtNear(objects, [&](const Ref<NSManagedObject>& object) {
         Ref<NSError> problem;
-        if (((*object).*check)(&problem)) continue;
+        if (((*object).*check)(&problem)) return;
         valid = false;
         // A failure of several is taken apart, so that the save reports one flat list.
         if (problem) appendErrors(problem, errors);
-      }
+      });
     };
     ask(_changes.inserted, &NSManagedObject::validateForInsert);
     ask(_changes.updated, &NSManagedObject::validateForUpdate);
@@ -545,9 +547,9 @@ class ContextSave {
   void settle() {
     _changes.watched.clear();
     // The lists keep the objects alive until their didSave has run.
-    const std::vector<Ref<NSManagedObject>> inserted = _changes.inserted.takeAll();
-    const std::vector<Ref<NSManagedObject>> updated = _changes.updated.takeAll();
-    const std::vector<Ref<NSManagedObject>> deleted = _changes.deleted.takeAll();
+    Objects inserted = _changes.inserted.takeAll();
+    Objects updated = _changes.updated.takeAll();
+    Objects deleted = _changes.deleted.takeAll();
     for (Batch& batch : _batches) {
       for (std::size_t i = 0; i < batch.rows.size(); ++i) {
         NSManagedObject& object = *batch.objects[i];
@@ -566,7 +568,7 @@ class ContextSave {
       }
     }
     for (const auto* list : {&inserted, &updated}) {
-      for (const Ref<NSManagedObject>& object : *list) settleValues(*object);
+      forEachBroughtNear(*list, [this](const auto& object) { settleValues(*object); });
     }
     for (const Ref<NSManagedObject>& object : deleted) ObjectAccess::detach(*object);
     _context._family->tellPermanentIDs(_permanentIDs);
@@ -577,6 +579,10 @@ class ContextSave {
     }
     tellWhatWasSaved(inserted, updated, deleted);
     haveMerged(inserted, updated, deleted);
+    // Of objects that nobody else holds, these are the last references.
+    for (auto* list : {&inserted, &updated, &deleted}) {
+      forEachBroughtNear(*list, [](Ref<NSManagedObject>& object) { object = nullptr; });
+    }
   }
 
   /// Has those merge the save that have asked for it: the contexts below, and, of a context that

@@ -178,10 +178,16 @@ Ref<NSManagedObject> NSManagedObjectContext::registeredObjectForID(
     const Ref<NSManagedObjectID>& objectID) const {
   if (!objectID) return nullptr;
   _registry->requireThread();
-  if (Ref<NSManagedObject> known = _registry->findQuickly(*objectID)) return known;
+  if (Ref<NSManagedObject> known = _registry->findAtOnce(*objectID)) return known;
+  return registeredObject(*objectID);
+}
+
+Ref<NSManagedObject> NSManagedObjectContext::registeredObject(
+    const NSManagedObjectID& objectID) const {
+  if (Ref<NSManagedObject> known = _registry->findQuickly(objectID)) return known;
   Ref<NSPersistentStore> store;
-  const ObjectKey key = ObjectAccess::keyOf(*objectID, _coordinator.get(), store);
-  if (!objectID->isTemporaryID() && !key.hierarchy) return nullptr;
+  const ObjectKey key = ObjectAccess::keyOf(objectID, _coordinator.get(), store);
+  if (!objectID.isTemporaryID() && !key.hierarchy) return nullptr;
   return _registry->find(key);
 }
 

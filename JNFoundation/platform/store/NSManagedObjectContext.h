@@ -325,6 +325,8 @@ class NSManagedObjectContext : public NSObject {
   friend class impl::SaveConflicts;
   friend class NSManagedObject;
 
+  /// Returns: null if there is none.
+  Ref<NSManagedObject> registeredObject(const NSManagedObjectID& objectID) const;
   /// The registered object of that identity, else a fault; of a temporary one only where a parent
   /// may have it. Returns: null otherwise.
   Ref<NSManagedObject> objectForKey(const impl::ObjectKey& key, const NSEntityDescription& entity);

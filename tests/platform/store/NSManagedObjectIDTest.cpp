@@ -75,10 +75,58 @@ TEST_F(NSManagedObjectIDTest, FindsTheRegisteredObjectWhoeverMadeIt) {
   EXPECT_FALSE(objectOfOther->registeredObjectForID(book->objectID()));
 }
 
+TEST_F(NSManagedObjectIDTest, FindsObjectsOfSeveralStoresAndEntitiesInTurn) {
+  insert("Book");
+  insert("Note", {{"text", "n"}});
+  save();
+  // The same records once more, as another store.
+  const auto copy = NSURL::fileURLWithPath(directory.file("copy.sqlite"));
+  auto other = NSPersistentStoreCoordinator::initWithManagedObjectModel(libraryModel());
+  ASSERT_TRUE(other->addPersistentStoreWithTypeConfigurationURLOptionsError(
+      NSSQLiteStoreType, nullptr, copy, nullptr));
+  {
+    auto writer = NSManagedObjectContext::init();
+    writer->setPersistentStoreCoordinator(other);
+    for (const char* entity : {"Book", "Note"}) {
+      NSEntityDescription::insertNewObjectForEntityForNameInManagedObjectContext(entity, writer)
+          ->setValueForKey("n", std::string(entity) == "Book" ? "title" : "text");
+    }
+    ASSERT_TRUE(writer->save());
+  }
+  ASSERT_TRUE(coordinator->addPersistentStoreWithTypeConfigurationURLOptionsError(
+      NSSQLiteStoreType, nullptr, copy, nullptr));
+
+  std::vector<Ref<NSManagedObject>> objects;
+  for (const char* entity : {"Book", "Note"}) {
+    const auto found =
+        context->executeFetchRequestError(NSFetchRequest::fetchRequestWithEntityName(entity));
+    ASSERT_EQ(found->count(), 2u);
+    for (const Value& object : *found) {
+      objects.push_back(Ref<NSManagedObject>(as<NSManagedObject>(object)));
+    }
+  }
+  EXPECT_EQ(objects[0]->objectID()->number(), objects[1]->objectID()->number());
+  for (int round = 0; round < 3; ++round) {
+    for (const auto& object : objects) {
+      for (int again = 0; again < 2; ++again) {
+        EXPECT_EQ(context->registeredObjectForID(object->objectID()), object);
+      }
+    }
+  }
+  std::vector<Ref<NSManagedObjectID>> identifiers;
+  for (const auto& object : objects) identifiers.push_back(object->objectID());
+  context->reset();
+  for (const auto& identifier : identifiers) {
+    EXPECT_FALSE(context->registeredObjectForID(identifier));
+  }
+}
+
 TEST_F(NSManagedObjectIDTest, FindsNothingOfAStoreThatWasRemoved) {
   auto book = insert("Book");
   save();
   const auto identifier = book->objectID();
+  // A look-up remembers where the last one ended.
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(context->registeredObjectForID(identifier), book);
   ASSERT_TRUE(coordinator->removePersistentStoreError(store));
   EXPECT_FALSE(context->registeredObjectForID(identifier));
 }

@@ -38,11 +38,10 @@ void ObjectRegistry::setCoordinator(const Ref<NSPersistentStoreCoordinator>& coo
 /// number could no longer stand.
 std::size_t ObjectRegistry::Table::placeOf(std::int64_t number) const noexcept {
   if (_count == 0) return none;
-  const std::size_t mask = _entries.size() - 1;
   std::size_t place = homeOf(number);
   for (std::size_t step = 0; step <= _reach && _entries[place].object; ++step) {
     if (_entries[place].number == number) return place;
-    place = (place + 1) & mask;
+    place = (place + 1) & _mask;
   }
   return none;
 }
@@ -51,12 +50,11 @@ std::size_t ObjectRegistry::Table::placeOf(std::int64_t number) const noexcept {
 /// away.
 bool ObjectRegistry::Table::place(const Entry& entry) noexcept {
   constexpr std::size_t crowd = 64;
-  const std::size_t mask = _entries.size() - 1;
   std::size_t place = homeOf(entry.number);
   std::size_t step = 0;
   for (; _entries[place].object; ++step) {
     if (step == crowd && !_mixed) return false;
-    place = (place + 1) & mask;
+    place = (place + 1) & _mask;
   }
   _entries[place] = entry;
   _reach = std::max(_reach, step);
@@ -75,6 +73,7 @@ void ObjectRegistry::Table::rebuild(std::size_t size) {
   while (!done) {
     if (_mixed && size < (_count + 1) * 2) size *= 2;
     _entries.assign(size, Entry());
+    _mask = size - 1;
     _reach = 0;
     done = true;
     for (const Entry& entry : former) {
@@ -109,12 +108,11 @@ void ObjectRegistry::Table::insert(std::int64_t number, NSManagedObject& object)
 void ObjectRegistry::Table::erase(std::int64_t number, const NSManagedObject& object) noexcept {
   std::size_t hole = placeOf(number);
   if (hole == none || _entries[hole].object != &object) return;
-  const std::size_t mask = _entries.size() - 1;
   // What stood behind the hole because of it moves up, so that no look-up ends early.
-  for (std::size_t next = (hole + 1) & mask;
-       _entries[next].object && ((next - hole) & mask) <= _reach; next = (next + 1) & mask) {
+  for (std::size_t next = (hole + 1) & _mask;
+       _entries[next].object && ((next - hole) & _mask) <= _reach; next = (next + 1) & _mask) {
     const std::size_t home = homeOf(_entries[next].number);
-    if (((next - home) & mask) >= ((next - hole) & mask)) {
+    if (((next - home) & _mask) >= ((next - hole) & _mask)) {
       _entries[hole] = _entries[next];
       hole = next;
     }
@@ -151,15 +149,6 @@ ObjectRegistry::Table& ObjectRegistry::tableOf(const StoreHierarchy* hierarchy) 
   return table;
 }
 
-namespace {
-
-/// An object whose last reference has just gone stands here until its destructor takes it out.
-Ref<NSManagedObject> alive(NSManagedObject* object) noexcept {
-  return object && tryRetain(*object) ? Ref<NSManagedObject>::adopt(object) : nullptr;
-}
-
-}  // namespace
-
 Ref<NSManagedObject> ObjectRegistry::find(const ObjectKey& key) const {
   const Guard guard(_mutex);
   NSManagedObject* object = tableOf(key.hierarchy).find(key.number);
@@ -173,15 +162,14 @@ Ref<NSManagedObject> ObjectRegistry::find(const ObjectKey& key) const {
 }
 
 Ref<NSManagedObject> ObjectRegistry::findQuickly(const NSManagedObjectID& objectID) const {
-  const NSString* store = objectID.storeIdentifier().get();
-  if (!store) return find({nullptr, objectID.number()});
+  if (objectID.isTemporaryID()) return find({nullptr, objectID.number()});
   const Ref<NSString>& root = objectID.entity()->layout().rootName();
   const Guard guard(_mutex);
   for (const Table& table : _tables) {
-    const StoreHierarchy* hierarchy = table.hierarchy;
-    if (!hierarchy || hierarchy->store->identifier().get() != store ||
-        hierarchy->root->name() != root || !hierarchy->store->isOpen()) {
-      continue;
+    if (!table.isOf(objectID) || table.hierarchy->root->name() != root) continue;
+    if (hasOneThread()) {
+      _lastTable = &table;
+      _lastEntity = objectID.entity();
     }
     return alive(table.find(objectID.number()));
   }

@@ -1,14 +1,20 @@
 #pragma once
 
 #include <cstdint>
+#include <list>
 #include <mutex>
 #include <unordered_map>
 #include <vector>
 
+#include <JNFoundation/platform/store/NSManagedObject.h>
 #include <JNFoundation/platform/store/NSManagedObjectContext.h>
+#include <JNFoundation/platform/store/NSManagedObjectID.h>
+#include <JNFoundation/platform/store/NSPersistentStore.h>
 #include <JNFoundation/platform/store/impl/ContextQueue.h>
 #include <JNFoundation/platform/text/Hash.h>
+#include <JNFoundation/platform/value/OneThread.h>
 #include <JNFoundation/platform/value/Weak.h>
+#include <JNFoundation/platform/value/impl/SideRecord.h>
 
 namespace JNFoundation::inline v0_1::impl {
 
@@ -56,6 +62,12 @@ class ObjectRegistry final : public NSObject {
   /// The object of an identifier of one of the coordinator's own stores, without a look at the
   /// coordinator. Returns: null as well where the identifier's text is another one of that content.
   Ref<NSManagedObject> findQuickly(const NSManagedObjectID& objectID) const;
+  /// The same for an identifier of the entity that was asked for last, while there is one thread.
+  Ref<NSManagedObject> findAtOnce(const NSManagedObjectID& objectID) const noexcept {
+    if (!hasOneThread() || objectID.entity() != _lastEntity) return nullptr;
+    const Table& table = *_lastTable;
+    return table.isOf(objectID) ? alive(table.find(objectID.number())) : nullptr;
+  }
   /// Takes the place of an object of the same identity that is being destroyed.
   void add(const ObjectKey& key, NSManagedObject& object);
   void rekey(const ObjectKey& from, const ObjectKey& to, NSManagedObject& object);
@@ -104,6 +116,11 @@ class ObjectRegistry final : public NSObject {
     void insert(std::int64_t number, NSManagedObject& object);
     /// Ignored if the number is another object's.
     void erase(std::int64_t number, const NSManagedObject& object) noexcept;
+    /// Whether the identifier is of the table's store, which is open.
+    bool isOf(const NSManagedObjectID& objectID) const noexcept {
+      return hierarchy && hierarchy->store->isOpen() &&
+             hierarchy->store->identifier() == objectID.storeIdentifier();
+    }
     std::size_t count() const noexcept { return _count; }
     const std::vector<Entry>& entries() const noexcept { return _entries; }
 
@@ -112,7 +129,7 @@ class ObjectRegistry final : public NSObject {
 
     std::size_t homeOf(std::int64_t number) const noexcept {
       const auto bits = static_cast<std::uint64_t>(number);
-      return static_cast<std::size_t>(_mixed ? mixHash(bits) : bits) & (_entries.size() - 1);
+      return static_cast<std::size_t>(_mixed ? mixHash(bits) : bits) & _mask;
     }
     NSManagedObject* findAwayFromHome(std::int64_t number) const noexcept;
     std::size_t placeOf(std::int64_t number) const noexcept;
@@ -120,8 +137,9 @@ class ObjectRegistry final : public NSObject {
     bool isFull(std::size_t count) const noexcept;
     void rebuild(std::size_t size);
 
-    /// Open addressing; the size is a power of two.
+    /// Open addressing; the size is a power of two, one more than the mask.
     std::vector<Entry> _entries;
+    std::size_t _mask = 0;
     std::size_t _count = 0;
     /// No entry stands further from its home than this.
     std::size_t _reach = 0;
@@ -130,6 +148,12 @@ class ObjectRegistry final : public NSObject {
 
   class Guard;
 
+  /// An object whose last reference has just gone stands in its table until its destructor takes it
+  /// out.
+  static Ref<NSManagedObject> alive(NSManagedObject* object) noexcept {
+    return object && SideRecordAccess::tryRetain(*object) ? Ref<NSManagedObject>::adopt(object)
+                                                          : nullptr;
+  }
   Table& tableOf(const StoreHierarchy* hierarchy) const;
   [[noreturn]] void stopAtWrongThread() const noexcept;
 
@@ -138,7 +162,11 @@ class ObjectRegistry final : public NSObject {
   Ref<NSPersistentStoreCoordinator> _coordinator;
   mutable std::mutex _mutex;
   /// Guarded by the mutex. Few, so a list.
-  mutable std::vector<Table> _tables;
+  mutable std::list<Table> _tables;
+  /// While there is one thread: where the last identifier that was looked up had its place, and
+  /// its entity. Most come in runs.
+  mutable const Table* _lastTable = nullptr;
+  mutable Ref<NSEntityDescription> _lastEntity;
   /// Guarded by the mutex.
   std::unordered_map<std::int64_t, ObjectKey> _formerKeys;
   bool _keepsFormerKeys = false;

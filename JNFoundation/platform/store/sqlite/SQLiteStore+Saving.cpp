@@ -4,6 +4,7 @@
 
 #include <JNFoundation/platform/net/NSURL.h>
 #include <JNFoundation/platform/query/NSPredicate.h>
+#include <JNFoundation/platform/store/impl/BringNear.h>
 #include <JNFoundation/platform/store/impl/EntityLayout.h>
 #include <JNFoundation/platform/store/impl/ObjectAccess.h>
 #include <JNFoundation/platform/store/impl/StoreErrors.h>
@@ -309,6 +310,23 @@ bool SQLiteStore::isStillOfModel(Ref<NSError>* error) {
   return true;
 }
 
+namespace {
+
+/// Asks for what the next so many rows are made of, and for where that stands of as many behind.
+[[gnu::always_inline]] inline void bringNear(std::span<const StoreRowChange> rest,
+                                             std::size_t count) noexcept {
+  for (std::size_t i = 0; i < 2 * count && i < rest.size(); ++i) {
+    const StoreRowChange& change = rest[i];
+    if (i >= count) {
+      impl::bringNear(change.values);
+    } else if (change.kind != StoreRowChange::Kind::Delete) {
+      impl::bringNear(change.values, change.entity->layout().count());
+    }
+  }
+}
+
+}  // namespace
+
 bool SQLiteStore::writeRows(std::span<const StoreRowChange> changes, std::size_t* conflict,
                             Ref<NSError>* error) {
   RowWriter writer(_connection->database, _connection->schema);
@@ -334,6 +352,7 @@ bool SQLiteStore::writeRows(std::span<const StoreRowChange> changes, std::size_t
   for (auto rest = changes; !rest.empty();) {
     const auto next = rest.first(writer.canInsertAtOnce(rest) ? RowWriter::rowsAtOnce : 1);
     rest = rest.subspan(next.size());
+    bringNear(rest, next.size());
     if (next.size() > 1) {
       const RowWriter::Result result = writer.insertAtOnce(next);
       if (result == RowWriter::Result::Written) continue;
