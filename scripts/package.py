@@ -213,11 +213,15 @@ def way_vcpkg(way):
 
 
 def way_conan(way):
-    if not shutil.which("conan"):
-        compile((ROOT / "packaging" / "conan" / "conanfile.py").read_text(), "conanfile.py", "exec")
-        way.note("only read, for want of Conan")
-        return
     directory = ROOT / "build" / "package-conan"
+    if not shutil.which("conan"):
+        recipe = ROOT / "packaging" / "conan" / "conanfile.py"
+        said = way.run(sys.executable, ROOT / "tests" / "package" / "recipe.py", recipe, directory, JOBS)
+        if said.splitlines()[-1] != f"jnfoundation {VERSION}":
+            raise Failure(f"the recipe is of another version: {said.splitlines()[-1]}")
+        consume(way, "installed", directory, ["Testing"], f"-DPREFIX={directory / 'package'}")
+        way.note("the recipe's own steps, without Conan")
+        return
     shutil.rmtree(directory, ignore_errors=True)
     directory.mkdir(parents=True)
     # The libraries beneath are the system's, so that nothing is fetched.

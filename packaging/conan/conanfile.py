@@ -28,7 +28,8 @@ class JNFoundation(ConanFile):
             re.findall(r"(?m)^#define JN_VERSION_(?:MAJOR|MINOR|PATCH) (\d+)$", header))
 
     def export_sources(self):
-        for pattern in ["CMakeLists.txt", "LICENSE", "cmake/*", "JNFoundation/*", "adapters/*"]:
+        for pattern in ["CMakeLists.txt", "LICENSE", "cmake/*", "debugging/*", "JNFoundation/*",
+                        "adapters/*"]:
             copy(self, pattern, src=str(TREE), dst=self.export_sources_folder)
 
     def requirements(self):
