@@ -114,6 +114,17 @@ def way_static(way):
     way.note("find_package with " + ", ".join(components(directory)))
 
 
+def way_readme(way):
+    """The commands of README.md, word for word but for the place."""
+    directory = ROOT / "build" / "package-readme"
+    shutil.rmtree(directory, ignore_errors=True)
+    said = tree.text("README.md").split("## Use it\n", 1)[1]
+    commands = re.search(r"```sh\n(.*?)```", said, re.DOTALL)[1]
+    way.run("bash", "-e", "-c", commands.replace("/where/you/like", str(directory / "prefix")))
+    prefix = directory / "prefix"
+    consume(way, "installed", directory, components(prefix), f"-DPREFIX={prefix}")
+
+
 def way_pkgconfig(way):
     directory = build(way, "static")
     consume(way, "pkgconfig", directory, components(directory))

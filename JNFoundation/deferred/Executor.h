@@ -81,12 +81,12 @@ class OffloadedFunction : public OffloadedWork {
 
   Value perform(const CancellationToken& token) override {
     // It goes on the thread that ran it, before the outcome is seen.
-    std::optional<Function> function = std::move(_function);
+    Function function = *std::move(_function);
     _function.reset();
     if constexpr (std::is_invocable_v<Function&, const CancellationToken&>) {
-      return valueOf([&]() -> decltype(auto) { return (*function)(token); });
+      return valueOf([&]() -> decltype(auto) { return function(token); });
     } else {
-      return valueOf([&]() -> decltype(auto) { return (*function)(); });
+      return valueOf([&]() -> decltype(auto) { return function(); });
     }
   }
 
