@@ -7,8 +7,6 @@
 #include <JNFoundation/platform/store/NSPersistentStoreCoordinator.h>
 #include <JNFoundation/platform/store/impl/EntityLayout.h>
 #include <JNFoundation/platform/value/FatalError.h>
-#include <JNFoundation/platform/value/OneThread.h>
-#include <JNFoundation/platform/value/TryRetain.h>
 
 namespace JNFoundation::inline v0_1::impl {
 

@@ -13,8 +13,8 @@
 #include <JNFoundation/platform/store/impl/ContextQueue.h>
 #include <JNFoundation/platform/text/Hash.h>
 #include <JNFoundation/platform/value/OneThread.h>
+#include <JNFoundation/platform/value/TryRetain.h>
 #include <JNFoundation/platform/value/Weak.h>
-#include <JNFoundation/platform/value/impl/SideRecord.h>
 
 namespace JNFoundation::inline v0_1::impl {
 
@@ -151,8 +151,7 @@ class ObjectRegistry final : public NSObject {
   /// An object whose last reference has just gone stands in its table until its destructor takes it
   /// out.
   static Ref<NSManagedObject> alive(NSManagedObject* object) noexcept {
-    return object && SideRecordAccess::tryRetain(*object) ? Ref<NSManagedObject>::adopt(object)
-                                                          : nullptr;
+    return object && tryRetain(*object) ? Ref<NSManagedObject>::adopt(object) : nullptr;
   }
   Table& tableOf(const StoreHierarchy* hierarchy) const;
   [[noreturn]] void stopAtWrongThread() const noexcept;
