@@ -59,6 +59,7 @@ class RecurringTexts;
 template <class T>
 class Ref;
 class SEL;
+enum class SharedMemoryUse : std::uint8_t;
 template <class Self, class Base, class... Protocols>
 class Subclass;
 class Value;

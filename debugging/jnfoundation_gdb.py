@@ -132,7 +132,8 @@ class Found(Look):
             raise KeyError(name)
         bit, field = place
         if field.bitsize:
-            return Look(gdb.Value(self.word_at(self._address + bit // 8, 1) >> bit % 8
+            bytes_of_field = (bit % 8 + field.bitsize + 7) // 8
+            return Look(gdb.Value(self.word_at(self._address + bit // 8, bytes_of_field) >> bit % 8
                                   & (1 << field.bitsize) - 1))
         return Look(value_at(self._address + bit // 8, field.type))
 

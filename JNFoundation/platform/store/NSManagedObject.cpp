@@ -2,11 +2,11 @@
 
 #include <JNFoundation/platform/store/NSManagedObjectContext.h>
 #include <JNFoundation/platform/store/impl/Relations.h>
-#include <JNFoundation/platform/store/impl/SharedMemory.h>
 #include <JNFoundation/platform/store/impl/TransformedValue.h>
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/NSException.h>
 #include <JNFoundation/platform/value/NSNull.h>
+#include <JNFoundation/platform/value/SharedMemory.h>
 
 namespace JNFoundation::inline v0_1 {
 
@@ -28,9 +28,11 @@ const ClassDeclaration<NSManagedObject> declarationOfNSManagedObject =
         .operation("hasChanges", &NSManagedObject::hasChanges);
 }  // namespace
 
-void* NSManagedObject::operator new(std::size_t size) { return impl::takeSharedMemory(size); }
+void* NSManagedObject::operator new(std::size_t size) {
+  return takeSharedMemory(size, SharedMemoryUse::Objects);
+}
 void NSManagedObject::operator delete(void* memory) noexcept {
-  if (memory) impl::giveBackSharedMemory(memory);
+  if (memory) giveBackSharedMemory(memory);
 }
 void* NSManagedObject::operator new(std::size_t size, std::align_val_t alignment) {
   return ::operator new(size, alignment);

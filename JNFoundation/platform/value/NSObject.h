@@ -36,13 +36,13 @@ class ReferenceCount {
   }
   /// Returns: what the count was before. What this thread did before it comes before whatever a
   /// thread does that has seen the result and called `synchronize`.
-  std::uint32_t decrement() noexcept {
+  std::uint32_t decrement(std::uint32_t by = 1) noexcept {
     if (hasOneThread()) {
       const std::uint32_t before = _count.load(std::memory_order_relaxed);
-      _count.store(before - 1, std::memory_order_relaxed);
+      _count.store(before - by, std::memory_order_relaxed);
       return before;
     }
-    return _count.fetch_sub(1, std::memory_order_release);
+    return _count.fetch_sub(by, std::memory_order_release);
   }
   void synchronize() const noexcept { static_cast<void>(_count.load(std::memory_order_acquire)); }
 

@@ -12,6 +12,7 @@
 #include <JNFoundation/platform/value/ClassDeclaration.h>
 #include <JNFoundation/platform/value/NSArray.h>
 #include <JNFoundation/platform/value/NSException.h>
+#include <JNFoundation/platform/value/SharedMemory.h>
 #include <JNFoundation/platform/value/impl/GrowingTable.h>
 
 namespace JNFoundation::inline v0_1 {
@@ -76,28 +77,43 @@ std::string_view comparable(const Ref<NSString>& other, const char* operation) {
 
 const Class& NSString::class_() const noexcept { return ConcreteString::classObject; }
 
-void NSString::operator delete(void* memory) noexcept { ::operator delete(memory); }
+void NSString::operator delete(NSString* string, std::destroying_delete_t) noexcept {
+  const bool standsAmongMany = string->_standsAmongMany != 0;
+  string->~NSString();
+  if (standsAmongMany) {
+    giveBackSharedMemory(string);
+  } else {
+    ::operator delete(string);
+  }
+}
 
-Ref<NSString> NSString::make(std::string_view wellFormed, std::size_t length) {
+Ref<NSString> NSString::make(std::string_view wellFormed, std::size_t length, Place place) {
   if (wellFormed.size() >= std::numeric_limits<std::int32_t>::max()) {
     raise(NSInvalidArgumentException, "a string of %zu bytes is too long", wellFormed.size());
   }
-  void* memory = ::operator new(sizeof(NSString) + wellFormed.size() + 1);
-  auto* string = new (memory)
-      NSString(static_cast<std::uint32_t>(wellFormed.size()), static_cast<std::uint32_t>(length));
+  const std::size_t room = sizeof(NSString) + wellFormed.size() + 1;
+  void* memory = place == Place::AmongMany ? takeSharedMemory(room, SharedMemoryUse::Contents)
+                                           : ::operator new(room);
+  auto* string = new (memory) NSString(wellFormed.size(), length, place);
   char* text = reinterpret_cast<char*>(string + 1);
   std::copy(wellFormed.begin(), wellFormed.end(), text);
   text[wellFormed.size()] = '\0';
   return Ref<NSString>::adopt(string);
 }
 
+Ref<NSString> NSString::mended(std::string_view text, Place place) {
+  if (isASCII(text)) return make(text, text.size(), place);
+  if (isValidUTF8(text)) return make(text, codePointCount(text), place);
+  const std::string mended = sanitizedUTF8(text);
+  return make(mended, codePointCount(mended), place);
+}
+
 Ref<NSString> NSString::string() { return ""_s; }
 
-Ref<NSString> NSString::fromText(std::string_view text) {
-  if (isASCII(text)) return make(text, text.size());
-  if (isValidUTF8(text)) return make(text, codePointCount(text));
-  const std::string mended = sanitizedUTF8(text);
-  return make(mended, codePointCount(mended));
+Ref<NSString> NSString::fromText(std::string_view text) { return mended(text, Place::Alone); }
+
+Ref<NSString> NSString::fromTextAmongMany(std::string_view text) {
+  return mended(text, Place::AmongMany);
 }
 
 Ref<NSString> NSString::stringWithUTF8String(const char* text) {

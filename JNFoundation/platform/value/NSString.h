@@ -1,5 +1,6 @@
 #pragma once
 
+#include <new>
 #include <string>
 #include <string_view>
 
@@ -30,6 +31,10 @@ class NSString final : public NSObject {
 
   /// Mends ill-formed UTF-8. Fails: raises NSInvalidArgumentException from 2 GiB on.
   static Ref<NSString> fromText(std::string_view text);
+
+  /// The same for one of many texts that mostly go together, as those of the records of one answer:
+  /// they stand beside each other in memory, see SharedMemory.h.
+  static Ref<NSString> fromTextAmongMany(std::string_view text);
 
   /// Returns: null for a null pointer and for ill-formed UTF-8.
   static Ref<NSString> stringWithUTF8String(const char* text);
@@ -129,14 +134,21 @@ class NSString final : public NSObject {
   bool isInterned() const noexcept { return _interned; }
 
   /// Strings are allocated with their text behind them.
-  static void operator delete(void* memory) noexcept;
+  static void operator delete(NSString* string, std::destroying_delete_t) noexcept;
 
  private:
-  NSString(std::uint32_t size, std::uint32_t length) noexcept
-      : _size(size), _length(length & 0x7FFFFFFF) {}
+  /// Where a string stands in memory.
+  enum class Place : std::uint8_t { Alone, AmongMany };
+
+  NSString(std::size_t size, std::size_t length, Place place) noexcept
+      : _size(size & 0x7FFFFFFF),
+        _standsAmongMany(place == Place::AmongMany ? 1 : 0),
+        _length(length & 0x7FFFFFFF) {}
   static void* operator new(std::size_t, void* memory) noexcept { return memory; }
 
-  static Ref<NSString> make(std::string_view wellFormed, std::size_t length);
+  static Ref<NSString> mended(std::string_view text, Place place);
+  static Ref<NSString> make(std::string_view wellFormed, std::size_t length,
+                            Place place = Place::Alone);
   /// Whether known hashes tell the two apart already.
   bool isHashedUnlike(const NSString& other) const noexcept {
     const std::uint64_t left = _hash.load(std::memory_order_relaxed);
@@ -149,7 +161,8 @@ class NSString final : public NSObject {
   std::uint64_t computeHash() const noexcept;
 
   mutable std::atomic<std::uint64_t> _hash{0};
-  std::uint32_t _size;
+  std::uint32_t _size : 31;
+  std::uint32_t _standsAmongMany : 1;
   std::uint32_t _length : 31;
   std::uint32_t _interned : 1 = 0;
 };

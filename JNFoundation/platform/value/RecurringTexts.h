@@ -18,11 +18,11 @@ class RecurringTexts {
  public:
   /// Takes: text whose UTF-8 is mended if it is ill-formed.
   Ref<NSString> stringOf(std::string_view text) {
-    if (_worth == 0 || text.size() > longestText) return NSString::fromText(text);
     if (_unseen > 0) {
       --_unseen;
       return NSString::fromText(text);
     }
+    if (_worth == 0 || text.size() > longestText) return NSString::fromTextAmongMany(text);
     return recentOrNew(text);
   }
 
@@ -43,9 +43,9 @@ class RecurringTexts {
     }
     if (--_worth == 0) {
       _recent.reset();
-      return NSString::fromText(text);
+      return NSString::fromTextAmongMany(text);
     }
-    return known = NSString::fromText(text);
+    return known = NSString::fromTextAmongMany(text);
   }
 
   /// Looks at the size and both ends: the texts of one column differ there.

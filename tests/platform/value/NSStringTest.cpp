@@ -47,6 +47,37 @@ TEST(NSString, MendsEachIllFormedSequence) {
   EXPECT_EQ(text("\xed\xa0\x80")->length(), 3u);
 }
 
+TEST(NSString, AmongManyIsLikeAnyOther) {
+  const std::string longText(100'000, 'x');
+  for (const std::string_view bytes :
+       {""sv, "a"sv, "é"sv, "a\0b"sv, "\xe2\x82z"sv, "a text of middling length"sv,
+        std::string_view(longText).substr(0, 460), std::string_view(longText)}) {
+    const auto string = NSString::fromTextAmongMany(bytes);
+    EXPECT_EQ(string->utf8(), text(bytes)->utf8());
+    EXPECT_EQ(string->length(), text(bytes)->length());
+    EXPECT_EQ(string->hash(), text(bytes)->hash());
+    EXPECT_TRUE(string->isEqual(Value(text(bytes))));
+    EXPECT_EQ(string->UTF8String()[string->utf8().size()], '\0');
+    EXPECT_FALSE(string->isInterned());
+  }
+}
+
+TEST(NSString, ThoseAmongManyGoInAnyOrderAndOnAnyThread) {
+  testing::LiveObjects live;
+  std::vector<Ref<NSString>> strings;
+  for (int i = 0; i < 5000; ++i) {
+    strings.push_back(NSString::fromTextAmongMany("number " + std::to_string(i)));
+  }
+  std::thread([odd = &strings] {
+    for (std::size_t i = 1; i < odd->size(); i += 2) (*odd)[i] = nullptr;
+  }).join();
+  for (std::size_t i = 0; i < strings.size(); i += 2) {
+    ASSERT_EQ(strings[i]->utf8(), "number " + std::to_string(i));
+  }
+  strings.clear();
+  EXPECT_EQ(live.count(), 0);
+}
+
 TEST(NSString, RandomBytesBecomeWellFormed) {
   testing::Randomness random;
   JN_TRACE_SEED(random);

@@ -1,22 +1,27 @@
-#include "JNFoundation/platform/store/impl/SharedMemory.h"
+#include "JNFoundation/platform/value/SharedMemory.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <limits>
 #include <new>
 
 #include <JNFoundation/platform/value/NSObject.h>
 
-namespace JNFoundation::inline v0_1::impl {
+namespace JNFoundation::inline v0_1 {
 namespace {
 
 /// A piece of memory that smaller ones are cut from.
 struct SharedBlock {
-  /// The pieces in use, and the thread that still cuts from it.
-  ReferenceCount users{1};
+  /// As long as a thread cuts from it, more than pieces fit: cutting need not count them one by
+  /// one.
+  static constexpr std::uint32_t open = 0x10000;
 
-  void release() noexcept {
-    if (users.decrement() != 1) return;
+  /// How many pieces are in use, and `open` less those cut so far while a thread cuts from it.
+  impl::ReferenceCount users{open};
+
+  void release(std::uint32_t count) noexcept {
+    if (users.decrement(count) != count) return;
     users.synchronize();
     std::free(this);
   }
@@ -37,6 +42,7 @@ struct Header {
 /// Pieces are aligned as what plain `new` gives, so headers stand half way between.
 constexpr std::size_t unit = std::max<std::size_t>(__STDCPP_DEFAULT_NEW_ALIGNMENT__, 16);
 static_assert(sizeof(Header) <= unit && sizeof(std::size_t) + sizeof(Header) <= unit);
+static_assert(sizeof(SharedBlock) <= unit - sizeof(Header));
 
 Header& headerOf(void* piece) noexcept { return static_cast<Header*>(piece)[-1]; }
 std::size_t& ownSizeOf(void* piece) noexcept {
@@ -44,6 +50,7 @@ std::size_t& ownSizeOf(void* piece) noexcept {
 }
 
 constexpr std::size_t blockSize = 4000;
+static_assert(blockSize / unit < SharedBlock::open);
 #if defined(__SANITIZE_ADDRESS__)
 // Each piece has memory of its own, so that uses after its end are found.
 constexpr std::size_t sharedLimit = 0;
@@ -51,45 +58,53 @@ constexpr std::size_t sharedLimit = 0;
 constexpr std::size_t sharedLimit = blockSize / 8;
 #endif
 
-/// The block that a thread cuts from at the moment.
+/// What a thread cuts pieces of one use from at the moment. Needs no destruction itself: objects
+/// are made until the very end of a thread.
 struct Cutter {
-  SharedBlock* block = nullptr;
+  SharedBlock* block;
   /// Where the next header may stand.
-  std::byte* next = nullptr;
-  std::byte* end = nullptr;
+  std::byte* next;
+  std::byte* end;
+  /// The pieces cut from the block.
+  std::uint32_t count;
+  /// Whether the thread is ending: nobody would close another block.
+  bool isOver;
 
-  ~Cutter() {
-    if (block) block->release();
+  void close() noexcept {
+    if (block) block->release(SharedBlock::open - count);
     block = nullptr;
     next = end = nullptr;
   }
 
-  void* cut(std::size_t size) {
-    const std::size_t room = (sizeof(Header) + size + unit - 1) / unit * unit;
-    if (static_cast<std::size_t>(end - next) < room) renew();
-    block->users.increment();
-    const auto distance = static_cast<std::uint32_t>(next - reinterpret_cast<std::byte*>(block));
-    auto* header = new (next) Header{distance, static_cast<std::uint32_t>(size)};
-    next += room;
-    return header + 1;
-  }
-
- private:
   void renew() {
     void* memory = std::malloc(blockSize);
     if (!memory) throw std::bad_alloc();
-    if (block) block->release();
+    close();
     block = new (memory) SharedBlock;
     next = static_cast<std::byte*>(memory) + unit - sizeof(Header);
     end = static_cast<std::byte*>(memory) + blockSize;
+    count = 0;
   }
 };
-static_assert(sizeof(SharedBlock) <= unit - sizeof(Header));
 
-thread_local Cutter cutter;
+constinit thread_local Cutter cutters[2]{};
+
+/// Closes the blocks of a thread that ends.
+struct Closing {
+  ~Closing() {
+    for (Cutter& cutter : cutters) {
+      cutter.isOver = true;
+      cutter.close();
+    }
+  }
+  void begin() const noexcept {}
+};
+
+thread_local const Closing closing;
 
 void* takeOwnMemory(std::size_t size) {
-  void* memory = size <= SIZE_MAX - unit ? std::malloc(unit + size) : nullptr;
+  void* memory =
+      size <= std::numeric_limits<std::size_t>::max() - unit ? std::malloc(unit + size) : nullptr;
   if (!memory) throw std::bad_alloc();
   void* piece = static_cast<std::byte*>(memory) + unit;
   new (&ownSizeOf(piece)) std::size_t(size);
@@ -99,14 +114,27 @@ void* takeOwnMemory(std::size_t size) {
 
 }  // namespace
 
-void* takeSharedMemory(std::size_t size) {
-  return size <= sharedLimit ? cutter.cut(size) : takeOwnMemory(size);
+void* takeSharedMemory(std::size_t size, SharedMemoryUse use) {
+  if (size > sharedLimit) return takeOwnMemory(size);
+  Cutter& cutter = cutters[static_cast<std::size_t>(use)];
+  const std::size_t room = (sizeof(Header) + size + unit - 1) / unit * unit;
+  if (static_cast<std::size_t>(cutter.end - cutter.next) < room) {
+    if (cutter.isOver) return takeOwnMemory(size);
+    closing.begin();
+    cutter.renew();
+  }
+  const auto distance =
+      static_cast<std::uint32_t>(cutter.next - reinterpret_cast<std::byte*>(cutter.block));
+  auto* header = new (cutter.next) Header{distance, static_cast<std::uint32_t>(size)};
+  cutter.next += room;
+  ++cutter.count;
+  return header + 1;
 }
 
 void giveBackSharedMemory(void* memory) noexcept {
   Header& header = headerOf(memory);
   if (header.blockDistance != 0) {
-    header.block().release();
+    header.block().release(1);
   } else {
     std::free(&ownSizeOf(memory));
   }
@@ -118,4 +146,4 @@ std::size_t sizeOfSharedMemory(const void* memory) noexcept {
   return header.blockDistance != 0 ? header.size : ownSizeOf(piece);
 }
 
-}  // namespace JNFoundation::impl
+}  // namespace JNFoundation
