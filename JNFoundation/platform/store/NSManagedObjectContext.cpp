@@ -378,10 +378,26 @@ void NSManagedObjectContext::forgetUnsaved() {
     auto& waiting = _changes->unsavedWithRules;
     if (!waiting.empty() && waiting.front() == object) waiting.pop_front();
     if (!isStill()) continue;
-    _changes->inserted.remove(*object);
-    _events->noteDeleted(*object);
-    ObjectAccess::detach(*object);
+    forget(*object);
   }
+}
+
+/// Drops an object that was never saved.
+void NSManagedObjectContext::forget(NSManagedObject& object) {
+  const Ref<NSManagedObjectID> identifier =
+      object.entity()->layout().isLedToWithoutWayBack() ? object.objectID() : nullptr;
+  _changes->inserted.remove(object);
+  _events->noteDeleted(object);
+  ObjectAccess::detach(object);
+  if (!identifier) return;
+  if (identifier->isTemporaryID()) {
+    // Nobody finds it any more; the next save has those let go of it that still lead to it.
+    _changes->forgotten.push_back(identifier);
+    return;
+  }
+  const Ref<NSSet> gone = NSSet::setWithObject(Value(identifier));
+  _changes->forEach(
+      [&](NSManagedObject& holder) { impl::Relations::letGoOfForgotten(holder, *gone); });
 }
 
 void NSManagedObjectContext::insertObject(const Ref<NSManagedObject>& object) {
@@ -458,9 +474,7 @@ void NSManagedObjectContext::deleteObject(const Ref<NSManagedObject>& object) {
       noteDeleteRules(*target);
       forgetUnsaved();
     } else {
-      _changes->inserted.remove(*target);
-      _events->noteDeleted(*target);
-      ObjectAccess::detach(*target);
+      forget(*target);
     }
   } else if ((flags & ObjectAccess::hasValues) == 0 && !readValues(*target, nullptr)) {
     // The version that a deletion is based on has to be known; what has no record is gone already.
@@ -516,6 +530,7 @@ void NSManagedObjectContext::rollback() {
   _registry->requireThread();
   _changes->withRules.clear();
   _changes->unsavedWithRules.clear();
+  _changes->forgotten.clear();
   _changes->watched.clear();
   for (const Ref<NSManagedObject>& object : _changes->inserted.takeAll()) {
     _events->noteDeleted(*object);

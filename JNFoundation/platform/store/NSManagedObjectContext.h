@@ -348,6 +348,7 @@ class NSManagedObjectContext : public NSObject {
   /// Runs the delete rules of what was deleted since the last time.
   void propagateDeletes();
   void forgetUnsaved();
+  void forget(NSManagedObject& object);
   /// Has the end of this turn process what was changed.
   void noteChange();
   void listForMerging();

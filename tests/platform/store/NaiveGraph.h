@@ -100,6 +100,10 @@ class NaiveGraph {
       const int next = _unsaved.front();
       applyRules(next);
       nodes.erase(next);
+      // Where there is no way back.
+      for (auto& [number, left] : nodes) {
+        for (auto& [at, related] : left.related) std::erase(related, next);
+      }
       _unsaved.pop_front();
     }
   }
@@ -127,7 +131,25 @@ class NaiveGraph {
     return false;
   }
 
+  /// Without a way back, members that go are no members for the save; those that the store has stay
+  /// until then.
+  void letGoOfAdded(const NaiveGraph& stored) {
+    for (auto& [number, node] : nodes) {
+      const auto before = stored.nodes.find(number);
+      for (auto& [at, related] : node.related) {
+        if (relationship(at).inverse >= 0 || !relationship(at).toMany) continue;
+        const Numbers known =
+            before == stored.nodes.end() ? Numbers() : before->second.related.at(at);
+        std::erase_if(related, [&](int other) {
+          return nodes.at(other).isDeleted &&
+                 std::find(known.begin(), known.end(), other) == known.end();
+        });
+      }
+    }
+  }
+
   void settle() {
+    letGoOfAdded(NaiveGraph(*_relationships));
     std::erase_if(nodes, [](const auto& entry) { return entry.second.isDeleted; });
     for (auto& [number, node] : nodes) node.isSaved = true;
     _withRules.clear();

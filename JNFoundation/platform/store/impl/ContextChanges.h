@@ -3,6 +3,7 @@
 #include <deque>
 #include <vector>
 
+#include <JNFoundation/platform/store/NSManagedObjectID.h>
 #include <JNFoundation/platform/store/impl/ObjectAccess.h>
 
 namespace JNFoundation::inline v0_1::impl {
@@ -82,10 +83,21 @@ class ContextChanges {
   /// The same of objects that were never saved; they are forgotten as soon as the rules have run.
   std::deque<Ref<NSManagedObject>> unsavedWithRules;
   bool isForgetting = false;
+  /// Of objects that were never saved and are gone, as long as others may lead to them without a
+  /// way back.
+  std::vector<Ref<NSManagedObjectID>> forgotten;
   /// Objects without changes whose records the next save holds against the store.
   std::vector<Ref<NSManagedObject>> watched;
   /// Whether the merge policy of a save is being asked.
   bool isMerging = false;
+
+  /// Calls the function with each object as they are now; it may change them.
+  template <class Function>
+  void forEach(Function&& function) const {
+    for (const ChangeList* list : {&inserted, &updated, &deleted}) {
+      for (const Ref<NSManagedObject>& object : list->objects()) function(*object);
+    }
+  }
 
   bool isEmpty() const noexcept {
     return inserted.isEmpty() && updated.isEmpty() && deleted.isEmpty();

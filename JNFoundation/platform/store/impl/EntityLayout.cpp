@@ -5,6 +5,7 @@
 #include <string>
 
 #include <JNFoundation/platform/store/NSManagedObject.h>
+#include <JNFoundation/platform/store/NSManagedObjectModel.h>
 #include <JNFoundation/platform/store/NSRelationshipDescription.h>
 #include <JNFoundation/platform/value/NSException.h>
 
@@ -213,6 +214,20 @@ const EntityLayout::ClassBinding& EntityLayout::bindingOfOther(const Class& cls)
   while (!_bindings.compare_exchange_weak(fresh->next, fresh, std::memory_order_acq_rel)) {
   }
   return fresh->binding;
+}
+
+bool EntityLayout::isLedToWithoutWayBack() const {
+  const Answer known = _isLedToWithoutWayBack.load(std::memory_order_relaxed);
+  if (known != Answer::None) return known == Answer::Yes;
+  bool isLedTo = false;
+  for (const Ref<NSEntityDescription>& entity : _entity.managedObjectModel()->entityList()) {
+    for (const Slot& slot : entity->layout().slots()) {
+      isLedTo = isLedTo || (slot.relationship && !slot.relationship->inverseRelationship() &&
+                            &slot.relationship->destinationEntity()->layout().root() == _root);
+    }
+  }
+  _isLedToWithoutWayBack.store(isLedTo ? Answer::Yes : Answer::No, std::memory_order_relaxed);
+  return isLedTo;
 }
 
 const EntityLayout::ClassBinding& EntityLayout::findObjectClass() const {

@@ -83,6 +83,10 @@ class EntityLayout {
   /// The entity and all its descendants that are not abstract.
   std::span<const NSEntityDescription* const> family() const noexcept { return _family; }
 
+  /// Whether relationships without a way back lead to the entity's hierarchy. Requires: the model
+  /// is alive and complete.
+  bool isLedToWithoutWayBack() const;
+
   /// Whether there are values that a store keeps data for.
   bool hasTransformed() const noexcept { return _hasTransformed; }
   /// Whether an inserted object has anything but nulls to start with.
@@ -129,6 +133,9 @@ class EntityLayout {
   std::size_t _mask = 0;
   bool _hasDefaults = false;
   bool _hasTransformed = false;
+  /// Nothing is known at first.
+  enum class Answer : std::uint8_t { None, No, Yes };
+  mutable std::atomic<Answer> _isLedToWithoutWayBack{Answer::None};
   mutable std::atomic<const ClassBinding*> _objectClass{nullptr};
   mutable std::atomic<BindingNode*> _bindings{nullptr};
 };

@@ -385,9 +385,18 @@ void Relations::setMembers(NSManagedObject& object, std::size_t number, const Va
   identifiers.reserve(wanted.size());
   for (const Ref<NSManagedObject>& member : wanted) identifiers.emplace_back(member->objectID());
   const Ref<NSSet> kept = NSSet::setWithValues(identifiers);
-  for (const Value& value : members(object, number)) {
+  const std::vector<Value> former = members(object, number);
+  const bool leadsToForgotten = former.size() < related(object, number).members().count();
+  for (const Value& value : former) {
     auto& member = *as<NSManagedObject>(value);
     if (!kept->containsObject(Value(member.objectID()))) removeMember(object, number, member);
+  }
+  if (leadsToForgotten) {
+    RelatedObjects& state = related(object, number);
+    for (const Value& identifier : knownMembers(state)) {
+      if (kept->containsObject(identifier)) continue;
+      state.remove(Ref<NSManagedObjectID>(as<NSManagedObjectID>(identifier)));
+    }
   }
   for (const Ref<NSManagedObject>& member : wanted) addMember(object, number, *member);
   if (relationship.isOrdered()) related(object, number).setOrder(std::move(identifiers));
@@ -539,6 +548,47 @@ bool Relations::leadsOrLedToAny(const NSManagedObject& object, const NSSet& iden
     }
   }
   return false;
+}
+
+void Relations::letGoOfForgotten(NSManagedObject& object, const NSSet& identifiers) {
+  if (identifiers.count() > 0 && leadsOrLedToAny(object, identifiers)) {
+    dropDestinations(object, identifiers);
+  }
+}
+
+void Relations::letGoOfAdded(NSManagedObject& object, const NSSet& identifiers) {
+  if (identifiers.count() == 0) return;
+  for (const std::size_t number : object.entity()->layout().toManys()) {
+    const Ref<RelatedObjects> state(known(object, number));
+    if (!state || slotAt(object, number).relationship->inverseRelationship()) continue;
+    std::vector<Value> going = listOf(state->added());
+    std::erase_if(going, [&](const Value& member) { return !identifiers.containsObject(member); });
+    if (going.empty()) continue;
+    // Of known members can be told which ones the store has.
+    std::vector<Ref<NSManagedObject>> read;
+    loaded(object, number, read);
+    for (const Value& member : going) {
+      if (!state->added() || !state->added()->containsObject(member)) continue;
+      ObjectAccess::willRelate(object);
+      state->remove(Ref<NSManagedObjectID>(as<NSManagedObjectID>(member)));
+    }
+  }
+}
+
+bool Relations::forgetMembers(NSManagedObject& object, const NSSet& identifiers) {
+  bool isFound = false;
+  for (const std::size_t number : object.entity()->layout().toManys()) {
+    RelatedObjects* related = known(object, number);
+    if (!related || !related->isLoaded()) continue;
+    if (slotAt(object, number).relationship->inverseRelationship()) continue;
+    std::vector<Value> members = knownMembers(*related);
+    const std::size_t gone = std::erase_if(
+        members, [&](const Value& member) { return identifiers.containsObject(member); });
+    if (gone == 0) continue;
+    related->rebase(std::move(members));
+    isFound = true;
+  }
+  return isFound;
 }
 
 void Relations::dropDestinations(NSManagedObject& object, const NSSet& identifiers) {

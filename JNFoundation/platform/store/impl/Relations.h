@@ -68,6 +68,16 @@ class Relations {
   /// Whether the object leads to one of these, or did before it was changed, as far as is known
   /// here.
   static bool leadsOrLedToAny(const NSManagedObject& object, const NSSet& identifiers);
+  // What has no way back; of objects with changes, and the last one of those without.
+
+  /// Has it lead to none of these, which were never saved and are gone.
+  static void letGoOfForgotten(NSManagedObject& object, const NSSet& identifiers);
+  /// Takes those out again that were added since the last save and go with the next one.
+  static void letGoOfAdded(NSManagedObject& object, const NSSet& identifiers);
+  /// Takes those out of the known members that the store has let go of. Returns: whether there were
+  /// any.
+  static bool forgetMembers(NSManagedObject& object, const NSSet& identifiers);
+
   /// Has it lead to none of them any more. Requires: they are gone, and have no other end.
   static void dropDestinations(NSManagedObject& object, const NSSet& identifiers);
 
