@@ -51,7 +51,12 @@ std::size_t& ownSizeOf(void* piece) noexcept {
 
 constexpr std::size_t blockSize = 4000;
 static_assert(blockSize / unit < SharedBlock::open);
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define JN_CHECKS_ADDRESSES 1
+#endif
+#endif
+#if defined(__SANITIZE_ADDRESS__) || defined(JN_CHECKS_ADDRESSES)
 // Each piece has memory of its own, so that uses after its end are found.
 constexpr std::size_t sharedLimit = 0;
 #else
