@@ -7,7 +7,10 @@ namespace JNFoundation::inline v0_1 {
 
 /// What shares blocks of memory. Objects have blocks of their own, so that those of their contents
 /// are given back when the objects let go of these and live on.
-enum class SharedMemoryUse : std::uint8_t { Objects, Contents };
+enum class SharedMemoryUse : std::uint8_t {
+  Objects,   ///< what lives on when its contents have gone
+  Contents,  ///< values and texts
+};
 
 /// Memory for the many small pieces of one fetch, import or document, which mostly go together as
 /// well. They are cut from larger blocks, one behind the other; a block is given back when the last
