@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -12,6 +11,7 @@
 #include <JNFoundation/platform/store/impl/ContextChanges.h>
 #include <JNFoundation/platform/store/impl/ContextEvents.h>
 #include <JNFoundation/platform/store/impl/ContextMerge.h>
+#include <JNFoundation/platform/store/impl/OneWayReferences.h>
 #include <JNFoundation/platform/store/impl/ParentSave.h>
 #include <JNFoundation/platform/store/impl/Relations.h>
 #include <JNFoundation/platform/store/impl/SaveConflicts.h>
@@ -102,7 +102,7 @@ class ContextSave {
   /// A save runs the delete rules whether or not the ends of turns do.
   void processChanges() {
     _context.propagateDeletes();
-    letGoOfWhatGoes();
+    letGoOfWhatGoes(_changes);
     _context.processPendingChanges();
   }
 
@@ -573,7 +573,7 @@ class ContextSave {
       forEachBroughtNear(*list, [this](const auto& object) { settleValues(*object); });
     }
     for (const Ref<NSManagedObject>& object : deleted) ObjectAccess::detach(*object);
-    letGoOf(deleted);
+    forgetDeletedMembers(*_context._registry, deleted);
     _context._family->tellPermanentIDs(_permanentIDs);
     _context._events->forEachObserver(
         [&](ContextObserver& observer) { observer.contextDidSave(_context); });
@@ -585,48 +585,6 @@ class ContextSave {
     // Of objects that nobody else holds, these are the last references.
     for (auto* list : {&inserted, &updated, &deleted}) {
       forEachBroughtNear(*list, [](Ref<NSManagedObject>& object) { object = nullptr; });
-    }
-  }
-
-  /// Whether others may lead to the object without its knowing of them.
-  static bool isLedToWithoutWayBack(const NSManagedObject& object) {
-    return object.entity()->layout().isLedToWithoutWayBack();
-  }
-
-  static Ref<NSSet> identifiersOf(const Objects& objects) {
-    std::vector<Value> identifiers;
-    identifiers.reserve(objects.size());
-    for (const Ref<NSManagedObject>& object : objects) identifiers.emplace_back(object->objectID());
-    return NSSet::setWithValues(std::move(identifiers));
-  }
-
-  /// Whoever has changes lets go of what nobody will find: where there is no way back, the delete
-  /// rules of what goes could not tell.
-  void letGoOfWhatGoes() {
-    const auto forgotten = std::exchange(_changes.forgotten, {});
-    Objects deleted;
-    _changes.deleted.forEach([&](NSManagedObject& object) {
-      if (isLedToWithoutWayBack(object)) deleted.emplace_back(&object);
-    });
-    if (forgotten.empty() && deleted.empty()) return;
-    const Ref<NSSet> unsaved = NSSet::setWithValues({forgotten.begin(), forgotten.end()});
-    const Ref<NSSet> saved = identifiersOf(deleted);
-    _changes.forEach(
-        [&](NSManagedObject& object) { Relations::letGoOfForgotten(object, *unsaved); });
-    // May have to read, and so fail.
-    _changes.forEach([&](NSManagedObject& object) { Relations::letGoOfAdded(object, *saved); });
-  }
-
-  /// The pairs of a record go with it. Where there is no way back, those that are known to have it
-  /// as a member have not let go of it yet.
-  void letGoOf(const Objects& deleted) const {
-    const bool isLedTo = std::any_of(
-        deleted.begin(), deleted.end(),
-        [](const Ref<NSManagedObject>& object) { return isLedToWithoutWayBack(*object); });
-    if (!isLedTo) return;
-    const Ref<NSSet> gone = identifiersOf(deleted);
-    for (const Ref<NSManagedObject>& object : _context._registry->all()) {
-      if (Relations::forgetMembers(*object, *gone)) ObjectAccess::noteRefreshed(*object);
     }
   }
 
