@@ -175,6 +175,14 @@ TEST_P(OneWayRelationship, ASetPutInItsPlaceLetsGoOfWhatIsForgotten) {
   EXPECT_EQ(there("line"), "Cid Ann");
 }
 
+TEST_P(OneWayRelationship, ASetOfAnObjectThatIsGoneCanBeEmptied) {
+  context->deleteObject(club);
+  save();
+  EXPECT_FALSE(club->managedObjectContext());
+  club->setValueForKey(nullptr, "guests");
+  EXPECT_EQ(here("guests"), "");
+}
+
 TEST_P(OneWayRelationship, ARollbackBringsTheMembersBack) {
   relate(club, "guests", {make("Person", "Dora")});
   context->deleteObject(bob);

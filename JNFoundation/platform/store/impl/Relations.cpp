@@ -386,7 +386,9 @@ void Relations::setMembers(NSManagedObject& object, std::size_t number, const Va
   for (const Ref<NSManagedObject>& member : wanted) identifiers.emplace_back(member->objectID());
   const Ref<NSSet> kept = NSSet::setWithValues(identifiers);
   const std::vector<Value> former = members(object, number);
-  const bool leadsToForgotten = former.size() < related(object, number).members().count();
+  const RelatedObjects* known = Relations::known(object, number);
+  const bool leadsToForgotten =
+      known && known->isLoaded() && former.size() < known->members().count();
   for (const Value& value : former) {
     auto& member = *as<NSManagedObject>(value);
     if (!kept->containsObject(Value(member.objectID()))) removeMember(object, number, member);
